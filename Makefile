@@ -1,0 +1,37 @@
+# Every target first makes sure the Debian packages are there (scripts/install-deps
+# installs only what is missing), so a fresh machine needs nothing but `make test`.
+PREFIX ?= /usr/local
+
+.PHONY: deps build test demo bench asan install format clean
+
+deps:
+	@scripts/install-deps
+
+build: deps
+	cmake --preset release
+	cmake --build --preset release
+
+test: deps
+	cmake --preset debug
+	cmake --build --preset debug
+	ctest --preset debug
+
+asan: deps
+	cmake --preset asan
+	cmake --build --preset asan
+	ctest --preset asan
+
+bench: build
+	build/release/bench/quorvane_bench
+
+demo: build
+	@scripts/demo build/release/quorvane
+
+install: build
+	cmake --install build/release --prefix "$(PREFIX)"
+
+format:
+	clang-format -i $$(git ls-files '*.cc' '*.h')
+
+clean:
+	rm -rf build

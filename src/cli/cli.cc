@@ -1,0 +1,57 @@
+#include "cli/cli.h"
+
+#include <CLI/CLI.hpp>
+#include <exception>
+#include <ostream>
+
+#include "cli/command.h"
+#include "quorvane_version.h"
+
+namespace quorvane {
+namespace {
+
+constexpr const char* kDescription =
+    "Quorvane keeps a visual artist's library of artworks and texts and turns it into\n"
+    "print-ready PDF documents: portfolios, catalogues, a CV, a biography and statements.";
+
+constexpr const char* kFooter =
+    "\nExamples:\n"
+    "  quorvane file-name portfolio --first-name Zoë --last-name Müller\n"
+    "  quorvane cv-sections --json\n"
+    "\nRun 'quorvane COMMAND --help' for the options of one command.";
+
+std::vector<const char*> argvFor(const std::vector<std::string>& args) {
+  std::vector<const char*> argv{"quorvane"};
+  for (const auto& arg : args) argv.push_back(arg.c_str());
+  return argv;
+}
+
+}  // namespace
+
+int runCli(const std::vector<std::string>& args, std::ostream& out, std::ostream& err) {
+  CliContext context{out, err};
+  CLI::App app{kDescription, "quorvane"};
+  app.footer(kFooter);
+  app.get_formatter()->label("SUBCOMMAND", "COMMAND");
+  app.set_version_flag("--version", std::string("quorvane ") + kQuorvaneVersion);
+  app.add_flag("--json", context.json, "Print machine-readable JSON instead of text");
+  app.add_flag("-v,--verbose", context.verbose, "Print diagnostics while working");
+  app.fallthrough();  // so global flags may follow the command too
+  app.require_subcommand(0, 1);
+  for (const CommandEntry& command : cliCommands()) command.install(app, context);
+  for (CLI::App* command : app.get_subcommands({})) command->group("Commands");
+
+  const auto argv = argvFor(args);
+  try {
+    app.parse(static_cast<int>(argv.size()), argv.data());
+  } catch (const CLI::ParseError& e) {
+    return app.exit(e, out, err);
+  } catch (const std::exception& e) {
+    err << "quorvane: " << e.what() << '\n';
+    return 1;
+  }
+  if (app.get_subcommands().empty()) out << app.help();
+  return 0;
+}
+
+}  // namespace quorvane

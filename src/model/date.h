@@ -1,0 +1,27 @@
+// Points in time. In memory a date is a count of seconds since 1970 in double
+// precision; wherever it is stored (database, JSON, packages) it is a signed
+// 64-bit count of whole milliseconds.
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <optional>
+
+namespace quorvane {
+
+using Seconds = std::chrono::duration<double>;
+using Date = std::chrono::time_point<std::chrono::system_clock, Seconds>;
+
+// Seconds since 1970 times 1000, truncated toward zero. A date whose
+// millisecond value is not finite or does not fit in 64 bits is a programming
+// error: the program prints what it was given and stops.
+std::int64_t millisecondsSince1970(Date date);
+std::optional<std::int64_t> millisecondsSince1970(std::optional<Date> date);
+
+// The stored count divided by 1000.
+Date dateFromMilliseconds(std::int64_t milliseconds);
+std::optional<Date> dateFromMilliseconds(std::optional<std::int64_t> milliseconds);
+
+inline Date dateFromSeconds(double seconds) { return Date(Seconds(seconds)); }
+
+}  // namespace quorvane

@@ -1,0 +1,17 @@
+// Unicode-aware text helpers shared by the records and file names.
+#pragma once
+
+#include <string>
+#include <string_view>
+
+namespace quorvane {
+
+// `text` (UTF-8) without leading and trailing white space and line breaks,
+// as Unicode's White_Space property defines them (tabs, no-break and
+// ideographic spaces, U+2028, NEL, …). Invalid UTF-8 is left as it is.
+std::string trimmedWhitespaceAndNewlines(std::string_view text);
+
+// True when `text` holds nothing but white space and line breaks.
+bool isBlank(std::string_view text);
+
+}  // namespace quorvane
