@@ -25,7 +25,7 @@ bench: build
 	build/release/bench/quorvane_bench
 
 demo: build
-	@scripts/demo build/release/quorvane
+	@scripts/demo build/release/src/quorvane
 
 install: build
 	cmake --install build/release --prefix "$(PREFIX)"
