@@ -2,7 +2,7 @@
 # installs only what is missing), so a fresh machine needs nothing but `make test`.
 PREFIX ?= /usr/local
 
-.PHONY: deps build test demo bench asan install format clean
+.PHONY: deps build test demo bench asan install fuzz format clean
 
 deps:
 	@scripts/install-deps
@@ -35,3 +35,12 @@ format:
 
 clean:
 	rm -rf build
+
+# Fuzz the decoders of stored text for FUZZ_SECONDS (clang, libFuzzer).
+FUZZ_SECONDS ?= 60
+fuzz:
+	@scripts/install-deps fuzz
+	cmake --preset fuzz
+	cmake --build --preset fuzz
+	mkdir -p build/fuzz/corpus
+	build/fuzz/fuzz/fuzz_stored_text -max_total_time=$(FUZZ_SECONDS) build/fuzz/corpus

@@ -3,6 +3,7 @@
 // compare by value and carry no behaviour beyond their defaults.
 #pragma once
 
+#include <array>
 #include <cstdint>
 #include <map>
 #include <optional>
