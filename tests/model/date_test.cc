@@ -31,6 +31,29 @@ TEST(MillisecondsTest, RoundTripsEveryStoredValueOfAPlausibleRange) {
   }
 }
 
+TEST(MillisecondsTest, EveryStoredCountWritesBackUnchanged) {
+  // 2182187855107 / 1000 * 1000 is …106.9998 in doubles: plain truncation
+  // would move such a time back by 1 ms at every save.
+  EXPECT_EQ(millisecondsSince1970(dateFromMilliseconds(2182187855107)), 2182187855107);
+  EXPECT_EQ(millisecondsSince1970(dateFromMilliseconds(-2160661102391)), -2160661102391);
+  for (std::int64_t ms = 1700000000000; ms < 1700000200000; ms += 7) {
+    ASSERT_EQ(millisecondsSince1970(dateFromMilliseconds(ms)), ms);
+  }
+  for (std::int64_t ms = -2208988800000; ms < -2208988600000; ms += 7) {
+    ASSERT_EQ(millisecondsSince1970(dateFromMilliseconds(ms)), ms);
+  }
+}
+
+TEST(MillisecondsTest, CorruptStoredCountsCanBeReadAndSavedAgain) {
+  constexpr std::int64_t twoTo62 = std::int64_t{1} << 62;
+  EXPECT_EQ(millisecondsSince1970(dateFromMilliseconds(INT64_MAX)), twoTo62);
+  EXPECT_EQ(millisecondsSince1970(dateFromMilliseconds(INT64_MIN)), -twoTo62);
+}
+
+TEST(MillisecondsTest, TheLowestStorableDateIsAccepted) {
+  EXPECT_EQ(millisecondsSince1970(dateFromSeconds(-9223372036854775.808)), INT64_MIN);
+}
+
 using MillisecondsDeathTest = ::testing::Test;
 
 TEST_F(MillisecondsDeathTest, UnrepresentableDatesStopTheProgram) {
@@ -41,6 +64,7 @@ TEST_F(MillisecondsDeathTest, UnrepresentableDatesStopTheProgram) {
   EXPECT_DEATH(millisecondsSince1970(dateFromSeconds(-infinity)), "cannot be stored");
   // 2^63 ms is one past the largest signed 64-bit value.
   EXPECT_DEATH(millisecondsSince1970(dateFromSeconds(9223372036854775.808)), "cannot be stored");
+  EXPECT_DEATH(millisecondsSince1970(dateFromSeconds(-1e16)), "cannot be stored");
 }
 
 }  // namespace
