@@ -2,7 +2,6 @@
 
 #include <array>
 #include <cctype>
-#include <cmath>
 #include <cstdio>
 #include <ctime>
 
@@ -58,9 +57,11 @@ std::string_view exportKindWord(ExportDocumentKind kind, std::string_view export
 }
 
 std::string exportDatePart(Date now) {
-  const auto seconds = static_cast<std::time_t>(std::floor(now.time_since_epoch().count()));
+  const std::int64_t milliseconds = millisecondsSince1970(now);
+  const auto seconds =
+      static_cast<std::time_t>(milliseconds / 1000 - (milliseconds % 1000 < 0 ? 1 : 0));  // floor
   std::tm local{};
-  localtime_r(&seconds, &local);
+  if (localtime_r(&seconds, &local) == nullptr) return "0000-00-00";
   char buffer[32];
   std::snprintf(buffer, sizeof buffer, "%04d-%02d-%02d", local.tm_year + 1900, local.tm_mon + 1,
                 local.tm_mday);

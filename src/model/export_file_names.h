@@ -35,7 +35,9 @@ inline constexpr int kArtistSlugMaxLength = 60;
 // code, after trimming and lower-casing, counts as English).
 std::string_view exportKindWord(ExportDocumentKind kind, std::string_view exportLocale);
 
-// `now` as "yyyy-MM-dd" in the local time zone.
+// `now` as "yyyy-MM-dd" in the local time zone, in the Gregorian calendar
+// whatever the locale: file names must sort by date and read the same to
+// every recipient.
 std::string exportDatePart(Date now);
 
 // The file name of a document of `kind`. `catalogueLabel` is used only for

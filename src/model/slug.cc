@@ -8,9 +8,14 @@
 namespace quorvane {
 namespace {
 
-// Case folding, then canonical decomposition with the combining marks
-// dropped ("ë" → "e"), then lower case in the current locale.
+// Case folding (locale-independent, so "I" folds to "i" even in Turkish),
+// then canonical decomposition with the combining marks dropped ("ë" → "e"),
+// then lower case in the current locale.
 std::string foldedLowerCase(std::string_view text) {
+  // A name never comes near this; a hostile text is cut rather than
+  // overflowing ICU's int32_t lengths.
+  constexpr std::size_t kLongestText = 1 << 20;
+  text = text.substr(0, kLongestText);
   icu::UnicodeString folded = icu::UnicodeString::fromUTF8(
       icu::StringPiece(text.data(), static_cast<int32_t>(text.size())));
   folded.foldCase();

@@ -4,11 +4,17 @@
 #include <unicode/utf8.h>
 
 #include <cstdint>
+#include <limits>
 
 namespace quorvane {
 namespace {
 
+// ICU's UTF-8 macros index with int32_t.
 using Index = std::int32_t;
+
+bool tooLongToScan(std::string_view text) {
+  return text.size() > static_cast<std::size_t>(std::numeric_limits<Index>::max());
+}
 
 // Byte offset of the first code point of `text` that is not white space.
 Index firstNonSpace(const char* s, Index length) {
@@ -37,6 +43,7 @@ Index endOfLastNonSpace(const char* s, Index start, Index length) {
 }  // namespace
 
 std::string trimmedWhitespaceAndNewlines(std::string_view text) {
+  if (tooLongToScan(text)) return std::string(text);
   const auto length = static_cast<Index>(text.size());
   const Index begin = firstNonSpace(text.data(), length);
   const Index end = endOfLastNonSpace(text.data(), begin, length);
@@ -44,6 +51,7 @@ std::string trimmedWhitespaceAndNewlines(std::string_view text) {
 }
 
 bool isBlank(std::string_view text) {
+  if (tooLongToScan(text)) return false;
   const auto length = static_cast<Index>(text.size());
   return firstNonSpace(text.data(), length) == length;
 }

@@ -8,10 +8,12 @@ namespace quorvane {
 
 // `text` (UTF-8) without leading and trailing white space and line breaks,
 // as Unicode's White_Space property defines them (tabs, no-break and
-// ideographic spaces, U+2028, NEL, …). Invalid UTF-8 is left as it is.
+// ideographic spaces, U+2028, NEL, …). Invalid UTF-8 is left as it is. A
+// text of 2 GiB or more is returned unchanged.
 std::string trimmedWhitespaceAndNewlines(std::string_view text);
 
-// True when `text` holds nothing but white space and line breaks.
+// True when `text` holds nothing but white space and line breaks (never for
+// 2 GiB or more).
 bool isBlank(std::string_view text);
 
 }  // namespace quorvane

@@ -4,6 +4,7 @@
 
 #include <cstdlib>
 #include <ctime>
+#include <limits>
 
 #include "model/artist_name.h"
 #include "model/slug.h"
@@ -65,6 +66,8 @@ TEST(SlugTest, NothingLeftFallsBackToTheProductName) {
   EXPECT_EQ(slug("— ! —"), "quorvane");
   EXPECT_EQ(slug("草間彌生"), "quorvane");
   EXPECT_EQ(slug("---", 5), "quorvane");
+  EXPECT_EQ(slug("\xff\xfe"), "quorvane");  // not UTF-8
+  EXPECT_EQ(slug("\u0301"), "quorvane");    // a lone combining accent
 }
 
 TEST(SlugTest, LengthLimitCutsThenTrimsHyphensAgain) {
@@ -172,6 +175,13 @@ TEST(ExportFileNameTest, TheDayIsTheLocalDay) {
     ScopedTimeZone honolulu("Pacific/Honolulu");
     EXPECT_EQ(exportDatePart(localTime(2026, 12, 31, 23, 59)), "2026-12-31");
   }
+}
+
+using ExportFileNameDeathTest = ::testing::Test;
+
+TEST_F(ExportFileNameDeathTest, ANonFiniteMomentIsAProgrammingError) {
+  const Date never = dateFromSeconds(std::numeric_limits<double>::quiet_NaN());
+  EXPECT_DEATH(exportDatePart(never), "cannot be stored");
 }
 
 }  // namespace
