@@ -35,11 +35,13 @@ int runCli(const std::vector<std::string>& args, std::ostream& out, std::ostream
   app.get_formatter()->label("SUBCOMMAND", "COMMAND");
   app.set_version_flag("--version", std::string("quorvane ") + kQuorvaneVersion);
   app.add_flag("--json", context.json, "Print machine-readable JSON instead of text");
-  app.add_flag("-v,--verbose", context.verbose, "Print diagnostics while working");
   app.fallthrough();  // so global flags may follow the command too
   app.require_subcommand(0, 1);
-  for (const CommandEntry& command : cliCommands()) command.install(app, context);
-  for (CLI::App* command : app.get_subcommands({})) command->group("Commands");
+  for (const CommandEntry& entry : cliCommands()) {
+    CLI::App* command = app.add_subcommand(entry.name, entry.summary);
+    command->group("Commands");
+    entry.install(*command, context);
+  }
 
   const auto argv = argvFor(args);
   try {

@@ -1,8 +1,8 @@
 // What a command of the command line sees, and how commands are listed.
 //
-// Adding a command takes one installer function, which declares the
-// subcommand, its options and its action, and one entry in the table of
-// commands.cc. Actions report failure by throwing `CliError` (or any
+// Adding a command takes one entry in the table of commands.cc (name and
+// one-line summary) and one installer function, which gives the command its
+// options, examples and action. Actions report failure by throwing `CliError` (or any
 // exception); the runner turns it into a message and a non-zero exit.
 #pragma once
 
@@ -17,8 +17,7 @@ namespace quorvane {
 struct CliContext {
   std::ostream& out;
   std::ostream& err;
-  bool json = false;     // --json: machine-readable output on `out`
-  bool verbose = false;  // --verbose: diagnostics on `err`
+  bool json = false;  // --json: machine-readable output on `out`
 };
 
 // A user-facing failure: bad arguments, unreadable input.
@@ -27,10 +26,12 @@ class CliError : public std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
-using CommandInstaller = void (*)(CLI::App& app, CliContext& context);
+// Called with the command's own (sub)app, already named and summarised.
+using CommandInstaller = void (*)(CLI::App& command, CliContext& context);
 
 struct CommandEntry {
-  std::string_view name;
+  const char* name;
+  const char* summary;
   CommandInstaller install;
 };
 

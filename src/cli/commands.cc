@@ -4,14 +4,16 @@
 
 namespace quorvane {
 
-void installFileNameCommand(CLI::App& app, CliContext& context);
-void installCVSectionsCommand(CLI::App& app, CliContext& context);
+void installFileNameCommand(CLI::App& command, CliContext& context);
+void installCVSectionsCommand(CLI::App& command, CliContext& context);
 
 namespace {
 
 constexpr std::array<CommandEntry, 2> kCommands{{
-    {"file-name", &installFileNameCommand},
-    {"cv-sections", &installCVSectionsCommand},
+    {"file-name", "Show the file name an exported PDF gets: artist, document kind, language, day",
+     &installFileNameCommand},
+    {"cv-sections", "List the CV sections and the fields of their entries",
+     &installCVSectionsCommand},
 }};
 
 }  // namespace

@@ -46,10 +46,12 @@ void printSections(CliContext& context) {
 
 }  // namespace
 
-void installCVSectionsCommand(CLI::App& app, CliContext& context) {
-  CLI::App* command =
-      app.add_subcommand("cv-sections", "List the CV sections and the fields of their entries");
-  command->callback([&context] { printSections(context); });
+void installCVSectionsCommand(CLI::App& command, CliContext& context) {
+  command.footer(
+      "\nExamples:\n"
+      "  quorvane cv-sections          headings, field ids, labels and placeholders\n"
+      "  quorvane cv-sections --json   the same with the localisation keys");
+  command.callback([&context] { printSections(context); });
 }
 
 }  // namespace quorvane

@@ -64,31 +64,29 @@ void printFileName(const FileNameOptions& options, CliContext& context) {
 
 }  // namespace
 
-void installFileNameCommand(CLI::App& app, CliContext& context) {
+void installFileNameCommand(CLI::App& command, CliContext& context) {
   auto options = std::make_shared<FileNameOptions>();
-  CLI::App* command = app.add_subcommand(
-      "file-name", "Show the file name an exported PDF gets: artist, document kind, language, day");
-  command->footer(
+  command.footer(
       "\nExamples:\n"
       "  quorvane file-name biography --first-name Zoë --last-name Müller --language de\n"
       "  quorvane file-name catalogue --artist-name ZM --name-display artist --label 'Summer '26'");
-  command->add_option("kind", options->kind, "What is exported")
+  command.add_option("kind", options->kind, "What is exported")
       ->required()
       ->check(CLI::IsMember(kKindNames));
   auto& details = options->details;
-  command->add_option("--first-name", details.firstName, "The artist's first name");
-  command->add_option("--last-name", details.lastName, "The artist's last name");
-  command->add_option("--artist-name", details.artistName, "The name the artist works under");
+  command.add_option("--first-name", details.firstName, "The artist's first name");
+  command.add_option("--last-name", details.lastName, "The artist's last name");
+  command.add_option("--artist-name", details.artistName, "The name the artist works under");
   command
-      ->add_option("--name-display", details.nameDisplayMode,
-                   "Which name is printed: legal (first and last) or artist")
+      .add_option("--name-display", details.nameDisplayMode,
+                  "Which name is printed: legal (first and last) or artist")
       ->check(CLI::IsMember({"legal", "artist"}))
       ->capture_default_str();
-  command->add_option("--language", options->language, "Export language: en, fr, it, de or es")
+  command.add_option("--language", options->language, "Export language: en, fr, it, de or es")
       ->capture_default_str();
-  command->add_option("--date", options->date, "Day of export, YYYY-MM-DD (default: today)");
-  command->add_option("--label", options->label, "Catalogue label, usually the project title");
-  command->callback([options, &context] { printFileName(*options, context); });
+  command.add_option("--date", options->date, "Day of export, YYYY-MM-DD (default: today)");
+  command.add_option("--label", options->label, "Catalogue label, usually the project title");
+  command.callback([options, &context] { printFileName(*options, context); });
 }
 
 }  // namespace quorvane
