@@ -31,6 +31,7 @@ install: build
 	cmake --install build/release --prefix "$(PREFIX)"
 
 format:
+	@scripts/install-deps format
 	clang-format -i $$(git ls-files '*.cc' '*.h')
 
 clean:
