@@ -79,7 +79,9 @@ std::vector<CVEntry>& cvEntries(CVData& cv, CVSectionKey key);
 const std::vector<CVEntry>& cvEntries(const CVData& cv, CVSectionKey key);
 
 // Localisation keys: "cvcfg.section.<section>.title" / ".empty" and
-// "cvcfg.field.<field id>.label" / ".placeholder".
+// "cvcfg.field.<field id>.label" / ".placeholder". They are derived from the
+// raw value and field id rather than stored in the table, so a key can never
+// disagree with the section or field it names.
 std::string cvSectionTitleKey(CVSectionKey key);
 std::string cvSectionEmptyLabelKey(CVSectionKey key);
 std::string cvFieldLabelKey(std::string_view fieldId);

@@ -28,6 +28,10 @@ struct StoredProjectRow {
 // Fills what is missing: id "single", names "Portfolio" (also when empty),
 // year "", locale "en"; kinds, unit and orientation read leniently; a missing
 // time reads as the epoch. A missing currency stays absent.
+//
+// A kind other than "catalogue" reads as a portfolio here. Rows stored with
+// an unknown kind (such as "raisonne") never reach this point as they are:
+// the schema migration rewrites them to catalogues first.
 Project decodeProjectRow(const StoredProjectRow& row);
 
 }  // namespace quorvane

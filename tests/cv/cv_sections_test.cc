@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <set>
 
 namespace quorvane {
 namespace {
@@ -41,18 +40,47 @@ TEST(CVSectionsTest, SharedFieldIdsShareOneLabelKey) {
   EXPECT_EQ(cvSectionTitleKey(CVSectionKey::artFairs), "cvcfg.section.artFairs.title");
   EXPECT_EQ(cvSectionEmptyLabelKey(CVSectionKey::representation),
             "cvcfg.section.representation.empty");
-  // Every use of one id carries the same default label (keys are per id).
-  for (const std::string_view id : {"year", "place", "country", "title", "institution"}) {
-    std::set<std::string_view> labels;
-    for (const CVSectionConfig& section : cvSectionConfigs()) {
-      for (const CVFieldConfig& field : section.fields) {
-        if (field.id == id) labels.insert(field.label);
-      }
-    }
-    if (id != "title" && id != "institution") {
-      EXPECT_EQ(labels.size(), 1u) << id;
-    }
-  }
+}
+
+std::vector<std::string_view> fieldIds(CVSectionKey key) {
+  std::vector<std::string_view> ids;
+  for (const CVFieldConfig& field : cvSectionConfig(key).fields) ids.push_back(field.id);
+  return ids;
+}
+
+// Field ids are the keys of stored CV entries: renaming one would hide data
+// that is already saved.
+TEST(CVSectionsTest, FieldIdsOfEverySection) {
+  using enum CVSectionKey;
+  using Ids = std::vector<std::string_view>;
+  EXPECT_EQ(fieldIds(soloExhibitions), (Ids{"year", "title", "venue", "place", "country"}));
+  EXPECT_EQ(fieldIds(groupExhibitions), fieldIds(soloExhibitions));
+  EXPECT_EQ(fieldIds(artFairs), (Ids{"year", "fair", "gallery", "place", "country"}));
+  EXPECT_EQ(fieldIds(commissions), (Ids{"year", "type", "title", "materials", "location"}));
+  EXPECT_EQ(fieldIds(residencies), (Ids{"period", "name", "institution", "place", "country"}));
+  EXPECT_EQ(fieldIds(education), (Ids{"year", "majorDegree", "institution", "place", "country"}));
+  EXPECT_EQ(fieldIds(workExperiences), (Ids{"yearsEmployed", "positionTitle", "placeOfWork", "city",
+                                            "state", "roleResponsibilities"}));
+  EXPECT_EQ(fieldIds(collections), (Ids{"collectionName", "place", "country"}));
+  EXPECT_EQ(fieldIds(grantsAwards), (Ids{"year", "name", "institution", "place", "country"}));
+  EXPECT_EQ(fieldIds(press), (Ids{"author", "title", "outlet", "year", "url"}));
+  EXPECT_EQ(fieldIds(bibliography), (Ids{"author", "bookTitle", "publisher", "year"}));
+  EXPECT_EQ(fieldIds(representation), (Ids{"galleryName", "address", "website", "email", "phone"}));
+}
+
+TEST(CVSectionsTest, EducationSuggestsAWholeEntryAndPressAnAddress) {
+  const auto education = cvSectionConfig(CVSectionKey::education).fields;
+  EXPECT_EQ(education[1], (CVFieldConfig{"majorDegree", "Major / degree", "MFA"}));
+  EXPECT_EQ(education[2], (CVFieldConfig{"institution", "Institution", "School"}));
+  EXPECT_EQ(education[3], (CVFieldConfig{"place", "Place", "Paris"}));
+  EXPECT_EQ(education[4], (CVFieldConfig{"country", "Country", "France"}));
+  EXPECT_EQ(cvSectionConfig(CVSectionKey::press).fields[4],
+            (CVFieldConfig{"url", "URL", "https://"}));
+  EXPECT_EQ(cvSectionConfig(CVSectionKey::commissions).fields[3].label, "Material(s)");
+  EXPECT_EQ(cvSectionConfig(CVSectionKey::workExperiences).fields[5].label,
+            "Responsibilities & Achievements");
+  // Fields that carry no example show no placeholder.
+  EXPECT_EQ(cvSectionConfig(CVSectionKey::collections).fields[0].placeholder, "");
 }
 
 TEST(CVSectionsTest, FieldCountsSetWorkExperienceAndCollectionsApart) {

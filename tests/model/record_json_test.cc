@@ -40,6 +40,18 @@ TEST(ArtistDetailsJsonTest, RoundTripsEveryField) {
   EXPECT_EQ(artistDetailsToJson(details).size(), 14u);
 }
 
+// Written out by hand: the stored key names are a contract with every
+// database and package already written, not whatever the encoder emits.
+TEST(ArtistDetailsJsonTest, ReadsTheFourteenStoredKeys) {
+  const std::string stored = R"({
+    "firstName": "Zoë", "lastName": "Müller", "artistName": "ZM", "nameDisplayMode": "artist",
+    "address": "Rue des Arts 3", "zipcode": "75003", "currentCity": "Paris",
+    "country": "France", "website": "https://zoe.example", "email": "zoe@example.org",
+    "phone": "+33 1 23 45 67 89", "birthYear": "1988", "birthPlace": "Zürich",
+    "birthCountry": "Switzerland"})";
+  EXPECT_EQ(decodeArtistDetails(stored), sampleDetails());
+}
+
 TEST(ArtistDetailsJsonTest, AnythingThatDoesNotDecodeGivesTheLegalDefault) {
   nlohmann::json missingKey = artistDetailsToJson(sampleDetails());
   missingKey.erase("birthCountry");
@@ -69,6 +81,16 @@ TEST(CVDataJsonTest, RoundTripsEntriesInOrder) {
   EXPECT_EQ(decodeCVData(encodeCVData(cv)), cv);
   EXPECT_EQ(cvDataToJson(CVData{}).size(), 12u);
   EXPECT_EQ(decodeCVData(encodeCVData(CVData{})), CVData{});
+}
+
+TEST(CVDataJsonTest, ReadsTheTwelveStoredSectionNames) {
+  const std::string stored = R"({
+    "education": [{"year": "2012", "majorDegree": "MFA", "institution": "HEAD"}],
+    "soloExhibitions": [{"year": "2024", "title": "Salt"}, {"year": "2021"}],
+    "groupExhibitions": [], "artFairs": [], "commissions": [], "workExperiences": [],
+    "collections": [], "grantsAwards": [], "residencies": [], "press": [],
+    "bibliography": [], "representationEntries": [{"galleryName": "Galerie Nord"}]})";
+  EXPECT_EQ(decodeCVData(stored), sampleCV());
 }
 
 TEST(CVDataJsonTest, TheFreshAssetsEmptyObjectAndOtherMisshapesGiveTheEmptyCV) {
