@@ -12,6 +12,10 @@ namespace {
 // [-2^63, 2^63) converts to int64 without overflow.
 constexpr double kTwoTo63 = 9223372036854775808.0;
 
+// Past 2^53 doubles no longer hold every whole count, so there is no exact
+// stored count to give back.
+constexpr double kTwoTo53 = 9007199254740992.0;
+
 // Stored counts beyond ±2^62 ms (146 million years) are corrupt data. They
 // are read as that limit, so that writing the date back cannot overflow.
 constexpr double kLargestReadableMilliseconds = 4611686018427387904.0;  // 2^62
@@ -35,8 +39,6 @@ std::int64_t millisecondsSince1970(Date date) {
   // from (2182187855.107 s gives …106.9998 ms). Truncating that would move
   // a stored time back by 1 ms on every load and save; a date that is exactly
   // what a count reads as writes that count back.
-  // Past 2^53 doubles no longer hold every whole count; nothing to correct.
-  constexpr double kTwoTo53 = 9007199254740992.0;
   if (std::abs(milliseconds) >= kTwoTo53) return truncated;
   const std::int64_t awayFromZero = truncated + (milliseconds < 0 ? -1 : 1);
   if (dateFromMilliseconds(awayFromZero) == date) return awayFromZero;
