@@ -1,0 +1,159 @@
+#include "storage/sqlite_database.h"
+
+#include <gtest/gtest.h>
+
+#include "storage/sql_helpers.h"
+#include "support/temp_dir.h"
+
+namespace quorvane {
+namespace {
+
+using testing::queryColumn;
+using testing::queryValue;
+using testing::TempDir;
+
+// Runs `action` and hands back the DomainError it must throw.
+template <typename Action>
+DomainError errorOf(Action&& action) {
+  try {
+    action();
+  } catch (const DomainError& error) {
+    return error;
+  }
+  ADD_FAILURE() << "no DomainError was thrown";
+  return DomainError("none", 0, "");
+}
+
+class SQLiteDatabaseTest : public ::testing::Test {
+ protected:
+  TempDir dir;
+  SQLiteDatabase db{dir.file("library.sqlite")};
+};
+
+TEST(SQLiteDatabaseOpenTest, AFolderThatDoesNotExistCannotBeOpened) {
+  TempDir dir;
+  const DomainError error =
+      errorOf([&] { SQLiteDatabase db(dir.file("missing/folder/library.sqlite")); });
+  EXPECT_EQ(error.domain(), "SQLiteDatabase");
+  EXPECT_EQ(error.code(), 1);
+  EXPECT_EQ(error.description(), "Unable to open database");
+}
+
+TEST_F(SQLiteDatabaseTest, OpensWithForeignKeysEnforcedAndNothingElseChanged) {
+  EXPECT_EQ(queryValue(db, "PRAGMA foreign_keys"), "1");
+  EXPECT_EQ(queryValue(db, "PRAGMA journal_mode"), "delete");
+  EXPECT_EQ(queryValue(db, "PRAGMA busy_timeout"), "0");
+}
+
+TEST_F(SQLiteDatabaseTest, ReportsFailuresWithTheirDomainCodeAndSQLiteMessage) {
+  const DomainError badScript = errorOf([&] { db.exec("CREATE TABLEX broken;"); });
+  EXPECT_EQ(badScript.domain(), "SQLiteDatabase");
+  EXPECT_EQ(badScript.code(), 2);
+  EXPECT_EQ(badScript.description().rfind("near", 0), 0u) << badScript.description();
+
+  const DomainError empty = errorOf([&] { db.prepare(""); });
+  EXPECT_EQ(empty.domain(), "SQLiteDatabase");
+  EXPECT_EQ(empty.code(), 3);
+
+  const DomainError badStatement = errorOf([&] { db.prepare("SELECT * FROM nowhere"); });
+  EXPECT_EQ(badStatement.code(), 3);
+  EXPECT_EQ(badStatement.description(), "no such table: nowhere");
+}
+
+TEST_F(SQLiteDatabaseTest, AStrictStepRefusesEverythingButTheEndOfTheStatement) {
+  Statement select = db.prepare("SELECT 1");
+  const DomainError row = errorOf([&] { select.stepStrict(); });
+  EXPECT_EQ(row.domain(), "SQLiteSnapshotRepository");
+  EXPECT_EQ(row.code(), 100);
+  EXPECT_EQ(row.description(), "SQLite statement failed with code 100");
+
+  db.exec("CREATE TABLE t(x TEXT NOT NULL);");
+  Statement insert = db.prepare("INSERT INTO t(x) VALUES(NULL)");
+  EXPECT_EQ(errorOf([&] { insert.stepStrict(); }).code(), SQLITE_CONSTRAINT);
+
+  Statement fine = db.prepare("INSERT INTO t(x) VALUES('a')");
+  fine.stepStrict();
+  EXPECT_EQ(queryValue(db, "SELECT COUNT(*) FROM t"), "1");
+}
+
+TEST_F(SQLiteDatabaseTest, TextsAndBlobsKeepEveryByte) {
+  db.exec("CREATE TABLE t(s TEXT, b BLOB);");
+  Statement insert = db.prepare("INSERT INTO t(s, b) VALUES(?, ?)");
+  const std::string withNul("a\0b", 3);
+  insert.bindText(1, withNul);
+  insert.bindBlob(2, std::vector<std::uint8_t>{});
+  insert.stepStrict();
+
+  Statement select = db.prepare("SELECT s, b, typeof(b), length(b) FROM t");
+  ASSERT_TRUE(select.nextRow());
+  EXPECT_EQ(select.text(0), withNul);
+  EXPECT_EQ(select.text(2), "blob") << "an empty image is an empty blob, not NULL";
+  EXPECT_EQ(select.int64(3), 0);
+}
+
+TEST_F(SQLiteDatabaseTest, ExecuteWithOptionalTextsTellsWhetherExactlyOneRowChanged) {
+  db.exec("CREATE TABLE t(a TEXT, b TEXT); INSERT INTO t VALUES('x', 'y'), ('x', 'z');");
+  EXPECT_TRUE(executeWithOptionalTexts(db, "INSERT INTO t(a, b) VALUES(?, ?)",
+                                       {std::string("w"), std::nullopt}));
+  EXPECT_EQ(queryValue(db, "SELECT COALESCE(b, 'null') FROM t WHERE a = 'w'"), "null");
+  EXPECT_FALSE(executeWithOptionalTexts(db, "UPDATE t SET b = ? WHERE a = ?",
+                                        {std::string("v"), std::string("x")}));
+  EXPECT_FALSE(executeWithOptionalTexts(db, "UPDATE t SET b = ? WHERE a = ?",
+                                        {std::string("v"), std::string("none")}));
+  // More texts than parameters: the extra bind fails and nothing runs.
+  EXPECT_FALSE(executeWithOptionalTexts(db, "DELETE FROM t WHERE a = ?",
+                                        {std::string("w"), std::string("extra")}));
+  EXPECT_EQ(queryValue(db, "SELECT COUNT(*) FROM t"), "3");
+}
+
+TEST_F(SQLiteDatabaseTest, AnImmediateTransactionCommitsOrLeavesNothingBehind) {
+  db.exec("CREATE TABLE t(x INTEGER);");
+  const int result = withImmediateTransaction(db, [&] {
+    db.exec("INSERT INTO t VALUES(1);");
+    return 42;
+  });
+  EXPECT_EQ(result, 42);
+
+  EXPECT_THROW(withImmediateTransaction(db,
+                                        [&] {
+                                          db.exec("INSERT INTO t VALUES(2);");
+                                          db.exec("INSERT INTO nowhere VALUES(3);");
+                                        }),
+               DomainError);
+  EXPECT_EQ(queryColumn(db, "SELECT x FROM t"), std::vector<std::string>{"1"});
+  EXPECT_EQ(queryValue(db, "SELECT 1"), "1") << "no transaction may be left open";
+  withImmediateTransaction(db, [&] { db.exec("INSERT INTO t VALUES(4);"); });
+}
+
+TEST_F(SQLiteDatabaseTest, AFailedRollbackNeverHidesTheBodysError) {
+  // The body ends the transaction itself, so the rollback that follows its
+  // failure fails too ("no transaction is active").
+  try {
+    withImmediateTransaction(db, [&] {
+      db.exec("ROLLBACK;");
+      throw std::runtime_error("the body's own failure");
+    });
+    FAIL() << "the body's error was swallowed";
+  } catch (const std::runtime_error& error) {
+    EXPECT_STREQ(error.what(), "the body's own failure");
+  }
+  try {
+    withDeferredTransaction(db, [&]() -> int { throw DomainError("Test", 7, "deferred"); });
+    FAIL();
+  } catch (const DomainError& error) {
+    EXPECT_EQ(error.code(), 7);
+  }
+}
+
+TEST_F(SQLiteDatabaseTest, AnotherWriterMakesBeginImmediateFailAtOnce) {
+  SQLiteDatabase other(dir.file("library.sqlite"));
+  other.exec("BEGIN IMMEDIATE TRANSACTION;");
+  const DomainError busy = errorOf([&] { withImmediateTransaction(db, [] {}); });
+  EXPECT_EQ(busy.domain(), "SQLiteDatabase");
+  EXPECT_EQ(busy.code(), 2);
+  EXPECT_EQ(busy.description(), "database is locked");
+  other.exec("ROLLBACK;");
+}
+
+}  // namespace
+}  // namespace quorvane
