@@ -270,6 +270,16 @@ struct ExportOptions {
   bool operator==(const ExportOptions&) const = default;
 };
 
+// A user's replacement for one printed label, per document scope and language.
+struct LabelOverrideEntry {
+  std::string scope;
+  std::string locale;
+  std::string key;
+  std::string value;
+
+  bool operator==(const LabelOverrideEntry&) const = default;
+};
+
 struct PdfRenderResult {
   std::vector<std::uint8_t> data;
   std::vector<PdfWarning> warnings;

@@ -27,8 +27,10 @@ void Statement::check(int resultCode) const {
 }
 
 void Statement::bindText(int index, std::string_view text) {
-  check(sqlite3_bind_text64(handle(), index, text.data(), text.size(), SQLITE_TRANSIENT,
-                            SQLITE_UTF8));
+  // A default string_view has no address, which SQLite would bind as NULL.
+  const char* characters = text.data() != nullptr ? text.data() : "";
+  check(
+      sqlite3_bind_text64(handle(), index, characters, text.size(), SQLITE_TRANSIENT, SQLITE_UTF8));
 }
 
 void Statement::bindOptionalText(int index, const std::optional<std::string>& text) {

@@ -89,6 +89,11 @@ TEST_F(SQLiteDatabaseTest, TextsAndBlobsKeepEveryByte) {
   EXPECT_EQ(select.text(0), withNul);
   EXPECT_EQ(select.text(2), "blob") << "an empty image is an empty blob, not NULL";
   EXPECT_EQ(select.int64(3), 0);
+
+  Statement empty = db.prepare("SELECT typeof(?)");
+  empty.bindText(1, std::string_view());
+  ASSERT_TRUE(empty.nextRow());
+  EXPECT_EQ(empty.text(0), "text") << "an empty text is a text, not NULL";
 }
 
 TEST_F(SQLiteDatabaseTest, ExecuteWithOptionalTextsTellsWhetherExactlyOneRowChanged) {

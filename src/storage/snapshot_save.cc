@@ -1,0 +1,499 @@
+#include "storage/snapshot_save.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <cstdlib>
+#include <limits>
+#include <unordered_map>
+#include <unordered_set>
+
+#include "model/image_path.h"
+#include "model/raw_value.h"
+#include "model/record_json.h"
+#include "model/text_assets.h"
+#include "platform/uuid.h"
+#include "storage/snapshot_rows.h"
+
+namespace quorvane::storage_detail {
+namespace {
+
+// Document positions are list indices; one beyond 32 bits means the program
+// itself went wrong, and saving it would only spread the damage.
+std::int64_t requirePosition(std::int64_t position) {
+  if (position < std::numeric_limits<std::int32_t>::min() ||
+      position > std::numeric_limits<std::int32_t>::max()) {
+    std::fprintf(stderr, "quorvane: document position %lld cannot be stored\n",
+                 static_cast<long long>(position));
+    std::abort();
+  }
+  return position;
+}
+
+// Steps a statement whose row may be refused as a duplicate: true when the
+// row was written, false when a constraint refused it. Any other failure
+// throws.
+bool stepUnlessConflicting(Statement& statement) {
+  const int result = statement.step();
+  statement.reset();
+  if (result == SQLITE_DONE) return true;
+  if (result == SQLITE_CONSTRAINT) return false;
+  throw statementFailure(result);
+}
+
+void stepStrictAndReset(Statement& statement) {
+  const int result = statement.step();
+  statement.reset();
+  if (result != SQLITE_DONE) throw statementFailure(result);
+}
+
+// The media rows of the library, by id and by artwork, without their bytes
+// (the columns before the blob are all a scan needs to read). With this the
+// save can tell, reading no image, whether an artwork's media row is already
+// what the save would write.
+class MediaIndex {
+ public:
+  explicit MediaIndex(SQLiteDatabase& db) {
+    Statement select = db.prepare("SELECT id, artworkId, mimeType FROM media");
+    while (select.nextRow()) {
+      const std::string id = select.textOrEmpty(0);
+      const std::string artworkId = select.textOrEmpty(1);
+      rows_[id] = Row{artworkId, select.text(2)};
+      idsByArtwork_[artworkId].push_back(id);
+    }
+  }
+
+  const std::vector<std::string>& idsOf(const std::string& artworkId) const {
+    static const std::vector<std::string> kNone;
+    const auto it = idsByArtwork_.find(artworkId);
+    return it == idsByArtwork_.end() ? kNone : it->second;
+  }
+
+  // One row, keyed by the artwork's own id, with the artwork's MIME type.
+  bool isInPlace(const Artwork& artwork) const {
+    const std::vector<std::string>& ids = idsOf(artwork.id);
+    if (ids.size() != 1 || ids.front() != artwork.id) return false;
+    return rows_.at(artwork.id).mimeType == artwork.mimeType;
+  }
+
+  bool hasRowsBesidesOwn(const std::string& artworkId) const {
+    const std::vector<std::string>& ids = idsOf(artworkId);
+    return std::any_of(ids.begin(), ids.end(),
+                       [&](const std::string& id) { return id != artworkId; });
+  }
+
+  // The artwork's one media row is now its own id; a row of that id that
+  // belonged to another artwork has been taken over.
+  void recordWritten(const std::string& artworkId, const std::string& mimeType) {
+    for (const std::string& id : idsOf(artworkId)) rows_.erase(id);
+    if (const auto it = rows_.find(artworkId); it != rows_.end()) {
+      std::erase(idsByArtwork_[it->second.artworkId], artworkId);
+    }
+    rows_[artworkId] = Row{artworkId, mimeType};
+    idsByArtwork_[artworkId] = {artworkId};
+  }
+
+ private:
+  struct Row {
+    std::string artworkId;
+    std::optional<std::string> mimeType;
+  };
+  std::unordered_map<std::string, Row> rows_;
+  std::unordered_map<std::string, std::vector<std::string>> idsByArtwork_;
+};
+
+std::unordered_set<std::string> currentMembers(SQLiteDatabase& db, const std::string& projectId) {
+  Statement select = db.prepare("SELECT artworkId FROM project_artworks WHERE projectId = ?");
+  select.bindText(1, projectId);
+  std::unordered_set<std::string> members;
+  while (select.nextRow()) members.insert(select.textOrEmpty(0));
+  return members;
+}
+
+void bindArtworkRow(Statement& upsert, const Artwork& artwork, const std::string& projectId) {
+  upsert.bindText(1, artwork.id);
+  upsert.bindText(2, projectId);
+  upsert.bindText(3, artwork.title);
+  upsert.bindText(4, artwork.medium);
+  upsert.bindText(5, artwork.year);
+  upsert.bindText(6, artwork.artworkWidth);
+  upsert.bindText(7, artwork.artworkHeight);
+  upsert.bindText(8, artwork.artworkDepth);
+  upsert.bindText(9, artwork.artworkText);
+  // Pixel sizes are stored as the 64-bit integers they are: whatever a
+  // package declared reads back exactly instead of being cut to 32 bits.
+  upsert.bindInt64(10, artwork.width);
+  upsert.bindInt64(11, artwork.height);
+  upsert.bindDouble(12, artwork.aspect);
+  upsert.bindInt64(13, std::max<std::int64_t>(artwork.sortIndex, 0));
+  upsert.bindOptionalText(
+      14, artwork.status ? std::optional<std::string>(rawValue(*artwork.status)) : std::nullopt);
+  upsert.bindInt64(15, artwork.priceCents);
+  upsert.bindOptionalText(16, artwork.priceCurrency);
+  upsert.bindText(17, artwork.sizeWarning);
+  upsert.bindInt64(18, std::int64_t{artwork.sizeWarningDismissed ? 1 : 0});
+  upsert.bindInt64(19, artwork.imageByteSize);
+  upsert.bindInt64(20, artwork.originalByteSize);
+}
+
+// Writes one artwork's image bytes into its media row. An artwork's bytes are
+// written when they are new — its image path names a file — and otherwise
+// left where they are: an artworks save after a title edit reads and writes
+// no image at all. The end state is that of rewriting every image: one media
+// row per artwork, keyed by the artwork's id, with its MIME type and size.
+class ImageWriter {
+ public:
+  ImageWriter(SQLiteDatabase& db, FileSystem& files, const std::string& projectId,
+              std::int64_t nowMs, std::vector<StoredImageFile>& storedImages)
+      : db_(db),
+        files_(files),
+        nowMs_(nowMs),
+        members_(currentMembers(db, projectId)),
+        storedImages_(storedImages) {}
+
+  void write(const Artwork& artwork) {
+    if (!artwork.imagePath) return;
+    if (isSqliteMediaPath(*artwork.imagePath)) {
+      keepInDatabase(artwork);
+    } else {
+      storeFile(artwork, *artwork.imagePath);
+    }
+  }
+
+ private:
+  // Bytes already in the database stay put. Only a media row out of shape
+  // (several rows, another id, another MIME type: left by older versions) is
+  // rewritten, from its own bytes. An artwork that was not yet in the project
+  // keeps its media rows exactly as they are.
+  void keepInDatabase(const Artwork& artwork) {
+    if (!members_.contains(artwork.id)) return;
+    const std::vector<std::string>& ids = media().idsOf(artwork.id);
+    if (ids.empty() || media().isInPlace(artwork)) return;
+    const bool hasOwn = std::find(ids.begin(), ids.end(), artwork.id) != ids.end();
+    const std::string source = hasOwn ? artwork.id : *std::min_element(ids.begin(), ids.end());
+    Statement select = db_.prepare("SELECT blob FROM media WHERE id = ? LIMIT 1");
+    select.bindText(1, source);
+    if (!select.nextRow()) return;
+    const Bytes bytes = select.blob(0);
+    select.reset();
+    writeMediaRow(artwork, bytes);
+  }
+
+  // A file's bytes become the artwork's media row; a file that can't be read
+  // leaves the artwork without new media, and the save goes on.
+  void storeFile(const Artwork& artwork, const std::string& path) {
+    Bytes bytes;
+    try {
+      bytes = files_.readFile(path);
+    } catch (const std::exception&) {
+      return;
+    }
+    writeMediaRow(artwork, bytes);
+    storedImages_.push_back(StoredImageFile{artwork.id, path});
+  }
+
+  void writeMediaRow(const Artwork& artwork, const Bytes& bytes) {
+    if (media().hasRowsBesidesOwn(artwork.id)) {
+      Statement remove = db_.prepare("DELETE FROM media WHERE artworkId = ? AND id <> ?");
+      remove.bindText(1, artwork.id);
+      remove.bindText(2, artwork.id);
+      remove.stepStrict();
+    }
+    if (!upsertMedia_) {
+      upsertMedia_ = db_.prepare(
+          "INSERT INTO media(id, artworkId, mimeType, blob, byteSize, createdAt) "
+          "VALUES(?,?,?,?,?,?) ON CONFLICT(id) DO UPDATE SET artworkId=excluded.artworkId, "
+          "mimeType=excluded.mimeType, blob=excluded.blob, byteSize=excluded.byteSize, "
+          "createdAt=excluded.createdAt");
+    }
+    upsertMedia_->bindText(1, artwork.id);
+    upsertMedia_->bindText(2, artwork.id);
+    upsertMedia_->bindText(3, artwork.mimeType);
+    upsertMedia_->bindBlob(4, bytes);
+    upsertMedia_->bindInt64(5, static_cast<std::int64_t>(bytes.size()));
+    upsertMedia_->bindInt64(6, nowMs_);
+    stepStrictAndReset(*upsertMedia_);
+    media().recordWritten(artwork.id, artwork.mimeType);
+  }
+
+  // Read when the first artwork with an image comes: a save of artworks
+  // without images never scans the media table.
+  MediaIndex& media() {
+    if (!media_) media_.emplace(db_);
+    return *media_;
+  }
+
+  SQLiteDatabase& db_;
+  FileSystem& files_;
+  const std::int64_t nowMs_;
+  const std::unordered_set<std::string> members_;
+  std::optional<MediaIndex> media_;
+  std::optional<Statement> upsertMedia_;
+  std::vector<StoredImageFile>& storedImages_;
+};
+
+// Memberships of the project that the snapshot no longer lists. Artwork rows
+// stay: they remain in the Vault.
+void removeOtherMemberships(SQLiteDatabase& db, const std::string& projectId,
+                            const std::vector<Artwork>& artworks) {
+  if (artworks.empty()) {
+    Statement remove = db.prepare("DELETE FROM project_artworks WHERE projectId = ?");
+    remove.bindText(1, projectId);
+    remove.stepStrict();
+    return;
+  }
+  const int parameterLimit = sqlite3_limit(db.handle(), SQLITE_LIMIT_VARIABLE_NUMBER, -1);
+  if (artworks.size() < static_cast<std::size_t>(parameterLimit)) {
+    std::string sql = "DELETE FROM project_artworks WHERE projectId = ? AND artworkId NOT IN (";
+    for (std::size_t i = 0; i < artworks.size(); ++i) sql += i == 0 ? "?" : ",?";
+    sql += ")";
+    Statement remove = db.prepare(sql);
+    remove.bindText(1, projectId);
+    for (std::size_t i = 0; i < artworks.size(); ++i) {
+      remove.bindText(static_cast<int>(i + 2), artworks[i].id);
+    }
+    remove.stepStrict();
+    return;
+  }
+  // More artworks than one statement can name: remove the others one by one.
+  std::unordered_set<std::string> kept;
+  for (const Artwork& artwork : artworks) kept.insert(artwork.id);
+  Statement remove =
+      db.prepare("DELETE FROM project_artworks WHERE projectId = ? AND artworkId = ?");
+  for (const std::string& member : currentMembers(db, projectId)) {
+    if (kept.contains(member)) continue;
+    remove.bindText(1, projectId);
+    remove.bindText(2, member);
+    stepStrictAndReset(remove);
+  }
+}
+
+}  // namespace
+
+Project projectForWriting(const Project& project, const StudioSnapshot& snapshot, Date now) {
+  Project written = project;
+  if (written.kind != ProjectKind::catalogue) written.catalogueKind.reset();
+  written.unit = snapshot.artworks.unit;
+  written.updatedAt = now;
+  return written;
+}
+
+SnapshotWriter::SnapshotWriter(SQLiteDatabase& db, FileSystem& files, const Project& project,
+                               const StudioSnapshot& snapshot, std::int64_t nowMs)
+    : db_(db), files_(files), project_(project), snapshot_(snapshot), nowMs_(nowMs) {}
+
+void SnapshotWriter::writeProjectRow() {
+  Statement upsert = db_.prepare(
+      "INSERT INTO projects(id, kind, catalogueKind, projectName, projectTitle, projectYear, "
+      "locale, currency, unit, orientation, artworkLayoutMode, createdAt, updatedAt) "
+      "VALUES(?,?,?,?,?,?,?,?,?,?,?,?,?) ON CONFLICT(id) DO UPDATE SET kind=excluded.kind, "
+      "catalogueKind=excluded.catalogueKind, projectName=excluded.projectName, "
+      "projectTitle=excluded.projectTitle, projectYear=excluded.projectYear, "
+      "locale=excluded.locale, currency=excluded.currency, unit=excluded.unit, "
+      "orientation=excluded.orientation, artworkLayoutMode=excluded.artworkLayoutMode, "
+      "updatedAt=excluded.updatedAt");
+  upsert.bindText(1, project_.id);
+  upsert.bindText(2, rawValue(project_.kind));
+  upsert.bindOptionalText(3, project_.catalogueKind
+                                 ? std::optional<std::string>(rawValue(*project_.catalogueKind))
+                                 : std::nullopt);
+  upsert.bindText(4, project_.projectName);
+  upsert.bindText(5, project_.projectTitle);
+  upsert.bindText(6, project_.projectYear);
+  upsert.bindText(7, project_.locale);
+  upsert.bindOptionalText(8, project_.currency);
+  upsert.bindText(9, rawValue(project_.unit));
+  upsert.bindText(10, rawValue(project_.orientation));
+  upsert.bindText(11, rawValue(snapshot_.artworks.layoutMode));
+  upsert.bindInt64(12, millisecondsSince1970(project_.createdAt));
+  upsert.bindInt64(13, nowMs_);
+  upsert.stepStrict();
+}
+
+void SnapshotWriter::readTextLinks() {
+  Statement owner = db_.prepare(
+      "SELECT a.ownerProjectId FROM project_text_asset_links l INNER JOIN text_assets a ON "
+      "a.id = l.assetId WHERE l.projectId = ? AND l.type = ? LIMIT 1");
+  Statement linked = db_.prepare(
+      "SELECT assetId FROM project_text_asset_links WHERE projectId = ? AND type = ? LIMIT 1");
+  for (const TextAssetType type : kTextTypeOrder) {
+    owner.bindText(1, project_.id);
+    owner.bindText(2, rawValue(type));
+    links_[static_cast<std::size_t>(type)].ownerProjectId =
+        owner.nextRow() ? owner.textOrEmpty(0) : project_.id;
+    owner.reset();
+  }
+  for (const TextAssetType type : kTextTypeOrder) {
+    linked.bindText(1, project_.id);
+    linked.bindText(2, rawValue(type));
+    links_[static_cast<std::size_t>(type)].assetId =
+        linked.nextRow() ? linked.textOrEmpty(0) : textAssetId(type, project_.id);
+    linked.reset();
+  }
+}
+
+const SnapshotWriter::TextLink& SnapshotWriter::link(TextAssetType type) const {
+  return links_[static_cast<std::size_t>(type)];
+}
+
+void SnapshotWriter::writeDetails() {
+  Statement upsert = db_.prepare(
+      "INSERT INTO details(projectId, json) VALUES(?,?) ON CONFLICT(projectId) DO UPDATE SET "
+      "json=excluded.json");
+  upsert.bindText(1, project_.id);
+  upsert.bindText(2, encodeArtistDetails(snapshot_.details));
+  upsert.stepStrict();
+}
+
+void SnapshotWriter::writeText(TextAssetType type) {
+  const TextSlot slot = textSlot(type);
+  const bool isCV = type == TextAssetType::cv;
+  const std::string content = isCV ? std::string() : snapshot_.*slot.text;
+  const std::optional<std::string> json =
+      isCV ? std::optional<std::string>(encodeCVData(snapshot_.cv)) : std::nullopt;
+  const TextLink& target = link(type);
+  upsertTextAsset(db_, target.assetId, type, target.ownerProjectId, snapshot_.*slot.title, content,
+                  json, nowMs_);
+  upsertTextLink(db_, project_.id, type, target.assetId, nowMs_);
+}
+
+void SnapshotWriter::touchTextOwner(TextAssetType type) {
+  const TextLink& target = link(type);
+  if (target.ownerProjectId == project_.id) return;
+  Statement touch = db_.prepare("UPDATE projects SET updatedAt = ? WHERE id = ?");
+  touch.bindInt64(1, nowMs_);
+  touch.bindText(2, target.ownerProjectId);
+  touch.stepStrict();
+}
+
+void SnapshotWriter::writeArtworks() {
+  const std::vector<Artwork>& artworks = snapshot_.artworks.images;
+  ImageWriter images(db_, files_, project_.id, nowMs_, storedImages_);
+  Statement upsertArtwork = db_.prepare(
+      "INSERT INTO artworks(id, projectId, title, medium, year, width, height, depth, "
+      "artworkText, imgWidth, imgHeight, aspect, sortIndex, status, priceCents, priceCurrency, "
+      "sizeWarning, sizeWarningDismissed, sizeBytes, originalSizeBytes) "
+      "VALUES(?,?,?,?,?,?,?,?,?,?,?,?,?,?,?,?,?,?,?,?) ON CONFLICT(id) DO UPDATE SET "
+      "title=excluded.title, medium=excluded.medium, year=excluded.year, "
+      "width=excluded.width, height=excluded.height, depth=excluded.depth, "
+      "artworkText=excluded.artworkText, imgWidth=excluded.imgWidth, "
+      "imgHeight=excluded.imgHeight, aspect=excluded.aspect, sortIndex=excluded.sortIndex, "
+      "status=excluded.status, priceCents=excluded.priceCents, "
+      "priceCurrency=excluded.priceCurrency, sizeWarning=excluded.sizeWarning, "
+      "sizeWarningDismissed=excluded.sizeWarningDismissed, sizeBytes=excluded.sizeBytes, "
+      "originalSizeBytes=excluded.originalSizeBytes");
+  Statement upsertMembership = db_.prepare(
+      "INSERT INTO project_artworks(projectId, artworkId, sortIndex) VALUES(?,?,?) "
+      "ON CONFLICT(projectId, artworkId) DO UPDATE SET sortIndex=excluded.sortIndex");
+  for (std::size_t i = 0; i < artworks.size(); ++i) {
+    const Artwork& artwork = artworks[i];
+    bindArtworkRow(upsertArtwork, artwork, project_.id);
+    stepStrictAndReset(upsertArtwork);
+    upsertMembership.bindText(1, project_.id);
+    upsertMembership.bindText(2, artwork.id);
+    upsertMembership.bindInt64(3, static_cast<std::int64_t>(i));
+    stepStrictAndReset(upsertMembership);
+    images.write(artwork);
+  }
+  removeOtherMemberships(db_, project_.id, artworks);
+}
+
+void SnapshotWriter::writeDocuments() {
+  std::unordered_set<std::string> artworkIds;
+  for (const Artwork& artwork : snapshot_.artworks.images) artworkIds.insert(artwork.id);
+
+  Statement removeAll = db_.prepare("DELETE FROM documents WHERE projectId = ?");
+  removeAll.bindText(1, project_.id);
+  removeAll.stepStrict();
+
+  // The snapshot's documents are this project's, whatever project id a
+  // record carries: stored under another id they would vanish from it.
+  std::unordered_set<std::string> documentIds;
+  Statement insertDocument = db_.prepare(
+      "INSERT INTO documents(id, projectId, type, title, orientation, createdAt, updatedAt) "
+      "VALUES(?,?,?,?,?,?,?)");
+  for (const Document& document : snapshot_.documents) {
+    insertDocument.bindText(1, document.id);
+    insertDocument.bindText(2, project_.id);
+    insertDocument.bindText(3, rawValue(document.type));
+    insertDocument.bindText(4, document.title);
+    insertDocument.bindText(5, rawValue(document.orientation));
+    insertDocument.bindInt64(6, millisecondsSince1970(document.createdAt));
+    insertDocument.bindInt64(7, millisecondsSince1970(document.updatedAt));
+    if (stepUnlessConflicting(insertDocument)) documentIds.insert(document.id);
+  }
+
+  Statement insertLink = db_.prepare(
+      "INSERT INTO document_artworks(id, documentId, artworkId, position) VALUES(?,?,?,?)");
+  for (const DocumentArtworkLink& link : snapshot_.documentArtworkLinks) {
+    if (!documentIds.contains(link.documentId) || !artworkIds.contains(link.artworkId)) continue;
+    insertLink.bindText(1, link.id);
+    insertLink.bindText(2, link.documentId);
+    insertLink.bindText(3, link.artworkId);
+    insertLink.bindInt64(4, requirePosition(link.position));
+    stepUnlessConflicting(insertLink);
+  }
+}
+
+void SnapshotWriter::writeSectionTimes(std::string_view section) {
+  for (const SectionTimesSlot& slot : kSectionTimesSlots) {
+    if (slot.name != section) continue;
+    const std::optional<Date>& createdAt = snapshot_.*slot.createdAt;
+    const std::optional<Date>& updatedAt = snapshot_.*slot.updatedAt;
+    if (!createdAt && !updatedAt) {
+      Statement remove =
+          db_.prepare("DELETE FROM section_timestamps WHERE projectId = ? AND section = ?");
+      remove.bindText(1, project_.id);
+      remove.bindText(2, slot.name);
+      remove.stepStrict();
+      continue;
+    }
+    Statement upsert = db_.prepare(
+        "INSERT INTO section_timestamps(projectId, section, createdAt, updatedAt) "
+        "VALUES(?,?,?,?) ON CONFLICT(projectId, section) DO UPDATE SET "
+        "createdAt = excluded.createdAt, updatedAt = excluded.updatedAt");
+    upsert.bindText(1, project_.id);
+    upsert.bindText(2, slot.name);
+    upsert.bindInt64(3, millisecondsSince1970(createdAt));
+    upsert.bindInt64(4, millisecondsSince1970(updatedAt));
+    upsert.stepStrict();
+  }
+}
+
+void SnapshotWriter::replaceLabelOverrides(const std::vector<LabelOverrideEntry>& entries) {
+  replaceAllLabelOverrides(db_, entries, nowMs_);
+}
+
+void SnapshotWriter::writeEverything() {
+  writeDetails();
+  for (const TextAssetType type : kTextTypeOrder) writeText(type);
+  for (const TextAssetType type : kTextTypeOrder) touchTextOwner(type);
+  writeArtworks();
+  writeDocuments();
+  for (const SectionTimesSlot& slot : kSectionTimesSlots) writeSectionTimes(slot.name);
+}
+
+// --- label overrides ----------------------------------------------------------
+
+void upsertLabelOverride(SQLiteDatabase& db, const LabelOverrideEntry& entry, std::int64_t nowMs) {
+  Statement upsert = db.prepare(
+      "INSERT INTO label_overrides(id, scope, locale, key, value, updatedAt) "
+      "VALUES(?,?,?,?,?,?) ON CONFLICT(scope,locale,key) DO UPDATE SET value=excluded.value, "
+      "updatedAt=excluded.updatedAt");
+  upsert.bindText(1, makeUuid());
+  upsert.bindText(2, entry.scope);
+  upsert.bindText(3, entry.locale);
+  upsert.bindText(4, entry.key);
+  upsert.bindText(5, entry.value);
+  upsert.bindInt64(6, nowMs);
+  upsert.stepStrict();
+}
+
+void replaceAllLabelOverrides(SQLiteDatabase& db, const std::vector<LabelOverrideEntry>& entries,
+                              std::int64_t nowMs) {
+  db.prepare("DELETE FROM label_overrides").stepStrict();
+  // Each entry through the upsert: should a list name one label twice, the
+  // later value wins instead of the whole replacement failing.
+  for (const LabelOverrideEntry& entry : entries) upsertLabelOverride(db, entry, nowMs);
+}
+
+}  // namespace quorvane::storage_detail

@@ -1,0 +1,102 @@
+// The only code that reads and writes the library database.
+//
+// Creating the repository brings the database to the current shape (inside
+// one immediate transaction; a failure throws and leaves it as it was). Every
+// operation then runs whole under one lock, so statements of two operations
+// never interleave and any thread may call; an operation must not be called
+// from inside another. Writes of more than one statement run in one
+// immediate transaction: they happen completely or not at all, and a failure
+// is thrown as a `DomainError` ("SQLiteDatabase" or
+// "SQLiteSnapshotRepository" with SQLite's result code).
+//
+// Image bytes: a save stores an artwork's bytes when its image path names a
+// file, and reports it in `SavedProject::storedImages`; from then on the
+// artwork's path is "sqlite-media://" + its id and later saves leave the
+// media row as it is, reading no image bytes.
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "platform/clock.h"
+#include "platform/file_system.h"
+#include "storage/snapshot_repository.h"
+#include "storage/sqlite_database.h"
+
+namespace quorvane {
+
+class SQLiteSnapshotRepository final : public SnapshotRepository,
+                                       public IncrementalSnapshotRepository,
+                                       public AtomicProjectImportRepository,
+                                       public LabelOverrideRepository {
+ public:
+  // Takes the connection and migrates the database; throws when it can't.
+  // `clock` gives every time a write stamps; `files` reads the image files a
+  // save stores. Both must outlive the repository.
+  explicit SQLiteSnapshotRepository(SQLiteDatabase db, const Clock& clock = systemClock(),
+                                    FileSystem& files = realFileSystem());
+
+  // SnapshotRepository
+  std::optional<LoadedProject> load(const std::string& projectId) override;
+  SavedProject save(const Project& project, const StudioSnapshot& snapshot) override;
+  std::vector<ProjectSummary> projectSummaries() override;
+  std::optional<ArtistDetails> latestDetails() override;
+  void archiveProject(const std::string& projectId) override;
+  std::vector<ReusableTextAsset> reusableTexts(
+      TextAssetType type, const std::optional<std::string>& excludingProjectId) override;
+  std::vector<ReusableCVAsset> reusableCVs(
+      const std::optional<std::string>& excludingProjectId) override;
+  std::vector<ReusableArtworkAsset> reusableArtworks(
+      const std::optional<std::string>& currentProjectId) override;
+  LibraryKPIOverview libraryCounts() override;
+  std::optional<std::vector<std::uint8_t>> imageBytes(const std::string& artworkId) override;
+  bool attachTextAsset(const std::string& projectId, TextAssetType type,
+                       const std::string& assetId) override;
+  std::string createTextAsset(const std::string& projectId, TextAssetType type) override;
+  void deleteAllLibraryData() override;
+
+  // IncrementalSnapshotRepository
+  SavedProject save(const Project& project, const StudioSnapshot& snapshot,
+                    std::string_view section) override;
+
+  // AtomicProjectImportRepository
+  SavedProject saveImportedProject(const Project& project, const StudioSnapshot& snapshot,
+                                   const std::vector<LabelOverrideEntry>& labelOverrides) override;
+
+  // LabelOverrideRepository
+  std::optional<std::string> labelOverride(const std::string& scope, const std::string& locale,
+                                           const std::string& key) override;
+  std::map<std::string, std::string> labelOverrides(const std::string& scope,
+                                                    const std::string& locale) override;
+  std::vector<LabelOverrideEntry> allLabelOverrides() override;
+  void upsertLabelOverride(const LabelOverrideEntry& entry) override;
+  void replaceAllLabelOverrides(const std::vector<LabelOverrideEntry>& entries) override;
+
+  // Runs `work` on the connection under the repository's lock, for
+  // operations that belong to other subsystems (such as the web CV import).
+  template <typename Work>
+  auto withDatabase(Work&& work) {
+    const std::lock_guard lock(mutex_);
+    return work(db_);
+  }
+
+ private:
+  std::int64_t nowMs() const;
+  // Locks, stamps one "now", writes the project row and reads its text links,
+  // then runs `writeBody(writer, now)`, all in one immediate transaction.
+  template <typename WriteBody>
+  SavedProject runSave(const Project& project, const StudioSnapshot& snapshot,
+                       WriteBody&& writeBody);
+
+  std::mutex mutex_;
+  SQLiteDatabase db_;
+  const Clock& clock_;
+  FileSystem& files_;
+};
+
+}  // namespace quorvane

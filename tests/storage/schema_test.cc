@@ -1,0 +1,220 @@
+#include "storage/schema.h"
+
+#include <gtest/gtest.h>
+
+#include "storage/sql_helpers.h"
+#include "storage/sqlite_snapshot_repository.h"
+#include "support/fakes.h"
+#include "support/temp_dir.h"
+
+namespace quorvane {
+namespace {
+
+using testing::dumpDatabase;
+using testing::queryColumn;
+using testing::queryValue;
+using Rows = std::vector<std::string>;
+
+// A library as the earliest versions left it: the project's name in `title`,
+// none of the later project columns, artworks owned through their own row,
+// no memberships, no text assets, documents without orientation.
+constexpr const char* kOldestLibrary = R"sql(
+CREATE TABLE schema_version (version INTEGER NOT NULL);
+INSERT INTO schema_version VALUES(1);
+CREATE TABLE projects (id TEXT PRIMARY KEY, kind TEXT NOT NULL, title TEXT, locale TEXT NOT NULL,
+  currency TEXT, unit TEXT NOT NULL, createdAt INTEGER, updatedAt INTEGER);
+CREATE TABLE artworks (id TEXT PRIMARY KEY, projectId TEXT, title TEXT, medium TEXT, year TEXT,
+  width TEXT, height TEXT, depth TEXT, imgWidth INTEGER, imgHeight INTEGER, aspect REAL,
+  sortIndex INTEGER, status TEXT, priceCents INTEGER, priceCurrency TEXT, sizeWarning TEXT,
+  sizeWarningDismissed INTEGER, sizeBytes INTEGER, originalSizeBytes INTEGER);
+CREATE TABLE documents (id TEXT PRIMARY KEY, projectId TEXT NOT NULL, type TEXT NOT NULL,
+  title TEXT NOT NULL, createdAt INTEGER NOT NULL, updatedAt INTEGER NOT NULL);
+INSERT INTO projects VALUES('named', 'portfolio', 'Old name', 'fr', 'EUR', 'in', 1000, 2000);
+INSERT INTO projects VALUES('unnamed', 'catalogue', '', 'en', NULL, 'cm', NULL, NULL);
+INSERT INTO projects VALUES('raisonne', 'raisonne', NULL, 'en', NULL, 'cm', 5, NULL);
+INSERT INTO artworks(id, projectId, title, sortIndex) VALUES('a1', 'named', 'First', 3);
+INSERT INTO artworks(id, projectId, title, sortIndex) VALUES('a2', 'named', 'Second', NULL);
+INSERT INTO artworks(id, projectId, title, sortIndex) VALUES('loose', NULL, 'No project', 0);
+INSERT INTO artworks(id, projectId, title, sortIndex) VALUES('orphan', 'gone', 'Lost owner', 1);
+INSERT INTO documents VALUES('d1', 'named', 'portfolio', 'Doc', 10, 20);
+)sql";
+
+class MigrationTest : public ::testing::Test {
+ protected:
+  void migrateOnce() {
+    withImmediateTransaction(db, [&] { migrate(db); });
+  }
+  Rows rows(const std::string& sql) { return queryColumn(db, sql); }
+  void TearDown() override { testing::expectSoundDatabase(db); }
+
+  testing::TempDir dir;
+  std::string path = dir.file("quorvane.sqlite");
+  SQLiteDatabase db{path};
+};
+
+TEST_F(MigrationTest, AFreshFileGetsEveryTableEmptyAndVersionOne) {
+  migrateOnce();
+  EXPECT_EQ(rows("SELECT name FROM sqlite_master WHERE type='table' ORDER BY rowid"),
+            (Rows{"schema_version", "projects", "details", "artworks", "project_artworks", "media",
+                  "documents", "document_artworks", "label_overrides", "section_timestamps",
+                  "text_assets", "project_text_asset_links"}));
+  EXPECT_EQ(rows("SELECT version FROM schema_version"), Rows{"1"});
+  EXPECT_EQ(rows("SELECT name FROM sqlite_master WHERE type='index' AND name NOT LIKE "
+                 "'sqlite_autoindex%'"),
+            Rows{})
+      << "lookups rely on primary keys and unique constraints only";
+  EXPECT_EQ(rows("SELECT name FROM pragma_table_info('artworks')"),
+            (Rows{"id",          "projectId",
+                  "title",       "medium",
+                  "year",        "width",
+                  "height",      "depth",
+                  "artworkText", "imgWidth",
+                  "imgHeight",   "aspect",
+                  "sortIndex",   "status",
+                  "priceCents",  "priceCurrency",
+                  "sizeWarning", "sizeWarningDismissed",
+                  "sizeBytes",   "originalSizeBytes"}));
+}
+
+TEST_F(MigrationTest, TheOldestShapeReachesTheCurrentOneWithItsValues) {
+  db.exec(kOldestLibrary);
+  migrateOnce();
+
+  for (const char* column : {"artworkLayoutMode", "orientation", "catalogueKind", "projectName",
+                             "projectTitle", "projectYear", "archivedAt"}) {
+    EXPECT_TRUE(hasColumn(db, "projects", column)) << column;
+  }
+  EXPECT_TRUE(hasColumn(db, "artworks", "artworkText"));
+  EXPECT_EQ(rows("SELECT orientation FROM documents"), Rows{"portrait"});
+
+  // Names come from the old title, else "Portfolio"; kinds are normalised
+  // from what was stored before this run.
+  EXPECT_EQ(rows("SELECT id || '|' || projectName || '|' || projectTitle || '|' || projectYear || "
+                 "'|' || kind || '|' || COALESCE(catalogueKind, 'NULL') FROM projects ORDER BY id"),
+            (Rows{"named|Old name|Old name||portfolio|NULL",
+                  "raisonne|Portfolio|Portfolio||catalogue|raisonne",
+                  "unnamed|Portfolio|Portfolio||catalogue|price"}));
+
+  // Each artwork with a project becomes a member at its old position; one
+  // whose project is gone, or that never had one, stays in the library only.
+  EXPECT_EQ(rows("SELECT projectId || ':' || artworkId || ':' || sortIndex FROM project_artworks "
+                 "ORDER BY artworkId"),
+            (Rows{"named:a1:3", "named:a2:0"}));
+  EXPECT_EQ(rows("SELECT COUNT(*) FROM artworks"), Rows{"4"});
+
+  // Four own text assets and links per project, dated from the project.
+  EXPECT_EQ(rows("SELECT id || '|' || title || '|' || COALESCE(json, 'NULL') || '|' || createdAt "
+                 "|| '|' || updatedAt FROM text_assets WHERE ownerProjectId = 'named' ORDER BY id"),
+            (Rows{"asset:bio:named|Biography|NULL|1000|2000", "asset:cv:named|CV|{}|1000|2000",
+                  "asset:project_statement:named|Project Statement|NULL|1000|2000",
+                  "asset:statement:named|Artist statement|NULL|1000|2000"}));
+  EXPECT_EQ(rows("SELECT createdAt || '|' || updatedAt FROM text_assets WHERE id = "
+                 "'asset:bio:raisonne'"),
+            Rows{"5|5"});
+  EXPECT_EQ(rows("SELECT COUNT(*) FROM project_text_asset_links"), Rows{"12"});
+}
+
+TEST_F(MigrationTest, ASecondRunChangesNothing) {
+  db.exec(kOldestLibrary);
+  migrateOnce();
+  const std::string once = dumpDatabase(db);
+  migrateOnce();
+  EXPECT_EQ(dumpDatabase(db), once);
+}
+
+TEST_F(MigrationTest, CurrentShapeRowsAreNormalisedOnEveryStart) {
+  migrateOnce();
+  db.exec(R"sql(
+    INSERT INTO projects(id, kind, catalogueKind, projectName, projectTitle, locale, unit)
+      VALUES('p', 'portfolio', 'price', '', NULL, 'en', 'cm'),
+            ('c', 'catalogue', 'exhibition', 'C', 'C', 'en', 'cm'),
+            ('x', 'mystery', '', 'X', 'X', 'en', 'cm');
+  )sql");
+  migrateOnce();
+  EXPECT_EQ(rows("SELECT id || '|' || kind || '|' || COALESCE(catalogueKind, 'NULL') || '|' || "
+                 "projectName || '|' || projectTitle FROM projects ORDER BY id"),
+            (Rows{"c|catalogue|exhibition|C|C", "p|portfolio|NULL|Portfolio|Portfolio",
+                  "x|catalogue|raisonne|X|X"}));
+  // Projects made after the first start still get their assets and links.
+  EXPECT_EQ(rows("SELECT COUNT(*) FROM text_assets"), Rows{"12"});
+}
+
+TEST_F(MigrationTest, MembershipsAreCopiedOnlyWhenTheTableDidNotExist) {
+  db.exec(kOldestLibrary);
+  db.exec(
+      "CREATE TABLE project_artworks (projectId TEXT NOT NULL, artworkId TEXT NOT NULL, "
+      "sortIndex INTEGER NOT NULL, PRIMARY KEY(projectId, artworkId));");
+  migrateOnce();
+  EXPECT_EQ(rows("SELECT COUNT(*) FROM project_artworks"), Rows{"0"});
+}
+
+TEST_F(MigrationTest, AnExistingLinkToAnotherProjectsTextIsKept) {
+  migrateOnce();
+  db.exec(R"sql(
+    INSERT INTO projects(id, kind, locale, unit) VALUES('o', 'portfolio', 'en', 'cm');
+    INSERT INTO text_assets(id, type, ownerProjectId, title, content)
+      VALUES('asset:bio:o', 'bio', 'o', 'Biography', 'Shared');
+    INSERT INTO projects(id, kind, locale, unit) VALUES('p', 'portfolio', 'en', 'cm');
+    INSERT INTO project_text_asset_links(projectId, type, assetId) VALUES('p', 'bio', 'asset:bio:o');
+  )sql");
+  migrateOnce();
+  EXPECT_EQ(rows("SELECT assetId FROM project_text_asset_links WHERE projectId = 'p' AND type = "
+                 "'bio'"),
+            Rows{"asset:bio:o"});
+  EXPECT_EQ(rows("SELECT content FROM text_assets WHERE id = 'asset:bio:o'"), Rows{"Shared"});
+}
+
+TEST_F(MigrationTest, HasColumnIsExactAndFalseForMissingTables) {
+  migrateOnce();
+  EXPECT_TRUE(hasColumn(db, "projects", "projectName"));
+  EXPECT_FALSE(hasColumn(db, "projects", "projectname"));
+  EXPECT_FALSE(hasColumn(db, "no_such_table", "id"));
+}
+
+TEST_F(MigrationTest, AFailingStepLeavesTheDatabaseAsItWas) {
+  db.exec(kOldestLibrary);
+  db.exec(
+      "CREATE TABLE text_assets (id TEXT PRIMARY KEY, type TEXT NOT NULL, ownerProjectId TEXT "
+      "NOT NULL, title TEXT NOT NULL, content TEXT NOT NULL, json TEXT, createdAt INTEGER, "
+      "updatedAt INTEGER, archivedAt INTEGER);"
+      "CREATE TRIGGER refuse BEFORE INSERT ON text_assets BEGIN SELECT RAISE(ABORT, 'refused'); "
+      "END;");
+  const std::string before = dumpDatabase(db);
+  testing::ManualClock clock;
+  try {
+    SQLiteSnapshotRepository repository(SQLiteDatabase(path), clock);
+    FAIL() << "the repository must not exist on a database it could not migrate";
+  } catch (const DomainError& error) {
+    EXPECT_EQ(error.domain(), "SQLiteDatabase");
+    EXPECT_EQ(error.code(), 2);
+    EXPECT_EQ(error.description(), "refused");
+  }
+  EXPECT_EQ(dumpDatabase(db), before);
+}
+
+TEST_F(MigrationTest, AnOldLibraryLoadsThroughTheRepository) {
+  db.exec(kOldestLibrary);
+  testing::ManualClock clock;
+  SQLiteSnapshotRepository repository(SQLiteDatabase(path), clock);
+
+  const std::optional<LoadedProject> raisonne = repository.load("raisonne");
+  ASSERT_TRUE(raisonne);
+  EXPECT_EQ(raisonne->project.kind, ProjectKind::catalogue);
+  EXPECT_EQ(raisonne->project.catalogueKind, CatalogueKind::raisonne);
+  EXPECT_EQ(raisonne->snapshot.cv, CVData{}) << "the \"{}\" of a new CV asset is the empty CV";
+  EXPECT_EQ(raisonne->snapshot.cvTitle, "CV");
+
+  const std::optional<LoadedProject> named = repository.load("named");
+  ASSERT_TRUE(named);
+  EXPECT_EQ(named->project.projectName, "Old name");
+  EXPECT_EQ(named->project.unit, UnitSystem::in);
+  EXPECT_EQ(named->project.currency, "EUR");
+  ASSERT_EQ(named->snapshot.artworks.images.size(), 2u);
+  EXPECT_EQ(named->snapshot.artworks.images[0].id, "a2");
+  EXPECT_EQ(named->snapshot.artworks.images[1].sortIndex, 3);
+  ASSERT_EQ(named->snapshot.documents.size(), 1u);
+  EXPECT_EQ(named->snapshot.documents[0].orientation, DocumentOrientation::portrait);
+}
+
+}  // namespace
+}  // namespace quorvane

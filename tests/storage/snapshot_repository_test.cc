@@ -1,0 +1,536 @@
+#include <gtest/gtest.h>
+
+#include <thread>
+
+#include "model/image_path.h"
+#include "storage/repository_fixture.h"
+
+namespace quorvane {
+namespace {
+
+using testing::makeArtwork;
+using testing::makeProject;
+using Rows = std::vector<std::string>;
+
+Bytes imageBytesOf(std::size_t size, std::uint8_t seed) {
+  Bytes bytes(size);
+  for (std::size_t i = 0; i < size; ++i) bytes[i] = static_cast<std::uint8_t>(seed + i * 31);
+  return bytes;
+}
+
+class SnapshotRepositoryTest : public testing::RepositoryTest {
+ protected:
+  // A project and snapshot with every field set to something other than its
+  // default, in the form a load gives back (images in the database).
+  std::pair<Project, StudioSnapshot> everythingSet() {
+    Project project = makeProject("p1");
+    project.kind = ProjectKind::catalogue;
+    project.catalogueKind = CatalogueKind::exhibition;
+    project.projectYear = "2024–2025";
+    project.locale = "fr";
+    project.currency = "EUR";
+    project.unit = UnitSystem::in;
+    project.orientation = DocumentOrientation::landscape;
+
+    StudioSnapshot snapshot;
+    snapshot.details = ArtistDetails{"Ada",           "Lovelace", "A.L.",
+                                     "artist",        "1 Rue",    "75001",
+                                     "Paris",         "France",   "https://example.org",
+                                     "a@example.org", "+33",      "1815",
+                                     "London",        "UK"};
+    snapshot.cv.education = {{{"degree", "MFA"}, {"year", "2010"}}};
+    snapshot.cv.press = {{{"title", "Review"}}};
+    snapshot.cvTitle = "Curriculum";
+    snapshot.statement = "I paint light.\nOn two lines.";
+    snapshot.statementTitle = "Statement";
+    snapshot.projectStatement = "About this series.";
+    snapshot.projectStatementTitle = "The series";
+    snapshot.biography = "Born in London — «née» 1815.";
+    snapshot.biographyTitle = "Bio";
+    const auto times = [](std::int64_t ms) { return std::optional(dateFromMilliseconds(ms)); };
+    snapshot.detailsCreatedAt = times(1);
+    snapshot.detailsUpdatedAt = times(2);
+    snapshot.cvCreatedAt = times(3);
+    snapshot.cvUpdatedAt = times(4);
+    snapshot.statementCreatedAt = times(5);
+    snapshot.statementUpdatedAt = times(6);
+    snapshot.projectStatementCreatedAt = times(7);
+    snapshot.projectStatementUpdatedAt = times(8);
+    snapshot.biographyCreatedAt = times(-9);
+    snapshot.biographyUpdatedAt = times(10);
+    snapshot.artworksCreatedAt = times(11);
+    snapshot.artworksUpdatedAt = std::nullopt;  // one side of a pair may be absent
+
+    Artwork full = makeArtwork("a1", "Dawn");
+    full.medium = "Oil on linen";
+    full.year = "2023";
+    full.artworkWidth = "40";
+    full.artworkHeight = "50.5";
+    full.artworkDepth = "2";
+    full.artworkText = "A longer text.";
+    full.imagePath = sqliteMediaPath("a1");
+    full.mimeType = "image/png";
+    full.imageByteSize = 3000;
+    full.originalByteSize = 9'000'000;
+    full.width = 1600;
+    full.height = 1200;
+    full.aspect = 4.0 / 3.0;
+    full.sizeWarning = "Large";
+    full.sizeWarningDismissed = true;
+    full.sortIndex = 0;
+    full.status = ArtworkStatus::inProgress;
+    full.priceCents = 125'000;
+    full.priceCurrency = "CHF";
+    Artwork bare = makeArtwork("a2", "");
+    bare.sortIndex = 1;
+    snapshot.artworks = ArtworksData{UnitSystem::in, ArtworkLayoutMode::artworkText, {full, bare}};
+    files.files["/media/a1.png"] = imageBytesOf(3000, 1);
+
+    snapshot.documents = {
+        Document{"d1", "p1", DocumentType::raisonne, "Catalogue", DocumentOrientation::landscape,
+                 dateFromMilliseconds(100), dateFromMilliseconds(200)},
+        Document{"d2", "p1", DocumentType::portfolio, "Folio", DocumentOrientation::portrait,
+                 dateFromMilliseconds(300), dateFromMilliseconds(400)}};
+    snapshot.documentArtworkLinks = {DocumentArtworkLink{"l1", "d1", "a1", 0},
+                                     DocumentArtworkLink{"l2", "d1", "a2", 1},
+                                     DocumentArtworkLink{"l3", "d2", "a2", 0}};
+    return {project, snapshot};
+  }
+
+  // Saves the snapshot with the first artwork's image still in a file, as
+  // a freshly added image is.
+  SavedProject saveWithImageFile(const Project& project, StudioSnapshot snapshot) {
+    snapshot.artworks.images[0].imagePath = "/media/a1.png";
+    return repository->save(project, snapshot);
+  }
+};
+
+TEST_F(SnapshotRepositoryTest, ASnapshotWithEveryFieldSetComesBackUnchanged) {
+  const auto [project, snapshot] = everythingSet();
+  clock.advanceMs(5);
+  const SavedProject saved = saveWithImageFile(project, snapshot);
+
+  EXPECT_EQ(saved.project.updatedAt, clock.now());
+  EXPECT_EQ(saved.storedImages, (std::vector<StoredImageFile>{{"a1", "/media/a1.png"}}));
+
+  const std::optional<LoadedProject> loaded = repository->load("p1");
+  ASSERT_TRUE(loaded);
+  EXPECT_EQ(loaded->project, saved.project);
+  EXPECT_EQ(loaded->snapshot, snapshot);
+  EXPECT_EQ(repository->imageBytes("a1"), imageBytesOf(3000, 1));
+
+  // Saving what was loaded changes nothing but the project's change time.
+  const std::string before = dump();
+  repository->save(loaded->project, loaded->snapshot);
+  EXPECT_EQ(dump(), before);
+}
+
+TEST_F(SnapshotRepositoryTest, LoadingAnUnknownProjectGivesNothingAndWritesNothing) {
+  const std::string before = dump();
+  EXPECT_EQ(repository->load("nobody"), std::nullopt);
+  EXPECT_EQ(dump(), before);
+}
+
+TEST_F(SnapshotRepositoryTest, LoadingAProjectWithoutTextLinksCreatesItsOwnEmptyTexts) {
+  exec(
+      "INSERT INTO projects(id, kind, locale, unit, createdAt) VALUES('bare', 'portfolio', "
+      "'en', 'cm', 1);");
+  clock.advanceMs(1);
+  const std::optional<LoadedProject> loaded = repository->load("bare");
+  ASSERT_TRUE(loaded);
+  EXPECT_EQ(loaded->snapshot.biographyTitle, "Biography");
+  EXPECT_EQ(loaded->snapshot.statementTitle, "Artist statement");
+  EXPECT_EQ(loaded->snapshot.projectStatementTitle, "Project Statement");
+  EXPECT_EQ(loaded->snapshot.cvTitle, "CV");
+  EXPECT_EQ(column("SELECT assetId FROM project_text_asset_links WHERE projectId = 'bare' "
+                   "ORDER BY type"),
+            (Rows{"asset:bio:bare", "asset:cv:bare", "asset:project_statement:bare",
+                  "asset:statement:bare"}));
+  EXPECT_EQ(value("SELECT createdAt FROM text_assets WHERE id = 'asset:bio:bare'"),
+            std::to_string(clock.nowMs()));
+  const std::string once = dump();
+  repository->load("bare");
+  EXPECT_EQ(dump(), once) << "a second load finds what the first made";
+}
+
+TEST_F(SnapshotRepositoryTest, AnArchivedOwnTextIsRevivedWithItsTextKept) {
+  saveProject("p1");
+  exec(
+      "UPDATE text_assets SET content = 'Kept words', archivedAt = 5 WHERE id = "
+      "'asset:bio:p1';");
+  const std::optional<LoadedProject> loaded = repository->load("p1");
+  ASSERT_TRUE(loaded);
+  EXPECT_EQ(loaded->snapshot.biography, "Kept words");
+  EXPECT_EQ(value("SELECT COALESCE(archivedAt, 'live') FROM text_assets WHERE id = "
+                  "'asset:bio:p1'"),
+            "live");
+}
+
+TEST_F(SnapshotRepositoryTest, StoredTextsThatDoNotDecodeLoadAsDefaults) {
+  saveProject("p1");
+  exec(
+      "UPDATE details SET json = '{\"firstName\": \"only\"}';"
+      "UPDATE text_assets SET json = 'not json', title = ' \n\t ' WHERE type = 'cv';");
+  const std::optional<LoadedProject> loaded = repository->load("p1");
+  ASSERT_TRUE(loaded);
+  EXPECT_EQ(loaded->snapshot.details, ArtistDetails{});
+  EXPECT_EQ(loaded->snapshot.details.nameDisplayMode, "legal");
+  EXPECT_EQ(loaded->snapshot.cv, CVData{});
+  EXPECT_EQ(loaded->snapshot.cvTitle, "CV");
+}
+
+TEST_F(SnapshotRepositoryTest, MembershipFollowsTheSnapshotAndArtworksStayInTheLibrary) {
+  saveProject("p1", {makeArtwork("A"), makeArtwork("B"), makeArtwork("C")});
+  saveProject("p1", {makeArtwork("B"), makeArtwork("A")});
+  EXPECT_EQ(column("SELECT artworkId || ':' || sortIndex FROM project_artworks ORDER BY "
+                   "sortIndex"),
+            (Rows{"B:0", "A:1"}));
+  EXPECT_EQ(column("SELECT id FROM artworks ORDER BY id"), (Rows{"A", "B", "C"}));
+
+  // The first project to save an artwork stays its owner.
+  saveProject("p2", {makeArtwork("A", "Renamed")});
+  EXPECT_EQ(value("SELECT projectId || ':' || title FROM artworks WHERE id = 'A'"), "p1:Renamed");
+
+  saveProject("p1", {});
+  EXPECT_EQ(value("SELECT COUNT(*) FROM project_artworks WHERE projectId = 'p1'"), "0");
+  EXPECT_EQ(value("SELECT COUNT(*) FROM project_artworks WHERE projectId = 'p2'"), "1");
+}
+
+TEST_F(SnapshotRepositoryTest, OnlyLinksBetweenTheSnapshotsDocumentsAndArtworksAreWritten) {
+  StudioSnapshot snapshot;
+  snapshot.artworks.images = {makeArtwork("a1"), makeArtwork("a2")};
+  const Document document{"d1",
+                          "elsewhere",
+                          DocumentType::catalogue,
+                          "Doc",
+                          DocumentOrientation::portrait,
+                          dateFromMilliseconds(1),
+                          dateFromMilliseconds(2)};
+  snapshot.documents = {document, document};  // the same id twice: the first counts
+  snapshot.documentArtworkLinks = {
+      {"l1", "d1", "a1", 0},
+      {"l2", "d1", "missing-artwork", 1},
+      {"l3", "missing-document", "a1", 0},
+      {"l4", "d1", "a1", 2},  // a1 is already in d1
+      {"l5", "d1", "a2", 3},
+  };
+  repository->save(makeProject("p1"), snapshot);
+
+  EXPECT_EQ(column("SELECT id || ':' || projectId FROM documents"), Rows{"d1:p1"});
+  EXPECT_EQ(column("SELECT id FROM document_artworks ORDER BY id"), (Rows{"l1", "l5"}));
+
+  snapshot.artworks.images = {makeArtwork("a2")};
+  repository->save(makeProject("p1"), snapshot);
+  EXPECT_EQ(column("SELECT id FROM document_artworks ORDER BY id"), Rows{"l5"});
+  snapshot.documents.clear();
+  repository->save(makeProject("p1"), snapshot);
+  EXPECT_EQ(value("SELECT COUNT(*) FROM documents"), "0");
+  EXPECT_EQ(value("SELECT COUNT(*) FROM document_artworks"), "0");
+}
+
+TEST_F(SnapshotRepositoryTest, APortfolioStoresNoCatalogueKind) {
+  Project project = makeProject("p1");
+  project.kind = ProjectKind::portfolio;
+  project.catalogueKind = CatalogueKind::price;
+  const SavedProject saved = repository->save(project, StudioSnapshot{});
+  EXPECT_EQ(saved.project.catalogueKind, std::nullopt);
+  EXPECT_EQ(value("SELECT COALESCE(catalogueKind, 'NULL') FROM projects"), "NULL");
+}
+
+TEST_F(SnapshotRepositoryTest, TheFirstCreationTimesSurviveLaterSaves) {
+  Project project = makeProject("p1");
+  repository->save(project, StudioSnapshot{});
+  const std::string firstSave = std::to_string(clock.nowMs());
+  clock.advanceMs(60'000);
+  project.createdAt = clock.now();  // a record that forgot its creation time
+  StudioSnapshot snapshot;
+  snapshot.biography = "New text";
+  const SavedProject saved = repository->save(project, snapshot);
+
+  EXPECT_EQ(value("SELECT createdAt FROM projects"), "1600000000000");
+  EXPECT_EQ(column("SELECT DISTINCT createdAt FROM text_assets"), Rows{firstSave});
+  EXPECT_EQ(column("SELECT DISTINCT updatedAt FROM text_assets"),
+            Rows{std::to_string(clock.nowMs())});
+  EXPECT_EQ(repository->load("p1")->project.createdAt, dateFromMilliseconds(1'600'000'000'000));
+  EXPECT_EQ(saved.project.updatedAt, clock.now());
+}
+
+TEST_F(SnapshotRepositoryTest, SectionTimesAreWrittenAndRemovedPairByPair) {
+  StudioSnapshot snapshot;
+  snapshot.cvCreatedAt = dateFromMilliseconds(10);
+  snapshot.cvUpdatedAt = dateFromMilliseconds(20);
+  snapshot.detailsUpdatedAt = dateFromMilliseconds(30);
+  repository->save(makeProject("p1"), snapshot);
+  EXPECT_EQ(column("SELECT section || ':' || COALESCE(createdAt, 'NULL') || ':' || updatedAt "
+                   "FROM section_timestamps ORDER BY section"),
+            (Rows{"cv:10:20", "details:NULL:30"}));
+
+  snapshot.cvCreatedAt.reset();
+  snapshot.cvUpdatedAt.reset();
+  repository->save(makeProject("p1"), snapshot);
+  EXPECT_EQ(column("SELECT section FROM section_timestamps"), Rows{"details"});
+}
+
+TEST_F(SnapshotRepositoryTest, EditingASharedTextChangesItsOwnerToo) {
+  StudioSnapshot ownerSnapshot;
+  ownerSnapshot.statement = "Owner's statement";
+  repository->save(makeProject("owner"), ownerSnapshot);
+  saveProject("user");
+  ASSERT_TRUE(
+      repository->attachTextAsset("user", TextAssetType::statement, "asset:statement:owner"));
+
+  clock.advanceMs(90'000);
+  std::optional<LoadedProject> user = repository->load("user");
+  ASSERT_TRUE(user);
+  EXPECT_EQ(user->snapshot.statement, "Owner's statement");
+  user->snapshot.statement = "Edited from the other project";
+  repository->save(user->project, user->snapshot, "statement");
+
+  EXPECT_EQ(value("SELECT updatedAt FROM projects WHERE id = 'owner'"),
+            std::to_string(clock.nowMs()));
+  EXPECT_EQ(value("SELECT ownerProjectId FROM text_assets WHERE id = 'asset:statement:owner'"),
+            "owner");
+  EXPECT_EQ(repository->load("owner")->snapshot.statement, "Edited from the other project");
+
+  // Saving only the owner's own texts leaves the user project alone.
+  const std::string userChange = value("SELECT updatedAt FROM projects WHERE id = 'user'");
+  clock.advanceMs(1);
+  repository->save(repository->load("owner")->project, StudioSnapshot{}, "bio");
+  EXPECT_EQ(value("SELECT updatedAt FROM projects WHERE id = 'user'"), userChange);
+}
+
+TEST_F(SnapshotRepositoryTest, TheSaveOfOneSectionWritesOnlyThatSection) {
+  auto [project, snapshot] = everythingSet();
+  saveWithImageFile(project, snapshot);
+  std::optional<LoadedProject> stored = repository->load("p1");
+  ASSERT_TRUE(stored);
+
+  StudioSnapshot edited = stored->snapshot;
+  edited.biography = "New biography";
+  edited.biographyUpdatedAt = dateFromMilliseconds(999);
+  edited.details.firstName = "Changed";
+  edited.statement = "Changed statement";
+  edited.artworks.images[1].title = "Changed title";
+  edited.documents.clear();
+
+  repository->save(stored->project, edited, "bio");
+  std::optional<LoadedProject> after = repository->load("p1");
+  StudioSnapshot expected = stored->snapshot;
+  expected.biography = "New biography";
+  expected.biographyUpdatedAt = dateFromMilliseconds(999);
+  EXPECT_EQ(after->snapshot, expected);
+
+  repository->save(stored->project, edited, "details");
+  expected.details.firstName = "Changed";
+  EXPECT_EQ(repository->load("p1")->snapshot, expected);
+
+  repository->save(stored->project, edited, "artworks");
+  expected.artworks.images[1].title = "Changed title";
+  expected.documents.clear();
+  expected.documentArtworkLinks.clear();
+  EXPECT_EQ(repository->load("p1")->snapshot, expected);
+
+  // A name that is no section writes everything.
+  repository->save(stored->project, edited, "everything");
+  edited.documentArtworkLinks.clear();  // their documents are gone
+  EXPECT_EQ(repository->load("p1")->snapshot, edited);
+}
+
+TEST_F(SnapshotRepositoryTest, ThePlainSavesNeverTouchLabelOverrides) {
+  repository->upsertLabelOverride({"portfolio", "en", "pdf.contents", "Index"});
+  saveProject("p1");
+  repository->save(makeProject("p1"), StudioSnapshot{}, "details");
+  EXPECT_EQ(repository->allLabelOverrides(),
+            (std::vector<LabelOverrideEntry>{{"portfolio", "en", "pdf.contents", "Index"}}));
+}
+
+TEST_F(SnapshotRepositoryTest, AnImportSaveReplacesTheLabelOverridesInTheSameTransaction) {
+  repository->upsertLabelOverride({"portfolio", "en", "pdf.contents", "Index"});
+  const std::vector<LabelOverrideEntry> imported{{"catalogue", "fr", "pdf.price", "Prix"},
+                                                 {"portfolio", "de", "pdf.contents", "Inhalt"}};
+  repository->saveImportedProject(makeProject("imported"), StudioSnapshot{}, imported);
+  EXPECT_EQ(repository->allLabelOverrides(), imported);
+  EXPECT_TRUE(repository->load("imported"));
+
+  // An override that can't be written undoes the whole import.
+  exec(
+      "CREATE TRIGGER refuse BEFORE INSERT ON label_overrides BEGIN "
+      "SELECT RAISE(ABORT, 'refused'); END;");
+  const std::string before = dump();
+  try {
+    repository->saveImportedProject(makeProject("second"), StudioSnapshot{}, imported);
+    FAIL() << "the import must fail";
+  } catch (const DomainError& error) {
+    EXPECT_EQ(error.domain(), "SQLiteSnapshotRepository");
+    EXPECT_EQ(error.code(), SQLITE_CONSTRAINT);
+    EXPECT_EQ(error.description(), "SQLite statement failed with code 19");
+  }
+  EXPECT_EQ(dump(), before);
+  EXPECT_EQ(repository->load("second"), std::nullopt);
+}
+
+TEST_F(SnapshotRepositoryTest, AFailedStatementRollsTheWholeSaveBack) {
+  saveProject("p1", {makeArtwork("a1", "Before")});
+  exec(
+      "CREATE TRIGGER refuse BEFORE UPDATE OF title ON artworks WHEN NEW.title = 'Poison' "
+      "BEGIN SELECT RAISE(ABORT, 'refused'); END;");
+  const std::string before = dump();
+
+  StudioSnapshot snapshot;
+  snapshot.biography = "Would be lost with the rest";
+  snapshot.artworks.images = {makeArtwork("a0"), makeArtwork("a1", "Poison")};
+  clock.advanceMs(1000);
+  try {
+    repository->save(makeProject("p1"), snapshot);
+    FAIL() << "the save must fail";
+  } catch (const DomainError& error) {
+    EXPECT_EQ(error.domain(), "SQLiteSnapshotRepository");
+    EXPECT_EQ(error.code(), SQLITE_CONSTRAINT);
+  }
+  EXPECT_EQ(dump(), before);
+  EXPECT_THROW(repository->save(makeProject("p1"), snapshot, "artworks"), DomainError);
+  EXPECT_EQ(dump(), before);
+  // The repository stays usable.
+  snapshot.artworks.images[1].title = "After";
+  repository->save(makeProject("p1"), snapshot);
+  EXPECT_EQ(repository->load("p1")->snapshot.biography, "Would be lost with the rest");
+}
+
+// --- image bytes -------------------------------------------------------------
+
+class ImageStorageTest : public SnapshotRepositoryTest {
+ protected:
+  // Saves p1 with artwork a1 whose image is the file /in/a1.jpg, then takes
+  // the database path back into the snapshot as the app store does.
+  StudioSnapshot saveWithNewImage(std::size_t size = 5000) {
+    files.files["/in/a1.jpg"] = imageBytesOf(size, 7);
+    StudioSnapshot snapshot;
+    Artwork artwork = makeArtwork("a1", "First title");
+    artwork.imagePath = "/in/a1.jpg";
+    snapshot.artworks.images = {artwork, makeArtwork("a2")};
+    const SavedProject saved = repository->save(makeProject("p1"), snapshot);
+    adoptStoredImages(snapshot, saved.storedImages);
+    return snapshot;
+  }
+
+  void forbidAnyMediaWrite() {
+    for (const char* event : {"INSERT", "UPDATE", "DELETE"}) {
+      exec(std::string("CREATE TRIGGER no_media_") + event + " BEFORE " + event +
+           " ON media BEGIN SELECT RAISE(ABORT, 'image bytes touched'); END;");
+    }
+  }
+};
+
+TEST_F(ImageStorageTest, ANewImageIsStoredOnceAndThenLeftWhereItIs) {
+  StudioSnapshot snapshot = saveWithNewImage();
+  EXPECT_EQ(snapshot.artworks.images[0].imagePath, "sqlite-media://a1");
+  EXPECT_EQ(repository->imageBytes("a1"), imageBytesOf(5000, 7));
+  EXPECT_EQ(value("SELECT id || ':' || artworkId || ':' || mimeType || ':' || byteSize || ':' || "
+                  "createdAt FROM media"),
+            "a1:a1:image/jpeg:5000:" + std::to_string(clock.nowMs()));
+  EXPECT_EQ(files.reads, 1);
+
+  // Editing a title: neither the file nor the media row is read or written.
+  forbidAnyMediaWrite();
+  clock.advanceMs(1000);
+  snapshot.artworks.images[0].title = "Second title";
+  const SavedProject saved = repository->save(makeProject("p1"), snapshot, "artworks");
+  EXPECT_TRUE(saved.storedImages.empty());
+  EXPECT_EQ(files.reads, 1);
+  const LoadedProject loaded = *repository->load("p1");
+  EXPECT_EQ(loaded.snapshot.artworks.images[0].title, "Second title");
+  EXPECT_EQ(loaded.snapshot.artworks.images[0].imagePath, "sqlite-media://a1");
+  EXPECT_EQ(loaded.snapshot.artworks.images[0].imageByteSize, 5000);
+}
+
+TEST_F(ImageStorageTest, AReplacedImageIsWrittenAgain) {
+  StudioSnapshot snapshot = saveWithNewImage();
+  files.files["/in/replacement.webp"] = imageBytesOf(100, 9);
+  snapshot.artworks.images[0].imagePath = "/in/replacement.webp";
+  snapshot.artworks.images[0].mimeType = "image/webp";
+  clock.advanceMs(10);
+  const SavedProject saved = repository->save(makeProject("p1"), snapshot);
+  EXPECT_EQ(saved.storedImages, (std::vector<StoredImageFile>{{"a1", "/in/replacement.webp"}}));
+  EXPECT_EQ(repository->imageBytes("a1"), imageBytesOf(100, 9));
+  EXPECT_EQ(value("SELECT COUNT(*) || ':' || mimeType || ':' || byteSize || ':' || createdAt FROM "
+                  "media"),
+            "1:image/webp:100:" + std::to_string(clock.nowMs()));
+
+  // The store's snapshot changed again meanwhile: that newer path is kept.
+  snapshot.artworks.images[0].imagePath = "/in/newer.jpg";
+  adoptStoredImages(snapshot, saved.storedImages);
+  EXPECT_EQ(snapshot.artworks.images[0].imagePath, "/in/newer.jpg");
+}
+
+TEST_F(ImageStorageTest, AnImageFileThatCannotBeReadLeavesTheArtworkWithoutNewBytes) {
+  StudioSnapshot snapshot;
+  Artwork artwork = makeArtwork("a1");
+  artwork.imagePath = "/in/vanished.jpg";
+  snapshot.artworks.images = {artwork};
+  const SavedProject saved = repository->save(makeProject("p1"), snapshot);
+  EXPECT_TRUE(saved.storedImages.empty());
+  EXPECT_EQ(value("SELECT COUNT(*) FROM media"), "0");
+  EXPECT_EQ(repository->load("p1")->snapshot.artworks.images[0].imagePath, std::nullopt);
+}
+
+TEST_F(ImageStorageTest, AnEmptyImageFileIsStoredAsAnEmptyBlob) {
+  saveWithNewImage(0);
+  EXPECT_EQ(value("SELECT typeof(blob) || ':' || byteSize FROM media"), "blob:0");
+  EXPECT_EQ(repository->imageBytes("a1"), Bytes{});
+}
+
+TEST_F(ImageStorageTest, RemovingTheImagePathKeepsTheMediaRow) {
+  StudioSnapshot snapshot = saveWithNewImage();
+  snapshot.artworks.images[0].imagePath.reset();
+  repository->save(makeProject("p1"), snapshot);
+  EXPECT_EQ(value("SELECT COUNT(*) FROM media"), "1");
+  EXPECT_EQ(repository->load("p1")->snapshot.artworks.images[0].imagePath, "sqlite-media://a1");
+}
+
+TEST_F(ImageStorageTest, MediaLeftOutOfShapeByOlderVersionsIsTidiedFromItsOwnBytes) {
+  saveProject("p1", {makeArtwork("a1"), makeArtwork("a2")});
+  exec(
+      "INSERT INTO media(id, artworkId, mimeType, blob, byteSize, createdAt) VALUES "
+      "('old-a1', 'a1', 'image/png', x'0102', 2, 1), ('old-a2', 'a2', NULL, x'03', 1, 1);");
+  StudioSnapshot loaded = repository->load("p1")->snapshot;
+  EXPECT_EQ(loaded.artworks.images[0].imagePath, "sqlite-media://old-a1");
+  EXPECT_EQ(loaded.artworks.images[1].mimeType, "image/jpeg");
+
+  repository->save(makeProject("p1"), loaded);
+  EXPECT_EQ(column("SELECT id || ':' || artworkId || ':' || mimeType || ':' || hex(blob) || ':' || "
+                   "byteSize FROM media ORDER BY id"),
+            (Rows{"a1:a1:image/png:0102:2", "a2:a2:image/jpeg:03:1"}));
+  EXPECT_EQ(repository->load("p1")->snapshot.artworks.images[0].imagePath, "sqlite-media://a1");
+}
+
+TEST_F(ImageStorageTest, AVaultArtworkAddedToAnotherProjectKeepsItsImage) {
+  saveWithNewImage();
+  StudioSnapshot other;
+  Artwork fromVault = repository->reusableArtworks("p2").front().artwork;
+  EXPECT_EQ(fromVault.imagePath, "sqlite-media://a1");
+  other.artworks.images = {fromVault};
+  forbidAnyMediaWrite();
+  repository->save(makeProject("p2"), other);
+  EXPECT_EQ(repository->load("p2")->snapshot.artworks.images[0].imagePath, "sqlite-media://a1");
+}
+
+TEST_F(SnapshotRepositoryTest, OperationsFromSeveralThreadsNeverInterleave) {
+  saveProject("p1");
+  std::vector<std::thread> threads;
+  for (int t = 0; t < 4; ++t) {
+    threads.emplace_back([this, t] {
+      for (int i = 0; i < 25; ++i) {
+        StudioSnapshot snapshot;
+        snapshot.biography = "thread " + std::to_string(t);
+        snapshot.artworks.images = {makeArtwork("a" + std::to_string(i % 3))};
+        repository->save(makeProject("p1"), snapshot, "everything");
+        ASSERT_TRUE(repository->load("p1"));
+      }
+    });
+  }
+  for (std::thread& thread : threads) thread.join();
+  EXPECT_EQ(column("SELECT COUNT(*) FROM project_artworks"), Rows{"1"});
+}
+
+}  // namespace
+}  // namespace quorvane
