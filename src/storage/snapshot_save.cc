@@ -46,18 +46,17 @@ void stepStrictAndReset(Statement& statement) {
   if (result != SQLITE_DONE) throw statementFailure(result);
 }
 
-// The media rows of the library, by id and by artwork, without their bytes
-// (the columns before the blob are all a scan needs to read). With this the
-// save can tell, reading no image, whether an artwork's media row is already
-// what the save would write.
+// The media rows of the library, by id and by artwork, read without their
+// bytes. A save needs it only when it writes a media row: the rows the
+// artwork had under other ids must then go.
 class MediaIndex {
  public:
   explicit MediaIndex(SQLiteDatabase& db) {
-    Statement select = db.prepare("SELECT id, artworkId, mimeType FROM media");
+    Statement select = db.prepare("SELECT id, artworkId FROM media");
     while (select.nextRow()) {
       const std::string id = select.textOrEmpty(0);
       const std::string artworkId = select.textOrEmpty(1);
-      rows_[id] = Row{artworkId, select.text(2)};
+      artworkOf_[id] = artworkId;
       idsByArtwork_[artworkId].push_back(id);
     }
   }
@@ -68,13 +67,6 @@ class MediaIndex {
     return it == idsByArtwork_.end() ? kNone : it->second;
   }
 
-  // One row, keyed by the artwork's own id, with the artwork's MIME type.
-  bool isInPlace(const Artwork& artwork) const {
-    const std::vector<std::string>& ids = idsOf(artwork.id);
-    if (ids.size() != 1 || ids.front() != artwork.id) return false;
-    return rows_.at(artwork.id).mimeType == artwork.mimeType;
-  }
-
   bool hasRowsBesidesOwn(const std::string& artworkId) const {
     const std::vector<std::string>& ids = idsOf(artworkId);
     return std::any_of(ids.begin(), ids.end(),
@@ -83,21 +75,17 @@ class MediaIndex {
 
   // The artwork's one media row is now its own id; a row of that id that
   // belonged to another artwork has been taken over.
-  void recordWritten(const std::string& artworkId, const std::string& mimeType) {
-    for (const std::string& id : idsOf(artworkId)) rows_.erase(id);
-    if (const auto it = rows_.find(artworkId); it != rows_.end()) {
-      std::erase(idsByArtwork_[it->second.artworkId], artworkId);
+  void recordWritten(const std::string& artworkId) {
+    for (const std::string& id : idsOf(artworkId)) artworkOf_.erase(id);
+    if (const auto it = artworkOf_.find(artworkId); it != artworkOf_.end()) {
+      std::erase(idsByArtwork_[it->second], artworkId);
     }
-    rows_[artworkId] = Row{artworkId, mimeType};
+    artworkOf_[artworkId] = artworkId;
     idsByArtwork_[artworkId] = {artworkId};
   }
 
  private:
-  struct Row {
-    std::string artworkId;
-    std::optional<std::string> mimeType;
-  };
-  std::unordered_map<std::string, Row> rows_;
+  std::unordered_map<std::string, std::string> artworkOf_;  // media id → artwork id
   std::unordered_map<std::string, std::vector<std::string>> idsByArtwork_;
 };
 
@@ -138,8 +126,10 @@ void bindArtworkRow(Statement& upsert, const Artwork& artwork, const std::string
 // Writes one artwork's image bytes into its media row. An artwork's bytes are
 // written when they are new — its image path names a file — and otherwise
 // left where they are: an artworks save after a title edit reads and writes
-// no image at all. The end state is that of rewriting every image: one media
-// row per artwork, keyed by the artwork's id, with its MIME type and size.
+// no image at all. The end state is that of rewriting every image — one media
+// row per artwork, keyed by the artwork's id, with its MIME type and size —
+// except that an unchanged row keeps its `createdAt`, and a MIME type missing
+// from a row of an older version stays missing (loads read it as JPEG).
 class ImageWriter {
  public:
   ImageWriter(SQLiteDatabase& db, FileSystem& files, const std::string& projectId,
@@ -160,14 +150,17 @@ class ImageWriter {
   }
 
  private:
-  // Bytes already in the database stay put. Only a media row out of shape
-  // (several rows, another id, another MIME type: left by older versions) is
-  // rewritten, from its own bytes. An artwork that was not yet in the project
-  // keeps its media rows exactly as they are.
+  // Bytes already in the database stay put. The path "sqlite-media://" + the
+  // artwork's own id is what a load or an earlier save gave: its row is in
+  // place, and the media table is not even looked at. A path naming another
+  // media id shows a row left out of shape by older versions; that row is
+  // rewritten from its own bytes under the artwork's id. An artwork that was
+  // not yet in the project keeps its media rows exactly as they are.
   void keepInDatabase(const Artwork& artwork) {
+    if (*artwork.imagePath == sqliteMediaPath(artwork.id)) return;
     if (!members_.contains(artwork.id)) return;
     const std::vector<std::string>& ids = media().idsOf(artwork.id);
-    if (ids.empty() || media().isInPlace(artwork)) return;
+    if (ids.empty()) return;
     const bool hasOwn = std::find(ids.begin(), ids.end(), artwork.id) != ids.end();
     const std::string source = hasOwn ? artwork.id : *std::min_element(ids.begin(), ids.end());
     Statement select = db_.prepare("SELECT blob FROM media WHERE id = ? LIMIT 1");
@@ -212,11 +205,11 @@ class ImageWriter {
     upsertMedia_->bindInt64(5, static_cast<std::int64_t>(bytes.size()));
     upsertMedia_->bindInt64(6, nowMs_);
     stepStrictAndReset(*upsertMedia_);
-    media().recordWritten(artwork.id, artwork.mimeType);
+    media().recordWritten(artwork.id);
   }
 
-  // Read when the first artwork with an image comes: a save of artworks
-  // without images never scans the media table.
+  // Read when the first media row is to be written: a save that writes none
+  // never reads the media table.
   MediaIndex& media() {
     if (!media_) media_.emplace(db_);
     return *media_;

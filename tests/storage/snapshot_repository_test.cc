@@ -413,11 +413,25 @@ class ImageStorageTest : public SnapshotRepositoryTest {
     return snapshot;
   }
 
-  void forbidAnyMediaWrite() {
-    for (const char* event : {"INSERT", "UPDATE", "DELETE"}) {
-      exec(std::string("CREATE TRIGGER no_media_") + event + " BEFORE " + event +
-           " ON media BEGIN SELECT RAISE(ABORT, 'image bytes touched'); END;");
-    }
+  // From now on no statement may read or write the media table: preparing
+  // one fails, and with it the operation.
+  void denyMediaAccess() {
+    repository->withDatabase([](SQLiteDatabase& db) {
+      sqlite3_set_authorizer(
+          db.handle(),
+          [](void*, int action, const char* table, const char*, const char*, const char*) {
+            const bool touchesTable = action == SQLITE_READ || action == SQLITE_INSERT ||
+                                      action == SQLITE_UPDATE || action == SQLITE_DELETE;
+            return touchesTable && table != nullptr && std::string_view(table) == "media"
+                       ? SQLITE_DENY
+                       : SQLITE_OK;
+          },
+          nullptr);
+    });
+  }
+  void allowMediaAccess() {
+    repository->withDatabase(
+        [](SQLiteDatabase& db) { sqlite3_set_authorizer(db.handle(), nullptr, nullptr); });
   }
 };
 
@@ -430,13 +444,16 @@ TEST_F(ImageStorageTest, ANewImageIsStoredOnceAndThenLeftWhereItIs) {
             "a1:a1:image/jpeg:5000:" + std::to_string(clock.nowMs()));
   EXPECT_EQ(files.reads, 1);
 
-  // Editing a title: neither the file nor the media row is read or written.
-  forbidAnyMediaWrite();
+  // Editing a title: neither the file nor the media table is read or written.
+  denyMediaAccess();
+  EXPECT_THROW(repository->imageBytes("a1"), DomainError) << "the denial works";
   clock.advanceMs(1000);
   snapshot.artworks.images[0].title = "Second title";
   const SavedProject saved = repository->save(makeProject("p1"), snapshot, "artworks");
   EXPECT_TRUE(saved.storedImages.empty());
   EXPECT_EQ(files.reads, 1);
+  repository->save(makeProject("p1"), snapshot);
+  allowMediaAccess();
   const LoadedProject loaded = *repository->load("p1");
   EXPECT_EQ(loaded.snapshot.artworks.images[0].title, "Second title");
   EXPECT_EQ(loaded.snapshot.artworks.images[0].imagePath, "sqlite-media://a1");
@@ -509,8 +526,9 @@ TEST_F(ImageStorageTest, AVaultArtworkAddedToAnotherProjectKeepsItsImage) {
   Artwork fromVault = repository->reusableArtworks("p2").front().artwork;
   EXPECT_EQ(fromVault.imagePath, "sqlite-media://a1");
   other.artworks.images = {fromVault};
-  forbidAnyMediaWrite();
+  denyMediaAccess();
   repository->save(makeProject("p2"), other);
+  allowMediaAccess();
   EXPECT_EQ(repository->load("p2")->snapshot.artworks.images[0].imagePath, "sqlite-media://a1");
 }
 
