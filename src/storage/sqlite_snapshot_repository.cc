@@ -299,7 +299,7 @@ std::string SQLiteSnapshotRepository::createTextAsset(const std::string& project
     std::string assetId = textAssetId(type, projectId);
     Statement taken = db_.prepare("SELECT id FROM text_assets WHERE id = ? LIMIT 1");
     taken.bindText(1, assetId);
-    if (taken.nextRow()) assetId += ":" + makeUuid();
+    if (taken.nextRow()) assetId.append(":").append(makeUuid());
     taken.reset();
 
     Statement insert = db_.prepare(

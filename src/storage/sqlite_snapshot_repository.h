@@ -80,7 +80,7 @@ class SQLiteSnapshotRepository final : public SnapshotRepository,
   // Runs `work` on the connection under the repository's lock, for
   // operations that belong to other subsystems (such as the web CV import).
   template <typename Work>
-  auto withDatabase(Work&& work) {
+  decltype(auto) withDatabase(Work&& work) {
     const std::lock_guard lock(mutex_);
     return work(db_);
   }
