@@ -2,6 +2,9 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdio>
+#include <filesystem>
+
 #include "storage/sql_helpers.h"
 #include "storage/sqlite_snapshot_repository.h"
 #include "support/fakes.h"
@@ -214,6 +217,56 @@ TEST_F(MigrationTest, AnOldLibraryLoadsThroughTheRepository) {
   EXPECT_EQ(named->snapshot.artworks.images[1].sortIndex, 3);
   ASSERT_EQ(named->snapshot.documents.size(), 1u);
   EXPECT_EQ(named->snapshot.documents[0].orientation, DocumentOrientation::portrait);
+}
+
+TEST(HostileDatabaseTest, AFileThatIsNoDatabaseIsRefusedAndLeftAlone) {
+  testing::TempDir dir;
+  const std::string path = dir.file("quorvane.sqlite");
+  const std::string garbage = "This is not an SQLite database, just some text.\n";
+  {
+    std::FILE* file = std::fopen(path.c_str(), "wb");
+    for (int i = 0; i < 200; ++i) std::fputs(garbage.c_str(), file);
+    std::fclose(file);
+  }
+  testing::ManualClock clock;
+  try {
+    SQLiteSnapshotRepository repository(SQLiteDatabase(path), clock);
+    FAIL() << "a file that is no database must not become a library";
+  } catch (const DomainError& error) {
+    EXPECT_EQ(error.domain(), "SQLiteDatabase");
+    EXPECT_EQ(error.description(), "file is not a database");
+  }
+  EXPECT_EQ(std::filesystem::file_size(path), garbage.size() * 200);
+}
+
+TEST(HostileDatabaseTest, ValuesOfTheWrongTypeLoadWithoutFailing) {
+  testing::TempDir dir;
+  testing::ManualClock clock;
+  SQLiteSnapshotRepository repository(SQLiteDatabase(dir.file("quorvane.sqlite")), clock);
+  repository.withDatabase([](SQLiteDatabase& db) {
+    db.exec(R"sql(
+      INSERT INTO projects(id, kind, projectName, projectTitle, locale, unit, orientation,
+                           createdAt, updatedAt)
+        VALUES('p', 'portfolio', x'ff00fe', 42, 'en', 7, x'00', 'yesterday', 9e300);
+      INSERT INTO artworks(id, projectId, title, imgWidth, aspect, sortIndex, status,
+                           sizeWarningDismissed, sizeBytes)
+        VALUES('a', 'p', x'c3', 'wide', 'tall', 'first', 'lost', 'maybe', -5);
+      INSERT INTO project_artworks VALUES('p', 'a', -3);
+      INSERT INTO details VALUES('p', '[1, 2');
+      INSERT INTO section_timestamps VALUES('p', 'unknown', 1, 2), ('p', 'cv', 'x', NULL);
+    )sql");
+  });
+  const std::optional<LoadedProject> loaded = repository.load("p");
+  ASSERT_TRUE(loaded);
+  EXPECT_EQ(loaded->project.projectTitle, "42");
+  EXPECT_EQ(loaded->project.unit, UnitSystem::cm);
+  ASSERT_EQ(loaded->snapshot.artworks.images.size(), 1u);
+  EXPECT_EQ(loaded->snapshot.artworks.images[0].status, std::nullopt);
+  EXPECT_EQ(loaded->snapshot.artworks.images[0].sortIndex, -3);
+  EXPECT_EQ(loaded->snapshot.details, ArtistDetails{});
+  // What was loaded can be saved again.
+  repository.save(loaded->project, loaded->snapshot);
+  EXPECT_EQ(repository.load("p")->snapshot.artworks.images[0].sortIndex, 0);
 }
 
 }  // namespace
