@@ -153,46 +153,30 @@ constexpr AddedColumn kDocumentOrientationColumn{
     "documents", "orientation",
     "ALTER TABLE documents ADD COLUMN orientation TEXT NOT NULL DEFAULT 'portrait';"};
 
+// A project name: the stored one unless empty, else (in libraries that kept
+// the name in a column `title`) that title, else "Portfolio".
+std::string nameRule(std::string_view column, bool hasLegacyTitle) {
+  const std::string name(column);
+  std::string rule = "CASE WHEN " + name + " IS NOT NULL AND " + name + " <> '' THEN " + name;
+  if (hasLegacyTitle) rule += " WHEN title IS NOT NULL AND title <> '' THEN title";
+  return rule + " ELSE 'Portfolio' END";
+}
+
 // Every assignment of one UPDATE reads the row's old values, so catalogueKind
 // is decided from the kind as it was stored. A declared catalogue without a
 // catalogue kind becomes a price list; an unknown kind (the oldest libraries
 // stored "raisonne" there) becomes a catalogue raisonné.
-constexpr const char* kNormaliseProjects = R"sql(
-UPDATE projects SET
-  projectName = CASE WHEN projectName IS NOT NULL AND projectName <> '' THEN projectName
-                     ELSE 'Portfolio' END,
-  projectTitle = CASE WHEN projectTitle IS NOT NULL AND projectTitle <> '' THEN projectTitle
-                      ELSE 'Portfolio' END,
-  projectYear = COALESCE(projectYear, ''),
-  catalogueKind = CASE
-    WHEN kind = 'portfolio' THEN NULL
-    WHEN kind = 'catalogue' THEN
-      CASE WHEN catalogueKind IS NULL OR catalogueKind = '' THEN 'price' ELSE catalogueKind END
-    ELSE
-      CASE WHEN catalogueKind IS NULL OR catalogueKind = '' THEN 'raisonne' ELSE catalogueKind END
-  END,
-  kind = CASE WHEN kind = 'portfolio' THEN 'portfolio' ELSE 'catalogue' END;
-)sql";
-
-// The same, where the project's name was once kept in a column `title`.
-constexpr const char* kNormaliseLegacyProjects = R"sql(
-UPDATE projects SET
-  projectName = CASE WHEN projectName IS NOT NULL AND projectName <> '' THEN projectName
-                     WHEN title IS NOT NULL AND title <> '' THEN title
-                     ELSE 'Portfolio' END,
-  projectTitle = CASE WHEN projectTitle IS NOT NULL AND projectTitle <> '' THEN projectTitle
-                      WHEN title IS NOT NULL AND title <> '' THEN title
-                      ELSE 'Portfolio' END,
-  projectYear = COALESCE(projectYear, ''),
-  catalogueKind = CASE
-    WHEN kind = 'portfolio' THEN NULL
-    WHEN kind = 'catalogue' THEN
-      CASE WHEN catalogueKind IS NULL OR catalogueKind = '' THEN 'price' ELSE catalogueKind END
-    ELSE
-      CASE WHEN catalogueKind IS NULL OR catalogueKind = '' THEN 'raisonne' ELSE catalogueKind END
-  END,
-  kind = CASE WHEN kind = 'portfolio' THEN 'portfolio' ELSE 'catalogue' END;
-)sql";
+std::string normaliseProjectsSql(bool hasLegacyTitle) {
+  return "UPDATE projects SET projectName = " + nameRule("projectName", hasLegacyTitle) +
+         ", projectTitle = " + nameRule("projectTitle", hasLegacyTitle) +
+         ", projectYear = COALESCE(projectYear, ''), catalogueKind = CASE"
+         " WHEN kind = 'portfolio' THEN NULL"
+         " WHEN kind = 'catalogue' THEN CASE WHEN catalogueKind IS NULL OR catalogueKind = ''"
+         " THEN 'price' ELSE catalogueKind END"
+         " ELSE CASE WHEN catalogueKind IS NULL OR catalogueKind = '' THEN 'raisonne'"
+         " ELSE catalogueKind END END,"
+         " kind = CASE WHEN kind = 'portfolio' THEN 'portfolio' ELSE 'catalogue' END;";
+}
 
 // Before memberships existed an artwork belonged to the one project named in
 // its row. An artwork whose project row is gone has no project to join: it
@@ -204,29 +188,38 @@ SELECT a.projectId, a.id, COALESCE(a.sortIndex, 0) FROM artworks a
 WHERE a.projectId IS NOT NULL AND a.projectId IN (SELECT id FROM projects);
 )sql";
 
-// Every project gets its own four text assets and links, archived ones too.
-constexpr std::array<const char*, 4> kCreateTextAssets{{
-    R"sql(INSERT OR IGNORE INTO text_assets(id, type, ownerProjectId, title, content, json, createdAt, updatedAt, archivedAt)
-SELECT 'asset:bio:' || p.id, 'bio', p.id, 'Biography', '', NULL, COALESCE(p.createdAt, 0), COALESCE(p.updatedAt, p.createdAt, 0), NULL FROM projects p;)sql",
-    R"sql(INSERT OR IGNORE INTO text_assets(id, type, ownerProjectId, title, content, json, createdAt, updatedAt, archivedAt)
-SELECT 'asset:statement:' || p.id, 'statement', p.id, 'Artist statement', '', NULL, COALESCE(p.createdAt, 0), COALESCE(p.updatedAt, p.createdAt, 0), NULL FROM projects p;)sql",
-    R"sql(INSERT OR IGNORE INTO text_assets(id, type, ownerProjectId, title, content, json, createdAt, updatedAt, archivedAt)
-SELECT 'asset:project_statement:' || p.id, 'project_statement', p.id, 'Project Statement', '', NULL, COALESCE(p.createdAt, 0), COALESCE(p.updatedAt, p.createdAt, 0), NULL FROM projects p;)sql",
-    R"sql(INSERT OR IGNORE INTO text_assets(id, type, ownerProjectId, title, content, json, createdAt, updatedAt, archivedAt)
-SELECT 'asset:cv:' || p.id, 'cv', p.id, 'CV', '', '{}', COALESCE(p.createdAt, 0), COALESCE(p.updatedAt, p.createdAt, 0), NULL FROM projects p;)sql",
+// The text assets every project starts with, in the order they are made.
+struct OwnTextAsset {
+  std::string_view type;
+  std::string_view title;
+  std::string_view json;  // as SQL
+};
+constexpr std::array<OwnTextAsset, 4> kOwnTextAssets{{
+    {"bio", "Biography", "NULL"},
+    {"statement", "Artist statement", "NULL"},
+    {"project_statement", "Project Statement", "NULL"},
+    {"cv", "CV", "'{}'"},
 }};
 
-// A project that already links another asset of a type keeps that link.
-constexpr std::array<const char*, 4> kLinkTextAssets{{
-    R"sql(INSERT OR IGNORE INTO project_text_asset_links(projectId, type, assetId, updatedAt)
-SELECT p.id, 'bio', 'asset:bio:' || p.id, COALESCE(p.updatedAt, p.createdAt, 0) FROM projects p;)sql",
-    R"sql(INSERT OR IGNORE INTO project_text_asset_links(projectId, type, assetId, updatedAt)
-SELECT p.id, 'statement', 'asset:statement:' || p.id, COALESCE(p.updatedAt, p.createdAt, 0) FROM projects p;)sql",
-    R"sql(INSERT OR IGNORE INTO project_text_asset_links(projectId, type, assetId, updatedAt)
-SELECT p.id, 'project_statement', 'asset:project_statement:' || p.id, COALESCE(p.updatedAt, p.createdAt, 0) FROM projects p;)sql",
-    R"sql(INSERT OR IGNORE INTO project_text_asset_links(projectId, type, assetId, updatedAt)
-SELECT p.id, 'cv', 'asset:cv:' || p.id, COALESCE(p.updatedAt, p.createdAt, 0) FROM projects p;)sql",
-}};
+// Every project, archived ones too, gets its own asset of the type; an
+// existing asset of that id is left as it is.
+std::string createOwnTextAssetSql(const OwnTextAsset& asset) {
+  const std::string type(asset.type);
+  return "INSERT OR IGNORE INTO text_assets(id, type, ownerProjectId, title, content, json, "
+         "createdAt, updatedAt, archivedAt) SELECT 'asset:" +
+         type + ":' || p.id, '" + type + "', p.id, '" + std::string(asset.title) + "', '', " +
+         std::string(asset.json) +
+         ", COALESCE(p.createdAt, 0), COALESCE(p.updatedAt, p.createdAt, 0), NULL FROM projects p;";
+}
+
+// A project that already links another asset of the type keeps that link.
+std::string linkOwnTextAssetSql(const OwnTextAsset& asset) {
+  const std::string type(asset.type);
+  return "INSERT OR IGNORE INTO project_text_asset_links(projectId, type, assetId, updatedAt) "
+         "SELECT p.id, '" +
+         type + "', 'asset:" + type +
+         ":' || p.id, COALESCE(p.updatedAt, p.createdAt, 0) FROM projects p;";
+}
 
 bool tableExists(SQLiteDatabase& db, const char* probeSql) {
   Statement probe = db.prepare(probeSql);
@@ -255,15 +248,15 @@ void migrate(SQLiteDatabase& db) {
 
   for (const AddedColumn& added : kAddedProjectColumns) addColumnIfMissing(db, added);
 
-  db.exec(hasColumn(db, "projects", "title") ? kNormaliseLegacyProjects : kNormaliseProjects);
+  db.exec(normaliseProjectsSql(hasColumn(db, "projects", "title")));
 
   addColumnIfMissing(db, kArtworkTextColumn);
   addColumnIfMissing(db, kDocumentOrientationColumn);
 
   if (!hadProjectArtworks) db.exec(kCopyLegacyMemberships);
 
-  for (const char* sql : kCreateTextAssets) db.exec(sql);
-  for (const char* sql : kLinkTextAssets) db.exec(sql);
+  for (const OwnTextAsset& asset : kOwnTextAssets) db.exec(createOwnTextAssetSql(asset));
+  for (const OwnTextAsset& asset : kOwnTextAssets) db.exec(linkOwnTextAssetSql(asset));
 }
 
 }  // namespace quorvane
