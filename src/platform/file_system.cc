@@ -32,7 +32,9 @@ class FileDescriptor {
 }  // namespace
 
 Bytes RealFileSystem::readFile(const std::string& path) {
-  const FileDescriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
+  // Non-blocking, so that a path naming a FIFO is refused below instead of
+  // waiting for a writer; for regular files the flag changes nothing.
+  const FileDescriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
   if (file.get() < 0) throwErrno("open " + path);
   struct stat info {};
   if (::fstat(file.get(), &info) != 0) throwErrno("stat " + path);

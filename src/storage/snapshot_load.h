@@ -11,8 +11,9 @@
 
 namespace quorvane::storage_detail {
 
-// Nothing when no project row has `projectId`. A missing live text asset of
-// a type is created empty and linked, stamped `nowMs`.
+// Nothing when no project row has `projectId`. Without a live linked text
+// asset of a type, the project is linked to its own asset of that type —
+// created empty, or revived with its text when it exists — stamped `nowMs`.
 std::optional<LoadedProject> loadProject(SQLiteDatabase& db, const std::string& projectId,
                                          std::int64_t nowMs);
 

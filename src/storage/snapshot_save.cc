@@ -36,7 +36,7 @@ bool stepUnlessConflicting(Statement& statement) {
   const int result = statement.step();
   statement.reset();
   if (result == SQLITE_DONE) return true;
-  if (result == SQLITE_CONSTRAINT) return false;
+  if ((result & 0xFF) == SQLITE_CONSTRAINT) return false;  // also as an extended code
   throw statementFailure(result);
 }
 
@@ -165,14 +165,15 @@ class ImageWriter {
     const std::string source = hasOwn ? artwork.id : *std::min_element(ids.begin(), ids.end());
     Statement select = db_.prepare("SELECT blob FROM media WHERE id = ? LIMIT 1");
     select.bindText(1, source);
-    if (!select.nextRow()) return;
+    if (!select.nextRow() || select.isNull(0)) return;
     const Bytes bytes = select.blob(0);
     select.reset();
     writeMediaRow(artwork, bytes);
   }
 
-  // A file's bytes become the artwork's media row; a file that can't be read
-  // leaves the artwork without new media, and the save goes on.
+  // A file's bytes become the artwork's media row; a file that can't be read,
+  // or is larger than the database takes in one value, leaves the artwork
+  // without new media, and the save goes on.
   void storeFile(const Artwork& artwork, const std::string& path) {
     Bytes bytes;
     try {
@@ -180,6 +181,8 @@ class ImageWriter {
     } catch (const std::exception&) {
       return;
     }
+    const int largest = sqlite3_limit(db_.handle(), SQLITE_LIMIT_LENGTH, -1);
+    if (bytes.size() > static_cast<std::size_t>(largest)) return;
     writeMediaRow(artwork, bytes);
     storedImages_.push_back(StoredImageFile{artwork.id, path});
   }

@@ -117,9 +117,12 @@ namespace detail {
 // roll back is the one the caller must see.
 void rollbackQuietly(SQLiteDatabase& db, const char* rollbackSql) noexcept;
 
+// Results are returned by value: a reference into the body's locals would
+// dangle.
 template <typename Body>
 auto inTransaction(SQLiteDatabase& db, const char* beginSql, const char* commitSql,
-                   const char* rollbackSql, Body&& body) -> std::invoke_result_t<Body&> {
+                   const char* rollbackSql, Body&& body)
+    -> std::decay_t<std::invoke_result_t<Body&>> {
   db.exec(beginSql);
   try {
     if constexpr (std::is_void_v<std::invoke_result_t<Body&>>) {

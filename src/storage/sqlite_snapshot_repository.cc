@@ -15,8 +15,6 @@ using storage_detail::SnapshotWriter;
 
 namespace {
 
-constexpr std::string_view kDefaultSourceProjectName = "Portfolio";
-
 // Which pieces the save of one section writes besides the project row. The
 // text sections also bring the owner of a shared text up to date.
 void writeSection(SnapshotWriter& writer, std::string_view section) {
@@ -153,7 +151,7 @@ std::vector<ReusableTextAsset> SQLiteSnapshotRepository::reusableTexts(
     texts.push_back(ReusableTextAsset{
         .id = select.textOrEmpty(0),
         .sourceProjectId = select.textOrEmpty(1),
-        .sourceProjectName = select.text(2).value_or(std::string(kDefaultSourceProjectName)),
+        .sourceProjectName = select.textOrEmpty(2),
         .title = select.textOrEmpty(3),
         .content = select.textOrEmpty(4),
     });
@@ -178,7 +176,7 @@ std::vector<ReusableCVAsset> SQLiteSnapshotRepository::reusableCVs(
     cvs.push_back(ReusableCVAsset{
         .id = select.textOrEmpty(0),
         .sourceProjectId = select.textOrEmpty(1),
-        .sourceProjectName = select.text(2).value_or(std::string(kDefaultSourceProjectName)),
+        .sourceProjectName = select.textOrEmpty(2),
         .title = select.textOrEmpty(3),
         .cv = decodeCVData(select.textOrEmpty(4)),
     });
@@ -270,7 +268,10 @@ LibraryKPIOverview SQLiteSnapshotRepository::libraryCounts() {
 std::optional<std::vector<std::uint8_t>> SQLiteSnapshotRepository::imageBytes(
     const std::string& artworkId) {
   const std::lock_guard lock(mutex_);
-  Statement select = db_.prepare("SELECT blob FROM media WHERE artworkId = ? LIMIT 1");
+  // Of several rows (left by older versions), the one a load shows: the
+  // artwork's own id first, else the smallest id.
+  Statement select = db_.prepare(
+      "SELECT blob FROM media WHERE artworkId = ? ORDER BY id <> artworkId, id LIMIT 1");
   select.bindText(1, artworkId);
   if (!select.nextRow() || select.isNull(0)) return std::nullopt;
   return select.blob(0);

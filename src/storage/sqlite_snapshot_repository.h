@@ -4,10 +4,12 @@
 // one immediate transaction; a failure throws and leaves it as it was). Every
 // operation then runs whole under one lock, so statements of two operations
 // never interleave and any thread may call; an operation must not be called
-// from inside another. Writes of more than one statement run in one
-// immediate transaction: they happen completely or not at all, and a failure
-// is thrown as a `DomainError` ("SQLiteDatabase" or
-// "SQLiteSnapshotRepository" with SQLite's result code).
+// from inside another. Saves and the other writes of more than one statement
+// run in one immediate transaction: they happen completely or not at all, and
+// a failure is thrown as a `DomainError` ("SQLiteDatabase" or
+// "SQLiteSnapshotRepository" with SQLite's result code). The one exception is
+// the load's creation of a missing text asset and its link, which is best
+// effort: the next save writes both again.
 //
 // Image bytes: a save stores an artwork's bytes when its image path names a
 // file, and reports it in `SavedProject::storedImages`; from then on the

@@ -1,4 +1,5 @@
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 
 #include <fstream>
 #include <set>
@@ -46,6 +47,9 @@ TEST(RealFileSystemTest, ReadsWholeFilesAndRefusesWhatIsNoFile) {
 
   EXPECT_THROW(realFileSystem().readFile(dir.file("missing.jpg")), std::system_error);
   EXPECT_THROW(realFileSystem().readFile(dir.path().string()), std::system_error);
+  // A FIFO is refused at once rather than waited on.
+  ASSERT_EQ(::mkfifo(dir.file("pipe").c_str(), 0600), 0);
+  EXPECT_THROW(realFileSystem().readFile(dir.file("pipe")), std::system_error);
 }
 
 }  // namespace

@@ -72,7 +72,7 @@ class SnapshotRepositoryTest : public testing::RepositoryTest {
     full.mimeType = "image/png";
     full.imageByteSize = 3000;
     full.originalByteSize = 9'000'000;
-    full.width = 1600;
+    full.width = 5'000'000'000;  // stored as the 64-bit value it is
     full.height = 1200;
     full.aspect = 4.0 / 3.0;
     full.sizeWarning = "Large";
@@ -166,6 +166,22 @@ TEST_F(SnapshotRepositoryTest, AnArchivedOwnTextIsRevivedWithItsTextKept) {
             "live");
 }
 
+TEST_F(SnapshotRepositoryTest, ALinkToAnArchivedTextOfAnotherProjectFallsBackToItsOwn) {
+  StudioSnapshot owner;
+  owner.biography = "Owner's words";
+  repository->save(makeProject("owner"), owner);
+  StudioSnapshot user;
+  user.biography = "User's own words";
+  repository->save(makeProject("user"), user);
+  repository->attachTextAsset("user", TextAssetType::bio, "asset:bio:owner");
+  exec("UPDATE text_assets SET archivedAt = 1 WHERE id = 'asset:bio:owner';");
+
+  EXPECT_EQ(repository->load("user")->snapshot.biography, "User's own words");
+  EXPECT_EQ(value("SELECT assetId FROM project_text_asset_links WHERE projectId = 'user' AND "
+                  "type = 'bio'"),
+            "asset:bio:user");
+}
+
 TEST_F(SnapshotRepositoryTest, StoredTextsThatDoNotDecodeLoadAsDefaults) {
   saveProject("p1");
   exec(
@@ -226,6 +242,21 @@ TEST_F(SnapshotRepositoryTest, OnlyLinksBetweenTheSnapshotsDocumentsAndArtworksA
   repository->save(makeProject("p1"), snapshot);
   EXPECT_EQ(value("SELECT COUNT(*) FROM documents"), "0");
   EXPECT_EQ(value("SELECT COUNT(*) FROM document_artworks"), "0");
+}
+
+TEST_F(SnapshotRepositoryTest, MoreArtworksThanOneStatementCanNameStillLeaveCorrectly) {
+  // 20 parameters: the most any other statement of a save needs.
+  repository->withDatabase(
+      [](SQLiteDatabase& db) { sqlite3_limit(db.handle(), SQLITE_LIMIT_VARIABLE_NUMBER, 20); });
+  std::vector<Artwork> artworks;
+  for (int i = 0; i < 25; ++i) artworks.push_back(makeArtwork("a" + std::to_string(i)));
+  saveProject("p1", artworks);
+  artworks.erase(artworks.begin() + 3);
+  std::swap(artworks.front(), artworks.back());
+  saveProject("p1", artworks);
+  EXPECT_EQ(value("SELECT COUNT(*) FROM project_artworks"), "24");
+  EXPECT_EQ(value("SELECT COUNT(*) FROM project_artworks WHERE artworkId = 'a3'"), "0");
+  EXPECT_EQ(value("SELECT artworkId FROM project_artworks WHERE sortIndex = 0"), "a24");
 }
 
 TEST_F(SnapshotRepositoryTest, APortfolioStoresNoCatalogueKind) {
@@ -322,6 +353,16 @@ TEST_F(SnapshotRepositoryTest, TheSaveOfOneSectionWritesOnlyThatSection) {
 
   repository->save(stored->project, edited, "details");
   expected.details.firstName = "Changed";
+  EXPECT_EQ(repository->load("p1")->snapshot, expected);
+
+  edited.cv.press.clear();
+  edited.cvTitle = "Changed CV";
+  edited.projectStatement = "Changed project statement";
+  repository->save(stored->project, edited, "cv");
+  expected.cv.press.clear();
+  expected.cvTitle = "Changed CV";
+  repository->save(stored->project, edited, "project_statement");
+  expected.projectStatement = "Changed project statement";
   EXPECT_EQ(repository->load("p1")->snapshot, expected);
 
   repository->save(stored->project, edited, "artworks");
@@ -518,6 +559,30 @@ TEST_F(ImageStorageTest, MediaLeftOutOfShapeByOlderVersionsIsTidiedFromItsOwnByt
                    "byteSize FROM media ORDER BY id"),
             (Rows{"a1:a1:image/png:0102:2", "a2:a2:image/jpeg:03:1"}));
   EXPECT_EQ(repository->load("p1")->snapshot.artworks.images[0].imagePath, "sqlite-media://a1");
+}
+
+TEST_F(ImageStorageTest, OfSeveralMediaRowsTheArtworksOwnIdWinsElseTheSmallest) {
+  saveProject("p1", {makeArtwork("a1"), makeArtwork("a2"), makeArtwork("a3")});
+  exec(
+      "INSERT INTO media(id, artworkId, mimeType, blob, byteSize) VALUES "
+      "('0-older', 'a1', 'image/png', x'01', 1), ('a1', 'a1', 'image/jpeg', x'0202', 2), "
+      "('z-old', 'a2', 'image/png', x'03', 1), ('b-old', 'a2', 'image/gif', x'04', 1), "
+      "('a3-empty', 'a3', 'image/jpeg', NULL, NULL);");
+
+  StudioSnapshot loaded = repository->load("p1")->snapshot;
+  EXPECT_EQ(loaded.artworks.images[0].imagePath, "sqlite-media://a1");
+  EXPECT_EQ(loaded.artworks.images[0].imageByteSize, 2);
+  EXPECT_EQ(repository->imageBytes("a1"), (Bytes{2, 2}));
+  EXPECT_EQ(loaded.artworks.images[1].imagePath, "sqlite-media://b-old");
+  EXPECT_EQ(loaded.artworks.images[1].mimeType, "image/gif");
+  EXPECT_EQ(repository->imageBytes("a2"), Bytes{4});
+  EXPECT_EQ(repository->imageBytes("a3"), std::nullopt);
+
+  // Saving tidies a2 from the row shown; a3's row has no bytes to move.
+  repository->save(makeProject("p1"), loaded);
+  EXPECT_EQ(column("SELECT id || ':' || artworkId FROM media ORDER BY id"),
+            (Rows{"0-older:a1", "a1:a1", "a2:a2", "a3-empty:a3"}));
+  EXPECT_EQ(repository->imageBytes("a2"), Bytes{4});
 }
 
 TEST_F(ImageStorageTest, AVaultArtworkAddedToAnotherProjectKeepsItsImage) {
