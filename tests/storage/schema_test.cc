@@ -267,6 +267,7 @@ TEST(HostileDatabaseTest, ValuesOfTheWrongTypeLoadWithoutFailing) {
   // What was loaded can be saved again.
   repository.save(loaded->project, loaded->snapshot);
   EXPECT_EQ(repository.load("p")->snapshot.artworks.images[0].sortIndex, 0);
+  repository.withDatabase([](SQLiteDatabase& db) { testing::expectSoundDatabase(db); });
 }
 
 }  // namespace

@@ -26,6 +26,8 @@ DomainError errorOf(Action&& action) {
 
 class SQLiteDatabaseTest : public ::testing::Test {
  protected:
+  void TearDown() override { testing::expectSoundDatabase(db); }
+
   TempDir dir;
   SQLiteDatabase db{dir.file("library.sqlite")};
 };
