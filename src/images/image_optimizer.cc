@@ -1,0 +1,254 @@
+#include "images/image_optimizer.h"
+
+#include <vips/vips.h>
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <cstdio>
+#include <cstdlib>
+#include <limits>
+#include <memory>
+#include <mutex>
+
+namespace quorvane {
+namespace {
+
+struct ImageUnref {
+  void operator()(VipsImage* image) const { g_object_unref(image); }
+};
+using ImagePtr = std::unique_ptr<VipsImage, ImageUnref>;
+
+struct BufferFree {
+  void operator()(void* buffer) const { g_free(buffer); }
+};
+
+// The loader families that may see user bytes, with the MIME type of what
+// each reads (HEIF containers are told apart by their brand). Every other
+// loader of the libvips build (PDF, SVG, ImageMagick, raw formats, …) stays
+// blocked.
+struct AllowedLoader {
+  const char* typeName;  // a class and, by prefix, its file/buffer/source variants
+  std::string_view mimeType;
+};
+constexpr std::array<AllowedLoader, 6> kAllowedLoaders{{
+    {"VipsForeignLoadJpeg", "image/jpeg"},
+    {"VipsForeignLoadPng", "image/png"},
+    {"VipsForeignLoadNsgif", "image/gif"},
+    {"VipsForeignLoadTiff", "image/tiff"},
+    {"VipsForeignLoadWebp", "image/webp"},
+    {"VipsForeignLoadHeif", ""},
+}};
+
+// Options given to the loader through the thumbnail operation: damaged or
+// truncated data fails instead of decoding to grey.
+constexpr const char* kLoaderOptions = "fail_on=error";
+
+void initialiseVips() {
+  static std::once_flag once;
+  std::call_once(once, [] {
+    if (VIPS_INIT("quorvane") != 0) {
+      std::fprintf(stderr, "quorvane: the image library could not start: %s\n",
+                   vips_error_buffer());
+      std::abort();
+    }
+    vips_block_untrusted_set(TRUE);
+    vips_operation_block_set("VipsForeignLoad", TRUE);
+    for (const AllowedLoader& loader : kAllowedLoaders) {
+      vips_operation_block_set(loader.typeName, FALSE);
+    }
+    // Every derivation stands alone: nothing of an original is kept between
+    // calls.
+    vips_cache_set_max(0);
+  });
+}
+
+std::string takeVipsError() {
+  std::string message = vips_error_buffer();
+  vips_error_clear();
+  while (!message.empty() && (message.back() == '\n' || message.back() == ' ')) {
+    message.pop_back();
+  }
+  return message;
+}
+
+// The brand of a HEIF container: "heic" family, "avif", or plain HEIF.
+std::string heifMimeType(std::span<const std::uint8_t> data) {
+  const auto brandAt = [&](std::size_t offset) {
+    return std::string_view(reinterpret_cast<const char*>(data.data()) + offset, 4);
+  };
+  if (data.size() < 16 || brandAt(4) != "ftyp") return "image/heif";
+  const std::size_t boxSize = (std::size_t{data[0]} << 24) | (std::size_t{data[1]} << 16) |
+                              (std::size_t{data[2]} << 8) | std::size_t{data[3]};
+  const std::size_t end = std::min(boxSize, data.size());
+  bool avif = false;
+  for (std::size_t offset = 8; offset + 4 <= end; offset += offset == 8 ? 8 : 4) {
+    const std::string_view brand = brandAt(offset);
+    if (brand == "heic" || brand == "heix" || brand == "hevc" || brand == "hevx") {
+      return "image/heic";
+    }
+    avif = avif || brand == "avif" || brand == "avis";
+  }
+  return avif ? "image/avif" : "image/heif";
+}
+
+// The MIME type of the loader libvips would use, if it is one we allow.
+std::optional<std::string> allowedMimeType(std::span<const std::uint8_t> data) {
+  if (data.empty()) return std::nullopt;
+  // The finder also names blocked loaders: only ours count.
+  const char* typeName = vips_foreign_find_load_buffer(data.data(), data.size());
+  if (typeName == nullptr) {
+    vips_error_clear();
+    return std::nullopt;
+  }
+  for (const AllowedLoader& loader : kAllowedLoaders) {
+    if (!std::string_view(typeName).starts_with(loader.typeName)) continue;
+    if (loader.mimeType.empty()) return heifMimeType(data);
+    return std::string(loader.mimeType);
+  }
+  return std::nullopt;
+}
+
+// The image with its header read and no pixel decoded.
+ImagePtr openHeader(std::span<const std::uint8_t> data) {
+  VipsImage* image = vips_image_new_from_buffer(data.data(), data.size(), "", "access",
+                                                VIPS_ACCESS_SEQUENTIAL, nullptr);
+  if (image == nullptr) vips_error_clear();
+  return ImagePtr(image);
+}
+
+[[noreturn]] void fail(ImageDeriverError::Case errorCase, const std::string& what) {
+  throw ImageDeriverError(errorCase, what);
+}
+
+// The longer edge the derivative gets: the preset's bound, or the source's
+// own longer edge when that is smaller and the preset never enlarges.
+int targetLongEdge(const ImageDerivativePreset& preset, std::int64_t width, std::int64_t height) {
+  const double bound = std::trunc(preset.maxPixelSize);
+  if (!std::isfinite(bound) ||
+      bound < static_cast<double>(std::numeric_limits<std::int64_t>::min()) ||
+      bound >= static_cast<double>(std::numeric_limits<std::int64_t>::max())) {
+    std::fprintf(stderr, "quorvane: image preset bound %g is not a pixel count\n",
+                 preset.maxPixelSize);
+    std::abort();
+  }
+  std::int64_t target = static_cast<std::int64_t>(bound);
+  if (preset.neverUpscale) target = std::min(target, std::max(width, height));
+  return static_cast<int>(std::clamp<std::int64_t>(target, 1, VIPS_MAX_COORD));
+}
+
+// Upright is already done by the thumbnail; here the pixels become 8-bit
+// sRGB without transparency, as a JPEG needs them.
+ImagePtr toOpaqueSRGB(ImagePtr image) {
+  VipsImage* out = nullptr;
+  if (vips_image_get_interpretation(image.get()) != VIPS_INTERPRETATION_sRGB ||
+      vips_image_get_format(image.get()) != VIPS_FORMAT_UCHAR) {
+    if (vips_colourspace(image.get(), &out, VIPS_INTERPRETATION_sRGB, nullptr) != 0) return {};
+    image.reset(out);
+  }
+  if (vips_image_hasalpha(image.get())) {
+    VipsArrayDouble* white = vips_array_double_newv(1, 255.0);
+    const int result = vips_flatten(image.get(), &out, "background", white, nullptr);
+    vips_area_unref(VIPS_AREA(white));
+    if (result != 0) return {};
+    image.reset(out);
+  }
+  if (vips_image_get_format(image.get()) != VIPS_FORMAT_UCHAR) {
+    if (vips_cast_uchar(image.get(), &out, nullptr) != 0) return {};
+    image.reset(out);
+  }
+  return image;
+}
+
+}  // namespace
+
+ImageOptimizer::ImageOptimizer() { initialiseVips(); }
+
+DerivedImageResult ImageOptimizer::derive(std::span<const std::uint8_t> source,
+                                          const ImageDerivativePreset& preset) const {
+  using Case = ImageDeriverError::Case;
+  if (!allowedMimeType(source)) fail(Case::decodeFailed, "not an image Quorvane can read");
+  const ImagePtr header = openHeader(source);
+  if (!header) fail(Case::invalidSourceMetadata, "the image's header gives no usable size");
+  const std::int64_t width = vips_image_get_width(header.get());
+  const std::int64_t height = vips_image_get_height(header.get());
+  if (width < 1 || height < 1) {
+    fail(Case::invalidSourceMetadata, "the image's header gives no usable size");
+  }
+  if (width * height > kMaximumSourcePixels) {
+    fail(Case::decodeFailed, "the image declares " + std::to_string(width) + " × " +
+                                 std::to_string(height) +
+                                 " pixels, more than the 300 million Quorvane decodes");
+  }
+
+  const int target = targetLongEdge(preset, width, height);
+  VipsImage* thumbnail = nullptr;
+  if (vips_thumbnail_buffer(const_cast<std::uint8_t*>(source.data()), source.size(), &thumbnail,
+                            target, "height", target, "size",
+                            preset.neverUpscale ? VIPS_SIZE_DOWN : VIPS_SIZE_BOTH, "option_string",
+                            kLoaderOptions, nullptr) != 0) {
+    fail(Case::decodeFailed, "the image could not be decoded: " + takeVipsError());
+  }
+  const ImagePtr image = toOpaqueSRGB(ImagePtr(thumbnail));
+  if (!image) fail(Case::decodeFailed, "the image could not be converted: " + takeVipsError());
+
+  const int quality =
+      static_cast<int>(std::clamp(std::lround(preset.compressionQuality * 100), 1L, 100L));
+  void* buffer = nullptr;
+  std::size_t length = 0;
+  // Decoding happens here, streamed through the encoder.
+  if (vips_jpegsave_buffer(image.get(), &buffer, &length, "Q", quality, "strip", TRUE, nullptr) !=
+      0) {
+    const std::string message = takeVipsError();
+    // A decoder failure surfaces during the save, when pixels are pulled.
+    fail(message.find("save") != std::string::npos && message.find("load") == std::string::npos
+             ? Case::encodeFailed
+             : Case::decodeFailed,
+         "the image could not be made: " + message);
+  }
+  const std::unique_ptr<void, BufferFree> owned(buffer);
+  const auto* bytes = static_cast<const std::uint8_t*>(buffer);
+  return DerivedImageResult{
+      .data = std::vector<std::uint8_t>(bytes, bytes + length),
+      .mimeType = preset.mimeType,
+      .width = vips_image_get_width(image.get()),
+      .height = vips_image_get_height(image.get()),
+      .kind = preset.kind,
+      .presetVersion = preset.presetVersion,
+  };
+}
+
+std::optional<std::string> ImageOptimizer::sniffMimeType(std::span<const std::uint8_t> data) const {
+  return allowedMimeType(data);
+}
+
+std::string ImageOptimizer::fileExtension(std::optional<std::string_view> mimeType) {
+  if (!mimeType || mimeType->empty()) return "jpg";
+  std::string lower(*mimeType);
+  std::transform(lower.begin(), lower.end(), lower.begin(),
+                 [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+  static constexpr std::array<std::pair<std::string_view, std::string_view>, 7> kExtensions{{
+      {"image/jpeg", "jpg"},
+      {"image/jpg", "jpg"},
+      {"image/png", "png"},
+      {"image/heic", "heic"},
+      {"image/heif", "heif"},
+      {"image/tiff", "tiff"},
+      {"image/gif", "gif"},
+  }};
+  for (const auto& [mime, extension] : kExtensions) {
+    if (lower == mime) return std::string(extension);
+  }
+  return "jpg";
+}
+
+std::optional<PixelSize> ImageOptimizer::pixelSize(std::span<const std::uint8_t> data) const {
+  if (!allowedMimeType(data)) return std::nullopt;
+  const ImagePtr header = openHeader(data);
+  if (!header) return std::nullopt;
+  const PixelSize size{vips_image_get_width(header.get()), vips_image_get_height(header.get())};
+  if (size.width < 1 || size.height < 1) return std::nullopt;
+  return size;
+}
+
+}  // namespace quorvane

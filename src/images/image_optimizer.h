@@ -1,0 +1,51 @@
+// Turns an original image into its web or print derivative, and answers what
+// an image is without decoding it. Stateless and safe to use from any number
+// of threads at once.
+//
+// Only raster formats an artist brings are decoded — JPEG, PNG, GIF, TIFF,
+// HEIC/HEIF and WebP — by libvips with its untrusted loaders (PDF, SVG,
+// ImageMagick and the like) blocked: image bytes come from outside.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <span>
+#include <string>
+#include <string_view>
+
+#include "images/image_derivation.h"
+
+namespace quorvane {
+
+class ImageOptimizer {
+ public:
+  // Initialises libvips once per process and restricts its loaders.
+  ImageOptimizer();
+
+  // Decodes `source` scaled down on load so its longer edge is at most the
+  // preset's bound (never enlarged), upright whatever its EXIF orientation,
+  // transparency flattened onto white, converted to sRGB, and encodes it as
+  // a JPEG at the preset's quality with no metadata at all (no EXIF, GPS,
+  // XMP or profile). The full-size image is never held in memory.
+  // Throws `ImageDeriverError`: `decodeFailed` for bytes that are no image
+  // we decode, are damaged or truncated, or declare more than
+  // `kMaximumSourcePixels`; `invalidSourceMetadata` for a recognised image
+  // whose header gives no usable size; `encodeFailed`.
+  DerivedImageResult derive(std::span<const std::uint8_t> source,
+                            const ImageDerivativePreset& preset) const;
+
+  // The MIME type of encoded image bytes ("image/jpeg", "image/png",
+  // "image/gif", "image/tiff", "image/heic", "image/heif", "image/avif",
+  // "image/webp"), or nothing when they are not an image we decode.
+  std::optional<std::string> sniffMimeType(std::span<const std::uint8_t> data) const;
+
+  // The extension (no dot) under which an original of `mimeType` is stored:
+  // jpg, png, heic, heif, tiff or gif; "jpg" for anything else or nothing.
+  static std::string fileExtension(std::optional<std::string_view> mimeType);
+
+  // The size the image's header declares, read without decoding pixels;
+  // nothing when the bytes are no image we decode or the size is unusable.
+  std::optional<PixelSize> pixelSize(std::span<const std::uint8_t> data) const;
+};
+
+}  // namespace quorvane

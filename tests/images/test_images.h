@@ -1,0 +1,39 @@
+// Images made by the tests themselves with libvips, so every case starts
+// from bytes of a known shape.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace quorvane::testing {
+
+using ImageBytes = std::vector<std::uint8_t>;
+
+// An RGB image of the given size with a gradient in it, encoded in the
+// format of the file suffix given (".jpg", ".png", ".tif", ".gif", ".heic",
+// ".webp"). An `orientation` other than 1 is written into the EXIF data.
+// Nothing when this machine's libvips can't encode the format.
+std::optional<ImageBytes> encodedImage(const std::string& suffix, int width, int height,
+                                       int orientation = 1);
+
+// A fully transparent RGBA PNG.
+ImageBytes transparentPng(int width, int height);
+
+// A PNG whose header declares the given size, with ten bytes of pixel data.
+ImageBytes pngHeader(std::uint32_t width, std::uint32_t height);
+
+// What libvips reads back from an encoded image.
+struct DecodedFacts {
+  int width = 0;
+  int height = 0;
+  int bands = 0;
+  std::optional<int> orientation;  // the EXIF orientation field, if any
+  bool hasExif = false;
+  bool hasIccProfile = false;
+  double average = 0;  // mean of all pixel values
+};
+DecodedFacts decode(const ImageBytes& bytes);
+
+}  // namespace quorvane::testing
