@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <filesystem>
 #include <system_error>
 
 namespace quorvane {
@@ -55,6 +56,76 @@ Bytes RealFileSystem::readFile(const std::string& path) {
   }
   return bytes;
 }
+
+namespace {
+
+void writeAll(int fd, std::span<const std::uint8_t> bytes, const std::string& path) {
+  std::size_t written = 0;
+  while (written < bytes.size()) {
+    const ssize_t count = ::write(fd, bytes.data() + written, bytes.size() - written);
+    if (count < 0) {
+      if (errno == EINTR) continue;
+      throwErrno("write " + path);
+    }
+    written += static_cast<std::size_t>(count);
+  }
+}
+
+// Makes a finished rename durable: the directory entry itself is flushed.
+void syncDirectory(const std::string& directory) {
+  const FileDescriptor dir(::open(directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  if (dir.get() >= 0) ::fsync(dir.get());
+}
+
+}  // namespace
+
+void RealFileSystem::writeFileAtomically(const std::string& path,
+                                         std::span<const std::uint8_t> bytes) {
+  const std::filesystem::path target(path);
+  const std::string directory =
+      target.has_parent_path() ? target.parent_path().string() : std::string(".");
+  std::string temporary = directory + "/." + target.filename().string() + ".tmp-XXXXXX";
+  const int fd = ::mkostemp(temporary.data(), O_CLOEXEC);
+  if (fd < 0) throwErrno("create a temporary file in " + directory);
+  try {
+    const FileDescriptor file(fd);
+    writeAll(file.get(), bytes, temporary);
+    if (::fsync(file.get()) != 0) throwErrno("fsync " + temporary);
+    if (::fchmod(file.get(), 0644) != 0) throwErrno("chmod " + temporary);
+  } catch (...) {
+    ::unlink(temporary.c_str());
+    throw;
+  }
+  if (::rename(temporary.c_str(), path.c_str()) != 0) {
+    const int error = errno;
+    ::unlink(temporary.c_str());
+    throw std::system_error(error, std::generic_category(), "rename to " + path);
+  }
+  syncDirectory(directory);
+}
+
+void RealFileSystem::createDirectories(const std::string& path) {
+  std::filesystem::create_directories(path);
+}
+
+bool RealFileSystem::exists(const std::string& path) {
+  std::error_code ignored;
+  return std::filesystem::exists(path, ignored);
+}
+
+std::vector<std::string> RealFileSystem::listDirectory(const std::string& path) {
+  std::vector<std::string> names;
+  for (const auto& entry : std::filesystem::directory_iterator(path)) {
+    names.push_back(entry.path().filename().string());
+  }
+  return names;
+}
+
+void RealFileSystem::move(const std::string& from, const std::string& to) {
+  if (::rename(from.c_str(), to.c_str()) != 0) throwErrno("move " + from + " to " + to);
+}
+
+void RealFileSystem::removeAll(const std::string& path) { std::filesystem::remove_all(path); }
 
 FileSystem& realFileSystem() {
   static RealFileSystem fileSystem;

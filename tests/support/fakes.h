@@ -1,14 +1,17 @@
-// Stand-ins for the platform seams: a clock that only moves when told, and an
-// in-memory file system that counts its reads.
+// Stand-ins for the platform seams: a clock that only moves when told, an
+// in-memory file system that counts its reads, a file system that fails on
+// purpose, and a logger that keeps what it was told.
 #pragma once
 
 #include <cerrno>
 #include <map>
 #include <string>
 #include <system_error>
+#include <vector>
 
 #include "platform/clock.h"
 #include "platform/file_system.h"
+#include "platform/logger.h"
 
 namespace quorvane::testing {
 
@@ -23,6 +26,7 @@ class ManualClock final : public Clock {
   std::int64_t nowMs_;
 };
 
+// Files as a map from path to bytes; directories are not modelled.
 class FakeFileSystem final : public FileSystem {
  public:
   Bytes readFile(const std::string& path) override {
@@ -31,9 +35,83 @@ class FakeFileSystem final : public FileSystem {
     if (it == files.end()) throw std::system_error(ENOENT, std::generic_category(), path);
     return it->second;
   }
+  void writeFileAtomically(const std::string& path, std::span<const std::uint8_t> bytes) override {
+    files[path] = Bytes(bytes.begin(), bytes.end());
+  }
+  void createDirectories(const std::string&) override {}
+  bool exists(const std::string& path) override { return files.contains(path); }
+  std::vector<std::string> listDirectory(const std::string&) override { return {}; }
+  void move(const std::string& from, const std::string& to) override {
+    files[to] = readFile(from);
+    files.erase(from);
+  }
+  void removeAll(const std::string& path) override { files.erase(path); }
 
   std::map<std::string, Bytes> files;
   int reads = 0;
+};
+
+// The real file system, except that the Nth call of one operation fails
+// with EIO. Operations: "read", "write", "createDirectories", "exists",
+// "list", "move", "remove".
+class FaultyFileSystem final : public FileSystem {
+ public:
+  void failAt(std::string operation, int nthCall) {
+    failingOperation_ = std::move(operation);
+    failingCall_ = nthCall;
+    calls_.clear();
+  }
+  int calls(const std::string& operation) const {
+    const auto it = calls_.find(operation);
+    return it == calls_.end() ? 0 : it->second;
+  }
+
+  Bytes readFile(const std::string& path) override {
+    check("read", path);
+    return real_.readFile(path);
+  }
+  void writeFileAtomically(const std::string& path, std::span<const std::uint8_t> bytes) override {
+    check("write", path);
+    real_.writeFileAtomically(path, bytes);
+  }
+  void createDirectories(const std::string& path) override {
+    check("createDirectories", path);
+    real_.createDirectories(path);
+  }
+  bool exists(const std::string& path) override {
+    check("exists", path);
+    return real_.exists(path);
+  }
+  std::vector<std::string> listDirectory(const std::string& path) override {
+    check("list", path);
+    return real_.listDirectory(path);
+  }
+  void move(const std::string& from, const std::string& to) override {
+    check("move", from);
+    real_.move(from, to);
+  }
+  void removeAll(const std::string& path) override {
+    check("remove", path);
+    real_.removeAll(path);
+  }
+
+ private:
+  void check(const std::string& operation, const std::string& path) {
+    if (++calls_[operation] == failingCall_ && operation == failingOperation_) {
+      throw std::system_error(EIO, std::generic_category(), operation + " " + path);
+    }
+  }
+
+  RealFileSystem real_;
+  std::string failingOperation_;
+  int failingCall_ = 0;
+  std::map<std::string, int> calls_;
+};
+
+class RecordingLogger final : public Logger {
+ public:
+  void log(std::string_view line) override { lines.emplace_back(line); }
+  std::vector<std::string> lines;
 };
 
 }  // namespace quorvane::testing

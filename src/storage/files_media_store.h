@@ -1,0 +1,138 @@
+// The media directory: every artwork's original image and its web and print
+// derivatives, named by artwork id so the database never stores a path,
+// plus the cache of rendered PDF page thumbnails.
+//
+//   <id>_orig.<ext>             the original as the artist supplied it
+//   <id>_web_v1.jpg             the web derivative
+//   <id>_print_v<version>.jpg   the print derivative of a preset version
+//   derived_web/pdfthumb/       <key>_pdfthumb_v1.webp or .jpg
+//   .import-staging-<UUID>/     a batch import in progress (staged/, backup/)
+//
+// Every file is written atomically. The store holds no state besides its two
+// directories, so any thread may use it. File-system errors pass through
+// unchanged.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <span>
+#include <string>
+#include <vector>
+
+#include "platform/file_system.h"
+#include "platform/logger.h"
+
+namespace quorvane {
+
+class FilesMediaStore {
+ public:
+  // A store on `directory`, created with its parents, and the thumbnail
+  // directory inside it. Throws when a directory can't be created.
+  FilesMediaStore(std::string directory, FileSystem& files = realFileSystem(),
+                  Logger& logger = nullLogger());
+
+  const std::string& directory() const { return directory_; }
+  const std::string& pdfThumbDirectory() const { return pdfThumbDirectory_; }
+  FileSystem& files() const { return files_; }
+
+  // <directory>/<name>.
+  std::string pathOf(const std::string& name) const;
+
+  // Writes the original of an artwork as <id>_orig.<extension>; its path.
+  std::string writeOriginal(const std::string& artworkId, std::span<const std::uint8_t> data,
+                            const std::string& extension);
+  // Every original of the artwork (several extensions may exist), sorted;
+  // none when the directory can't be listed. "a1" never finds "a10"'s.
+  std::vector<std::string> originalFiles(const std::string& artworkId) const;
+
+  std::string webDerivativePath(const std::string& artworkId) const;
+  std::string writeWebDerivative(const std::string& artworkId, std::span<const std::uint8_t> jpeg);
+  std::string printVariantPath(const std::string& artworkId, std::int64_t version) const;
+  std::string writePrintVariant(const std::string& artworkId, std::int64_t version,
+                                std::span<const std::uint8_t> jpeg);
+  void deletePrintVariant(const std::string& artworkId, std::int64_t version);
+
+  // A file's whole content, or nothing when it can't be read.
+  std::optional<Bytes> readFile(const std::string& path) const;
+
+  // Creates the thumbnail directory when missing, saying so in a diagnostic
+  // (something removed it behind the program's back).
+  void ensurePdfThumbDirectory();
+  // Writes the thumbnail of `key` as .webp (when `extension` is "webp" in any
+  // case) or .jpg, and removes the other one; its path.
+  std::string writePdfThumb(const std::string& key, std::span<const std::uint8_t> data,
+                            const std::string& extension);
+  // The .webp thumbnail of `key` when it exists, else the .jpg path.
+  std::string pdfThumbPath(const std::string& key) const;
+  void removePdfThumbs(const std::string& key);
+
+  // Removes everything in the media directory, then makes the thumbnail
+  // directory again. Errors are ignored: what can go, goes.
+  void removeAllMedia();
+
+ private:
+  std::string pdfThumbFile(const std::string& key, const char* extension) const;
+  void removeQuietly(const std::string& path);
+
+  std::string directory_;
+  std::string pdfThumbDirectory_;
+  FileSystem& files_;
+  Logger& logger_;
+};
+
+// What a batch import brings for one artwork: its original file.
+struct OriginalMediaImportItem {
+  std::string id;
+  Bytes data;
+  std::string fileExtension;  // without the dot
+
+  bool operator==(const OriginalMediaImportItem&) const = default;
+};
+
+// Puts a batch of originals in place all together or not at all. Every file
+// is staged first; `commit` then swaps them in, setting aside the originals
+// they replace, and `rollback` puts everything back as it was.
+//
+// Order of calls: `begin`, `commit`, then `discard` once the imported data is
+// saved, or `rollback` when saving it fails. A failed `commit` has already
+// rolled itself back. A crash between `commit` and `discard` leaves the
+// staging directory, the replaced originals in its "backup".
+class OriginalMediaImportTransaction {
+ public:
+  struct StagedItem {
+    std::string id;
+    std::string stagedPath;
+    std::string targetPath;
+  };
+
+  // Stages every item under <directory>/.import-staging-<UUID>/staged.
+  // Nothing, and no directory, for an empty batch. A failed write removes
+  // the staging area and is thrown.
+  static std::optional<OriginalMediaImportTransaction> begin(
+      FilesMediaStore& store, const std::vector<OriginalMediaImportItem>& items);
+
+  // For each item in order: the artwork's current originals (any extension)
+  // move to the backup, the staged file to its place. On a failure
+  // everything is rolled back and the error thrown.
+  void commit();
+  // Undoes what `commit` did, as far as it got; never throws.
+  void rollback() noexcept;
+  // Ends a successful import: the staging area and the replaced originals go.
+  void discard() noexcept;
+
+  const std::string& rootPath() const { return rootPath_; }
+  const std::vector<StagedItem>& items() const { return items_; }
+
+ private:
+  OriginalMediaImportTransaction(FilesMediaStore& store, std::string rootPath)
+      : store_(&store), rootPath_(std::move(rootPath)), backupPath_(rootPath_ + "/backup") {}
+
+  FilesMediaStore* store_;
+  std::string rootPath_;
+  std::string backupPath_;
+  std::vector<StagedItem> items_;
+  std::vector<std::string> committedTargetPaths_;
+  std::vector<std::pair<std::string, std::string>> backups_;  // (backup, original)
+};
+
+}  // namespace quorvane

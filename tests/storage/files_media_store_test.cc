@@ -1,0 +1,177 @@
+#include "storage/files_media_store.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <filesystem>
+
+#include "support/fakes.h"
+#include "support/temp_dir.h"
+
+namespace quorvane {
+namespace {
+
+using Names = std::vector<std::string>;
+
+Bytes bytesOf(const std::string& text) { return Bytes(text.begin(), text.end()); }
+
+class FilesMediaStoreTest : public ::testing::Test {
+ protected:
+  // The names in a directory of the media folder, sorted.
+  Names namesIn(const std::string& relative = "") {
+    Names names;
+    for (const auto& entry : std::filesystem::directory_iterator(dir.path() / "media" / relative)) {
+      names.push_back(entry.path().filename().string());
+    }
+    std::sort(names.begin(), names.end());
+    return names;
+  }
+  std::string contentOf(const std::string& name) {
+    const std::optional<Bytes> bytes = store.readFile(store.pathOf(name));
+    return bytes ? std::string(bytes->begin(), bytes->end()) : "<none>";
+  }
+
+  testing::TempDir dir;
+  testing::FaultyFileSystem files;
+  testing::RecordingLogger logger;
+  FilesMediaStore store{dir.file("media"), files, logger};
+};
+
+TEST_F(FilesMediaStoreTest, FilesAreNamedByArtworkIdBesideEachOther) {
+  EXPECT_EQ(namesIn(), Names{"derived_web"});
+  EXPECT_EQ(namesIn("derived_web"), Names{"pdfthumb"});
+
+  store.writeOriginal("a1", bytesOf("original"), "png");
+  store.writeWebDerivative("a1", bytesOf("web"));
+  store.writePrintVariant("a1", 2, bytesOf("print"));
+  EXPECT_EQ(namesIn(), (Names{"a1_orig.png", "a1_print_v2.jpg", "a1_web_v1.jpg", "derived_web"}));
+  EXPECT_EQ(contentOf("a1_orig.png"), "original");
+
+  store.deletePrintVariant("a1", 2);
+  store.deletePrintVariant("a1", 7);  // nothing there: no error
+  EXPECT_EQ(namesIn(), (Names{"a1_orig.png", "a1_web_v1.jpg", "derived_web"}));
+  EXPECT_EQ(store.readFile(store.pathOf("missing.jpg")), std::nullopt);
+}
+
+TEST_F(FilesMediaStoreTest, OriginalsAreFoundByTheIdFollowedByOrigOnly) {
+  store.writeOriginal("a1", bytesOf("1"), "jpg");
+  store.writeOriginal("a1", bytesOf("1"), "png");
+  store.writeOriginal("a10", bytesOf("10"), "jpg");
+  store.writeWebDerivative("a1", bytesOf("web"));
+  EXPECT_EQ(store.originalFiles("a1"),
+            (Names{store.pathOf("a1_orig.jpg"), store.pathOf("a1_orig.png")}));
+  EXPECT_EQ(store.originalFiles("a10"), Names{store.pathOf("a10_orig.jpg")});
+  EXPECT_TRUE(store.originalFiles("a").empty());
+}
+
+TEST_F(FilesMediaStoreTest, AFailedWriteLeavesTheOldFileWhole) {
+  store.writeOriginal("a1", bytesOf("old"), "jpg");
+  files.failAt("write", 1);
+  EXPECT_THROW(store.writeOriginal("a1", bytesOf("new"), "jpg"), std::system_error);
+  EXPECT_EQ(contentOf("a1_orig.jpg"), "old");
+  EXPECT_EQ(namesIn(), (Names{"a1_orig.jpg", "derived_web"})) << "no temporary file is left";
+}
+
+TEST_F(FilesMediaStoreTest, OneThumbnailPerKeyWhateverTheCaseOfItsExtension) {
+  const std::string jpg = store.writePdfThumb("doc-cv", bytesOf("jpeg"), "jpg");
+  EXPECT_EQ(store.pdfThumbPath("doc-cv"), jpg);
+  const std::string webp = store.writePdfThumb("doc-cv", bytesOf("webp"), "WEBP");
+  EXPECT_EQ(std::filesystem::path(webp).filename(), "doc-cv_pdfthumb_v1.webp");
+  EXPECT_EQ(namesIn("derived_web/pdfthumb"), Names{"doc-cv_pdfthumb_v1.webp"});
+  EXPECT_EQ(store.pdfThumbPath("doc-cv"), webp);
+
+  store.removePdfThumbs("doc-cv");
+  EXPECT_TRUE(namesIn("derived_web/pdfthumb").empty());
+  EXPECT_EQ(std::filesystem::path(store.pdfThumbPath("doc-cv")).filename(),
+            "doc-cv_pdfthumb_v1.jpg");
+}
+
+TEST_F(FilesMediaStoreTest, ACacheFolderRemovedBehindOurBackIsRecreatedAndSaidOnce) {
+  store.writePdfThumb("k", bytesOf("x"), "jpg");
+  EXPECT_TRUE(logger.lines.empty());
+  std::filesystem::remove_all(dir.path() / "media" / "derived_web");
+  store.writePdfThumb("k", bytesOf("x"), "jpg");
+  store.writePdfThumb("k", bytesOf("y"), "jpg");
+  EXPECT_EQ(logger.lines,
+            Names{"[Quorvane][PdfThumb] fs state=dir_recreated path=" + store.pdfThumbDirectory()});
+}
+
+TEST_F(FilesMediaStoreTest, RemovingAllMediaLeavesAnEmptyStoreReadyForUse) {
+  store.writeOriginal("a1", bytesOf("1"), "jpg");
+  store.writePdfThumb("k", bytesOf("x"), "jpg");
+  std::filesystem::create_directories(dir.path() / "media" / ".import-staging-left" / "backup");
+  store.removeAllMedia();
+  EXPECT_EQ(namesIn(), Names{"derived_web"});
+  EXPECT_TRUE(namesIn("derived_web/pdfthumb").empty());
+}
+
+// --- batch import of originals ----------------------------------------------------
+
+class OriginalImportTest : public FilesMediaStoreTest {
+ protected:
+  void SetUp() override {
+    for (const char* id : {"a1", "a2", "a3"}) {
+      store.writeOriginal(id, bytesOf(std::string("old ") + id), "png");
+    }
+  }
+  std::vector<OriginalMediaImportItem> batch() {
+    return {{"a1", bytesOf("new a1"), "jpg"},
+            {"a2", bytesOf("new a2"), "jpg"},
+            {"a3", bytesOf("new a3"), "jpg"}};
+  }
+};
+
+TEST_F(OriginalImportTest, AnEmptyBatchIsNoTransactionAndCreatesNothing) {
+  EXPECT_EQ(OriginalMediaImportTransaction::begin(store, {}), std::nullopt);
+  EXPECT_EQ(namesIn(), (Names{"a1_orig.png", "a2_orig.png", "a3_orig.png", "derived_web"}));
+}
+
+TEST_F(OriginalImportTest, ACommittedBatchReplacesEveryExtensionAndDiscardTidiesUp) {
+  std::optional<OriginalMediaImportTransaction> transaction =
+      OriginalMediaImportTransaction::begin(store, batch());
+  ASSERT_TRUE(transaction);
+  const std::string staging = std::filesystem::path(transaction->rootPath()).filename();
+  EXPECT_TRUE(staging.starts_with(".import-staging-"));
+  EXPECT_EQ(namesIn(staging + "/staged"), (Names{"a1_orig.jpg", "a2_orig.jpg", "a3_orig.jpg"}));
+
+  transaction->commit();
+  EXPECT_EQ(store.originalFiles("a2"), Names{store.pathOf("a2_orig.jpg")});
+  EXPECT_EQ(contentOf("a2_orig.jpg"), "new a2");
+  EXPECT_EQ(namesIn(staging + "/backup"), (Names{"a1_orig.png", "a2_orig.png", "a3_orig.png"}));
+
+  transaction->discard();
+  EXPECT_EQ(namesIn(), (Names{"a1_orig.jpg", "a2_orig.jpg", "a3_orig.jpg", "derived_web"}));
+}
+
+TEST_F(OriginalImportTest, AFailedMoveMidBatchPutsEverythingBack) {
+  std::optional<OriginalMediaImportTransaction> transaction =
+      OriginalMediaImportTransaction::begin(store, batch());
+  ASSERT_TRUE(transaction);
+  // Moves: a1 aside, a1 in, a2 aside, a2 in ← fails.
+  files.failAt("move", 4);
+  EXPECT_THROW(transaction->commit(), std::system_error);
+
+  EXPECT_EQ(namesIn(), (Names{"a1_orig.png", "a2_orig.png", "a3_orig.png", "derived_web"}))
+      << "the first new original is gone, the old ones are back, the staging area too";
+  EXPECT_EQ(contentOf("a1_orig.png"), "old a1");
+  EXPECT_EQ(contentOf("a2_orig.png"), "old a2");
+  EXPECT_EQ(contentOf("a3_orig.png"), "old a3");
+}
+
+TEST_F(OriginalImportTest, ARollbackAfterCommitRestoresTheOldOriginals) {
+  std::optional<OriginalMediaImportTransaction> transaction =
+      OriginalMediaImportTransaction::begin(store, batch());
+  transaction->commit();
+  transaction->rollback();  // saving the imported project failed
+  EXPECT_EQ(namesIn(), (Names{"a1_orig.png", "a2_orig.png", "a3_orig.png", "derived_web"}));
+  EXPECT_EQ(contentOf("a3_orig.png"), "old a3");
+}
+
+TEST_F(OriginalImportTest, AFailedStagingWriteLeavesNoStagingArea) {
+  files.failAt("write", 2);
+  EXPECT_THROW(OriginalMediaImportTransaction::begin(store, batch()), std::system_error);
+  EXPECT_EQ(namesIn(), (Names{"a1_orig.png", "a2_orig.png", "a3_orig.png", "derived_web"}));
+}
+
+}  // namespace
+}  // namespace quorvane
