@@ -6,14 +6,17 @@ namespace quorvane {
 
 void installFileNameCommand(CLI::App& command, CliContext& context);
 void installCVSectionsCommand(CLI::App& command, CliContext& context);
+void installImageCommand(CLI::App& command, CliContext& context);
 
 namespace {
 
-constexpr std::array<CommandEntry, 2> kCommands{{
+constexpr std::array<CommandEntry, 3> kCommands{{
     {"file-name", "Show the file name an exported PDF gets: artist, document kind, language, day",
      &installFileNameCommand},
     {"cv-sections", "List the CV sections and the fields of their entries",
      &installCVSectionsCommand},
+    {"image", "Show what Quorvane reads from an image, or make its web or print derivative",
+     &installImageCommand},
 }};
 
 }  // namespace
