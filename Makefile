@@ -22,6 +22,7 @@ asan: deps
 	ctest --preset asan
 
 bench: build
+	@scripts/install-deps bench
 	build/release/bench/quorvane_bench
 
 demo: build
