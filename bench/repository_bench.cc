@@ -163,6 +163,13 @@ class Library {
   }
 };
 
+// Runs `body` on the library's connection in one immediate transaction.
+template <typename Body>
+void inWriteTransaction(Library& library, Body&& body) {
+  library.repository->withDatabase(
+      [&](SQLiteDatabase& db) { withImmediateTransaction(db, [&] { body(db); }); });
+}
+
 // Pages fetched from and written to the file since the last call.
 void reportPages(benchmark::State& state, SQLiteDatabase& db) {
   int current = 0;
@@ -252,13 +259,11 @@ void BM_SaveBio_anchor(benchmark::State& state) {
   Library& library = Library::instance();
   int edit = 0;
   for (auto _ : state) {
-    library.repository->withDatabase([&](SQLiteDatabase& db) {
-      withImmediateTransaction(db, [&] {
-        Statement update = db.prepare("UPDATE text_assets SET content = ? WHERE id = ?");
-        update.bindText(1, "Biography, anchor " + std::to_string(++edit));
-        update.bindText(2, "asset:bio:" + kLargeProject);
-        update.stepStrict();
-      });
+    inWriteTransaction(library, [&](SQLiteDatabase& db) {
+      Statement update = db.prepare("UPDATE text_assets SET content = ? WHERE id = ?");
+      update.bindText(1, "Biography, anchor " + std::to_string(++edit));
+      update.bindText(2, "asset:bio:" + kLargeProject);
+      update.stepStrict();
     });
   }
 }
@@ -298,21 +303,19 @@ void BM_SaveArtworks_rewritingImages(benchmark::State& state) {
   for (auto _ : state) {
     snapshot.artworks.images[1000].title = "Retitled " + std::to_string(++edit);
     library.repository->save(library.largeProject, snapshot, "artworks");
-    library.repository->withDatabase([](SQLiteDatabase& db) {
-      withImmediateTransaction(db, [&] {
-        Statement select = db.prepare(
-            "SELECT m.artworkId, m.blob FROM media m INNER JOIN project_artworks pa ON "
-            "pa.artworkId = m.artworkId WHERE pa.projectId = ?");
-        select.bindText(1, kLargeProject);
-        Statement rewrite = db.prepare("UPDATE media SET blob = ?, createdAt = ? WHERE id = ?");
-        while (select.nextRow()) {
-          rewrite.bindBlob(1, select.blob(1));
-          rewrite.bindInt64(2, std::int64_t{0});
-          rewrite.bindText(3, select.textOrEmpty(0));
-          rewrite.stepStrict();
-          rewrite.reset();
-        }
-      });
+    inWriteTransaction(library, [&](SQLiteDatabase& db) {
+      Statement select = db.prepare(
+          "SELECT m.artworkId, m.blob FROM media m INNER JOIN project_artworks pa ON "
+          "pa.artworkId = m.artworkId WHERE pa.projectId = ?");
+      select.bindText(1, kLargeProject);
+      Statement rewrite = db.prepare("UPDATE media SET blob = ?, createdAt = ? WHERE id = ?");
+      while (select.nextRow()) {
+        rewrite.bindBlob(1, select.blob(1));
+        rewrite.bindInt64(2, std::int64_t{0});
+        rewrite.bindText(3, select.textOrEmpty(0));
+        rewrite.stepStrict();
+        rewrite.reset();
+      }
     });
     reportPages(state, library.db());
   }
@@ -329,13 +332,11 @@ void BM_SaveArtworks_anchor(benchmark::State& state) {
   Library& library = Library::instance();
   int edit = 0;
   for (auto _ : state) {
-    library.repository->withDatabase([&](SQLiteDatabase& db) {
-      withImmediateTransaction(db, [&] {
-        Statement update = db.prepare("UPDATE artworks SET title = ? WHERE id = ?");
-        update.bindText(1, "Anchor " + std::to_string(++edit));
-        update.bindText(2, "artwork-1000");
-        update.stepStrict();
-      });
+    inWriteTransaction(library, [&](SQLiteDatabase& db) {
+      Statement update = db.prepare("UPDATE artworks SET title = ? WHERE id = ?");
+      update.bindText(1, "Anchor " + std::to_string(++edit));
+      update.bindText(2, "artwork-1000");
+      update.stepStrict();
     });
   }
 }
@@ -368,17 +369,15 @@ BENCHMARK(BM_SaveFull_ours)
 void BM_SaveFull_anchor(benchmark::State& state) {
   Library& library = Library::instance();
   for (auto _ : state) {
-    library.repository->withDatabase([&](SQLiteDatabase& db) {
-      withImmediateTransaction(db, [&] {
-        Statement update = db.prepare("UPDATE artworks SET title = ?, medium = ? WHERE id = ?");
-        for (const Artwork& artwork : library.largeSnapshot.artworks.images) {
-          update.bindText(1, artwork.title);
-          update.bindText(2, artwork.medium);
-          update.bindText(3, artwork.id);
-          update.stepStrict();
-          update.reset();
-        }
-      });
+    inWriteTransaction(library, [&](SQLiteDatabase& db) {
+      Statement update = db.prepare("UPDATE artworks SET title = ?, medium = ? WHERE id = ?");
+      for (const Artwork& artwork : library.largeSnapshot.artworks.images) {
+        update.bindText(1, artwork.title);
+        update.bindText(2, artwork.medium);
+        update.bindText(3, artwork.id);
+        update.stepStrict();
+        update.reset();
+      }
     });
   }
 }

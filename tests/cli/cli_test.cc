@@ -1,4 +1,4 @@
-#include "cli/cli.h"
+#include "cli/cli_run.h"
 
 #include <gtest/gtest.h>
 
@@ -10,17 +10,9 @@
 namespace quorvane {
 namespace {
 
-struct CliRun {
-  int code;
-  std::string out;
-  std::string err;
-};
+using testing::CliRun;
 
-CliRun run(const std::vector<std::string>& args) {
-  std::ostringstream out, err;
-  const int code = runCli(args, out, err);
-  return {code, out.str(), err.str()};
-}
+CliRun run(const std::vector<std::string>& args) { return testing::runCommandLine(args); }
 
 TEST(CliTest, VersionAndHelp) {
   const CliRun version = run({"--version"});

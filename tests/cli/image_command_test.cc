@@ -5,24 +5,16 @@
 #include <nlohmann/json.hpp>
 #include <sstream>
 
-#include "cli/cli.h"
+#include "cli/cli_run.h"
 #include "images/test_images.h"
 #include "support/temp_dir.h"
 
 namespace quorvane {
 namespace {
 
-struct CliRun {
-  int code;
-  std::string out;
-  std::string err;
-};
+using testing::CliRun;
 
-CliRun run(const std::vector<std::string>& args) {
-  std::ostringstream out, err;
-  const int code = runCli(args, out, err);
-  return {code, out.str(), err.str()};
-}
+CliRun run(const std::vector<std::string>& args) { return testing::runCommandLine(args); }
 
 class ImageCommandTest : public ::testing::Test {
  protected:
