@@ -1,5 +1,6 @@
 // quorvane image info FILE | image derive FILE --preset web|print -o OUT —
 // what the program makes of an image.
+#include <new>
 #include <nlohmann/json.hpp>
 #include <string>
 #include <system_error>
@@ -18,6 +19,8 @@ Bytes readImageFile(const std::string& path) {
     return realFileSystem().readFile(path);
   } catch (const std::system_error& error) {
     throw CliError("cannot read " + path + ": " + error.code().message());
+  } catch (const std::bad_alloc&) {
+    throw CliError("cannot read " + path + ": it does not fit in memory");
   }
 }
 

@@ -63,9 +63,13 @@ void initialiseVips() {
   });
 }
 
+// The library's error text, taken out of its (process-wide) buffer in one
+// step; with several derivations at once it may hold another's words too,
+// so it only ever serves as explanation, never to decide anything.
 std::string takeVipsError() {
-  std::string message = vips_error_buffer();
-  vips_error_clear();
+  char* copy = vips_error_buffer_copy();
+  std::string message = copy != nullptr ? copy : "";
+  g_free(copy);
   while (!message.empty() && (message.back() == '\n' || message.back() == ' ')) {
     message.pop_back();
   }
@@ -98,7 +102,7 @@ std::optional<std::string> allowedMimeType(std::span<const std::uint8_t> data) {
   // The finder also names blocked loaders: only ours count.
   const char* typeName = vips_foreign_find_load_buffer(data.data(), data.size());
   if (typeName == nullptr) {
-    vips_error_clear();
+    takeVipsError();
     return std::nullopt;
   }
   for (const AllowedLoader& loader : kAllowedLoaders) {
@@ -113,7 +117,7 @@ std::optional<std::string> allowedMimeType(std::span<const std::uint8_t> data) {
 ImagePtr openHeader(std::span<const std::uint8_t> data) {
   VipsImage* image = vips_image_new_from_buffer(data.data(), data.size(), "", "access",
                                                 VIPS_ACCESS_SEQUENTIAL, nullptr);
-  if (image == nullptr) vips_error_clear();
+  if (image == nullptr) takeVipsError();
   return ImagePtr(image);
 }
 
@@ -183,28 +187,32 @@ DerivedImageResult ImageOptimizer::derive(std::span<const std::uint8_t> source,
 
   const int target = targetLongEdge(preset, width, height);
   VipsImage* thumbnail = nullptr;
+  // An embedded colour profile (Display P3, Adobe RGB, CMYK) is converted to
+  // sRGB here: once stripped, the pixels must already be sRGB.
   if (vips_thumbnail_buffer(const_cast<std::uint8_t*>(source.data()), source.size(), &thumbnail,
                             target, "height", target, "size",
-                            preset.neverUpscale ? VIPS_SIZE_DOWN : VIPS_SIZE_BOTH, "option_string",
-                            kLoaderOptions, nullptr) != 0) {
+                            preset.neverUpscale ? VIPS_SIZE_DOWN : VIPS_SIZE_BOTH, "export_profile",
+                            "srgb", "option_string", kLoaderOptions, nullptr) != 0) {
     fail(Case::decodeFailed, "the image could not be decoded: " + takeVipsError());
   }
-  const ImagePtr image = toOpaqueSRGB(ImagePtr(thumbnail));
+  ImagePtr image = toOpaqueSRGB(ImagePtr(thumbnail));
   if (!image) fail(Case::decodeFailed, "the image could not be converted: " + takeVipsError());
+  // Decoding happens here, scaled down on the way: what fails now is the
+  // original, what fails later is the encoder. The rendition is small (at
+  // most 3000 px on its longer side).
+  VipsImage* decoded = vips_image_copy_memory(image.get());
+  if (decoded == nullptr) {
+    fail(Case::decodeFailed, "the image could not be decoded: " + takeVipsError());
+  }
+  image.reset(decoded);
 
   const int quality =
       static_cast<int>(std::clamp(std::lround(preset.compressionQuality * 100), 1L, 100L));
   void* buffer = nullptr;
   std::size_t length = 0;
-  // Decoding happens here, streamed through the encoder.
   if (vips_jpegsave_buffer(image.get(), &buffer, &length, "Q", quality, "strip", TRUE, nullptr) !=
       0) {
-    const std::string message = takeVipsError();
-    // A decoder failure surfaces during the save, when pixels are pulled.
-    fail(message.find("save") != std::string::npos && message.find("load") == std::string::npos
-             ? Case::encodeFailed
-             : Case::decodeFailed,
-         "the image could not be made: " + message);
+    fail(Case::encodeFailed, "the JPEG could not be encoded: " + takeVipsError());
   }
   const std::unique_ptr<void, BufferFree> owned(buffer);
   const auto* bytes = static_cast<const std::uint8_t*>(buffer);

@@ -40,7 +40,7 @@ Bytes RealFileSystem::readFile(const std::string& path) {
   struct stat info {};
   if (::fstat(file.get(), &info) != 0) throwErrno("stat " + path);
   if (!S_ISREG(info.st_mode)) {
-    throw std::system_error(EISDIR, std::generic_category(), "not a regular file: " + path);
+    throw std::system_error(EINVAL, std::generic_category(), path + " is not a regular file");
   }
   Bytes bytes;
   bytes.reserve(static_cast<std::size_t>(info.st_size));

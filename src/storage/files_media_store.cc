@@ -2,11 +2,25 @@
 
 #include <algorithm>
 #include <cctype>
+#include <set>
+#include <stdexcept>
 
 #include "platform/uuid.h"
 
 namespace quorvane {
 namespace {
+
+// Ids, extensions and keys become parts of file names inside the media
+// folder, and they can come from imported packages: none may name another
+// directory.
+const std::string& requireNamePart(const std::string& part, const char* what) {
+  if (part.empty() || part == "." || part == ".." || part.find('/') != std::string::npos ||
+      part.find('\0') != std::string::npos) {
+    throw std::invalid_argument(std::string("not usable in a media file name: ") + what + " '" +
+                                part + "'");
+  }
+  return part;
+}
 
 std::string lowerCased(std::string text) {
   std::transform(text.begin(), text.end(), text.begin(),
@@ -33,7 +47,8 @@ std::string FilesMediaStore::pathOf(const std::string& name) const {
 std::string FilesMediaStore::writeOriginal(const std::string& artworkId,
                                            std::span<const std::uint8_t> data,
                                            const std::string& extension) {
-  const std::string path = pathOf(artworkId + "_orig." + extension);
+  const std::string path = pathOf(requireNamePart(artworkId, "artwork id") + "_orig." +
+                                  requireNamePart(extension, "extension"));
   files_.writeFileAtomically(path, data);
   return path;
 }
@@ -55,7 +70,7 @@ std::vector<std::string> FilesMediaStore::originalFiles(const std::string& artwo
 }
 
 std::string FilesMediaStore::webDerivativePath(const std::string& artworkId) const {
-  return pathOf(artworkId + "_web_v1.jpg");
+  return pathOf(requireNamePart(artworkId, "artwork id") + "_web_v1.jpg");
 }
 
 std::string FilesMediaStore::writeWebDerivative(const std::string& artworkId,
@@ -67,7 +82,8 @@ std::string FilesMediaStore::writeWebDerivative(const std::string& artworkId,
 
 std::string FilesMediaStore::printVariantPath(const std::string& artworkId,
                                               std::int64_t version) const {
-  return pathOf(artworkId + "_print_v" + std::to_string(version) + ".jpg");
+  return pathOf(requireNamePart(artworkId, "artwork id") + "_print_v" + std::to_string(version) +
+                ".jpg");
 }
 
 std::string FilesMediaStore::writePrintVariant(const std::string& artworkId, std::int64_t version,
@@ -97,7 +113,8 @@ void FilesMediaStore::ensurePdfThumbDirectory() {
 }
 
 std::string FilesMediaStore::pdfThumbFile(const std::string& key, const char* extension) const {
-  return pdfThumbDirectory_ + "/" + key + "_pdfthumb_v1." + extension;
+  return pdfThumbDirectory_ + "/" + requireNamePart(key, "thumbnail key") + "_pdfthumb_v1." +
+         extension;
 }
 
 std::string FilesMediaStore::writePdfThumb(const std::string& key,
@@ -129,10 +146,7 @@ void FilesMediaStore::removeAllMedia() {
   } catch (const std::exception&) {
   }
   for (const std::string& name : names) removeQuietly(pathOf(name));
-  try {
-    ensurePdfThumbDirectory();
-  } catch (const std::exception&) {
-  }
+  ensurePdfThumbDirectory();
 }
 
 void FilesMediaStore::removeQuietly(const std::string& path) {
@@ -147,11 +161,21 @@ void FilesMediaStore::removeQuietly(const std::string& path) {
 std::optional<OriginalMediaImportTransaction> OriginalMediaImportTransaction::begin(
     FilesMediaStore& store, const std::vector<OriginalMediaImportItem>& items) {
   if (items.empty()) return std::nullopt;
+  // One original per artwork: a second would be set aside as the first's
+  // "previous" original, and a rollback could not tell them apart.
+  std::set<std::string> ids;
+  for (const OriginalMediaImportItem& item : items) {
+    requireNamePart(item.id, "artwork id");
+    requireNamePart(item.fileExtension, "extension");
+    if (!ids.insert(item.id).second) {
+      throw std::invalid_argument("an import brings two originals for artwork '" + item.id + "'");
+    }
+  }
   FileSystem& files = store.files();
   OriginalMediaImportTransaction transaction(store, store.pathOf(".import-staging-" + makeUuid()));
-  files.createDirectories(transaction.rootPath_ + "/staged");
-  files.createDirectories(transaction.backupPath_);
   try {
+    files.createDirectories(transaction.rootPath_ + "/staged");
+    files.createDirectories(transaction.backupPath_);
     for (const OriginalMediaImportItem& item : items) {
       const std::string name = item.id + "_orig." + item.fileExtension;
       const std::string staged = transaction.rootPath_ + "/staged/" + name;
@@ -169,6 +193,8 @@ std::optional<OriginalMediaImportTransaction> OriginalMediaImportTransaction::be
 }
 
 void OriginalMediaImportTransaction::commit() {
+  if (ended_) throw std::logic_error("an import transaction can be committed only once");
+  ended_ = true;
   FileSystem& files = store_->files();
   try {
     for (const StagedItem& item : items_) {
@@ -188,6 +214,7 @@ void OriginalMediaImportTransaction::commit() {
 }
 
 void OriginalMediaImportTransaction::rollback() noexcept {
+  ended_ = true;
   FileSystem& files = store_->files();
   for (const std::string& target : committedTargetPaths_) {
     try {
@@ -201,10 +228,14 @@ void OriginalMediaImportTransaction::rollback() noexcept {
     } catch (const std::exception&) {
     }
   }
+  // A second rollback must not remove the originals just put back.
+  committedTargetPaths_.clear();
+  backups_.clear();
   discard();
 }
 
 void OriginalMediaImportTransaction::discard() noexcept {
+  ended_ = true;
   try {
     store_->files().removeAll(rootPath_);
   } catch (const std::exception&) {

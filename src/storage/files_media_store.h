@@ -10,7 +10,8 @@
 //
 // Every file is written atomically. The store holds no state besides its two
 // directories, so any thread may use it. File-system errors pass through
-// unchanged.
+// unchanged; an id, extension or key that would name a file outside the
+// folder is refused with std::invalid_argument.
 #pragma once
 
 #include <cstdint>
@@ -66,8 +67,8 @@ class FilesMediaStore {
   std::string pdfThumbPath(const std::string& key) const;
   void removePdfThumbs(const std::string& key);
 
-  // Removes everything in the media directory, then makes the thumbnail
-  // directory again. Errors are ignored: what can go, goes.
+  // Removes everything in the media directory (what can't be removed stays),
+  // then makes the thumbnail directory again; only that can throw.
   void removeAllMedia();
 
  private:
@@ -106,16 +107,19 @@ class OriginalMediaImportTransaction {
   };
 
   // Stages every item under <directory>/.import-staging-<UUID>/staged.
-  // Nothing, and no directory, for an empty batch. A failed write removes
-  // the staging area and is thrown.
+  // Nothing, and no directory, for an empty batch. Two items of one artwork,
+  // or an id or extension that is no plain file-name part, are refused
+  // (std::invalid_argument) before anything is written. A failed write
+  // removes the staging area and is thrown.
   static std::optional<OriginalMediaImportTransaction> begin(
       FilesMediaStore& store, const std::vector<OriginalMediaImportItem>& items);
 
   // For each item in order: the artwork's current originals (any extension)
   // move to the backup, the staged file to its place. On a failure
-  // everything is rolled back and the error thrown.
+  // everything is rolled back and the error thrown. Only once.
   void commit();
-  // Undoes what `commit` did, as far as it got; never throws.
+  // Undoes what `commit` did, as far as it got; never throws. Running it
+  // again does nothing more.
   void rollback() noexcept;
   // Ends a successful import: the staging area and the replaced originals go.
   void discard() noexcept;
@@ -133,6 +137,7 @@ class OriginalMediaImportTransaction {
   std::vector<StagedItem> items_;
   std::vector<std::string> committedTargetPaths_;
   std::vector<std::pair<std::string, std::string>> backups_;  // (backup, original)
+  bool ended_ = false;                                        // committed, rolled back or discarded
 };
 
 }  // namespace quorvane

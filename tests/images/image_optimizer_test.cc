@@ -2,7 +2,9 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <chrono>
+#include <thread>
 
 #include "images/test_images.h"
 
@@ -62,6 +64,42 @@ TEST_F(ImageOptimizerTest, ARotatedPhotoComesOutUprightWithNothingLeftToApply) {
   EXPECT_EQ(facts.orientation.value_or(1), 1);
   EXPECT_FALSE(facts.hasExif) << "no metadata of the original (GPS included) may travel";
   EXPECT_FALSE(facts.hasIccProfile);
+
+  // Orientation 6 turns the stored image a quarter clockwise: its black left
+  // half is the top of the upright picture.
+  const DerivedImageResult turned =
+      optimizer.derive(testing::halfBlackHalfWhiteJpeg(600, 400, 6), kWebPreset);
+  EXPECT_LT(testing::regionAverage(turned.data, 0, 0, 400, 280), 30);
+  EXPECT_GT(testing::regionAverage(turned.data, 0, 320, 400, 280), 225);
+}
+
+TEST_F(ImageOptimizerTest, CmykOriginalsBecomeSRGB) {
+  const DerivedImageResult result = optimizer.derive(testing::cmykJpeg(400, 300), kWebPreset);
+  EXPECT_EQ(decode(result.data).bands, 3);
+}
+
+TEST_F(ImageOptimizerTest, SeveralDerivationsMayRunAtOnce) {
+  const std::vector<std::uint8_t> good = *encodedImage(".jpg", 1600, 1200);
+  std::vector<std::uint8_t> broken = good;
+  broken.resize(broken.size() / 3);
+  std::vector<std::thread> threads;
+  std::atomic<int> made = 0;
+  std::atomic<int> refused = 0;
+  for (int t = 0; t < 4; ++t) {
+    threads.emplace_back([&, t] {
+      for (int i = 0; i < 3; ++i) {
+        try {
+          optimizer.derive((t + i) % 2 == 0 ? good : broken, kWebPreset);
+          ++made;
+        } catch (const ImageDeriverError& error) {
+          if (error.errorCase() == Case::decodeFailed) ++refused;
+        }
+      }
+    });
+  }
+  for (std::thread& thread : threads) thread.join();
+  EXPECT_EQ(made, 6);
+  EXPECT_EQ(refused, 6);
 }
 
 TEST_F(ImageOptimizerTest, TransparencyIsFlattenedOntoWhite) {
@@ -104,6 +142,9 @@ TEST_F(ImageOptimizerTest, EmptyDamagedAndForeignBytesAreRefused) {
   EXPECT_EQ(failureOf(std::vector<std::uint8_t>(text.begin(), text.end())), Case::decodeFailed);
   EXPECT_EQ(optimizer.sniffMimeType(std::vector<std::uint8_t>(text.begin(), text.end())),
             std::nullopt);
+  // Formats every libvips build reads, but that no artist brings.
+  const std::string ppm = "P3\n1 1\n255\n0 0 0\n";
+  EXPECT_EQ(failureOf(std::vector<std::uint8_t>(ppm.begin(), ppm.end())), Case::decodeFailed);
 
   // Cut in half: the header is intact, the pixels are not. Decoding must fail
   // rather than fill the missing half with grey.
@@ -120,7 +161,14 @@ TEST_F(ImageOptimizerTest, AnAbsurdPixelCountIsRefusedFromTheHeaderAlone) {
   const std::vector<std::uint8_t> huge = testing::pngHeader(100000, 100000);
   EXPECT_EQ(optimizer.pixelSize(huge), (PixelSize{100000, 100000}));
   const auto start = std::chrono::steady_clock::now();
-  EXPECT_EQ(failureOf(huge), Case::decodeFailed);
+  try {
+    optimizer.derive(huge, kWebPreset);
+    ADD_FAILURE() << "refused";
+  } catch (const ImageDeriverError& error) {
+    EXPECT_EQ(error.errorCase(), Case::decodeFailed);
+    EXPECT_NE(std::string(error.what()).find("100000 × 100000"), std::string::npos)
+        << "refused for its declared size, before decoding: " << error.what();
+  }
   EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(1))
       << "ten billion pixels must not be allocated or decoded";
 }

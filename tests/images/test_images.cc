@@ -72,6 +72,33 @@ std::optional<ImageBytes> encodedImage(const std::string& suffix, int width, int
   return write(image.get(), suffix);
 }
 
+ImageBytes halfBlackHalfWhiteJpeg(int width, int height, int orientation) {
+  static const ImageOptimizer initialisesVips;
+  VipsImage* out = nullptr;
+  // 255 where x is in the right half, 0 elsewhere.
+  check(vips_xyz(&out, width, height, nullptr), "xyz");
+  ImagePtr xyz(out);
+  check(vips_extract_band(xyz.get(), &out, 0, nullptr), "band");
+  ImagePtr x(out);
+  check(vips_moreeq_const1(x.get(), &out, width / 2.0, nullptr), "moreeq");
+  ImagePtr right(out);
+  std::array<VipsImage*, 3> bands{right.get(), right.get(), right.get()};
+  check(vips_bandjoin(bands.data(), &out, 3, nullptr), "bandjoin");
+  ImagePtr rgb(out);
+  check(vips_copy(rgb.get(), &out, "interpretation", VIPS_INTERPRETATION_sRGB, nullptr), "copy");
+  ImagePtr tagged(out);
+  vips_image_set_int(tagged.get(), VIPS_META_ORIENTATION, orientation);
+  return *write(tagged.get(), ".jpg");
+}
+
+ImageBytes cmykJpeg(int width, int height) {
+  ImagePtr image = gradient(width, height);
+  VipsImage* out = nullptr;
+  check(vips_colourspace(image.get(), &out, VIPS_INTERPRETATION_CMYK, nullptr), "to CMYK");
+  ImagePtr cmyk(out);
+  return *write(cmyk.get(), ".jpg");
+}
+
 ImageBytes transparentPng(int width, int height) {
   ImagePtr image = gradient(width, height, 4);
   VipsImage* out = nullptr;
@@ -129,6 +156,19 @@ DecodedFacts decode(const ImageBytes& bytes) {
   facts.hasIccProfile = vips_image_get_typeof(image.get(), VIPS_META_ICC_NAME) != 0;
   check(vips_avg(image.get(), &facts.average, nullptr), "avg");
   return facts;
+}
+
+double regionAverage(const ImageBytes& bytes, int left, int top, int width, int height) {
+  static const ImageOptimizer initialisesVips;
+  VipsImage* raw = vips_image_new_from_buffer(bytes.data(), bytes.size(), "", nullptr);
+  if (raw == nullptr) throw std::runtime_error("test image does not decode");
+  const ImagePtr image(raw);
+  VipsImage* out = nullptr;
+  check(vips_extract_area(image.get(), &out, left, top, width, height, nullptr), "extract_area");
+  const ImagePtr area(out);
+  double average = 0;
+  check(vips_avg(area.get(), &average, nullptr), "avg");
+  return average;
 }
 
 }  // namespace quorvane::testing

@@ -18,6 +18,13 @@ using ImageBytes = std::vector<std::uint8_t>;
 std::optional<ImageBytes> encodedImage(const std::string& suffix, int width, int height,
                                        int orientation = 1);
 
+// A JPEG whose left half is black and right half white, with an EXIF
+// orientation.
+ImageBytes halfBlackHalfWhiteJpeg(int width, int height, int orientation);
+
+// A CMYK JPEG of one flat colour.
+ImageBytes cmykJpeg(int width, int height);
+
 // A fully transparent RGBA PNG.
 ImageBytes transparentPng(int width, int height);
 
@@ -35,5 +42,8 @@ struct DecodedFacts {
   double average = 0;  // mean of all pixel values
 };
 DecodedFacts decode(const ImageBytes& bytes);
+
+// The mean pixel value of a rectangle of an encoded image.
+double regionAverage(const ImageBytes& bytes, int left, int top, int width, int height);
 
 }  // namespace quorvane::testing

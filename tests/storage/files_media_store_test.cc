@@ -64,12 +64,27 @@ TEST_F(FilesMediaStoreTest, OriginalsAreFoundByTheIdFollowedByOrigOnly) {
   EXPECT_TRUE(store.originalFiles("a").empty());
 }
 
-TEST_F(FilesMediaStoreTest, AFailedWriteLeavesTheOldFileWhole) {
+TEST_F(FilesMediaStoreTest, AFailedWriteLeavesTheOldFileWholeAndNoTemporaryFile) {
   store.writeOriginal("a1", bytesOf("old"), "jpg");
   files.failAt("write", 1);
   EXPECT_THROW(store.writeOriginal("a1", bytesOf("new"), "jpg"), std::system_error);
   EXPECT_EQ(contentOf("a1_orig.jpg"), "old");
-  EXPECT_EQ(namesIn(), (Names{"a1_orig.jpg", "derived_web"})) << "no temporary file is left";
+
+  // The real rename fails: a directory stands where the file would go.
+  std::filesystem::create_directory(dir.path() / "media" / "a2_orig.jpg");
+  std::filesystem::create_directory(dir.path() / "media" / "a2_orig.jpg" / "occupied");
+  EXPECT_THROW(store.writeOriginal("a2", bytesOf("new"), "jpg"), std::system_error);
+  EXPECT_EQ(namesIn(), (Names{"a1_orig.jpg", "a2_orig.jpg", "derived_web"}))
+      << "the temporary file is removed again";
+}
+
+TEST_F(FilesMediaStoreTest, NamesThatWouldLeaveTheFolderAreRefused) {
+  EXPECT_THROW(store.writeOriginal("../escape", bytesOf("x"), "jpg"), std::invalid_argument);
+  EXPECT_THROW(store.writeOriginal("a1", bytesOf("x"), "jpg/../../x"), std::invalid_argument);
+  EXPECT_THROW(store.writePdfThumb("..", bytesOf("x"), "jpg"), std::invalid_argument);
+  EXPECT_THROW(store.webDerivativePath(""), std::invalid_argument);
+  EXPECT_EQ(namesIn(), Names{"derived_web"});
+  EXPECT_FALSE(std::filesystem::exists(dir.path() / "escape_orig.jpg"));
 }
 
 TEST_F(FilesMediaStoreTest, OneThumbnailPerKeyWhateverTheCaseOfItsExtension) {
@@ -165,6 +180,37 @@ TEST_F(OriginalImportTest, ARollbackAfterCommitRestoresTheOldOriginals) {
   transaction->rollback();  // saving the imported project failed
   EXPECT_EQ(namesIn(), (Names{"a1_orig.png", "a2_orig.png", "a3_orig.png", "derived_web"}));
   EXPECT_EQ(contentOf("a3_orig.png"), "old a3");
+}
+
+TEST_F(OriginalImportTest, ReplacingOriginalsOfTheSameNameSurvivesARepeatedRollback) {
+  std::optional<OriginalMediaImportTransaction> transaction = OriginalMediaImportTransaction::begin(
+      store, {{"a1", bytesOf("new a1"), "png"}, {"a2", bytesOf("new a2"), "png"}});
+  transaction->commit();
+  EXPECT_EQ(contentOf("a1_orig.png"), "new a1");
+  transaction->rollback();
+  transaction->rollback();  // say, once more by a caller that saw the failure
+  transaction->discard();
+  EXPECT_EQ(contentOf("a1_orig.png"), "old a1");
+  EXPECT_EQ(contentOf("a2_orig.png"), "old a2");
+  EXPECT_THROW(transaction->commit(), std::logic_error);
+}
+
+TEST_F(OriginalImportTest, AFailureWhileSettingAnOriginalAsideRestoresTheEarlierOnes) {
+  std::optional<OriginalMediaImportTransaction> transaction =
+      OriginalMediaImportTransaction::begin(store, batch());
+  files.failAt("move", 3);  // a2's old original on its way to the backup
+  EXPECT_THROW(transaction->commit(), std::system_error);
+  EXPECT_EQ(namesIn(), (Names{"a1_orig.png", "a2_orig.png", "a3_orig.png", "derived_web"}));
+  EXPECT_EQ(contentOf("a1_orig.png"), "old a1");
+}
+
+TEST_F(OriginalImportTest, ABatchWithTwoOriginalsForOneArtworkIsRefusedUntouched) {
+  EXPECT_THROW(OriginalMediaImportTransaction::begin(
+                   store, {{"a1", bytesOf("x"), "jpg"}, {"a1", bytesOf("y"), "png"}}),
+               std::invalid_argument);
+  EXPECT_THROW(OriginalMediaImportTransaction::begin(store, {{"../a1", bytesOf("x"), "jpg"}}),
+               std::invalid_argument);
+  EXPECT_EQ(namesIn(), (Names{"a1_orig.png", "a2_orig.png", "a3_orig.png", "derived_web"}));
 }
 
 TEST_F(OriginalImportTest, AFailedStagingWriteLeavesNoStagingArea) {
