@@ -164,6 +164,24 @@ ImagePtr toOpaqueSRGB(ImagePtr image) {
   return image;
 }
 
+// The scaled, upright, opaque 8-bit sRGB rendition, as a pipeline not yet
+// run; nothing when it can't even be set up.
+ImagePtr scaledRendition(std::span<const std::uint8_t> source, int target, bool neverUpscale,
+                         bool convertsProfile) {
+  const VipsSize size = neverUpscale ? VIPS_SIZE_DOWN : VIPS_SIZE_BOTH;
+  void* data = const_cast<std::uint8_t*>(source.data());
+  VipsImage* thumbnail = nullptr;
+  const int result =
+      convertsProfile
+          ? vips_thumbnail_buffer(data, source.size(), &thumbnail, target, "height", target, "size",
+                                  size, "export_profile", "srgb", "option_string", kLoaderOptions,
+                                  nullptr)
+          : vips_thumbnail_buffer(data, source.size(), &thumbnail, target, "height", target, "size",
+                                  size, "option_string", kLoaderOptions, nullptr);
+  if (result != 0) return {};
+  return toOpaqueSRGB(ImagePtr(thumbnail));
+}
+
 }  // namespace
 
 ImageOptimizer::ImageOptimizer() { initialiseVips(); }
@@ -186,33 +204,32 @@ DerivedImageResult ImageOptimizer::derive(std::span<const std::uint8_t> source,
   }
 
   const int target = targetLongEdge(preset, width, height);
-  VipsImage* thumbnail = nullptr;
   // An embedded colour profile (Display P3, Adobe RGB, CMYK) is converted to
-  // sRGB here: once stripped, the pixels must already be sRGB.
-  if (vips_thumbnail_buffer(const_cast<std::uint8_t*>(source.data()), source.size(), &thumbnail,
-                            target, "height", target, "size",
-                            preset.neverUpscale ? VIPS_SIZE_DOWN : VIPS_SIZE_BOTH, "export_profile",
-                            "srgb", "option_string", kLoaderOptions, nullptr) != 0) {
-    fail(Case::decodeFailed, "the image could not be decoded: " + takeVipsError());
-  }
-  ImagePtr image = toOpaqueSRGB(ImagePtr(thumbnail));
-  if (!image) fail(Case::decodeFailed, "the image could not be converted: " + takeVipsError());
-  // Decoding happens here, scaled down on the way: what fails now is the
-  // original, what fails later is the encoder. The rendition is small (at
-  // most 3000 px on its longer side).
-  VipsImage* decoded = vips_image_copy_memory(image.get());
-  if (decoded == nullptr) {
-    fail(Case::decodeFailed, "the image could not be decoded: " + takeVipsError());
-  }
-  image.reset(decoded);
+  // sRGB: once stripped, the pixels must already be sRGB. Without a profile
+  // the pixels are taken as sRGB already, and no colour transform is paid.
+  const bool convertsProfile =
+      vips_image_get_typeof(header.get(), VIPS_META_ICC_NAME) != 0 ||
+      vips_image_get_interpretation(header.get()) == VIPS_INTERPRETATION_CMYK;
+  const auto rendition = [&] {
+    return scaledRendition(source, target, preset.neverUpscale, convertsProfile);
+  };
+  const ImagePtr image = rendition();
+  if (!image) fail(Case::decodeFailed, "the image could not be decoded: " + takeVipsError());
 
   const int quality =
       static_cast<int>(std::clamp(std::lround(preset.compressionQuality * 100), 1L, 100L));
   void* buffer = nullptr;
   std::size_t length = 0;
+  // The original is decoded here, streamed through the encoder. Should this
+  // fail, decoding the rendition on its own tells whose fault it was.
   if (vips_jpegsave_buffer(image.get(), &buffer, &length, "Q", quality, "strip", TRUE, nullptr) !=
       0) {
-    fail(Case::encodeFailed, "the JPEG could not be encoded: " + takeVipsError());
+    const std::string message = takeVipsError();
+    const ImagePtr again = rendition();
+    const ImagePtr decoded(again ? vips_image_copy_memory(again.get()) : nullptr);
+    takeVipsError();
+    if (!decoded) fail(Case::decodeFailed, "the image could not be decoded: " + message);
+    fail(Case::encodeFailed, "the JPEG could not be encoded: " + message);
   }
   const std::unique_ptr<void, BufferFree> owned(buffer);
   const auto* bytes = static_cast<const std::uint8_t*>(buffer);
