@@ -32,8 +32,9 @@ constexpr std::size_t kSmallImageBytes = 2 * 1024;
 const std::string kLargeProject = "project-00";
 
 // Serves every image path as bytes of the size its name asks for.
-class GeneratedImages final : public FileSystem {
+class GeneratedImages final : public ForwardingFileSystem {
  public:
+  GeneratedImages() : ForwardingFileSystem(realFileSystem()) {}
   Bytes readFile(const std::string& path) override {
     const std::size_t size = path.ends_with("-large") ? kLargeImageBytes : kSmallImageBytes;
     Bytes bytes(size);
@@ -44,21 +45,6 @@ class GeneratedImages final : public FileSystem {
     }
     return bytes;
   }
-  // Nothing else is asked of it by a save.
-  void writeFileAtomically(const std::string& path, std::span<const std::uint8_t> bytes) override {
-    realFileSystem().writeFileAtomically(path, bytes);
-  }
-  void createDirectories(const std::string& path) override {
-    realFileSystem().createDirectories(path);
-  }
-  bool exists(const std::string& path) override { return realFileSystem().exists(path); }
-  std::vector<std::string> listDirectory(const std::string& path) override {
-    return realFileSystem().listDirectory(path);
-  }
-  void move(const std::string& from, const std::string& to) override {
-    realFileSystem().move(from, to);
-  }
-  void removeAll(const std::string& path) override { realFileSystem().removeAll(path); }
 };
 
 Project projectNamed(const std::string& id) {

@@ -127,6 +127,55 @@ void RealFileSystem::move(const std::string& from, const std::string& to) {
 
 void RealFileSystem::removeAll(const std::string& path) { std::filesystem::remove_all(path); }
 
+void RealFileSystem::createDirectory(const std::string& path) {
+  if (::mkdir(path.c_str(), 0755) != 0) throwErrno("create directory " + path);
+}
+
+void RealFileSystem::copyFile(const std::string& from, const std::string& to) {
+  std::filesystem::copy_file(from, to);  // fails when `to` exists
+}
+
+std::uint64_t RealFileSystem::fileSize(const std::string& path) {
+  struct stat info {};
+  if (::stat(path.c_str(), &info) != 0) throwErrno("stat " + path);
+  return static_cast<std::uint64_t>(info.st_size);
+}
+
+namespace {
+
+class PosixFileReader final : public FileReader {
+ public:
+  explicit PosixFileReader(const std::string& path)
+      : path_(path), fd_(::open(path.c_str(), O_RDONLY | O_CLOEXEC)) {
+    if (fd_.get() < 0) throwErrno("open " + path);
+  }
+  Bytes read(std::size_t maximum) override {
+    Bytes bytes(maximum);
+    std::size_t filled = 0;
+    while (filled < maximum) {
+      const ssize_t count = ::read(fd_.get(), bytes.data() + filled, maximum - filled);
+      if (count < 0) {
+        if (errno == EINTR) continue;
+        throwErrno("read " + path_);
+      }
+      if (count == 0) break;
+      filled += static_cast<std::size_t>(count);
+    }
+    bytes.resize(filled);
+    return bytes;
+  }
+
+ private:
+  std::string path_;
+  FileDescriptor fd_;
+};
+
+}  // namespace
+
+std::unique_ptr<FileReader> RealFileSystem::openForReading(const std::string& path) {
+  return std::make_unique<PosixFileReader>(path);
+}
+
 FileSystem& realFileSystem() {
   static RealFileSystem fileSystem;
   return fileSystem;

@@ -4,6 +4,7 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 #include <span>
 #include <string>
 #include <vector>
@@ -11,6 +12,14 @@
 namespace quorvane {
 
 using Bytes = std::vector<std::uint8_t>;
+
+// A file open for reading from its start; closed when destroyed.
+class FileReader {
+ public:
+  virtual ~FileReader() = default;
+  // Up to `maximum` further bytes; empty at the end of the file.
+  virtual Bytes read(std::size_t maximum) = 0;
+};
 
 class FileSystem {
  public:
@@ -39,6 +48,47 @@ class FileSystem {
   // Removes a file, or a directory with everything in it. Removing what
   // does not exist is no error.
   virtual void removeAll(const std::string& path) = 0;
+
+  // Creates one new directory; one that exists already is an error.
+  virtual void createDirectory(const std::string& path) = 0;
+
+  // Copies a regular file's content to a new file.
+  virtual void copyFile(const std::string& from, const std::string& to) = 0;
+
+  // The size of a file in bytes.
+  virtual std::uint64_t fileSize(const std::string& path) = 0;
+
+  virtual std::unique_ptr<FileReader> openForReading(const std::string& path) = 0;
+};
+
+// Hands every call on to another file system; a base for seams that change
+// only some of them.
+class ForwardingFileSystem : public FileSystem {
+ public:
+  explicit ForwardingFileSystem(FileSystem& target) : target_(target) {}
+
+  Bytes readFile(const std::string& path) override { return target_.readFile(path); }
+  void writeFileAtomically(const std::string& path, std::span<const std::uint8_t> bytes) override {
+    target_.writeFileAtomically(path, bytes);
+  }
+  void createDirectories(const std::string& path) override { target_.createDirectories(path); }
+  bool exists(const std::string& path) override { return target_.exists(path); }
+  std::vector<std::string> listDirectory(const std::string& path) override {
+    return target_.listDirectory(path);
+  }
+  void move(const std::string& from, const std::string& to) override { target_.move(from, to); }
+  void removeAll(const std::string& path) override { target_.removeAll(path); }
+  void createDirectory(const std::string& path) override { target_.createDirectory(path); }
+  void copyFile(const std::string& from, const std::string& to) override {
+    target_.copyFile(from, to);
+  }
+  std::uint64_t fileSize(const std::string& path) override { return target_.fileSize(path); }
+  std::unique_ptr<FileReader> openForReading(const std::string& path) override {
+    return target_.openForReading(path);
+  }
+
+ private:
+  FileSystem& target_;
 };
 
 // The machine's real file system.
@@ -51,6 +101,10 @@ class RealFileSystem final : public FileSystem {
   std::vector<std::string> listDirectory(const std::string& path) override;
   void move(const std::string& from, const std::string& to) override;
   void removeAll(const std::string& path) override;
+  void createDirectory(const std::string& path) override;
+  void copyFile(const std::string& from, const std::string& to) override;
+  std::uint64_t fileSize(const std::string& path) override;
+  std::unique_ptr<FileReader> openForReading(const std::string& path) override;
 };
 
 // The process-wide real file system, for callers that are not handed one.

@@ -26,26 +26,17 @@ class ManualClock final : public Clock {
   std::int64_t nowMs_;
 };
 
-// Files as a map from path to bytes; directories are not modelled.
-class FakeFileSystem final : public FileSystem {
+// Reads come from a map of path to bytes, and are counted; everything else
+// goes to the real file system.
+class FakeFileSystem final : public ForwardingFileSystem {
  public:
+  FakeFileSystem() : ForwardingFileSystem(realFileSystem()) {}
   Bytes readFile(const std::string& path) override {
     ++reads;
     const auto it = files.find(path);
     if (it == files.end()) throw std::system_error(ENOENT, std::generic_category(), path);
     return it->second;
   }
-  void writeFileAtomically(const std::string& path, std::span<const std::uint8_t> bytes) override {
-    files[path] = Bytes(bytes.begin(), bytes.end());
-  }
-  void createDirectories(const std::string&) override {}
-  bool exists(const std::string& path) override { return files.contains(path); }
-  std::vector<std::string> listDirectory(const std::string&) override { return {}; }
-  void move(const std::string& from, const std::string& to) override {
-    files[to] = readFile(from);
-    files.erase(from);
-  }
-  void removeAll(const std::string& path) override { files.erase(path); }
 
   std::map<std::string, Bytes> files;
   int reads = 0;
@@ -53,7 +44,7 @@ class FakeFileSystem final : public FileSystem {
 
 // The real file system, except that the Nth call of one operation fails
 // with EIO. Operations: "read", "write", "createDirectories", "exists",
-// "list", "move", "remove".
+// "list", "move", "remove", "createDirectory", "copy", "size", "open".
 class FaultyFileSystem final : public FileSystem {
  public:
   void failAt(std::string operation, int nthCall) {
@@ -93,6 +84,22 @@ class FaultyFileSystem final : public FileSystem {
   void removeAll(const std::string& path) override {
     check("remove", path);
     real_.removeAll(path);
+  }
+  void createDirectory(const std::string& path) override {
+    check("createDirectory", path);
+    real_.createDirectory(path);
+  }
+  void copyFile(const std::string& from, const std::string& to) override {
+    check("copy", from);
+    real_.copyFile(from, to);
+  }
+  std::uint64_t fileSize(const std::string& path) override {
+    check("size", path);
+    return real_.fileSize(path);
+  }
+  std::unique_ptr<FileReader> openForReading(const std::string& path) override {
+    check("open", path);
+    return real_.openForReading(path);
   }
 
  private:
