@@ -1,0 +1,44 @@
+#include "platform/paths.h"
+
+#include <pwd.h>
+#include <unistd.h>
+
+#include <cstdlib>
+
+namespace quorvane {
+namespace {
+
+// A variable that is set and not empty; XDG says to ignore empty ones.
+const char* variable(const char* name) {
+  const char* value = std::getenv(name);
+  return value != nullptr && *value != '\0' ? value : nullptr;
+}
+
+std::string homeDirectory() {
+  if (const char* home = variable("HOME")) return home;
+  if (const passwd* entry = ::getpwuid(::getuid()); entry != nullptr && entry->pw_dir != nullptr) {
+    return entry->pw_dir;
+  }
+  return "/tmp";
+}
+
+}  // namespace
+
+std::string applicationSupportDirectory() {
+  if (const char* data = variable("XDG_DATA_HOME")) return data;
+  return homeDirectory() + "/.local/share";
+}
+
+std::string preferencesDirectory() {
+  const char* config = variable("XDG_CONFIG_HOME");
+  return (config != nullptr ? std::string(config) : homeDirectory() + "/.config") + "/Quorvane";
+}
+
+std::string preferencesFilePath() { return preferencesDirectory() + "/preferences.json"; }
+
+std::string temporaryDirectory() {
+  if (const char* temporary = variable("TMPDIR")) return temporary;
+  return "/tmp";
+}
+
+}  // namespace quorvane

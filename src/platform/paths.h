@@ -1,0 +1,21 @@
+// Where Quorvane keeps things on this machine, following the XDG base
+// directories.
+#pragma once
+
+#include <string>
+
+namespace quorvane {
+
+// $XDG_DATA_HOME, else ~/.local/share: the place of application data.
+std::string applicationSupportDirectory();
+
+// $XDG_CONFIG_HOME, else ~/.config, with "Quorvane" inside.
+std::string preferencesDirectory();
+
+// The preferences file inside `preferencesDirectory()`.
+std::string preferencesFilePath();
+
+// $TMPDIR, else /tmp.
+std::string temporaryDirectory();
+
+}  // namespace quorvane

@@ -1,0 +1,96 @@
+// The user's small settings ("user defaults"): one JSON object in one file,
+// pretty-printed with sorted keys, rewritten atomically on every change.
+//
+// Reading never fails the program: a missing file is empty preferences; a
+// file that is not a JSON object is renamed aside (kept for the curious,
+// reported in a diagnostic) and the defaults apply. A value of another type
+// than asked for reads as absent. A write that fails is reported in a
+// diagnostic and the value lives on in memory for this run.
+#pragma once
+
+#include <cstdint>
+#include <mutex>
+#include <nlohmann/json.hpp>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "platform/clock.h"
+#include "platform/file_system.h"
+#include "platform/logger.h"
+
+namespace quorvane {
+
+// The keys Quorvane keeps.
+namespace preference_key {
+inline constexpr std::string_view kCurrentProjectId = "quorvane.currentProjectId";
+inline constexpr std::string_view kUiLanguage = "quorvane.uiLanguage";
+inline constexpr std::string_view kThemeMode = "quorvane.themeMode";
+inline constexpr std::string_view kEditTitlesEnabled = "quorvane.editTitlesEnabled";
+inline constexpr std::string_view kInitialUnit = "quorvane.initialUnit";
+inline constexpr std::string_view kExportLocale = "quorvane.export.locale";
+inline constexpr std::string_view kExportFormat = "quorvane.export.format";
+inline constexpr std::string_view kExportIncludeCV = "quorvane.export.includeCV";
+inline constexpr std::string_view kExportIncludeBiography = "quorvane.export.includeBiography";
+inline constexpr std::string_view kExportIncludeStatement = "quorvane.export.includeStatement";
+inline constexpr std::string_view kExportIncludeProjectStatement =
+    "quorvane.export.includeProjectStatement";
+inline constexpr std::string_view kExportIncludeTableOfContents =
+    "quorvane.export.includeTableOfContents";
+inline constexpr std::string_view kExportShowBiographyTitle = "quorvane.export.showBiographyTitle";
+inline constexpr std::string_view kExportShowStatementTitle = "quorvane.export.showStatementTitle";
+inline constexpr std::string_view kExportShowProjectStatementTitle =
+    "quorvane.export.showProjectStatementTitle";
+inline constexpr std::string_view kCompletePortfolioExportCount =
+    "quorvane.completePortfolioExportCount";
+inline constexpr std::string_view kLastExportAt = "quorvane.projectData.lastExportAt";
+inline constexpr std::string_view kLastImportAt = "quorvane.projectData.lastImportAt";
+inline constexpr std::string_view kBackupReminderState = "quorvane.backupReminder.state.v1";
+inline constexpr std::string_view kAutosaveBadgePrimedSections =
+    "quorvane.autosaveBadgePrimedSections.v1";
+inline constexpr std::string_view kPendingFinalizationArtworkIds =
+    "quorvane.importFinalization.pendingArtworkIds";
+inline constexpr std::string_view kWorksGuidelinesSeen = "quorvane.works.guidelinesSeen";
+inline constexpr std::string_view kThumbnailsRegenImportMarker =
+    "quorvane.works.thumbnailsRegenImportMarker";
+}  // namespace preference_key
+
+class Preferences {
+ public:
+  explicit Preferences(std::string path, FileSystem& files = realFileSystem(),
+                       Logger& logger = nullLogger(), const Clock& clock = systemClock());
+
+  const std::string& path() const { return path_; }
+
+  std::optional<std::string> string(std::string_view key) const;
+  std::optional<bool> boolean(std::string_view key) const;
+  std::optional<std::int64_t> integer(std::string_view key) const;
+  std::optional<std::vector<std::string>> strings(std::string_view key) const;
+  // Dates are kept as whole milliseconds since 1970.
+  std::optional<Date> date(std::string_view key) const;
+  // Any JSON value, for structured state such as the backup reminder's.
+  std::optional<nlohmann::json> json(std::string_view key) const;
+
+  void setString(std::string_view key, const std::string& value);
+  void setBoolean(std::string_view key, bool value);
+  void setInteger(std::string_view key, std::int64_t value);
+  void setStrings(std::string_view key, const std::vector<std::string>& value);
+  void setDate(std::string_view key, Date value);
+  void setJson(std::string_view key, const nlohmann::json& value);
+  void remove(std::string_view key);
+
+ private:
+  void load();
+  void set(std::string_view key, nlohmann::json value);
+  void save();  // with mutex_ held
+
+  std::string path_;
+  FileSystem& files_;
+  Logger& logger_;
+  const Clock& clock_;
+  mutable std::mutex mutex_;
+  nlohmann::json values_ = nlohmann::json::object();
+};
+
+}  // namespace quorvane

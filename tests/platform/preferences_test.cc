@@ -1,0 +1,129 @@
+#include "platform/preferences.h"
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+
+#include "platform/paths.h"
+#include "support/fakes.h"
+#include "support/temp_dir.h"
+
+namespace quorvane {
+namespace {
+
+std::string contentOf(const std::string& path) {
+  std::ifstream in(path);
+  std::stringstream text;
+  text << in.rdbuf();
+  return text.str();
+}
+
+class PreferencesTest : public ::testing::Test {
+ protected:
+  testing::TempDir dir;
+  std::string path = dir.file("config/Quorvane/preferences.json");
+  testing::FaultyFileSystem files;
+  testing::RecordingLogger logger;
+  testing::ManualClock clock;
+};
+
+TEST_F(PreferencesTest, ValuesSurviveARestartInAReadableFile) {
+  {
+    Preferences preferences(path, files, logger, clock);
+    preferences.setString(preference_key::kCurrentProjectId, "p1");
+    preferences.setBoolean(preference_key::kExportIncludeCV, false);
+    preferences.setInteger(preference_key::kCompletePortfolioExportCount, 3);
+    preferences.setStrings(preference_key::kPendingFinalizationArtworkIds, {"a1", "a2"});
+    preferences.setDate(preference_key::kLastExportAt, dateFromMilliseconds(1'700'000'000'123));
+    preferences.setJson(preference_key::kBackupReminderState, {{"dismissedCount", 2}});
+    preferences.setString(preference_key::kUiLanguage, "fr");
+    preferences.remove(preference_key::kUiLanguage);
+  }
+  const Preferences reloaded(path, files, logger, clock);
+  EXPECT_EQ(reloaded.string(preference_key::kCurrentProjectId), "p1");
+  EXPECT_EQ(reloaded.boolean(preference_key::kExportIncludeCV), false);
+  EXPECT_EQ(reloaded.integer(preference_key::kCompletePortfolioExportCount), 3);
+  EXPECT_EQ(reloaded.strings(preference_key::kPendingFinalizationArtworkIds),
+            (std::vector<std::string>{"a1", "a2"}));
+  EXPECT_EQ(reloaded.date(preference_key::kLastExportAt), dateFromMilliseconds(1'700'000'000'123));
+  EXPECT_EQ(reloaded.json(preference_key::kBackupReminderState),
+            (nlohmann::json{{"dismissedCount", 2}}));
+  EXPECT_EQ(reloaded.string(preference_key::kUiLanguage), std::nullopt);
+
+  // A value of another type than asked for is absent, not an error.
+  EXPECT_EQ(reloaded.boolean(preference_key::kCurrentProjectId), std::nullopt);
+  EXPECT_EQ(reloaded.strings(preference_key::kBackupReminderState), std::nullopt);
+
+  const std::string text = contentOf(path);
+  EXPECT_LT(text.find("quorvane.backupReminder"), text.find("quorvane.currentProjectId"))
+      << "keys are sorted";
+  EXPECT_NE(text.find("\n  \"quorvane.export.includeCV\": false"), std::string::npos) << text;
+  EXPECT_TRUE(logger.lines.empty());
+}
+
+TEST_F(PreferencesTest, AFileThatIsNotAnObjectIsSetAsideAndDefaultsApply) {
+  for (const char* damaged : {"{\"quorvane.uiLanguage\": \"fr\"", "[1, 2]", ""}) {
+    SCOPED_TRACE(damaged);
+    std::filesystem::remove_all(dir.path() / "config");
+    std::filesystem::create_directories(dir.path() / "config/Quorvane");
+    std::ofstream(path) << damaged;
+    logger.lines.clear();
+    clock.advanceMs(1);
+
+    Preferences preferences(path, files, logger, clock);
+    EXPECT_EQ(preferences.string(preference_key::kUiLanguage), std::nullopt);
+    const std::string aside = path + ".unreadable-" + std::to_string(clock.nowMs());
+    EXPECT_EQ(contentOf(aside), damaged) << "the damaged file is kept as it was";
+    EXPECT_EQ(logger.lines,
+              std::vector<std::string>{"[Quorvane][Preferences] state=set_aside path=" + aside});
+
+    preferences.setString(preference_key::kUiLanguage, "de");
+    EXPECT_EQ(Preferences(path, files, logger, clock).string(preference_key::kUiLanguage), "de");
+  }
+}
+
+TEST_F(PreferencesTest, AFailedWriteIsReportedAndTheValueKeptForTheRun) {
+  Preferences preferences(path, files, logger, clock);
+  files.failAt("write", 1);
+  preferences.setString(preference_key::kThemeMode, "dark");
+  EXPECT_EQ(preferences.string(preference_key::kThemeMode), "dark");
+  ASSERT_EQ(logger.lines.size(), 1u);
+  EXPECT_TRUE(logger.lines[0].starts_with("[Quorvane][Preferences] state=write_failed path="));
+}
+
+// Sets an environment variable for one test, putting the old value back.
+class ScopedVariable {
+ public:
+  ScopedVariable(const char* name, const char* value) : name_(name) {
+    if (const char* old = std::getenv(name)) old_ = old;
+    value != nullptr ? ::setenv(name, value, 1) : ::unsetenv(name);
+  }
+  ~ScopedVariable() { old_ ? ::setenv(name_, old_->c_str(), 1) : ::unsetenv(name_); }
+
+ private:
+  const char* name_;
+  std::optional<std::string> old_;
+};
+
+TEST(PathsTest, FollowTheXdgDirectoriesAndIgnoreEmptyOnes) {
+  const ScopedVariable home("HOME", "/home/ada");
+  {
+    const ScopedVariable data("XDG_DATA_HOME", "/data");
+    const ScopedVariable config("XDG_CONFIG_HOME", "/config");
+    const ScopedVariable temporary("TMPDIR", "/scratch");
+    EXPECT_EQ(applicationSupportDirectory(), "/data");
+    EXPECT_EQ(preferencesFilePath(), "/config/Quorvane/preferences.json");
+    EXPECT_EQ(temporaryDirectory(), "/scratch");
+  }
+  const ScopedVariable data("XDG_DATA_HOME", "");
+  const ScopedVariable config("XDG_CONFIG_HOME", nullptr);
+  const ScopedVariable temporary("TMPDIR", "");
+  EXPECT_EQ(applicationSupportDirectory(), "/home/ada/.local/share");
+  EXPECT_EQ(preferencesDirectory(), "/home/ada/.config/Quorvane");
+  EXPECT_EQ(temporaryDirectory(), "/tmp");
+}
+
+}  // namespace
+}  // namespace quorvane
