@@ -1,0 +1,212 @@
+#include "storage/app_container.h"
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <fstream>
+#include <nlohmann/json.hpp>
+#include <sstream>
+
+#include "support/fakes.h"
+#include "support/temp_dir.h"
+
+namespace quorvane {
+namespace {
+
+namespace fs = std::filesystem;
+using Names = std::vector<std::string>;
+
+void writeText(const fs::path& path, const std::string& text) {
+  fs::create_directories(path.parent_path());
+  std::ofstream(path, std::ios::binary) << text;
+}
+
+std::string readText(const fs::path& path) {
+  std::ifstream in(path, std::ios::binary);
+  std::stringstream text;
+  text << in.rdbuf();
+  return text.str();
+}
+
+Names namesIn(const fs::path& directory) {
+  Names names;
+  if (!fs::exists(directory)) return names;
+  for (const auto& entry : fs::directory_iterator(directory)) {
+    names.push_back(entry.path().filename().string());
+  }
+  std::sort(names.begin(), names.end());
+  return names;
+}
+
+// Copies, then changes the copy's last byte: a copy that does not match.
+class CorruptingCopies final : public ForwardingFileSystem {
+ public:
+  CorruptingCopies() : ForwardingFileSystem(realFileSystem()) {}
+  void copyFile(const std::string& from, const std::string& to) override {
+    ForwardingFileSystem::copyFile(from, to);
+    std::fstream copy(to, std::ios::in | std::ios::out | std::ios::binary);
+    copy.seekp(-1, std::ios::end);
+    copy.put('!');
+  }
+};
+
+class AppContainerTest : public ::testing::Test {
+ protected:
+  AppContainerTest() {
+    environment = BootEnvironment{
+        .applicationSupportDirectory = dir.file("support"),
+        .temporaryDirectory = dir.file("tmp"),
+        .files = &files,
+        .clock = &clock,
+        .logger = &logger,
+        .makeUuid = [this] { return "UUID-" + std::to_string(++uuids); },
+        .openRepository =
+            [this](const std::string& path) {
+              ++opens;
+              if (failingOpens > 0) {
+                --failingOpens;
+                throw DomainError("SQLiteDatabase", 1, "Unable to open database");
+              }
+              return std::make_unique<SQLiteSnapshotRepository>(SQLiteDatabase(path), clock);
+            },
+    };
+  }
+
+  fs::path appData() const { return dir.path() / "support" / "Quorvane"; }
+  fs::path database() const { return appData() / "quorvane.sqlite"; }
+
+  testing::TempDir dir;
+  testing::ManualClock clock;
+  testing::RecordingLogger logger;
+  testing::FaultyFileSystem files;
+  int uuids = 0;
+  int opens = 0;
+  int failingOpens = 0;
+  BootEnvironment environment;
+};
+
+TEST_F(AppContainerTest, AHealthyLibraryStartsQuietlyWhereItBelongs) {
+  const BootedStorage storage = AppContainer::bootStorage(environment);
+  EXPECT_FALSE(storage.isFallback);
+  EXPECT_TRUE(storage.notices.empty());
+  EXPECT_EQ(storage.databasePath, database().string());
+  EXPECT_EQ(storage.media->directory(), (appData() / "media").string());
+  EXPECT_EQ(namesIn(appData()), (Names{"media", "quorvane.sqlite"}));
+}
+
+TEST_F(AppContainerTest, ADamagedLibraryIsSetAsideVerifiedAndAFreshOneStarted) {
+  const std::string garbage(3000, 'x');
+  writeText(database(), garbage);
+  writeText(database().string() + "-wal", "write-ahead log");
+
+  const BootedStorage storage = AppContainer::bootStorage(environment);
+  EXPECT_FALSE(storage.isFallback);
+  EXPECT_TRUE(storage.repository->projectSummaries().empty());
+
+  const fs::path copy =
+      appData() / "Recovery" / ("sqlite-recovery-" + std::to_string(clock.nowMs()) + "-UUID-1");
+  EXPECT_EQ(storage.notices,
+            (std::vector<StorageNotice>{{"storage.recovery.archived", {copy.string()}}}));
+  EXPECT_EQ(namesIn(copy), (Names{"manifest.json", "quorvane.sqlite", "quorvane.sqlite-wal"}));
+  EXPECT_EQ(readText(copy / "quorvane.sqlite"), garbage);
+  EXPECT_FALSE(fs::exists(database().string() + "-wal"));
+  EXPECT_NE(readText(database()), garbage) << "a fresh library took the old one's place";
+
+  const nlohmann::json manifest = nlohmann::json::parse(readText(copy / "manifest.json"));
+  EXPECT_EQ(manifest["formatVersion"], 1);
+  EXPECT_EQ(manifest["createdAt"], "2023-11-14T22:13:20Z");
+  EXPECT_EQ(manifest["originalDatabasePath"], database().string());
+  EXPECT_EQ(manifest["files"],
+            (nlohmann::json{{{"byteSize", 3000}, {"name", "quorvane.sqlite"}},
+                            {{"byteSize", 15}, {"name", "quorvane.sqlite-wal"}}}));
+  EXPECT_LT(readText(copy / "manifest.json").find("\"createdAt\""),
+            readText(copy / "manifest.json").find("\"files\""))
+      << "keys are sorted";
+
+  // The next start finds the fresh library and says nothing.
+  EXPECT_TRUE(AppContainer::bootStorage(environment).notices.empty());
+}
+
+TEST_F(AppContainerTest, WithNothingToSetAsideThePersistentStartIsTriedOnceMore) {
+  failingOpens = 1;
+  const BootedStorage storage = AppContainer::bootStorage(environment);
+  EXPECT_FALSE(storage.isFallback);
+  EXPECT_TRUE(storage.notices.empty());
+  EXPECT_EQ(opens, 2);
+  EXPECT_FALSE(fs::exists(appData() / "Recovery"));
+}
+
+TEST_F(AppContainerTest, AMediaFolderThatCannotBeMadeGoesStraightToTheFallback) {
+  AppContainer::bootStorage(environment);  // a healthy library
+  fs::remove_all(appData() / "media");
+  writeText(appData() / "media", "a file where the folder should be");
+
+  const BootedStorage storage = AppContainer::bootStorage(environment);
+  EXPECT_TRUE(storage.isFallback);
+  EXPECT_EQ(storage.databasePath, ":memory:");
+  EXPECT_EQ(storage.media->directory(), dir.file("tmp") + "/Quorvane-fallback-media");
+  EXPECT_EQ(storage.notices, (std::vector<StorageNotice>{{"storage.fallback.temporary", {}}}));
+  EXPECT_FALSE(fs::exists(appData() / "Recovery"));
+  EXPECT_TRUE(fs::exists(database())) << "a healthy database is never set aside";
+}
+
+TEST_F(AppContainerTest, ACopyThatDoesNotMatchIsDroppedAndTheSourcesStay) {
+  CorruptingCopies corrupting;
+  environment.files = &corrupting;
+  writeText(database(), "damaged library");
+
+  const BootedStorage storage = AppContainer::bootStorage(environment);
+  EXPECT_TRUE(storage.isFallback);
+  EXPECT_EQ(storage.notices, (std::vector<StorageNotice>{{"storage.fallback.temporary", {}}}));
+  EXPECT_EQ(namesIn(appData() / "Recovery"), Names{});
+  EXPECT_EQ(readText(database()), "damaged library");
+
+  try {
+    AppContainer::archiveDatabaseForRecovery(corrupting, database().string(), std::nullopt,
+                                             clock.now(), "U");
+    FAIL() << "the mismatch must be reported";
+  } catch (const DomainError& error) {
+    EXPECT_EQ(error.domain(), "AppContainer.PersistentStorageRecovery");
+    EXPECT_EQ(error.code(), 1);
+    EXPECT_EQ(error.description(), "SQLite recovery copy verification failed for quorvane.sqlite");
+  }
+}
+
+TEST_F(AppContainerTest, TwoCopiesInOneMillisecondGetTwoDirectories) {
+  const fs::path root = dir.path() / "root";
+  for (const char* uuid : {"A", "B"}) {
+    writeText(database(), "damaged");
+    ASSERT_TRUE(AppContainer::archiveDatabaseForRecovery(files, database().string(), root.string(),
+                                                         clock.now(), uuid));
+  }
+  const std::string ms = std::to_string(clock.nowMs());
+  EXPECT_EQ(namesIn(root), (Names{"sqlite-recovery-" + ms + "-A", "sqlite-recovery-" + ms + "-B"}));
+  EXPECT_EQ(AppContainer::archiveDatabaseForRecovery(files, database().string(), root.string(),
+                                                     clock.now(), "C"),
+            std::nullopt)
+      << "nothing left to copy";
+}
+
+TEST_F(AppContainerTest, ContentsAreComparedChunkByChunk) {
+  const std::string big(3 * 1024 * 1024 + 7, 'a');
+  std::string differentInThirdChunk = big;
+  differentInThirdChunk[2 * 1024 * 1024 + 5] = 'b';
+  writeText(dir.path() / "one", big);
+  writeText(dir.path() / "two", big);
+  writeText(dir.path() / "three", differentInThirdChunk);
+  writeText(dir.path() / "short", big.substr(0, big.size() - 1));
+  writeText(dir.path() / "empty1", "");
+  writeText(dir.path() / "empty2", "");
+  const auto same = [&](const char* a, const char* b) {
+    return AppContainer::filesHaveIdenticalContents(files, dir.file(a), dir.file(b));
+  };
+  EXPECT_TRUE(same("one", "two"));
+  EXPECT_FALSE(same("one", "three"));
+  EXPECT_FALSE(same("one", "short"));
+  EXPECT_TRUE(same("empty1", "empty2"));
+  EXPECT_EQ(AppContainer::fileByteSize(files, dir.file("one")), big.size());
+  EXPECT_THROW(same("one", "missing"), std::system_error);
+}
+
+}  // namespace
+}  // namespace quorvane
