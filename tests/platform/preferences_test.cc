@@ -8,6 +8,7 @@
 
 #include "platform/paths.h"
 #include "support/fakes.h"
+#include "support/scoped_variable.h"
 #include "support/temp_dir.h"
 
 namespace quorvane {
@@ -93,19 +94,7 @@ TEST_F(PreferencesTest, AFailedWriteIsReportedAndTheValueKeptForTheRun) {
   EXPECT_TRUE(logger.lines[0].starts_with("[Quorvane][Preferences] state=write_failed path="));
 }
 
-// Sets an environment variable for one test, putting the old value back.
-class ScopedVariable {
- public:
-  ScopedVariable(const char* name, const char* value) : name_(name) {
-    if (const char* old = std::getenv(name)) old_ = old;
-    value != nullptr ? ::setenv(name, value, 1) : ::unsetenv(name);
-  }
-  ~ScopedVariable() { old_ ? ::setenv(name_, old_->c_str(), 1) : ::unsetenv(name_); }
-
- private:
-  const char* name_;
-  std::optional<std::string> old_;
-};
+using testing::ScopedVariable;
 
 TEST(PathsTest, FollowTheXdgDirectoriesAndIgnoreEmptyOnes) {
   const ScopedVariable home("HOME", "/home/ada");

@@ -1,0 +1,104 @@
+// quorvane info — where the library lives and how it is.
+#include <algorithm>
+#include <nlohmann/json.hpp>
+#include <string>
+#include <vector>
+
+#include "cli/command.h"
+#include "platform/paths.h"
+#include "storage/app_container.h"
+
+namespace quorvane {
+namespace {
+
+// What the user reads for a storage notice.
+std::string noticeText(const StorageNotice& notice) {
+  if (notice.key == kRecoveryArchivedNotice) {
+    return "Your library could not be opened. It has been set aside, unchanged, in " +
+           (notice.arguments.empty() ? std::string("the Recovery folder") : notice.arguments[0]) +
+           ", and Quorvane has started a new, empty library.";
+  }
+  if (notice.key == kFallbackTemporaryNotice) {
+    return "Quorvane could not open or create your library and is working on a temporary one: "
+           "nothing done in this session will be kept.";
+  }
+  return notice.key;
+}
+
+std::vector<std::string> recoveryCopies(const std::string& databasePath) {
+  const std::string root = databasePath.substr(0, databasePath.find_last_of('/')) + "/Recovery";
+  std::vector<std::string> copies;
+  try {
+    for (const std::string& name : realFileSystem().listDirectory(root)) {
+      if (name.starts_with("sqlite-recovery-")) copies.push_back(root + "/" + name);
+    }
+  } catch (const std::exception&) {
+  }
+  std::sort(copies.begin(), copies.end());
+  return copies;
+}
+
+std::string quickCheck(SQLiteSnapshotRepository& repository) {
+  return repository.withDatabase([](SQLiteDatabase& db) {
+    Statement check = db.prepare("PRAGMA quick_check");
+    std::string result;
+    while (check.nextRow()) result += (result.empty() ? "" : "; ") + check.textOrEmpty(0);
+    return result;
+  });
+}
+
+void printInfo(CliContext& context) {
+  const BootedStorage storage = AppContainer::bootStorage(BootEnvironment::standard());
+  for (const StorageNotice& notice : storage.notices) {
+    context.err << "quorvane: " << noticeText(notice) << '\n';
+  }
+  const std::size_t projects = storage.repository->projectSummaries().size();
+  const std::int64_t artworks = storage.repository->libraryCounts().artworksCount;
+  const std::string integrity = quickCheck(*storage.repository);
+  const std::vector<std::string> copies =
+      storage.isFallback ? std::vector<std::string>{} : recoveryCopies(storage.databasePath);
+
+  if (context.json) {
+    nlohmann::json notices = nlohmann::json::array();
+    for (const StorageNotice& notice : storage.notices) {
+      notices.push_back({{"key", notice.key}, {"arguments", notice.arguments}});
+    }
+    context.out << nlohmann::json{{"library", storage.databasePath},
+                                  {"media", storage.media->directory()},
+                                  {"preferences", preferencesFilePath()},
+                                  {"temporary", storage.isFallback},
+                                  {"projects", projects},
+                                  {"artworks", artworks},
+                                  {"integrity", integrity},
+                                  {"recoveryCopies", copies},
+                                  {"notices", notices}}
+                       .dump(2)
+                << '\n';
+    return;
+  }
+  context.out << "library      " << storage.databasePath
+              << (storage.isFallback ? "  (temporary: nothing is kept after this run)" : "") << '\n'
+              << "media        " << storage.media->directory() << '\n'
+              << "preferences  " << preferencesFilePath() << '\n'
+              << "projects     " << projects << '\n'
+              << "artworks     " << artworks << '\n'
+              << "integrity    " << integrity << '\n';
+  if (copies.empty()) {
+    context.out << "recovery     none\n";
+  }
+  for (std::size_t i = 0; i < copies.size(); ++i) {
+    context.out << (i == 0 ? "recovery     " : "             ") << copies[i] << '\n';
+  }
+}
+
+}  // namespace
+
+void installInfoCommand(CLI::App& command, CliContext& context) {
+  command.footer(
+      "\nOpens the library as the program does at every start: a library that can't be\n"
+      "opened is set aside, unchanged, in a Recovery folder beside it, and a new one is\n"
+      "started.\n\nExamples:\n  quorvane info\n  quorvane --json info");
+  command.callback([&context] { printInfo(context); });
+}
+
+}  // namespace quorvane
