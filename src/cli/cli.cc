@@ -35,6 +35,8 @@ int runCli(const std::vector<std::string>& args, std::ostream& out, std::ostream
   app.get_formatter()->label("SUBCOMMAND", "COMMAND");
   app.set_version_flag("--version", std::string("quorvane ") + kQuorvaneVersion);
   app.add_flag("--json", context.json, "Print machine-readable JSON instead of text");
+  app.add_flag("--verbose", context.verbose,
+               "Print diagnostics (key=value lines) on standard error");
   app.fallthrough();  // so global flags may follow the command too
   app.require_subcommand(0, 1);
   for (const CommandEntry& entry : cliCommands()) {

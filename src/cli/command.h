@@ -17,7 +17,8 @@ namespace quorvane {
 struct CliContext {
   std::ostream& out;
   std::ostream& err;
-  bool json = false;  // --json: machine-readable output on `out`
+  bool json = false;     // --json: machine-readable output on `out`
+  bool verbose = false;  // --verbose: diagnostics on `err`
 };
 
 // A user-facing failure: bad arguments, unreadable input.

@@ -48,13 +48,27 @@ std::string quickCheck(SQLiteSnapshotRepository& repository) {
 }
 
 void printInfo(CliContext& context) {
-  const BootedStorage storage = AppContainer::bootStorage(BootEnvironment::standard());
+  StreamLogger diagnostics(context.err);
+  const BootedStorage storage = AppContainer::bootStorage(BootEnvironment::standard(
+      context.verbose ? static_cast<Logger&>(diagnostics) : nullLogger()));
   for (const StorageNotice& notice : storage.notices) {
     context.err << "quorvane: " << noticeText(notice) << '\n';
   }
-  const std::size_t projects = storage.repository->projectSummaries().size();
-  const std::int64_t artworks = storage.repository->libraryCounts().artworksCount;
-  const std::string integrity = quickCheck(*storage.repository);
+  // The health of the database first: a library damaged inside may fail the
+  // counts, and then the check is what the user needs to see.
+  std::string integrity;
+  try {
+    integrity = quickCheck(*storage.repository);
+  } catch (const std::exception& error) {
+    integrity = error.what();
+  }
+  std::optional<std::size_t> projects;
+  std::optional<std::int64_t> artworks;
+  try {
+    projects = storage.repository->projectSummaries().size();
+    artworks = storage.repository->libraryCounts().artworksCount;
+  } catch (const std::exception&) {
+  }
   const std::vector<std::string> copies =
       storage.isFallback ? std::vector<std::string>{} : recoveryCopies(storage.databasePath);
 
@@ -67,8 +81,8 @@ void printInfo(CliContext& context) {
                                   {"media", storage.media->directory()},
                                   {"preferences", preferencesFilePath()},
                                   {"temporary", storage.isFallback},
-                                  {"projects", projects},
-                                  {"artworks", artworks},
+                                  {"projects", projects ? nlohmann::json(*projects) : nullptr},
+                                  {"artworks", artworks ? nlohmann::json(*artworks) : nullptr},
                                   {"integrity", integrity},
                                   {"recoveryCopies", copies},
                                   {"notices", notices}}
@@ -80,8 +94,8 @@ void printInfo(CliContext& context) {
               << (storage.isFallback ? "  (temporary: nothing is kept after this run)" : "") << '\n'
               << "media        " << storage.media->directory() << '\n'
               << "preferences  " << preferencesFilePath() << '\n'
-              << "projects     " << projects << '\n'
-              << "artworks     " << artworks << '\n'
+              << "projects     " << (projects ? std::to_string(*projects) : "unknown") << '\n'
+              << "artworks     " << (artworks ? std::to_string(*artworks) : "unknown") << '\n'
               << "integrity    " << integrity << '\n';
   if (copies.empty()) {
     context.out << "recovery     none\n";

@@ -8,10 +8,11 @@
 namespace quorvane {
 namespace {
 
-// A variable that is set and not empty; XDG says to ignore empty ones.
+// A variable that holds an absolute path; XDG says to ignore empty and
+// relative ones.
 const char* variable(const char* name) {
   const char* value = std::getenv(name);
-  return value != nullptr && *value != '\0' ? value : nullptr;
+  return value != nullptr && value[0] == '/' ? value : nullptr;
 }
 
 std::string homeDirectory() {

@@ -1,5 +1,6 @@
 #include "platform/preferences.h"
 
+#include <cstdint>
 #include <filesystem>
 
 namespace quorvane {
@@ -11,18 +12,19 @@ Preferences::Preferences(std::string path, FileSystem& files, Logger& logger, co
 
 void Preferences::load() {
   Bytes bytes;
+  bool readable = true;
   try {
     if (!files_.exists(path_)) return;
     bytes = files_.readFile(path_);
-  } catch (const std::exception& error) {
-    logger_.log("[Quorvane][Preferences] state=unreadable path=" + path_ +
-                " error=" + error.what());
-    return;
+  } catch (const std::exception&) {
+    readable = false;
   }
-  nlohmann::json parsed = nlohmann::json::parse(bytes.begin(), bytes.end(), nullptr, false);
-  if (parsed.is_object()) {
-    values_ = std::move(parsed);
-    return;
+  if (readable) {
+    nlohmann::json parsed = nlohmann::json::parse(bytes.begin(), bytes.end(), nullptr, false);
+    if (parsed.is_object()) {
+      values_ = std::move(parsed);
+      return;
+    }
   }
   // Not ours to repair, nor to throw away: set it aside and start afresh.
   const std::string aside =
@@ -31,6 +33,9 @@ void Preferences::load() {
     files_.move(path_, aside);
     logger_.log("[Quorvane][Preferences] state=set_aside path=" + aside);
   } catch (const std::exception& error) {
+    // It can be neither read nor moved: leave it be, and write nothing over
+    // it in this run.
+    writable_ = false;
     logger_.log("[Quorvane][Preferences] state=unreadable path=" + path_ +
                 " error=" + error.what());
   }
@@ -51,6 +56,10 @@ std::optional<bool> Preferences::boolean(std::string_view key) const {
 std::optional<std::int64_t> Preferences::integer(std::string_view key) const {
   const auto value = json(key);
   if (!value || !value->is_number_integer()) return std::nullopt;
+  if (value->is_number_unsigned() &&
+      value->get<std::uint64_t>() > static_cast<std::uint64_t>(INT64_MAX)) {
+    return std::nullopt;
+  }
   return value->get<std::int64_t>();
 }
 
@@ -101,6 +110,7 @@ void Preferences::set(std::string_view key, nlohmann::json value) {
 }
 
 void Preferences::save() {
+  if (!writable_) return;
   const std::string text =
       values_.dump(2, ' ', false, nlohmann::json::error_handler_t::replace) + "\n";
   try {

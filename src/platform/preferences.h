@@ -5,7 +5,8 @@
 // file that is not a JSON object is renamed aside (kept for the curious,
 // reported in a diagnostic) and the defaults apply. A value of another type
 // than asked for reads as absent. A write that fails is reported in a
-// diagnostic and the value lives on in memory for this run.
+// diagnostic and the value lives on in memory for this run. A file that can
+// be neither read nor set aside is left alone: nothing is written over it.
 #pragma once
 
 #include <cstdint>
@@ -91,6 +92,7 @@ class Preferences {
   const Clock& clock_;
   mutable std::mutex mutex_;
   nlohmann::json values_ = nlohmann::json::object();
+  bool writable_ = true;
 };
 
 }  // namespace quorvane

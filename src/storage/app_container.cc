@@ -52,16 +52,31 @@ std::string describe(const std::exception_ptr& error) {
 }
 
 // SQLite, opening a file that is no database, still takes up its "-wal"
-// file and deletes it on closing: the recovery copy would miss it. A file
-// that does not even start like an SQLite database is therefore refused
-// before SQLite sees it. (An empty file is a new, empty database.)
+// file and deletes it on closing; and it deletes the "-wal" of an empty or
+// missing database unread. The recovery copy would miss what they hold. A
+// file that does not start like an SQLite database, or a log beside an empty
+// one, is therefore refused before SQLite sees it.
 void refuseWhatIsNoDatabase(FileSystem& files, const std::string& path) {
   static constexpr std::string_view kHeader("SQLite format 3\0", 16);
-  if (!files.exists(path) || files.fileSize(path) == 0) return;
+  const bool empty = !files.exists(path) || files.fileSize(path) == 0;
+  if (empty) {
+    const std::string log = path + "-wal";
+    if (files.exists(log) && files.fileSize(log) > 0) {
+      throw DomainError("SQLiteDatabase", 1, "Unable to open database");
+    }
+    return;
+  }
   const Bytes start = files.openForReading(path)->read(kHeader.size());
   if (std::string_view(reinterpret_cast<const char*>(start.data()), start.size()) != kHeader) {
     throw DomainError("SQLiteDatabase", 1, "Unable to open database");
   }
+}
+
+// Another process writing to the library makes opening it fail "locked":
+// the library is in use, not damaged, and must not be set aside.
+bool isInUse(const PersistentStoreBootError& error) {
+  const std::string what = error.what();
+  return what == "database is locked" || what == "database table is locked";
 }
 
 std::string appDataDirectory(const BootEnvironment& environment) {
@@ -132,7 +147,7 @@ BootedStorage AppContainer::bootStorage(const BootEnvironment& environment) {
     log.log(std::string("[Quorvane][Storage] boot state=persistent_failed case=") +
             (error.errorCase() == PersistentStoreBootError::Case::media ? "media" : "sqlite") +
             " error=" + error.what());
-    if (error.errorCase() == PersistentStoreBootError::Case::sqlite) {
+    if (error.errorCase() == PersistentStoreBootError::Case::sqlite && !isInUse(error)) {
       // A recovery copy can help the database only; a media folder that
       // can't be made goes straight to the temporary storage.
       try {
@@ -146,9 +161,9 @@ BootedStorage AppContainer::bootStorage(const BootEnvironment& environment) {
           storage.notices.push_back({std::string(kRecoveryArchivedNotice), {*copy}});
         }
         return storage;
-      } catch (const std::exception& recoveryError) {
-        log.log(std::string("[Quorvane][Storage] boot state=recovery_failed error=") +
-                recoveryError.what());
+      } catch (...) {
+        log.log("[Quorvane][Storage] boot state=recovery_failed error=" +
+                describe(std::current_exception()));
       }
     }
   }
@@ -157,9 +172,9 @@ BootedStorage AppContainer::bootStorage(const BootEnvironment& environment) {
     log.log("[Quorvane][Storage] boot state=fallback");
     storage.notices.push_back({std::string(kFallbackTemporaryNotice), {}});
     return storage;
-  } catch (const std::exception& error) {
+  } catch (...) {
     std::fprintf(stderr, "Failed to boot app storage (persistent + recovery + fallback): %s\n",
-                 error.what());
+                 describe(std::current_exception()).c_str());
     std::abort();
   }
 }

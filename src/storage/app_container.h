@@ -12,7 +12,9 @@
 //   4. only when even that fails does the program stop.
 //
 // A damaged library is never thrown away: its files are removed only after
-// their copy has been verified.
+// their copy has been verified. A library that another process is writing
+// ("database is locked") is in use, not damaged: this run then works on the
+// temporary storage and leaves it alone.
 #pragma once
 
 #include <cstdint>

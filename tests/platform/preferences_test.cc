@@ -53,9 +53,13 @@ TEST_F(PreferencesTest, ValuesSurviveARestartInAReadableFile) {
             (nlohmann::json{{"dismissedCount", 2}}));
   EXPECT_EQ(reloaded.string(preference_key::kUiLanguage), std::nullopt);
 
-  // A value of another type than asked for is absent, not an error.
+  // A value of another type than asked for is absent, not an error; so is a
+  // number too large to hold.
   EXPECT_EQ(reloaded.boolean(preference_key::kCurrentProjectId), std::nullopt);
   EXPECT_EQ(reloaded.strings(preference_key::kBackupReminderState), std::nullopt);
+  Preferences edited(path, files, logger, clock);
+  edited.setJson(preference_key::kCompletePortfolioExportCount, 18446744073709551615u);
+  EXPECT_EQ(edited.integer(preference_key::kCompletePortfolioExportCount), std::nullopt);
 
   const std::string text = contentOf(path);
   EXPECT_LT(text.find("quorvane.backupReminder"), text.find("quorvane.currentProjectId"))

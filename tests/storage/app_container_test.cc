@@ -172,6 +172,49 @@ TEST_F(AppContainerTest, ACopyThatDoesNotMatchIsDroppedAndTheSourcesStay) {
   }
 }
 
+TEST_F(AppContainerTest, ALibraryInUseElsewhereIsNeverSetAside) {
+  AppContainer::bootStorage(environment);
+  SQLiteDatabase otherProcess(database().string());
+  otherProcess.exec("BEGIN IMMEDIATE TRANSACTION;");
+
+  const BootedStorage storage = AppContainer::bootStorage(environment);
+  EXPECT_TRUE(storage.isFallback);
+  EXPECT_FALSE(fs::exists(appData() / "Recovery"));
+  otherProcess.exec("ROLLBACK;");
+  EXPECT_TRUE(fs::exists(database()));
+}
+
+TEST_F(AppContainerTest, ALogBesideAnEmptyDatabaseIsCopiedBeforeSQLiteCanDropIt) {
+  writeText(database(), "");
+  writeText(database().string() + "-wal", "pages that only the log holds");
+  const BootedStorage storage = AppContainer::bootStorage(environment);
+  ASSERT_EQ(storage.notices.size(), 1u);
+  EXPECT_EQ(readText(fs::path(storage.notices[0].arguments[0]) / "quorvane.sqlite-wal"),
+            "pages that only the log holds");
+}
+
+TEST_F(AppContainerTest, AFailedCopyLeavesNoCopyAndAFailedRemovalKeepsTheCopy) {
+  writeText(database(), "damaged");
+  writeText(database().string() + "-wal", "log");
+  const fs::path root = dir.path() / "root";
+
+  files.failAt("copy", 2);  // the "-wal"
+  EXPECT_THROW(AppContainer::archiveDatabaseForRecovery(files, database().string(), root.string(),
+                                                        clock.now(), "A"),
+               std::system_error);
+  EXPECT_EQ(namesIn(root), Names{}) << "the half-made copy is removed";
+  EXPECT_EQ(readText(database()), "damaged");
+
+  files.failAt("remove", 1);  // the first source to go, the "-wal"
+  EXPECT_THROW(AppContainer::archiveDatabaseForRecovery(files, database().string(), root.string(),
+                                                        clock.now(), "B"),
+               std::system_error);
+  const fs::path copy = root / ("sqlite-recovery-" + std::to_string(clock.nowMs()) + "-B");
+  EXPECT_EQ(namesIn(copy), (Names{"manifest.json", "quorvane.sqlite", "quorvane.sqlite-wal"}))
+      << "a verified copy is never removed";
+  EXPECT_EQ(readText(database()), "damaged");
+}
+
 TEST_F(AppContainerTest, TwoCopiesInOneMillisecondGetTwoDirectories) {
   const fs::path root = dir.path() / "root";
   for (const char* uuid : {"A", "B"}) {
