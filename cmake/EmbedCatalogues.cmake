@@ -1,0 +1,26 @@
+# Builds the interface catalogues (one JSON file per language) into a C++
+# source file, so that the program reads no file at run time. The output is
+# rewritten only when a catalogue changed; editing a catalogue reruns CMake.
+function(quorvane_embed_catalogues output directory)
+  set(languages en fr it de es)
+  set(body "// Generated from ${directory}/<language>.json. Do not edit.\n")
+  string(APPEND body "#include \"pdf/interface_catalogues.h\"\n\nnamespace quorvane {\nnamespace {\n")
+  set(entries "")
+  foreach(language IN LISTS languages)
+    set(file "${directory}/${language}.json")
+    set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS "${file}")
+    file(READ "${file}" hex HEX)
+    string(LENGTH "${hex}" digits)
+    math(EXPR size "${digits} / 2")
+    string(REGEX REPLACE "([0-9a-f][0-9a-f])" "0x\\1," bytes "${hex}")
+    string(APPEND body "const unsigned char k_${language}[] = {${bytes}0};\n")
+    string(APPEND entries
+           "    {\"${language}\", std::string_view(reinterpret_cast<const char*>(k_${language}), ${size})},\n")
+  endforeach()
+  string(APPEND body "const EmbeddedCatalogue kCatalogues[] = {\n${entries}};\n")
+  string(APPEND body "}  // namespace\n\n")
+  string(APPEND body "std::span<const EmbeddedCatalogue> embeddedInterfaceCatalogues() {\n")
+  string(APPEND body "  return kCatalogues;\n}\n\n}  // namespace quorvane\n")
+  file(WRITE "${output}.new" "${body}")
+  configure_file("${output}.new" "${output}" COPYONLY)
+endfunction()

@@ -1,0 +1,131 @@
+#include "pdf/localization.h"
+
+#include <algorithm>
+#include <cctype>
+#include <cstdlib>
+#include <nlohmann/json.hpp>
+#include <unordered_map>
+
+#include "pdf/interface_catalogues.h"
+#include "platform/preferences.h"
+
+namespace quorvane {
+namespace {
+
+using Catalogue = std::unordered_map<std::string, std::string>;
+
+// The five catalogues, parsed once on first use and shared from then on.
+const std::unordered_map<std::string, Catalogue>& catalogues() {
+  static const auto parsed = [] {
+    std::unordered_map<std::string, Catalogue> all;
+    for (const EmbeddedCatalogue& embedded : embeddedInterfaceCatalogues()) {
+      const nlohmann::json json =
+          nlohmann::json::parse(embedded.text.begin(), embedded.text.end(), nullptr, false);
+      Catalogue& catalogue = all[std::string(embedded.language)];
+      if (!json.is_object()) continue;
+      for (const auto& [key, value] : json.items()) {
+        if (value.is_string()) catalogue.emplace(key, value.get<std::string>());
+      }
+    }
+    return all;
+  }();
+  return parsed;
+}
+
+std::string lowerCased(std::string_view text) {
+  std::string lower(text);
+  std::transform(lower.begin(), lower.end(), lower.begin(),
+                 [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+  return lower;
+}
+
+const std::string* find(std::string_view language, std::string_view key) {
+  const auto& all = catalogues();
+  const auto catalogue = all.find(std::string(language));
+  if (catalogue == all.end()) return nullptr;
+  const auto text = catalogue->second.find(std::string(key));
+  return text == catalogue->second.end() ? nullptr : &text->second;
+}
+
+// "fr_FR.UTF-8", "de-AT", "pt_BR@euro" → "fr", "de", "pt".
+std::string languageOf(std::string_view locale) {
+  const std::size_t end = locale.find_first_of("_.@-");
+  return lowerCased(locale.substr(0, end));
+}
+
+}  // namespace
+
+std::string uiText(std::string_view key, std::string_view languageCode) {
+  if (const std::string* text = find(lowerCased(languageCode.substr(0, 2)), key)) return *text;
+  if (const std::string* text = find("en", key)) return *text;
+  return std::string(key);
+}
+
+std::string fillPlaceholders(std::string_view text, const std::vector<std::string>& arguments) {
+  std::string filled;
+  std::size_t next = 0;
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    if (text[i] != '%' || i + 1 >= text.size()) {
+      filled.push_back(text[i]);
+      continue;
+    }
+    if (text[i + 1] == '%') {
+      filled.push_back('%');
+      ++i;
+      continue;
+    }
+    // A placeholder runs from % to its conversion letter or '@': "%@",
+    // "%d", "%.1f", "%ld".
+    std::size_t end = i + 1;
+    while (end < text.size() && (std::isdigit(static_cast<unsigned char>(text[end])) ||
+                                 text[end] == '.' || text[end] == 'l')) {
+      ++end;
+    }
+    if (end < text.size() &&
+        (text[end] == '@' || std::isalpha(static_cast<unsigned char>(text[end])))) {
+      filled +=
+          next < arguments.size() ? arguments[next] : std::string(text.substr(i, end - i + 1));
+      ++next;
+      i = end;
+      continue;
+    }
+    filled.push_back('%');
+  }
+  return filled;
+}
+
+std::string uiFormat(std::string_view key, std::string_view languageCode,
+                     std::initializer_list<std::string> arguments) {
+  return fillPlaceholders(uiText(key, languageCode), std::vector<std::string>(arguments));
+}
+
+std::string systemLanguageCode() {
+  for (const char* variable : {"LANGUAGE", "LC_ALL", "LC_MESSAGES", "LANG"}) {
+    const char* value = std::getenv(variable);
+    if (value == nullptr || *value == '\0') continue;
+    std::string_view first(value);
+    first = first.substr(0, first.find(':'));
+    if (first.empty()) continue;
+    if (first == "C" || first.starts_with("C.") || first == "POSIX") return "en";
+    const std::string language = languageOf(first);
+    if (!language.empty()) return language;
+  }
+  return "en";
+}
+
+std::string interfaceLanguage(const Preferences& preferences) {
+  const std::optional<std::string> chosen = preferences.string(preference_key::kUiLanguage);
+  return chosen && !chosen->empty() ? *chosen : systemLanguageCode();
+}
+
+std::vector<std::string> interfaceKeys(std::string_view language) {
+  std::vector<std::string> keys;
+  const auto& all = catalogues();
+  if (const auto catalogue = all.find(std::string(language)); catalogue != all.end()) {
+    for (const auto& [key, text] : catalogue->second) keys.push_back(key);
+  }
+  std::sort(keys.begin(), keys.end());
+  return keys;
+}
+
+}  // namespace quorvane

@@ -1,0 +1,47 @@
+// The interface texts in five languages — English, French, Italian, German
+// and Spanish — and the choice of the interface language.
+//
+// Each language is one JSON file under pdf/catalogue/, built into the
+// program; nothing is read at run time. English is the reference: a key
+// missing from another language reads in English, and a key no catalogue
+// has reads as itself.
+#pragma once
+
+#include <array>
+#include <initializer_list>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace quorvane {
+
+class Preferences;
+
+inline constexpr std::array<std::string_view, 5> kInterfaceLanguages{"en", "fr", "it", "de", "es"};
+
+// The text of `key` in the language of `languageCode` (its first two
+// characters, lower-cased: "fr-CA" and "FR" both read French).
+std::string uiText(std::string_view key, std::string_view languageCode);
+
+// `uiText` with its placeholders ("%@", "%d", "%.1f", …) filled in order from
+// `arguments`, which the caller has already written out; "%%" is a percent
+// sign.
+std::string uiFormat(std::string_view key, std::string_view languageCode,
+                     std::initializer_list<std::string> arguments);
+
+// Fills the placeholders of a text (as `uiFormat` does).
+std::string fillPlaceholders(std::string_view text, const std::vector<std::string>& arguments);
+
+// The language the system asks for: the first of LANGUAGE (a colon-separated
+// list), LC_ALL, LC_MESSAGES and LANG that is set, reduced to its language
+// code ("fr_FR.UTF-8" → "fr"); "en" when none is set or it says "C"/"POSIX".
+std::string systemLanguageCode();
+
+// The interface language in force: the user's choice in the preferences
+// ("quorvane.uiLanguage") when there is one, else the system's.
+std::string interfaceLanguage(const Preferences& preferences);
+
+// Every key of a catalogue language, sorted; empty for an unknown language.
+std::vector<std::string> interfaceKeys(std::string_view language);
+
+}  // namespace quorvane
