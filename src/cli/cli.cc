@@ -5,6 +5,9 @@
 #include <ostream>
 
 #include "cli/command.h"
+#include "pdf/localization.h"
+#include "platform/paths.h"
+#include "platform/preferences.h"
 #include "quorvane_version.h"
 
 namespace quorvane {
@@ -28,8 +31,20 @@ std::vector<const char*> argvFor(const std::vector<std::string>& args) {
 
 }  // namespace
 
+std::string CliContext::language() const {
+  if (!languageOption.empty()) return languageOption;
+  return interfaceLanguage(Preferences(preferencesFilePath()));
+}
+
+std::string CliContext::text(std::string_view key) const { return uiText(key, language()); }
+
+std::string CliContext::format(std::string_view key,
+                               std::initializer_list<std::string> arguments) const {
+  return uiFormat(key, language(), arguments);
+}
+
 int runCli(const std::vector<std::string>& args, std::ostream& out, std::ostream& err) {
-  CliContext context{out, err};
+  CliContext context{.out = out, .err = err, .json = false, .verbose = false, .languageOption = {}};
   CLI::App app{kDescription, "quorvane"};
   app.footer(kFooter);
   app.get_formatter()->label("SUBCOMMAND", "COMMAND");
@@ -37,6 +52,8 @@ int runCli(const std::vector<std::string>& args, std::ostream& out, std::ostream
   app.add_flag("--json", context.json, "Print machine-readable JSON instead of text");
   app.add_flag("--verbose", context.verbose,
                "Print diagnostics (key=value lines) on standard error");
+  app.add_option("--lang", context.languageOption,
+                 "Print messages in this language for this run: en, fr, it, de or es");
   app.fallthrough();  // so global flags may follow the command too
   app.require_subcommand(0, 1);
   for (const CommandEntry& entry : cliCommands()) {

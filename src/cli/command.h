@@ -7,9 +7,11 @@
 #pragma once
 
 #include <CLI/CLI.hpp>
+#include <initializer_list>
 #include <ostream>
 #include <span>
 #include <stdexcept>
+#include <string>
 #include <string_view>
 
 namespace quorvane {
@@ -17,8 +19,16 @@ namespace quorvane {
 struct CliContext {
   std::ostream& out;
   std::ostream& err;
-  bool json = false;     // --json: machine-readable output on `out`
-  bool verbose = false;  // --verbose: diagnostics on `err`
+  bool json = false;           // --json: machine-readable output on `out`
+  bool verbose = false;        // --verbose: diagnostics on `err`
+  std::string languageOption;  // --lang
+
+  // The language messages are printed in: --lang, else the user's choice
+  // in the preferences, else the system's (LANGUAGE, LC_ALL, …).
+  std::string language() const;
+  // An interface text in that language, its placeholders filled in order.
+  std::string text(std::string_view key) const;
+  std::string format(std::string_view key, std::initializer_list<std::string> arguments) const;
 };
 
 // A user-facing failure: bad arguments, unreadable input.

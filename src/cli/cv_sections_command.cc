@@ -8,28 +8,41 @@
 namespace quorvane {
 namespace {
 
-nlohmann::json sectionJson(const CVSectionConfig& section) {
-  nlohmann::json fields = nlohmann::json::array();
-  for (const CVFieldConfig& field : section.fields) {
-    fields.push_back({{"id", field.id},
-                      {"label", field.label},
-                      {"placeholder", field.placeholder},
-                      {"labelKey", cvFieldLabelKey(field.id)},
-                      {"placeholderKey", cvFieldPlaceholderKey(field.id)}});
-  }
-  return {{"key", rawValue(section.id)},
-          {"title", section.title},
-          {"emptyLabel", section.emptyLabel},
-          {"titleKey", cvSectionTitleKey(section.id)},
-          {"emptyLabelKey", cvSectionEmptyLabelKey(section.id)},
-          {"fields", std::move(fields)}};
+// A catalogue text, or the built-in English when the catalogue has none.
+std::string localized(const std::string& key, std::string_view fallback,
+                      const CliContext& context) {
+  const std::string text = context.text(key);
+  return text == key ? std::string(fallback) : text;
 }
 
-void printSectionText(const CVSectionConfig& section, std::ostream& out) {
-  out << section.title << " (" << rawValue(section.id) << ")\n";
+nlohmann::json sectionJson(const CVSectionConfig& section, const CliContext& context) {
+  nlohmann::json fields = nlohmann::json::array();
   for (const CVFieldConfig& field : section.fields) {
-    out << "  " << field.id << ": " << field.label;
-    if (!field.placeholder.empty()) out << "  e.g. " << field.placeholder;
+    fields.push_back(
+        {{"id", field.id},
+         {"label", localized(cvFieldLabelKey(field.id), field.label, context)},
+         {"placeholder", localized(cvFieldPlaceholderKey(field.id), field.placeholder, context)},
+         {"labelKey", cvFieldLabelKey(field.id)},
+         {"placeholderKey", cvFieldPlaceholderKey(field.id)}});
+  }
+  return {
+      {"key", rawValue(section.id)},
+      {"title", localized(cvSectionTitleKey(section.id), section.title, context)},
+      {"emptyLabel", localized(cvSectionEmptyLabelKey(section.id), section.emptyLabel, context)},
+      {"titleKey", cvSectionTitleKey(section.id)},
+      {"emptyLabelKey", cvSectionEmptyLabelKey(section.id)},
+      {"fields", std::move(fields)}};
+}
+
+void printSectionText(const CVSectionConfig& section, const CliContext& context) {
+  std::ostream& out = context.out;
+  out << localized(cvSectionTitleKey(section.id), section.title, context) << " ("
+      << rawValue(section.id) << ")\n";
+  for (const CVFieldConfig& field : section.fields) {
+    out << "  " << field.id << ": " << localized(cvFieldLabelKey(field.id), field.label, context);
+    const std::string placeholder =
+        localized(cvFieldPlaceholderKey(field.id), field.placeholder, context);
+    if (!placeholder.empty()) out << "  — " << placeholder;
     out << '\n';
   }
 }
@@ -37,11 +50,13 @@ void printSectionText(const CVSectionConfig& section, std::ostream& out) {
 void printSections(CliContext& context) {
   if (context.json) {
     nlohmann::json sections = nlohmann::json::array();
-    for (const auto& section : cvSectionConfigs()) sections.push_back(sectionJson(section));
+    for (const auto& section : cvSectionConfigs()) {
+      sections.push_back(sectionJson(section, context));
+    }
     context.out << sections.dump(2) << '\n';
     return;
   }
-  for (const auto& section : cvSectionConfigs()) printSectionText(section, context.out);
+  for (const auto& section : cvSectionConfigs()) printSectionText(section, context);
 }
 
 }  // namespace

@@ -30,11 +30,11 @@ struct FileNameOptions {
 };
 
 // Noon of the given local day, so the day survives any time zone offset.
-Date localNoon(const std::string& text) {
+Date localNoon(const std::string& text, const CliContext& context) {
   int year = 0, month = 0, day = 0;
   char end = 0;
   if (std::sscanf(text.c_str(), "%4d-%2d-%2d%c", &year, &month, &day, &end) != 3) {
-    throw CliError("--date wants a day written YYYY-MM-DD, not '" + text + "'");
+    throw CliError(context.format("cli.file_name.bad_date", {text}));
   }
   std::tm local{};
   local.tm_year = year - 1900;
@@ -44,7 +44,7 @@ Date localNoon(const std::string& text) {
   local.tm_isdst = -1;
   const std::time_t seconds = std::mktime(&local);
   if (seconds == -1 || local.tm_mday != day || local.tm_mon != month - 1) {
-    throw CliError("--date " + text + " is not a day of the calendar");
+    throw CliError(context.format("cli.file_name.no_such_day", {text}));
   }
   return dateFromSeconds(static_cast<double>(seconds));
 }
@@ -52,7 +52,7 @@ Date localNoon(const std::string& text) {
 Date nowDate() { return std::chrono::time_point_cast<Seconds>(std::chrono::system_clock::now()); }
 
 void printFileName(const FileNameOptions& options, CliContext& context) {
-  const Date when = options.date.empty() ? nowDate() : localNoon(options.date);
+  const Date when = options.date.empty() ? nowDate() : localNoon(options.date, context);
   const std::string name = exportFileName(kKindNames.at(options.kind), options.details,
                                           options.language, when, options.label);
   if (context.json) {

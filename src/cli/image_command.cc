@@ -1,36 +1,35 @@
 // quorvane image info FILE | image derive FILE --preset web|print -o OUT —
 // what the program makes of an image.
+#include <algorithm>
 #include <new>
 #include <nlohmann/json.hpp>
 #include <string>
 #include <system_error>
 
 #include "cli/command.h"
+#include "cli/text_width.h"
 #include "images/image_optimizer.h"
 #include "platform/file_system.h"
 
 namespace quorvane {
 namespace {
 
-constexpr const char* kReadableFormats = "JPEG, PNG, GIF, TIFF, HEIC/HEIF or WebP";
-
-Bytes readImageFile(const std::string& path) {
+Bytes readImageFile(const std::string& path, const CliContext& context) {
   try {
     return realFileSystem().readFile(path);
   } catch (const std::system_error& error) {
-    throw CliError("cannot read " + path + ": " + error.code().message());
+    throw CliError(context.format("cli.image.cannot_read", {path, error.code().message()}));
   } catch (const std::bad_alloc&) {
-    throw CliError("cannot read " + path + ": it does not fit in memory");
+    throw CliError(context.format("cli.image.cannot_read",
+                                  {path, context.text("cli.image.does_not_fit_in_memory")}));
   }
 }
 
 void printInfo(const std::string& path, CliContext& context) {
   const ImageOptimizer optimizer;
-  const Bytes bytes = readImageFile(path);
+  const Bytes bytes = readImageFile(path, context);
   const std::optional<std::string> mimeType = optimizer.sniffMimeType(bytes);
-  if (!mimeType) {
-    throw CliError(path + " is not an image Quorvane can read (" + kReadableFormats + ")");
-  }
+  if (!mimeType) throw CliError(context.format("cli.image.not_an_image", {path}));
   const std::string extension = ImageOptimizer::fileExtension(*mimeType);
   const std::optional<PixelSize> size = optimizer.pixelSize(bytes);
   if (context.json) {
@@ -40,13 +39,30 @@ void printInfo(const std::string& path, CliContext& context) {
     context.out << json.dump(2) << '\n';
     return;
   }
-  context.out << "type       " << *mimeType << '\n'
-              << "stored as  ." << extension << '\n'
-              << "size       "
-              << (size ? std::to_string(size->width) + " × " + std::to_string(size->height) +
-                             " pixels"
-                       : std::string("unknown: the header gives no usable size"))
-              << '\n';
+  printLines({{context.text("cli.image.label.type"), *mimeType},
+              {context.text("cli.image.label.stored_as"), "." + extension},
+              {context.text("cli.image.label.size"),
+               size ? context.format("cli.image.size_value",
+                                     {std::to_string(size->width), std::to_string(size->height)})
+                    : context.text("cli.image.size_unknown")}},
+             context.out);
+}
+
+// Why an image was refused, in the user's language.
+std::string reasonOf(const ImageDeriverError& error, const CliContext& context) {
+  if (const auto& size = error.declaredSize()) {
+    return context.format("cli.image.reason.too_large",
+                          {std::to_string(size->first), std::to_string(size->second)});
+  }
+  switch (error.errorCase()) {
+    case ImageDeriverError::Case::invalidSourceMetadata:
+      return context.text("cli.image.reason.invalid_metadata");
+    case ImageDeriverError::Case::encodeFailed:
+      return context.text("cli.image.reason.encode_failed");
+    case ImageDeriverError::Case::decodeFailed:
+      break;
+  }
+  return context.text("cli.image.reason.decode_failed");
 }
 
 struct DeriveOptions {
@@ -56,19 +72,20 @@ struct DeriveOptions {
 };
 
 void derive(const DeriveOptions& options, CliContext& context) {
-  const Bytes bytes = readImageFile(options.input);
+  const Bytes bytes = readImageFile(options.input, context);
   const ImageDerivativePreset& preset = options.preset == "print" ? kPrintPreset : kWebPreset;
   DerivedImageResult result;
   try {
     result = ImageOptimizer().derive(bytes, preset);
   } catch (const ImageDeriverError& error) {
-    throw CliError("cannot make a " + options.preset + " derivative of " + options.input + ": " +
-                   error.what());
+    throw CliError(context.format("cli.image.cannot_derive",
+                                  {options.preset, options.input, reasonOf(error, context)}));
   }
   try {
     realFileSystem().writeFileAtomically(options.output, result.data);
   } catch (const std::system_error& error) {
-    throw CliError("cannot write " + options.output + ": " + error.code().message());
+    throw CliError(
+        context.format("cli.image.cannot_write", {options.output, error.code().message()}));
   }
   if (context.json) {
     context.out << nlohmann::json{{"output", options.output},
@@ -79,8 +96,10 @@ void derive(const DeriveOptions& options, CliContext& context) {
                 << '\n';
     return;
   }
-  context.out << options.output << ": " << result.width << " × " << result.height << " pixels, "
-              << result.data.size() << " bytes\n";
+  context.out << context.format("cli.image.derived",
+                                {options.output, std::to_string(result.width),
+                                 std::to_string(result.height), std::to_string(result.data.size())})
+              << '\n';
 }
 
 }  // namespace

@@ -5,6 +5,8 @@
 #include <vector>
 
 #include "cli/command.h"
+#include "cli/text_width.h"
+#include "pdf/localization.h"
 #include "platform/paths.h"
 #include "storage/app_container.h"
 
@@ -12,17 +14,9 @@ namespace quorvane {
 namespace {
 
 // What the user reads for a storage notice.
-std::string noticeText(const StorageNotice& notice) {
-  if (notice.key == kRecoveryArchivedNotice) {
-    return "Your library could not be opened. It has been set aside, unchanged, in " +
-           (notice.arguments.empty() ? std::string("the Recovery folder") : notice.arguments[0]) +
-           ", and Quorvane has started a new, empty library.";
-  }
-  if (notice.key == kFallbackTemporaryNotice) {
-    return "Quorvane could not open or create your library and is working on a temporary one: "
-           "nothing done in this session will be kept.";
-  }
-  return notice.key;
+std::string noticeText(const StorageNotice& notice, const CliContext& context) {
+  std::vector<std::string> arguments = notice.arguments;
+  return fillPlaceholders(context.text(notice.key), arguments);
 }
 
 std::vector<std::string> recoveryCopies(const std::string& databasePath) {
@@ -52,7 +46,7 @@ void printInfo(CliContext& context) {
   const BootedStorage storage = AppContainer::bootStorage(BootEnvironment::standard(
       context.verbose ? static_cast<Logger&>(diagnostics) : nullLogger()));
   for (const StorageNotice& notice : storage.notices) {
-    context.err << "quorvane: " << noticeText(notice) << '\n';
+    context.err << "quorvane: " << noticeText(notice, context) << '\n';
   }
   // The health of the database first: a library damaged inside may fail the
   // counts, and then the check is what the user needs to see.
@@ -90,19 +84,23 @@ void printInfo(CliContext& context) {
                 << '\n';
     return;
   }
-  context.out << "library      " << storage.databasePath
-              << (storage.isFallback ? "  (temporary: nothing is kept after this run)" : "") << '\n'
-              << "media        " << storage.media->directory() << '\n'
-              << "preferences  " << preferencesFilePath() << '\n'
-              << "projects     " << (projects ? std::to_string(*projects) : "unknown") << '\n'
-              << "artworks     " << (artworks ? std::to_string(*artworks) : "unknown") << '\n'
-              << "integrity    " << integrity << '\n';
-  if (copies.empty()) {
-    context.out << "recovery     none\n";
-  }
+  const std::string unknown = context.text("cli.info.unknown");
+  std::vector<std::pair<std::string, std::string>> lines{
+      {context.text("cli.info.label.library"),
+       storage.databasePath +
+           (storage.isFallback ? "  " + context.text("cli.info.temporary") : std::string())},
+      {context.text("cli.info.label.media"), storage.media->directory()},
+      {context.text("cli.info.label.preferences"), preferencesFilePath()},
+      {context.text("cli.info.label.projects"), projects ? std::to_string(*projects) : unknown},
+      {context.text("cli.info.label.artworks"), artworks ? std::to_string(*artworks) : unknown},
+      {context.text("cli.info.label.integrity"), integrity},
+  };
+  const std::string recovery = context.text("cli.info.label.recovery");
+  if (copies.empty()) lines.emplace_back(recovery, context.text("cli.info.none"));
   for (std::size_t i = 0; i < copies.size(); ++i) {
-    context.out << (i == 0 ? "recovery     " : "             ") << copies[i] << '\n';
+    lines.emplace_back(i == 0 ? recovery : std::string(), copies[i]);
   }
+  printLines(lines, context.out);
 }
 
 }  // namespace

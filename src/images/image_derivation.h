@@ -4,9 +4,11 @@
 
 #include <array>
 #include <cstdint>
+#include <optional>
 #include <stdexcept>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "model/raw_value.h"
@@ -62,12 +64,18 @@ class ImageDeriverError : public std::runtime_error {
  public:
   enum class Case { decodeFailed, invalidSourceMetadata, encodeFailed };
 
-  ImageDeriverError(Case errorCase, const std::string& what)
-      : std::runtime_error(what), case_(errorCase) {}
+  ImageDeriverError(Case errorCase, const std::string& what,
+                    std::optional<std::pair<std::int64_t, std::int64_t>> declaredSize = {})
+      : std::runtime_error(what), case_(errorCase), declaredSize_(declaredSize) {}
   Case errorCase() const { return case_; }
+  // Width and height, when the image was refused for the size it declares.
+  const std::optional<std::pair<std::int64_t, std::int64_t>>& declaredSize() const {
+    return declaredSize_;
+  }
 
  private:
   Case case_;
+  std::optional<std::pair<std::int64_t, std::int64_t>> declaredSize_;
 };
 
 // The most pixels an original may declare. Beyond this (a 17,300 × 17,300

@@ -198,9 +198,11 @@ DerivedImageResult ImageOptimizer::derive(std::span<const std::uint8_t> source,
     fail(Case::invalidSourceMetadata, "the image's header gives no usable size");
   }
   if (width * height > kMaximumSourcePixels) {
-    fail(Case::decodeFailed, "the image declares " + std::to_string(width) + " × " +
-                                 std::to_string(height) +
-                                 " pixels, more than the 300 million Quorvane decodes");
+    throw ImageDeriverError(Case::decodeFailed,
+                            "the image declares " + std::to_string(width) + " × " +
+                                std::to_string(height) +
+                                " pixels, more than the 300 million Quorvane decodes",
+                            std::pair{width, height});
   }
 
   const int target = targetLongEdge(preset, width, height);
