@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include <regex>
+#include <cctype>
 
 #include "cli/cli_run.h"
 #include "platform/preferences.h"
@@ -36,11 +36,20 @@ TEST(UiTextTest, PlaceholdersAreFilledInOrder) {
 
 // The placeholders of a text, in order: "%@", "%d", "%.1f", "{year}", …
 std::vector<std::string> placeholdersOf(const std::string& text) {
-  static const std::regex placeholder(R"(%[0-9.l]*[@a-zA-Z]|\{[a-z_]+\})");
   std::vector<std::string> found;
-  for (auto it = std::sregex_iterator(text.begin(), text.end(), placeholder);
-       it != std::sregex_iterator(); ++it) {
-    found.push_back(it->str());
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    if (text[i] == '{') {
+      const std::size_t close = text.find('}', i);
+      if (close != std::string::npos) found.push_back(text.substr(i, close - i + 1));
+    } else if (text[i] == '%' && i + 1 < text.size()) {
+      std::size_t end = i + 1;
+      while (end < text.size() && (std::isdigit(static_cast<unsigned char>(text[end])) ||
+                                   text[end] == '.' || text[end] == 'l')) {
+        ++end;
+      }
+      if (end < text.size()) found.push_back(text.substr(i, end - i + 1));
+      i = end;
+    }
   }
   return found;
 }
