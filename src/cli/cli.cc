@@ -33,7 +33,8 @@ std::vector<const char*> argvFor(const std::vector<std::string>& args) {
 
 std::string CliContext::language() const {
   if (!languageOption.empty()) return languageOption;
-  return interfaceLanguage(Preferences(preferencesFilePath()));
+  if (!resolvedLanguage) resolvedLanguage = interfaceLanguage(Preferences(preferencesFilePath()));
+  return *resolvedLanguage;
 }
 
 std::string CliContext::text(std::string_view key) const { return uiText(key, language()); }
@@ -44,7 +45,12 @@ std::string CliContext::format(std::string_view key,
 }
 
 int runCli(const std::vector<std::string>& args, std::ostream& out, std::ostream& err) {
-  CliContext context{.out = out, .err = err, .json = false, .verbose = false, .languageOption = {}};
+  CliContext context{.out = out,
+                     .err = err,
+                     .json = false,
+                     .verbose = false,
+                     .languageOption = {},
+                     .resolvedLanguage = {}};
   CLI::App app{kDescription, "quorvane"};
   app.footer(kFooter);
   app.get_formatter()->label("SUBCOMMAND", "COMMAND");

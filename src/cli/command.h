@@ -8,6 +8,7 @@
 
 #include <CLI/CLI.hpp>
 #include <initializer_list>
+#include <optional>
 #include <ostream>
 #include <span>
 #include <stdexcept>
@@ -19,9 +20,10 @@ namespace quorvane {
 struct CliContext {
   std::ostream& out;
   std::ostream& err;
-  bool json = false;           // --json: machine-readable output on `out`
-  bool verbose = false;        // --verbose: diagnostics on `err`
-  std::string languageOption;  // --lang
+  bool json = false;                                    // --json: machine-readable output on `out`
+  bool verbose = false;                                 // --verbose: diagnostics on `err`
+  std::string languageOption;                           // --lang
+  mutable std::optional<std::string> resolvedLanguage;  // read once per run
 
   // The language messages are printed in: --lang, else the user's choice
   // in the preferences, else the system's (LANGUAGE, LC_ALL, …).

@@ -4,15 +4,19 @@
 
 #include "cli/command.h"
 #include "cv/cv_sections.h"
+#include "pdf/localization.h"
 
 namespace quorvane {
 namespace {
 
-// A catalogue text, or the built-in English when the catalogue has none.
-std::string localized(const std::string& key, std::string_view fallback,
+// A field's catalogue text serves every section that has the field; the
+// built-in English is the section's own wording ("Residency name" rather
+// than "Name"). So English keeps the section's wording, and a translation
+// is used where there is one.
+std::string localized(const std::string& key, std::string_view sectionEnglish,
                       const CliContext& context) {
   const std::string text = context.text(key);
-  return text == key ? std::string(fallback) : text;
+  return text == key || text == uiText(key, "en") ? std::string(sectionEnglish) : text;
 }
 
 nlohmann::json sectionJson(const CVSectionConfig& section, const CliContext& context) {
