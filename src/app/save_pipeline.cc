@@ -1,0 +1,218 @@
+#include "app/save_pipeline.h"
+
+namespace quorvane {
+
+SavePipeline::SavePipeline(Executor& main, const Clock& clock, Executor& saveQueue,
+                           IncrementalSnapshotRepository& repository, Listener listener)
+    : main_(main),
+      clock_(clock),
+      saveQueue_(saveQueue),
+      repository_(repository),
+      listener_(std::move(listener)),
+      self_(std::make_shared<SavePipeline*>(this)) {}
+
+SavePipeline::~SavePipeline() {
+  for (auto& [section, save] : pending_) save.workItem.cancel();
+  for (auto& [section, reset] : badgeResets_) reset.cancel();
+  savingReset_.cancel();
+}
+
+bool SavePipeline::isSaved(SaveSection section) const {
+  const auto it = savedFlags_.find(section);
+  return it != savedFlags_.end() && it->second;
+}
+
+std::uint64_t SavePipeline::generationOf(const std::string& projectId) const {
+  const std::lock_guard lock(writeMutex_);
+  const auto it = generations_.find(projectId);
+  return it == generations_.end() ? 0 : it->second;
+}
+
+void SavePipeline::scheduleSave(SaveSection section, const Project& project,
+                                const StudioSnapshot& snapshot) {
+  if (webCVImportTarget_ == project.id) {
+    deferredSections_[project.id].insert(section);
+    deferredSnapshots_.insert_or_assign(project.id, std::pair{project, snapshot});
+    return;
+  }
+  const std::uint64_t fingerprint = sectionFingerprint(section, project, snapshot);
+  if (const auto pending = pending_.find(section); pending != pending_.end()) {
+    pending->second.workItem.cancel();
+    pending_.erase(pending);
+  }
+  const auto saved = lastSavedFingerprints_.find(section);
+  if (saved != lastSavedFingerprints_.end() && saved->second == fingerprint) {
+    // Back to what was saved last: nothing to write, and a pending save of
+    // the content in between must not be written either.
+    updateWaiting();
+    return;
+  }
+  const std::weak_ptr<SavePipeline*> weak = self_;
+  WorkItem item = main_.postAfter(kQuietBeforeSave, [weak, section] {
+    if (const auto self = weak.lock()) (*self)->fire(section);
+  });
+  pending_.insert_or_assign(section, PendingSave{item, project, snapshot, fingerprint,
+                                                 generationOf(project.id), nextSequence_++});
+  updateWaiting();
+}
+
+void SavePipeline::fire(SaveSection section) {
+  const auto it = pending_.find(section);
+  if (it == pending_.end()) return;
+  Write write{section,
+              it->second.project,
+              it->second.snapshot,
+              it->second.fingerprint,
+              it->second.generation,
+              it->second.sequence};
+  pending_.erase(it);
+  updateWaiting();
+  beginSaving();
+  const std::weak_ptr<SavePipeline*> weak = self_;
+  saveQueue_.post([weak, write = std::move(write)] {
+    const auto self = weak.lock();
+    if (!self) return;
+    SavedProject saved;
+    std::exception_ptr error;
+    const Outcome outcome = (*self)->write(write, saved, error);
+    (*self)->main_.post([weak, write, outcome, saved, error] {
+      if (const auto pipeline = weak.lock()) (*pipeline)->finish(write, outcome, saved, error);
+    });
+  });
+}
+
+SavePipeline::Outcome SavePipeline::write(const Write& write, SavedProject& saved,
+                                          std::exception_ptr& error) {
+  // One write at a time, here or in a flush: the checks and the write must
+  // not be overtaken by a newer write of the same section.
+  const std::lock_guard lock(writeMutex_);
+  const auto generation = generations_.find(write.project.id);
+  if ((generation == generations_.end() ? 0 : generation->second) != write.generation) {
+    return Outcome::dropped;  // issued before a web CV import changed the project
+  }
+  std::uint64_t& lastWritten = lastWrittenSequences_[write.section];
+  if (lastWritten > write.sequence) return Outcome::dropped;  // newer content is written
+  try {
+    saved = repository_.save(write.project, write.snapshot, storageSectionName(write.section));
+    lastWritten = write.sequence;
+    return Outcome::written;
+  } catch (...) {
+    error = std::current_exception();
+    return Outcome::failed;
+  }
+}
+
+void SavePipeline::finish(const Write& write, Outcome outcome, const SavedProject& saved,
+                          const std::exception_ptr& error) {
+  endSaving();
+  if (outcome == Outcome::failed) {
+    if (listener_.failed) listener_.failed(write.section, error);
+    return;
+  }
+  if (outcome == Outcome::dropped) return;
+  lastSavedFingerprints_[write.section] = write.fingerprint;
+  savedFlags_[write.section] = true;
+  badgeResets_[write.section].cancel();
+  const std::weak_ptr<SavePipeline*> weak = self_;
+  const SaveSection section = write.section;
+  badgeResets_[section] = main_.postAfter(kSavedBadge, [weak, section] {
+    const auto self = weak.lock();
+    if (!self) return;
+    (*self)->savedFlags_[section] = false;
+    (*self)->changed();
+  });
+  if (listener_.saved) listener_.saved(write.section, saved);
+  changed();
+}
+
+void SavePipeline::flushPendingSaves() {
+  std::map<SaveSection, PendingSave> pending;
+  pending.swap(pending_);
+  updateWaiting();
+  for (auto& [section, save] : pending) {
+    save.workItem.cancel();
+    const Write write{section,          save.project,    save.snapshot,
+                      save.fingerprint, save.generation, save.sequence};
+    beginSaving();
+    SavedProject saved;
+    std::exception_ptr error;
+    const Outcome outcome = this->write(write, saved, error);
+    finish(write, outcome, saved, error);
+  }
+}
+
+void SavePipeline::beginWebCVImport(const std::string& projectId) {
+  webCVImportTarget_ = projectId;
+}
+
+void SavePipeline::endWebCVImport(const std::string& projectId) {
+  if (webCVImportTarget_ == projectId) webCVImportTarget_.reset();
+  {
+    const std::lock_guard lock(writeMutex_);
+    ++generations_[projectId];
+  }
+  const auto snapshot = deferredSnapshots_.find(projectId);
+  const auto sections = deferredSections_.find(projectId);
+  if (snapshot != deferredSnapshots_.end() && sections != deferredSections_.end()) {
+    const auto [project, content] = snapshot->second;
+    const std::set<SaveSection> held = sections->second;
+    deferredSnapshots_.erase(snapshot);
+    deferredSections_.erase(sections);
+    for (const SaveSection section : held) scheduleSave(section, project, content);
+  }
+}
+
+void SavePipeline::beginSaving() {
+  savingReset_.cancel();
+  if (activeSaves_ == 0) savingBeganAt_ = clock_.now();
+  ++activeSaves_;
+  if (!isSaving_) {
+    isSaving_ = true;
+    changed();
+  }
+}
+
+void SavePipeline::endSaving() {
+  activeSaves_ = std::max(activeSaves_ - 1, 0);
+  if (activeSaves_ > 0) return;
+  const std::int64_t elapsed =
+      savingBeganAt_ ? millisecondsSince1970(clock_.now()) - millisecondsSince1970(*savingBeganAt_)
+                     : 0;
+  const std::int64_t remaining = kMinimumSavingIndicator.count() - elapsed;
+  savingReset_.cancel();
+  const auto switchOff = [this] {
+    savingBeganAt_.reset();
+    if (isSaving_) {
+      isSaving_ = false;
+      changed();
+    }
+  };
+  if (remaining < 1) {
+    switchOff();
+    return;
+  }
+  const std::weak_ptr<SavePipeline*> weak = self_;
+  savingReset_ = main_.postAfter(Milliseconds(remaining), [weak] {
+    const auto self = weak.lock();
+    if (!self) return;
+    SavePipeline& pipeline = **self;
+    pipeline.savingBeganAt_.reset();
+    if (pipeline.isSaving_) {
+      pipeline.isSaving_ = false;
+      pipeline.changed();
+    }
+  });
+}
+
+void SavePipeline::updateWaiting() {
+  const bool waiting = !pending_.empty();
+  if (waiting == isSaveWaiting_) return;
+  isSaveWaiting_ = waiting;
+  changed();
+}
+
+void SavePipeline::changed() {
+  if (listener_.stateChanged) listener_.stateChanged();
+}
+
+}  // namespace quorvane

@@ -1,0 +1,38 @@
+// The areas of a project that save independently, and the fingerprint that
+// tells whether an area changed since it was last saved.
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <string_view>
+
+#include "model/raw_value.h"
+#include "model/records.h"
+
+namespace quorvane {
+
+enum class SaveSection { artworks, bio, statement, cv, details, projectStatement };
+
+template <>
+struct RawValueTable<SaveSection> {
+  static constexpr std::array<RawCase<SaveSection>, 6> cases{{
+      {SaveSection::artworks, "artworks"},
+      {SaveSection::bio, "bio"},
+      {SaveSection::statement, "statement"},
+      {SaveSection::cv, "cv"},
+      {SaveSection::details, "details"},
+      {SaveSection::projectStatement, "projectStatement"},
+  }};
+};
+
+// The name the database gives the section ("project_statement" for the
+// project statement).
+std::string_view storageSectionName(SaveSection section);
+
+// A hash of everything the save of `section` writes: the project row (every
+// save writes it) and the section's own content and times. It changes
+// whenever that persisted content changes.
+std::uint64_t sectionFingerprint(SaveSection section, const Project& project,
+                                 const StudioSnapshot& snapshot);
+
+}  // namespace quorvane

@@ -1,0 +1,56 @@
+#include "platform/executor.h"
+
+#include <gtest/gtest.h>
+
+#include <vector>
+
+namespace quorvane {
+namespace {
+
+using namespace std::chrono_literals;
+
+TEST(ManualExecutorTest, RunsTasksInTimeOrderAndSkipsCancelledOnes) {
+  ManualExecutor executor;
+  std::vector<std::string> ran;
+  executor.postAfter(200ms, [&] { ran.push_back("late"); });
+  const WorkItem cancelled = executor.postAfter(100ms, [&] { ran.push_back("cancelled"); });
+  executor.post([&] {
+    ran.push_back("now");
+    executor.post([&] { ran.push_back("posted by a task"); });
+  });
+  cancelled.cancel();
+  executor.runUntilIdle();
+  EXPECT_EQ(ran, (std::vector<std::string>{"now", "posted by a task"}));
+  EXPECT_EQ(executor.pendingCount(), 1u);
+  const std::int64_t start = executor.nowMs();
+  executor.advanceBy(199ms);
+  EXPECT_EQ(ran.size(), 2u);
+  executor.advanceBy(1ms);
+  EXPECT_EQ(ran.back(), "late");
+  EXPECT_EQ(executor.nowMs(), start + 200);
+}
+
+TEST(SerialQueueTest, RunsTasksOneAtATimeInOrderOnItsOwnThread) {
+  std::vector<int> order;
+  std::thread::id worker;
+  {
+    SerialQueue queue("app.quorvane.snapshot-save");
+    for (int i = 0; i < 100; ++i) {
+      queue.post([&, i] {
+        order.push_back(i);
+        worker = std::this_thread::get_id();
+      });
+    }
+    queue.drain();
+    EXPECT_EQ(order.size(), 100u);
+    EXPECT_NE(worker, std::this_thread::get_id());
+    const WorkItem never = queue.postAfter(1h, [&] { order.push_back(-1); });
+    never.cancel();
+    queue.postAfter(1h, [&] { order.push_back(100); });
+  }  // leaving: what was posted still runs, what was cancelled does not
+  ASSERT_EQ(order.size(), 101u);
+  for (int i = 0; i <= 100; ++i) EXPECT_EQ(order[static_cast<std::size_t>(i)], i);
+}
+
+}  // namespace
+}  // namespace quorvane
