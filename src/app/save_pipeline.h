@@ -14,7 +14,10 @@
 //   so no edit is lost on exit).
 //
 // Everything but the writes runs on the main executor, which must be the one
-// calling in.
+// calling in. Tasks left behind on either executor do nothing once the
+// pipeline is gone, but a write already running on the save queue uses it:
+// drain the save queue before destroying the pipeline (quitting flushes, then
+// drains).
 #pragma once
 
 #include <cstdint>
