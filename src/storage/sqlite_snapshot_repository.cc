@@ -33,6 +33,20 @@ void writeSection(SnapshotWriter& writer, std::string_view section) {
   writer.writeSectionTimes(section);
 }
 
+// The live text assets other projects may reuse, newest first: asset id,
+// project id, project name, title and `lastColumn`, for assets matching
+// `filter`, optionally leaving out one project's own (bound as the last
+// parameter).
+std::string reusableAssetsSql(std::string_view lastColumn, std::string_view filter,
+                              bool excludesProject) {
+  std::string sql = "SELECT a.id, p.id, COALESCE(p.projectName, ''), a.title, " +
+                    std::string(lastColumn) +
+                    " FROM text_assets a INNER JOIN projects p ON p.id = a.ownerProjectId WHERE " +
+                    std::string(filter) + " AND a.archivedAt IS NULL";
+  if (excludesProject) sql += " AND p.id <> ?";
+  return sql + " ORDER BY COALESCE(a.updatedAt, p.updatedAt, p.createdAt, 0) DESC";
+}
+
 std::int64_t countOf(SQLiteDatabase& db, const char* sql) {
   Statement count = db.prepare(sql);
   return count.nextRow() ? count.int64(0).value_or(0) : 0;
@@ -136,13 +150,8 @@ void SQLiteSnapshotRepository::archiveProject(const std::string& projectId) {
 std::vector<ReusableTextAsset> SQLiteSnapshotRepository::reusableTexts(
     TextAssetType type, const std::optional<std::string>& excludingProjectId) {
   const std::lock_guard lock(mutex_);
-  std::string sql =
-      "SELECT a.id, p.id, COALESCE(p.projectName, ''), a.title, a.content FROM text_assets a "
-      "INNER JOIN projects p ON p.id = a.ownerProjectId WHERE a.type = ? AND a.archivedAt IS "
-      "NULL AND TRIM(a.content) <> ''";
-  if (excludingProjectId) sql += " AND p.id <> ?";
-  sql += " ORDER BY COALESCE(a.updatedAt, p.updatedAt, p.createdAt, 0) DESC";
-  Statement select = db_.prepare(sql);
+  Statement select = db_.prepare(reusableAssetsSql(
+      "a.content", "a.type = ? AND TRIM(a.content) <> ''", excludingProjectId.has_value()));
   select.bindText(1, rawValue(type));
   if (excludingProjectId) select.bindText(2, *excludingProjectId);
   std::vector<ReusableTextAsset> texts;
@@ -162,13 +171,8 @@ std::vector<ReusableTextAsset> SQLiteSnapshotRepository::reusableTexts(
 std::vector<ReusableCVAsset> SQLiteSnapshotRepository::reusableCVs(
     const std::optional<std::string>& excludingProjectId) {
   const std::lock_guard lock(mutex_);
-  std::string sql =
-      "SELECT a.id, p.id, COALESCE(p.projectName, ''), a.title, a.json FROM text_assets a "
-      "INNER JOIN projects p ON p.id = a.ownerProjectId WHERE a.type = 'cv' AND a.archivedAt "
-      "IS NULL";
-  if (excludingProjectId) sql += " AND p.id <> ?";
-  sql += " ORDER BY COALESCE(a.updatedAt, p.updatedAt, p.createdAt, 0) DESC";
-  Statement select = db_.prepare(sql);
+  Statement select =
+      db_.prepare(reusableAssetsSql("a.json", "a.type = 'cv'", excludingProjectId.has_value()));
   if (excludingProjectId) select.bindText(1, *excludingProjectId);
   std::vector<ReusableCVAsset> cvs;
   while (select.nextRow()) {
