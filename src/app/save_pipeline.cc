@@ -1,5 +1,8 @@
 #include "app/save_pipeline.h"
 
+#include <algorithm>
+#include <vector>
+
 namespace quorvane {
 
 SavePipeline::SavePipeline(Executor& main, const Clock& clock, Executor& saveQueue,
@@ -129,7 +132,14 @@ void SavePipeline::flushPendingSaves() {
   std::map<SaveSection, PendingSave> pending;
   pending.swap(pending_);
   updateWaiting();
-  for (auto& [section, save] : pending) {
+  // In the order the edits were made: each write carries the project row as
+  // it was at its edit, and the newest row must be written last.
+  std::vector<std::pair<SaveSection, PendingSave*>> inOrder;
+  for (auto& [section, save] : pending) inOrder.emplace_back(section, &save);
+  std::sort(inOrder.begin(), inOrder.end(),
+            [](const auto& a, const auto& b) { return a.second->sequence < b.second->sequence; });
+  for (auto& [section, pendingSave] : inOrder) {
+    PendingSave& save = *pendingSave;
     save.workItem.cancel();
     const Write write{section,          save.project,    save.snapshot,
                       save.fingerprint, save.generation, save.sequence};

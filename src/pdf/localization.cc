@@ -113,6 +113,21 @@ std::string systemLanguageCode() {
   return "en";
 }
 
+std::optional<std::string> systemRegionCode() {
+  for (const char* variable : {"LC_ALL", "LC_MEASUREMENT", "LANG"}) {
+    const char* value = std::getenv(variable);
+    if (value == nullptr || *value == '\0') continue;
+    std::string_view locale(value);
+    locale = locale.substr(0, locale.find_first_of(".@"));
+    const auto separator = locale.find_first_of("_-");
+    if (separator == std::string_view::npos) return std::nullopt;
+    const std::string_view region = locale.substr(separator + 1);
+    if (region.size() < 2 || region.size() > 3) return std::nullopt;
+    return std::string(region);
+  }
+  return std::nullopt;
+}
+
 std::string interfaceLanguage(const Preferences& preferences) {
   const std::optional<std::string> chosen = preferences.string(preference_key::kUiLanguage);
   return chosen && !chosen->empty() ? *chosen : systemLanguageCode();

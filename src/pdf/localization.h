@@ -9,6 +9,7 @@
 
 #include <array>
 #include <initializer_list>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -36,6 +37,11 @@ std::string fillPlaceholders(std::string_view text, const std::vector<std::strin
 // list), LC_ALL, LC_MESSAGES and LANG that is set, reduced to its language
 // code ("fr_FR.UTF-8" → "fr"); "en" when none is set or it says "C"/"POSIX".
 std::string systemLanguageCode();
+
+// The region of the user's locale: the first of LC_ALL, LC_MEASUREMENT and
+// LANG that is set, its part after the language ("en_US.UTF-8" → "US");
+// nothing for "C", "POSIX" or a locale without a region.
+std::optional<std::string> systemRegionCode();
 
 // The interface language in force: the user's choice in the preferences
 // ("quorvane.uiLanguage") when there is one, else the system's.

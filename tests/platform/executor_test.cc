@@ -1,5 +1,7 @@
 #include "platform/executor.h"
 
+#include "platform/main_loop.h"
+
 #include <gtest/gtest.h>
 
 #include <vector>
@@ -50,6 +52,33 @@ TEST(SerialQueueTest, RunsTasksOneAtATimeInOrderOnItsOwnThread) {
   }  // leaving: what was posted still runs, what was cancelled does not
   ASSERT_EQ(order.size(), 101u);
   for (int i = 0; i <= 100; ++i) EXPECT_EQ(order[static_cast<std::size_t>(i)], i);
+}
+
+TEST(MainLoopTest, RunsWhatOtherThreadsPostOnTheThreadThatRunsIt) {
+  MainLoop loop;
+  SerialQueue worker("app.quorvane.pdf-render");
+  std::vector<std::thread::id> ranOn;
+  for (int i = 0; i < 3; ++i) {
+    worker.post([&] { loop.post([&] { ranOn.push_back(std::this_thread::get_id()); }); });
+  }
+  worker.post([&] { loop.post([&] { loop.quit(); }); });
+  loop.run();  // returns at the quit, which follows the three results
+  ASSERT_EQ(ranOn.size(), 3u);
+  for (const auto id : ranOn) EXPECT_EQ(id, std::this_thread::get_id());
+}
+
+TEST(MainLoopTest, RunUntilIdleLeavesTimersThatAreNotDue) {
+  MainLoop loop;
+  std::vector<std::string> ran;
+  loop.postAfter(1h, [&] { ran.push_back("later"); });
+  const WorkItem cancelled = loop.postAfter(0ms, [&] { ran.push_back("cancelled"); });
+  cancelled.cancel();
+  loop.post([&] {
+    ran.push_back("first");
+    loop.post([&] { ran.push_back("posted by first"); });
+  });
+  loop.runUntilIdle();
+  EXPECT_EQ(ran, (std::vector<std::string>{"first", "posted by first"}));
 }
 
 }  // namespace

@@ -1,0 +1,803 @@
+#include "app/app_store.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <exception>
+
+#include "app/image_intake.h"
+#include "model/text.h"
+#include "pdf/localization.h"
+
+namespace quorvane {
+namespace {
+
+std::string fileNameOf(const std::string& path) {
+  const auto slash = path.find_last_of('/');
+  return slash == std::string::npos ? path : path.substr(slash + 1);
+}
+
+std::string megabytes(std::int64_t bytes) {
+  char text[32];
+  std::snprintf(text, sizeof text, "%.1f", static_cast<double>(bytes) / 1'048'576.0);
+  return text;
+}
+
+std::string describe(const std::exception_ptr& error) {
+  try {
+    if (error) std::rethrow_exception(error);
+  } catch (const std::exception& e) {
+    return e.what();
+  } catch (...) {
+  }
+  return "unknown error";
+}
+
+std::optional<std::string> nonEmpty(const std::optional<std::string>& value) {
+  if (!value || value->empty()) return std::nullopt;
+  return value;
+}
+
+// The language a new project's documents are written in: the interface
+// language when it is one of the document languages, else English.
+std::string documentLanguageFor(const std::string& interfaceLanguage) {
+  const std::string code = interfaceLanguage.substr(0, 2);
+  for (const std::string_view language : kInterfaceLanguages) {
+    if (language == code) return code;
+  }
+  return std::string(kDefaultLocale);
+}
+
+void applyChanges(const ProjectChanges& changes, Project& project, ArtworksData& artworks) {
+  if (changes.name) project.projectName = trimmedWhitespaceAndNewlines(*changes.name);
+  if (changes.title) project.projectTitle = *changes.title;
+  if (changes.year) project.projectYear = *changes.year;
+  if (changes.locale) project.locale = *changes.locale;
+  if (changes.currency) project.currency = nonEmpty(changes.currency);
+  if (changes.orientation) project.orientation = *changes.orientation;
+  if (changes.unit) project.unit = artworks.unit = *changes.unit;
+  if (changes.layout) artworks.layoutMode = *changes.layout;
+  // A catalogue kind makes a catalogue; a catalogue always has a kind.
+  if (changes.kind) project.kind = *changes.kind;
+  if (changes.catalogueKind && !changes.kind) project.kind = ProjectKind::catalogue;
+  if (project.kind == ProjectKind::catalogue) {
+    project.catalogueKind =
+        changes.catalogueKind.value_or(project.catalogueKind.value_or(CatalogueKind::price));
+  } else {
+    project.catalogueKind.reset();
+  }
+}
+
+std::optional<bool> readOptionalBoolean(const Preferences& preferences, std::string_view key) {
+  return preferences.boolean(key);
+}
+
+}  // namespace
+
+ArtworkMetadata ArtworkMetadata::of(const Artwork& artwork) {
+  return ArtworkMetadata{artwork.title,       artwork.medium,        artwork.year,
+                         artwork.artworkWidth, artwork.artworkHeight, artwork.artworkDepth,
+                         artwork.artworkText,  artwork.status,        artwork.priceCents,
+                         artwork.priceCurrency};
+}
+
+AppStore::AppStore(AppStoreServices services)
+    : services_(std::move(services)),
+      reminders_(services_.preferences, services_.logger, [this](const std::string& key) {
+        showToast(ToastStyle::success, text(key));
+      }) {
+  SavePipeline::Listener listener;
+  listener.saved = [this](SaveSection, const SavedProject& saved) {
+    if (saved.project.id == state_.project.id) {
+      adoptStoredImages(state_.snapshot, saved.storedImages);
+    }
+    for (ProjectSummary& summary : state_.projects) {
+      if (summary.id == saved.project.id) summary.updatedAt = saved.project.updatedAt;
+    }
+    countChanges(1);
+    publish();
+  };
+  listener.failed = [this](SaveSection section, std::exception_ptr error) {
+    services_.logger.log("app save failed section=" + std::string(rawValue(section)) +
+                         " error=" + describe(error));
+    fail(text("app.error.save_failed", {describe(error)}));
+  };
+  listener.stateChanged = [this] {
+    state_.isSaving = pipeline_->isSaving();
+    state_.isSaveWaiting = pipeline_->isSaveWaiting();
+    for (const SaveSection section : allCases<SaveSection>()) {
+      state_.savedFlags[section] = pipeline_->isSaved(section);
+    }
+    publish();
+  };
+  pipeline_ = std::make_unique<SavePipeline>(services_.main, services_.clock, services_.saveQueue,
+                                             services_.sectionSaves, std::move(listener));
+}
+
+AppStore::~AppStore() {
+  try {
+    pipeline_->flushPendingSaves();
+  } catch (const std::exception&) {
+    // The failure was reported through the listener.
+  }
+}
+
+// ---- State, observers, toasts -------------------------------------------
+
+std::size_t AppStore::observe(Observer observer) {
+  observers_.emplace(nextObserver_, std::move(observer));
+  return nextObserver_++;
+}
+
+void AppStore::stopObserving(std::size_t token) { observers_.erase(token); }
+
+void AppStore::publish() {
+  // A copy: an observer may stop observing while being told.
+  const auto observers = observers_;
+  for (const auto& [token, observer] : observers) observer();
+}
+
+std::string AppStore::language() const {
+  if (services_.languageOverride && !services_.languageOverride->empty()) {
+    return *services_.languageOverride;
+  }
+  return state_.uiLanguage && !state_.uiLanguage->empty() ? *state_.uiLanguage
+                                                          : systemLanguageCode();
+}
+
+std::string AppStore::text(std::string_view key, std::initializer_list<std::string> arguments) const {
+  return uiFormat(key, language(), arguments);
+}
+
+void AppStore::showToast(ToastStyle style, const std::string& message,
+                         std::optional<ToastAction> action) {
+  static constexpr std::string_view kTitles[] = {"toast.info_title", "toast.error_title",
+                                                 "toast.success_title"};
+  ToastMessage toast;
+  toast.id = services_.makeUuid();
+  toast.title = text(kTitles[static_cast<int>(style)]);
+  toast.text = message;
+  toast.style = style;
+  toast.action = action;
+  toast.placement = ToastPlacement::top;
+  if (style == ToastStyle::error) state_.lastErrorMessage = message;
+  state_.errorToast = std::move(toast);
+  publish();
+}
+
+bool AppStore::fail(const std::string& message) {
+  showToast(ToastStyle::error, message);
+  return false;
+}
+
+bool AppStore::failWithKey(std::string_view key, std::initializer_list<std::string> arguments) {
+  return fail(text(key, arguments));
+}
+
+void AppStore::dismissToast() {
+  state_.errorToast.reset();
+  publish();
+}
+
+void AppStore::countChanges(std::int64_t count) {
+  changeCount_ += static_cast<std::uint64_t>(count);
+  reminders_.recordSignificantChanges(count);
+  state_.backupReminderState = reminders_.state();
+}
+
+void AppStore::scheduleSave(SaveSection section) {
+  pipeline_->scheduleSave(section, state_.project, state_.snapshot);
+  publish();
+}
+
+// ---- Start and preferences ----------------------------------------------
+
+void AppStore::loadPreferences() {
+  const Preferences& preferences = services_.preferences;
+  namespace key = preference_key;
+  state_.uiLanguage = nonEmpty(preferences.string(key::kUiLanguage));
+  state_.themeMode = fromRawValue<ThemeMode>(preferences.string(key::kThemeMode).value_or(""))
+                         .value_or(ThemeMode::system);
+  state_.isEditTitlesEnabled = preferences.boolean(key::kEditTitlesEnabled).value_or(false);
+
+  ExportOptions options;
+  options.includeCV = preferences.boolean(key::kExportIncludeCV).value_or(true);
+  options.includeBiography = preferences.boolean(key::kExportIncludeBiography).value_or(true);
+  options.includeStatement = preferences.boolean(key::kExportIncludeStatement).value_or(true);
+  options.includeProjectStatement =
+      preferences.boolean(key::kExportIncludeProjectStatement).value_or(true);
+  options.includeTableOfContents =
+      preferences.boolean(key::kExportIncludeTableOfContents).value_or(true);
+  options.showBiographyTitle = readOptionalBoolean(preferences, key::kExportShowBiographyTitle);
+  options.showStatementTitle = readOptionalBoolean(preferences, key::kExportShowStatementTitle);
+  options.showProjectStatementTitle =
+      readOptionalBoolean(preferences, key::kExportShowProjectStatementTitle);
+  options.format = fromRawValue<PdfFormat>(preferences.string(key::kExportFormat).value_or(""))
+                       .value_or(PdfFormat::a4);
+  options.exportLocale =
+      nonEmpty(preferences.string(key::kExportLocale)).value_or(std::string(kDefaultLocale));
+  state_.exportOptions = options;
+
+  state_.completePortfolioExportCount =
+      preferences.integer(key::kCompletePortfolioExportCount).value_or(0);
+  refreshBackupReminderState();
+}
+
+void AppStore::refreshBackupReminderState() {
+  state_.backupReminderState = reminders_.state();
+  state_.activeBackupReminderLevel = reminders_.activeLevel();
+  state_.showBackupReminderSheet = reminders_.isSheetShown();
+  state_.lastProjectDataExportAt = reminders_.lastProjectDataExportAt();
+  state_.lastProjectDataImportAt = reminders_.lastProjectDataImportAt();
+}
+
+UnitSystem AppStore::initialUnit() {
+  const auto remembered = services_.preferences.string(preference_key::kInitialUnit);
+  if (remembered) {
+    if (const auto unit = fromRawValue<UnitSystem>(*remembered)) return *unit;
+  }
+  std::string region = services_.regionCode ? services_.regionCode().value_or("") : "";
+  std::transform(region.begin(), region.end(), region.begin(),
+                 [](unsigned char c) { return static_cast<char>(std::toupper(c)); });
+  const UnitSystem unit = region == "US" ? UnitSystem::in : UnitSystem::cm;
+  services_.preferences.setString(preference_key::kInitialUnit, std::string(rawValue(unit)));
+  return unit;
+}
+
+void AppStore::reloadSummaries() { state_.projects = services_.snapshots.projectSummaries(); }
+
+void AppStore::rememberCurrentProject() {
+  services_.preferences.setString(preference_key::kCurrentProjectId, state_.project.id);
+}
+
+void AppStore::adopt(LoadedProject loaded) {
+  state_.project = std::move(loaded.project);
+  state_.snapshot = std::move(loaded.snapshot);
+  state_.worksInspectorArtworkID.reset();
+  state_.imageSizeWarning.clear();
+}
+
+bool AppStore::openLoaded(const std::string& projectId, bool remember) {
+  const bool live = std::any_of(state_.projects.begin(), state_.projects.end(),
+                                [&](const ProjectSummary& p) { return p.id == projectId; });
+  if (!live) return false;
+  std::optional<LoadedProject> loaded = services_.snapshots.load(projectId);
+  if (!loaded) return false;
+  adopt(std::move(*loaded));
+  if (remember) rememberCurrentProject();
+  services_.logger.log("app open project id=" + projectId);
+  publish();
+  return true;
+}
+
+bool AppStore::start(const std::optional<std::string>& projectId) {
+  try {
+    loadPreferences();
+    reloadSummaries();
+    if (projectId) {
+      return openLoaded(*projectId, false) ||
+             failWithKey("app.error.no_such_project", {*projectId});
+    }
+    const auto remembered = services_.preferences.string(preference_key::kCurrentProjectId);
+    if (remembered && openLoaded(*remembered, true)) return true;
+    for (const ProjectSummary& summary : state_.projects) {
+      if (openLoaded(summary.id, true)) return true;
+    }
+    return startNewProject({}).has_value();
+  } catch (const std::exception& error) {
+    return failWithKey("app.error.library_unreadable", {error.what()});
+  }
+}
+
+void AppStore::quit() { settleSaves(); }
+
+void AppStore::settleSaves() {
+  pipeline_->flushPendingSaves();
+  if (services_.drainSaveQueue) services_.drainSaveQueue();
+}
+
+// ---- Projects -------------------------------------------------------------
+
+std::optional<std::string> AppStore::startNewProject(const ProjectChanges& changes) {
+  Project project;
+  project.id = services_.makeUuid();
+  project.createdAt = project.updatedAt = services_.clock.now();
+  project.locale = documentLanguageFor(language());
+  StudioSnapshot snapshot;
+  project.unit = snapshot.artworks.unit = initialUnit();
+  applyChanges(changes, project, snapshot.artworks);
+  if (!changes.title) project.projectTitle = project.projectName;
+  snapshot.details = services_.snapshots.latestDetails().value_or(ArtistDetails{});
+
+  state_.project = project;
+  state_.snapshot = std::move(snapshot);
+  state_.worksInspectorArtworkID.reset();
+  state_.projects.insert(state_.projects.begin(),
+                         ProjectSummary{project.id, project.projectName, project.projectTitle,
+                                        project.createdAt, project.updatedAt});
+  rememberCurrentProject();
+  services_.logger.log("app create project id=" + project.id);
+  // Every section: the new project owns its own (empty) texts and CV from
+  // the first write on.
+  for (const SaveSection section : allCases<SaveSection>()) scheduleSave(section);
+  return project.id;
+}
+
+std::optional<std::string> AppStore::createProject(const ProjectChanges& changes) {
+  try {
+    settleSaves();
+    return startNewProject(changes);
+  } catch (const std::exception& error) {
+    fail(error.what());
+    return std::nullopt;
+  }
+}
+
+bool AppStore::openProject(const std::string& projectId) {
+  if (projectId == state_.project.id) return true;
+  try {
+    settleSaves();
+    reloadSummaries();
+    return openLoaded(projectId, true) || failWithKey("app.error.no_such_project", {projectId});
+  } catch (const std::exception& error) {
+    return fail(error.what());
+  }
+}
+
+bool AppStore::updateProject(const ProjectChanges& changes) {
+  if (changes.name && isBlank(*changes.name)) return failWithKey("app.error.empty_name");
+  const UnitSystem unitBefore = state_.snapshot.artworks.unit;
+  applyChanges(changes, state_.project, state_.snapshot.artworks);
+  for (ProjectSummary& summary : state_.projects) {
+    if (summary.id != state_.project.id) continue;
+    summary.projectName = state_.project.projectName;
+    summary.projectTitle = state_.project.projectTitle;
+  }
+  if (state_.snapshot.artworks.unit != unitBefore) {
+    services_.logger.log("app documents stale reason=artworks_unit_changed");
+  }
+  // The project row goes with every section's write; the details write is
+  // the smallest.
+  scheduleSave(SaveSection::details);
+  return true;
+}
+
+bool AppStore::renameProject(const std::string& name) {
+  ProjectChanges changes;
+  changes.name = name;
+  return updateProject(changes);
+}
+
+bool AppStore::setProjectKind(ProjectKind kind, std::optional<CatalogueKind> catalogueKind) {
+  ProjectChanges changes;
+  changes.kind = kind;
+  changes.catalogueKind = catalogueKind;
+  return updateProject(changes);
+}
+
+std::optional<std::string> AppStore::duplicateProject() {
+  try {
+    settleSaves();
+    Project copy = state_.project;
+    copy.id = services_.makeUuid();
+    copy.createdAt = copy.updatedAt = services_.clock.now();
+    copy.projectName = text("app.project.copy_name", {state_.project.projectName});
+    StudioSnapshot snapshot = state_.snapshot;
+    // The copy's texts get assets of their own when first written.
+    snapshot.documents.clear();
+    snapshot.documentArtworkLinks.clear();
+    state_.project = copy;
+    state_.snapshot = std::move(snapshot);
+    state_.projects.insert(state_.projects.begin(),
+                           ProjectSummary{copy.id, copy.projectName, copy.projectTitle,
+                                          copy.createdAt, copy.updatedAt});
+    rememberCurrentProject();
+    for (const SaveSection section : allCases<SaveSection>()) {
+      pipeline_->scheduleSave(section, state_.project, state_.snapshot);
+    }
+    showToast(ToastStyle::success, text("inspector.project.duplicate.done"));
+    return copy.id;
+  } catch (const std::exception& error) {
+    fail(error.what());
+    return std::nullopt;
+  }
+}
+
+bool AppStore::deleteProject() {
+  try {
+    settleSaves();
+    const std::string deleted = state_.project.id;
+    services_.snapshots.archiveProject(deleted);
+    services_.logger.log("app delete project id=" + deleted);
+    countChanges(1);
+    reloadSummaries();
+    bool opened = false;
+    for (const ProjectSummary& summary : state_.projects) {
+      if ((opened = openLoaded(summary.id, true))) break;
+    }
+    if (!opened) startNewProject({});
+    showToast(ToastStyle::success, text("inspector.project.delete.done"));
+    return true;
+  } catch (const std::exception& error) {
+    return fail(error.what());
+  }
+}
+
+// ---- Artworks -------------------------------------------------------------
+
+Artwork* AppStore::artwork(const std::string& artworkId) {
+  auto& images = state_.snapshot.artworks.images;
+  const auto it = std::find_if(images.begin(), images.end(),
+                               [&](const Artwork& a) { return a.id == artworkId; });
+  return it == images.end() ? nullptr : &*it;
+}
+
+std::string AppStore::imageFailureText(const ImageIntakeError& error,
+                                       const std::string& path) const {
+  using Case = ImageIntakeError::Case;
+  switch (error.errorCase()) {
+    case Case::unreadable:
+      return text("app.error.cannot_read_file", {path, error.what()});
+    case Case::tooLarge:
+      return text("error.image_too_large") + " " +
+             text("app.error.image_size_limit", {fileNameOf(path), megabytes(error.byteSize()),
+                                                 megabytes(kMaximumOriginalBytes)});
+    case Case::notAnImage:
+      return text("app.error.not_an_image", {path});
+    case Case::optimizeFailed:
+      return text("error.image_optimize_failed") + " (" + fileNameOf(path) + ": " + error.what() +
+             ")";
+    case Case::cannotStore:
+      return text("app.error.cannot_store_image", {fileNameOf(path), error.what()});
+  }
+  return error.what();
+}
+
+std::vector<ImageAddResult> AppStore::addImages(const std::vector<std::string>& paths,
+                                                const Progress& progress) {
+  std::vector<ImageAddResult> results;
+  std::vector<OversizedImageNotice> oversized;
+  std::optional<std::string> lastFailure;
+  auto& images = state_.snapshot.artworks.images;
+  std::int64_t nextIndex = 0;
+  for (const Artwork& existing : images) nextIndex = std::max(nextIndex, existing.sortIndex + 1);
+
+  for (const std::string& path : paths) {
+    ImageAddResult result{path, std::nullopt, {}};
+    try {
+      const PreparedImage image = prepareImage(services_.media.files(), services_.images, path);
+      Artwork added;
+      added.id = services_.makeUuid();
+      added.sortIndex = nextIndex++;
+      applyImage(added, image, storeImage(services_.media, added.id, image));
+      if (added.nearLimit) {
+        state_.imageSizeWarning =
+            text(kNearLimitWarningKey, {megabytes(*added.originalByteSize)});
+        result.message = state_.imageSizeWarning;
+      }
+      services_.logger.log("app add image id=" + added.id + " bytes=" +
+                           std::to_string(*added.originalByteSize) +
+                           " web_bytes=" + std::to_string(*added.imageByteSize));
+      result.artworkId = added.id;
+      images.push_back(std::move(added));
+    } catch (const ImageIntakeError& error) {
+      result.message = imageFailureText(error, path);
+      lastFailure = result.message;
+      if (error.errorCase() == ImageIntakeError::Case::tooLarge) {
+        oversized.push_back(
+            OversizedImageNotice{services_.makeUuid(), fileNameOf(path), error.byteSize(), {}});
+      }
+    }
+    results.push_back(std::move(result));
+    if (progress) progress(results.size(), paths.size());
+  }
+
+  const auto added = std::count_if(results.begin(), results.end(),
+                                   [](const ImageAddResult& r) { return r.artworkId.has_value(); });
+  if (added > 0) {
+    countChanges(added);
+    scheduleSave(SaveSection::artworks);
+  }
+  if (!oversized.empty()) {
+    state_.oversizedImageNotices = oversized;
+    if (paths.size() > 1) {
+      showToast(ToastStyle::error, text("error.image_too_large_review"),
+                ToastAction::showOversizedImages);
+      state_.lastErrorMessage = text("error.image_too_large_review");
+      return results;
+    }
+  }
+  if (lastFailure) fail(*lastFailure);
+  return results;
+}
+
+bool AppStore::replaceImage(const std::string& artworkId, const std::string& path) {
+  Artwork* target = artwork(artworkId);
+  if (target == nullptr) return failWithKey("app.error.no_such_artwork", {artworkId});
+  try {
+    const PreparedImage image = prepareImage(services_.media.files(), services_.images, path);
+    applyImage(*target, image, storeImage(services_.media, artworkId, image));
+    state_.imageSizeWarning =
+        target->nearLimit ? text(kNearLimitWarningKey, {megabytes(*target->originalByteSize)})
+                          : std::string();
+  } catch (const ImageIntakeError& error) {
+    if (error.errorCase() == ImageIntakeError::Case::tooLarge) {
+      state_.oversizedImageNotices = {
+          OversizedImageNotice{services_.makeUuid(), fileNameOf(path), error.byteSize(), {}}};
+    }
+    return fail(imageFailureText(error, path));
+  }
+  countChanges(1);
+  scheduleSave(SaveSection::artworks);
+  return true;
+}
+
+bool AppStore::updateArtwork(const std::string& artworkId, const ArtworkMetadata& metadata) {
+  Artwork* target = artwork(artworkId);
+  if (target == nullptr) return failWithKey("app.error.no_such_artwork", {artworkId});
+  target->title = metadata.title;
+  target->medium = metadata.medium;
+  target->year = metadata.year;
+  target->artworkWidth = metadata.width;
+  target->artworkHeight = metadata.height;
+  target->artworkDepth = metadata.depth;
+  target->artworkText = metadata.text;
+  target->status = metadata.status;
+  target->priceCents = metadata.priceCents;
+  target->priceCurrency = nonEmpty(metadata.priceCurrency);
+  scheduleSave(SaveSection::artworks);
+  return true;
+}
+
+bool AppStore::reorderArtworks(const std::vector<std::string>& artworkIds) {
+  auto& images = state_.snapshot.artworks.images;
+  std::vector<std::string> current;
+  for (const Artwork& a : images) current.push_back(a.id);
+  std::vector<std::string> wanted = artworkIds;
+  std::sort(current.begin(), current.end());
+  std::sort(wanted.begin(), wanted.end());
+  if (current != wanted) return failWithKey("app.error.order_mismatch");
+  std::vector<Artwork> ordered;
+  for (const std::string& id : artworkIds) {
+    ordered.push_back(*artwork(id));
+    ordered.back().sortIndex = static_cast<std::int64_t>(ordered.size() - 1);
+  }
+  images = std::move(ordered);
+  scheduleSave(SaveSection::artworks);
+  return true;
+}
+
+bool AppStore::removeArtwork(const std::string& artworkId) {
+  auto& images = state_.snapshot.artworks.images;
+  const auto it = std::find_if(images.begin(), images.end(),
+                               [&](const Artwork& a) { return a.id == artworkId; });
+  if (it == images.end()) return failWithKey("app.error.no_such_artwork", {artworkId});
+  images.erase(it);
+  if (state_.worksInspectorArtworkID == artworkId) state_.worksInspectorArtworkID.reset();
+  scheduleSave(SaveSection::artworks);
+  return true;
+}
+
+std::vector<ReusableArtworkAsset> AppStore::vault() {
+  try {
+    // Pending artworks of this project must not show as still to be added.
+    settleSaves();
+    return services_.snapshots.reusableArtworks(state_.project.id);
+  } catch (const std::exception& error) {
+    fail(error.what());
+    return {};
+  }
+}
+
+bool AppStore::addFromVault(const std::string& artworkId) {
+  if (artwork(artworkId) != nullptr) return failWithKey("app.error.already_in_project", {artworkId});
+  const std::vector<ReusableArtworkAsset> assets = vault();
+  const auto it = std::find_if(assets.begin(), assets.end(), [&](const ReusableArtworkAsset& a) {
+    return a.id == artworkId || a.artwork.id == artworkId;
+  });
+  if (it == assets.end()) return failWithKey("app.error.not_in_vault", {artworkId});
+  Artwork added = it->artwork;
+  std::int64_t nextIndex = 0;
+  for (const Artwork& existing : state_.snapshot.artworks.images) {
+    nextIndex = std::max(nextIndex, existing.sortIndex + 1);
+  }
+  added.sortIndex = nextIndex;
+  state_.snapshot.artworks.images.push_back(std::move(added));
+  scheduleSave(SaveSection::artworks);
+  return true;
+}
+
+void AppStore::setUnit(UnitSystem unit) {
+  ProjectChanges changes;
+  changes.unit = unit;
+  updateProject(changes);
+}
+
+void AppStore::setLayoutMode(ArtworkLayoutMode mode) {
+  ProjectChanges changes;
+  changes.layout = mode;
+  updateProject(changes);
+}
+
+// ---- Texts, CV, details -----------------------------------------------------
+
+bool AppStore::setText(SaveSection section, const std::string& content,
+                       const std::optional<std::string>& title) {
+  StudioSnapshot& s = state_.snapshot;
+  switch (section) {
+    case SaveSection::bio:
+      s.biography = content;
+      if (title) s.biographyTitle = *title;
+      break;
+    case SaveSection::statement:
+      s.statement = content;
+      if (title) s.statementTitle = *title;
+      break;
+    case SaveSection::projectStatement:
+      s.projectStatement = content;
+      if (title) s.projectStatementTitle = *title;
+      break;
+    default:
+      return failWithKey("app.error.not_a_text", {std::string(rawValue(section))});
+  }
+  scheduleSave(section);
+  return true;
+}
+
+void AppStore::setCV(const CVData& cv) {
+  state_.snapshot.cv = cv;
+  scheduleSave(SaveSection::cv);
+}
+
+void AppStore::setCVTitle(const std::string& title) {
+  state_.snapshot.cvTitle = title;
+  scheduleSave(SaveSection::cv);
+}
+
+std::vector<ReusableTextAsset> AppStore::reusableTexts(TextAssetType type) {
+  try {
+    settleSaves();
+    return services_.snapshots.reusableTexts(type, state_.project.id);
+  } catch (const std::exception& error) {
+    fail(error.what());
+    return {};
+  }
+}
+
+std::vector<ReusableCVAsset> AppStore::reusableCVs() {
+  try {
+    settleSaves();
+    return services_.snapshots.reusableCVs(state_.project.id);
+  } catch (const std::exception& error) {
+    fail(error.what());
+    return {};
+  }
+}
+
+bool AppStore::reuseText(TextAssetType type, const std::string& assetId) {
+  try {
+    // A pending write of the text being replaced would land in the asset
+    // the project is about to share.
+    settleSaves();
+    if (!services_.snapshots.attachTextAsset(state_.project.id, type, assetId)) {
+      return failWithKey("app.error.no_such_text", {assetId});
+    }
+    std::optional<LoadedProject> loaded = services_.snapshots.load(state_.project.id);
+    if (!loaded) return failWithKey("app.error.no_such_project", {state_.project.id});
+    adopt(std::move(*loaded));
+    countChanges(1);
+    publish();
+    return true;
+  } catch (const std::exception& error) {
+    return fail(error.what());
+  }
+}
+
+void AppStore::setDetails(const ArtistDetails& details) {
+  state_.snapshot.details = details;
+  scheduleSave(SaveSection::details);
+}
+
+// ---- Labels -----------------------------------------------------------------
+
+bool AppStore::setLabelOverride(const LabelOverrideEntry& entry) {
+  try {
+    services_.labels.upsertLabelOverride(entry);
+    services_.logger.log("app documents stale reason=pdf_labels_changed scope=" + entry.scope);
+    countChanges(1);
+    publish();
+    return true;
+  } catch (const std::exception& error) {
+    return fail(error.what());
+  }
+}
+
+bool AppStore::clearLabelOverride(const std::string& scope, const std::string& locale,
+                                  const std::string& key) {
+  return setLabelOverride(LabelOverrideEntry{scope, locale, key, ""});
+}
+
+std::vector<LabelOverrideEntry> AppStore::labelOverrides() {
+  try {
+    return services_.labels.allLabelOverrides();
+  } catch (const std::exception& error) {
+    fail(error.what());
+    return {};
+  }
+}
+
+// ---- Settings ----------------------------------------------------------------
+
+void AppStore::setExportOptions(const ExportOptions& options) {
+  namespace key = preference_key;
+  Preferences& preferences = services_.preferences;
+  const ExportOptions before = state_.exportOptions;
+  const auto setOptional = [&](std::string_view name, const std::optional<bool>& value) {
+    if (value) {
+      preferences.setBoolean(name, *value);
+    } else {
+      preferences.remove(name);
+    }
+  };
+  preferences.setBoolean(key::kExportIncludeCV, options.includeCV);
+  preferences.setBoolean(key::kExportIncludeBiography, options.includeBiography);
+  preferences.setBoolean(key::kExportIncludeStatement, options.includeStatement);
+  preferences.setBoolean(key::kExportIncludeProjectStatement, options.includeProjectStatement);
+  preferences.setBoolean(key::kExportIncludeTableOfContents, options.includeTableOfContents);
+  setOptional(key::kExportShowBiographyTitle, options.showBiographyTitle);
+  setOptional(key::kExportShowStatementTitle, options.showStatementTitle);
+  setOptional(key::kExportShowProjectStatementTitle, options.showProjectStatementTitle);
+  preferences.setString(key::kExportFormat, std::string(rawValue(options.format)));
+  preferences.setString(key::kExportLocale, options.exportLocale);
+  state_.exportOptions = options;
+  if (options.exportLocale != before.exportLocale) {
+    services_.logger.log("app documents stale reason=export_locale_changed");
+  }
+  if (options.format != before.format) {
+    services_.logger.log("app documents stale reason=export_format_changed");
+  }
+  publish();
+}
+
+void AppStore::setUiLanguage(const std::optional<std::string>& language) {
+  if (language && !language->empty()) {
+    services_.preferences.setString(preference_key::kUiLanguage, *language);
+  } else {
+    services_.preferences.remove(preference_key::kUiLanguage);
+  }
+  state_.uiLanguage = nonEmpty(language);
+  publish();
+}
+
+void AppStore::setThemeMode(ThemeMode mode) {
+  services_.preferences.setString(preference_key::kThemeMode, std::string(rawValue(mode)));
+  state_.themeMode = mode;
+  publish();
+}
+
+void AppStore::setEditTitlesEnabled(bool enabled) {
+  services_.preferences.setBoolean(preference_key::kEditTitlesEnabled, enabled);
+  state_.isEditTitlesEnabled = enabled;
+  publish();
+}
+
+// ---- Reset -------------------------------------------------------------------
+
+bool AppStore::deleteAllUserData() {
+  try {
+    settleSaves();
+    services_.snapshots.deleteAllLibraryData();
+    services_.media.removeAllMedia();
+    services_.preferences.remove(preference_key::kCurrentProjectId);
+    services_.logger.log("app delete all data");
+    state_.oversizedImageNotices.clear();
+    state_.imageSizeWarning.clear();
+    state_.projects.clear();
+    startNewProject({});
+    showToast(ToastStyle::success, text("settings.desktop.delete_done"));
+    return true;
+  } catch (const std::exception& error) {
+    return fail(error.what());
+  }
+}
+
+}  // namespace quorvane

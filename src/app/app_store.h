@@ -1,0 +1,293 @@
+// The one owner of the application's live state and its one command
+// surface: the command line (and later the desktop interface) read `state()`
+// and change anything only through the commands below.
+//
+// Every command runs on the main executor and changes the published state
+// there, at once; the change reaches the library through the save pipeline
+// (debounced per section, never blocking). A command that fails changes
+// nothing, shows an error toast through the one toast path and returns false
+// (or nothing); `state().lastErrorMessage` holds its text.
+//
+// Decisions worth knowing:
+// - A new project takes the unit of "quorvane.initialUnit" (decided once
+//   from the region: US → inches, else centimetres), the interface language
+//   as its document language, and the artist details of the most recently
+//   changed project, since they describe the same person.
+// - Duplicating a project copies its texts, CV and details into assets of
+//   its own and shares its artworks: an artwork is one work of the library,
+//   whichever projects show it.
+// - Removing an artwork from a project keeps it in the library (the Vault)
+//   with its files; deleting a project archives it.
+// - Significant changes, for the backup reminders: every section write that
+//   reaches the library counts one (a burst of typing is one write), and
+//   each image added or replaced counts one more, a batch of twenty images
+//   being twenty works to lose.
+// - Switching, creating, duplicating or deleting a project, reusing a text
+//   and deleting all data first write every pending save, so no edit of the
+//   project being left is lost or written into the wrong place.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <map>
+#include <memory>
+#include <optional>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "app/backup_reminders.h"
+#include "app/save_pipeline.h"
+#include "app/save_section.h"
+#include "images/image_optimizer.h"
+#include "model/records.h"
+#include "platform/clock.h"
+#include "platform/executor.h"
+#include "platform/logger.h"
+#include "platform/preferences.h"
+#include "storage/files_media_store.h"
+#include "storage/snapshot_repository.h"
+
+namespace quorvane {
+
+enum class ThemeMode { system, light, dark };
+template <>
+struct RawValueTable<ThemeMode> {
+  static constexpr std::array<RawCase<ThemeMode>, 3> cases{{
+      {ThemeMode::system, "system"},
+      {ThemeMode::light, "light"},
+      {ThemeMode::dark, "dark"},
+  }};
+};
+
+enum class ToastStyle { info, error, success };
+enum class ToastAction { openExport, showOversizedImages };
+enum class ToastPlacement { top, center };
+
+struct ToastMessage {
+  std::string id;
+  std::optional<std::string> title;
+  std::string text;
+  ToastStyle style = ToastStyle::info;
+  std::optional<ToastAction> action;
+  ToastPlacement placement = ToastPlacement::top;
+
+  bool operator==(const ToastMessage&) const = default;
+};
+
+struct OversizedImageNotice {
+  std::string id;
+  std::string displayName;
+  std::int64_t byteSize = 0;
+  std::optional<Bytes> previewData;
+
+  bool operator==(const OversizedImageNotice&) const = default;
+};
+
+// What the screens show; changed only on the main executor.
+struct AppState {
+  Project project;
+  StudioSnapshot snapshot;
+  std::vector<ProjectSummary> projects;  // live projects, most recently changed first
+  std::optional<std::string> uiLanguage;
+  ThemeMode themeMode = ThemeMode::system;
+  bool isEditTitlesEnabled = false;
+  ExportOptions exportOptions;
+  bool isSaving = false;
+  bool isSaveWaiting = false;
+  std::map<SaveSection, bool> savedFlags;
+  std::string imageSizeWarning;
+  std::optional<std::string> lastErrorMessage;
+  std::optional<ToastMessage> errorToast;  // the toast on screen, whatever its style
+  std::vector<OversizedImageNotice> oversizedImageNotices;
+  bool showOversizedImagesHelper = false;
+  std::int64_t completePortfolioExportCount = 0;
+  std::optional<Date> lastProjectDataExportAt;
+  std::optional<Date> lastProjectDataImportAt;
+  BackupReminderState backupReminderState;
+  std::optional<BackupReminderLevel> activeBackupReminderLevel;
+  bool showBackupReminderSheet = false;
+  std::optional<std::string> worksInspectorArtworkID;
+  SaveSection activeStatementSection = SaveSection::statement;
+};
+
+// The collaborators of the store, owned by whoever builds it.
+struct AppStoreServices {
+  SnapshotRepository& snapshots;
+  IncrementalSnapshotRepository& sectionSaves;
+  LabelOverrideRepository& labels;
+  FilesMediaStore& media;
+  const ImageOptimizer& images;
+  Preferences& preferences;
+  Executor& main;
+  Executor& saveQueue;
+  const Clock& clock;
+  Logger& logger;
+  std::function<std::string()> makeUuid;
+  // The region of the user's locale ("US", "FR"), for the initial unit.
+  std::function<std::optional<std::string>()> regionCode;
+  // Returns once every write handed to `saveQueue` has run.
+  std::function<void()> drainSaveQueue;
+  // Overrides the interface language for this run (the command line's --lang).
+  std::optional<std::string> languageOverride;
+};
+
+// The project fields a user sets; absent fields stay as they are (or take
+// the defaults, for a new project).
+struct ProjectChanges {
+  std::optional<std::string> name;
+  std::optional<ProjectKind> kind;
+  std::optional<CatalogueKind> catalogueKind;
+  std::optional<std::string> title;
+  std::optional<std::string> year;
+  std::optional<std::string> locale;
+  std::optional<std::string> currency;  // empty removes it
+  std::optional<UnitSystem> unit;
+  std::optional<DocumentOrientation> orientation;
+  std::optional<ArtworkLayoutMode> layout;
+};
+
+// What an artist writes about a work; the image fields are the store's.
+struct ArtworkMetadata {
+  std::string title;
+  std::string medium;
+  std::string year;
+  std::string width;
+  std::string height;
+  std::string depth;
+  std::string text;
+  std::optional<ArtworkStatus> status;
+  std::optional<std::int64_t> priceCents;
+  std::optional<std::string> priceCurrency;
+
+  static ArtworkMetadata of(const Artwork& artwork);
+  bool operator==(const ArtworkMetadata&) const = default;
+};
+
+// The outcome of one file of `addImages`.
+struct ImageAddResult {
+  std::string path;
+  std::optional<std::string> artworkId;  // absent when the file was not added
+  std::string message;                   // why not, or the size warning
+
+  bool operator==(const ImageAddResult&) const = default;
+};
+
+class AppStore {
+ public:
+  using Observer = std::function<void()>;
+  // Called after each file of a batch: files done, files in all.
+  using Progress = std::function<void(std::size_t done, std::size_t total)>;
+
+  explicit AppStore(AppStoreServices services);
+  // Writes what is still pending. Saves already handed to the save queue
+  // may still be running: drain that queue before destroying the store.
+  ~AppStore();
+  AppStore(const AppStore&) = delete;
+  AppStore& operator=(const AppStore&) = delete;
+
+  // Reads the preferences and opens `projectId` when given (for this run
+  // only: it is not remembered), else the remembered project, else the most
+  // recently changed one, else a new one. False, with an error toast, when
+  // `projectId` names no live project or the library can't be read.
+  bool start(const std::optional<std::string>& projectId = {});
+  // Writes every pending save; the program may then end.
+  void quit();
+
+  const AppState& state() const { return state_; }
+  // `observer` is called on the main executor after each change of the
+  // state; the returned number takes it off again.
+  std::size_t observe(Observer observer);
+  void stopObserving(std::size_t token);
+
+  // The interface language of toasts and messages.
+  std::string language() const;
+  // Data changes made through this store since it started.
+  std::uint64_t changeCount() const { return changeCount_; }
+
+  // Projects.
+  std::optional<std::string> createProject(const ProjectChanges& changes);
+  bool openProject(const std::string& projectId);
+  bool updateProject(const ProjectChanges& changes);
+  bool renameProject(const std::string& name);
+  bool setProjectKind(ProjectKind kind, std::optional<CatalogueKind> catalogueKind = {});
+  std::optional<std::string> duplicateProject();
+  bool deleteProject();
+
+  // Artworks of the open project.
+  std::vector<ImageAddResult> addImages(const std::vector<std::string>& paths,
+                                        const Progress& progress = {});
+  bool replaceImage(const std::string& artworkId, const std::string& path);
+  bool updateArtwork(const std::string& artworkId, const ArtworkMetadata& metadata);
+  // `artworkIds` must name every artwork of the project exactly once.
+  bool reorderArtworks(const std::vector<std::string>& artworkIds);
+  bool removeArtwork(const std::string& artworkId);
+  std::vector<ReusableArtworkAsset> vault();
+  bool addFromVault(const std::string& artworkId);
+  void setUnit(UnitSystem unit);
+  void setLayoutMode(ArtworkLayoutMode mode);
+
+  // Texts: `section` is bio, statement or projectStatement.
+  bool setText(SaveSection section, const std::string& text,
+               const std::optional<std::string>& title = {});
+  void setCV(const CVData& cv);
+  void setCVTitle(const std::string& title);
+  std::vector<ReusableTextAsset> reusableTexts(TextAssetType type);
+  std::vector<ReusableCVAsset> reusableCVs();
+  // Makes the open project use another project's text (or CV) asset.
+  bool reuseText(TextAssetType type, const std::string& assetId);
+
+  void setDetails(const ArtistDetails& details);
+
+  // PDF labels. Clearing stores an empty override, which prints the
+  // built-in label again.
+  bool setLabelOverride(const LabelOverrideEntry& entry);
+  bool clearLabelOverride(const std::string& scope, const std::string& locale,
+                          const std::string& key);
+  std::vector<LabelOverrideEntry> labelOverrides();
+
+  // Settings, remembered in the preferences.
+  void setExportOptions(const ExportOptions& options);
+  void setUiLanguage(const std::optional<std::string>& language);
+  void setThemeMode(ThemeMode mode);
+  void setEditTitlesEnabled(bool enabled);
+  BackupReminders& backupReminders() { return reminders_; }
+  // Re-reads the reminder state into the published state.
+  void refreshBackupReminderState();
+
+  // Empties the library and the media folder, then starts a new project.
+  bool deleteAllUserData();
+
+  void dismissToast();
+
+ private:
+  void publish();
+  // Writes what is pending and waits for writes in flight.
+  void settleSaves();
+  void scheduleSave(SaveSection section);
+  void countChanges(std::int64_t count);
+  Artwork* artwork(const std::string& artworkId);
+  bool failWithKey(std::string_view key, std::initializer_list<std::string> arguments = {});
+  bool fail(const std::string& text);
+  void showToast(ToastStyle style, const std::string& text,
+                 std::optional<ToastAction> action = {});
+  std::string text(std::string_view key, std::initializer_list<std::string> arguments = {}) const;
+  void reloadSummaries();
+  void loadPreferences();
+  UnitSystem initialUnit();
+  void adopt(LoadedProject loaded);
+  bool openLoaded(const std::string& projectId, bool remember);
+  std::optional<std::string> startNewProject(const ProjectChanges& changes);
+  void rememberCurrentProject();
+  std::string imageFailureText(const class ImageIntakeError& error, const std::string& path) const;
+
+  AppStoreServices services_;
+  AppState state_;
+  BackupReminders reminders_;
+  std::unique_ptr<SavePipeline> pipeline_;
+  std::map<std::size_t, Observer> observers_;
+  std::size_t nextObserver_ = 1;
+  std::uint64_t changeCount_ = 0;
+};
+
+}  // namespace quorvane

@@ -1,0 +1,82 @@
+#include "app/image_intake.h"
+
+#include <optional>
+
+namespace quorvane {
+
+PreparedImage prepareImage(FileSystem& files, const ImageOptimizer& optimizer,
+                           const std::string& path) {
+  using Case = ImageIntakeError::Case;
+  PreparedImage image;
+  try {
+    // The size first: a huge file is refused without being read.
+    const auto size = static_cast<std::int64_t>(files.fileSize(path));
+    if (size > kMaximumOriginalBytes) throw ImageIntakeError(Case::tooLarge, path, size);
+    image.original = files.readFile(path);
+  } catch (const ImageIntakeError&) {
+    throw;
+  } catch (const std::exception& error) {
+    throw ImageIntakeError(Case::unreadable, error.what());
+  }
+  const auto size = static_cast<std::int64_t>(image.original.size());
+  if (size > kMaximumOriginalBytes) throw ImageIntakeError(Case::tooLarge, path, size);
+
+  const std::optional<std::string> mimeType = optimizer.sniffMimeType(image.original);
+  if (!mimeType) throw ImageIntakeError(Case::notAnImage, path, size);
+  image.mimeType = *mimeType;
+  image.extension = ImageOptimizer::fileExtension(image.mimeType);
+  try {
+    image.web = optimizer.derive(image.original, kWebPreset);
+  } catch (const ImageDeriverError& error) {
+    throw ImageIntakeError(Case::optimizeFailed, error.what(), size);
+  }
+  // The header gives the stored size; the derivative shows which way up the
+  // image is seen (EXIF orientation may turn it a quarter).
+  const std::optional<PixelSize> stored = optimizer.pixelSize(image.original);
+  PixelSize upright = stored.value_or(PixelSize{image.web.width, image.web.height});
+  const bool derivativeIsWide = image.web.width > image.web.height;
+  const bool storedIsWide = upright.width > upright.height;
+  if (image.web.width != image.web.height && derivativeIsWide != storedIsWide) {
+    std::swap(upright.width, upright.height);
+  }
+  image.uprightSize = upright;
+  return image;
+}
+
+std::string storeImage(FilesMediaStore& media, const std::string& artworkId,
+                       const PreparedImage& image) {
+  try {
+    const std::string webPath = media.writeWebDerivative(artworkId, image.web.data);
+    const std::string originalPath = media.writeOriginal(artworkId, image.original, image.extension);
+    for (const std::string& other : media.originalFiles(artworkId)) {
+      if (other == originalPath) continue;
+      try {
+        media.files().removeAll(other);
+      } catch (const std::exception&) {
+        // A stale original of another type only wastes space.
+      }
+    }
+    return webPath;
+  } catch (const std::exception& error) {
+    throw ImageIntakeError(ImageIntakeError::Case::cannotStore, error.what(),
+                           static_cast<std::int64_t>(image.original.size()));
+  }
+}
+
+void applyImage(Artwork& artwork, const PreparedImage& image, const std::string& webPath) {
+  artwork.imagePath = webPath;
+  artwork.mimeType = image.web.mimeType.empty() ? std::string(kDefaultMimeType) : image.web.mimeType;
+  artwork.imageByteSize = static_cast<std::int64_t>(image.web.data.size());
+  artwork.originalByteSize = static_cast<std::int64_t>(image.original.size());
+  artwork.width = image.uprightSize.width;
+  artwork.height = image.uprightSize.height;
+  artwork.aspect = image.uprightSize.height > 0 ? std::optional<double>(
+                                                      static_cast<double>(image.uprightSize.width) /
+                                                      static_cast<double>(image.uprightSize.height))
+                                                : std::nullopt;
+  artwork.nearLimit = image.nearLimit();
+  artwork.sizeWarning = artwork.nearLimit ? std::string(kNearLimitWarningKey) : std::string();
+  artwork.sizeWarningDismissed = false;
+}
+
+}  // namespace quorvane

@@ -1,0 +1,411 @@
+#include "app/app_store.h"
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <fstream>
+
+#include "app/image_intake.h"
+#include "images/test_images.h"
+#include "storage/sql_helpers.h"
+#include "storage/sqlite_snapshot_repository.h"
+#include "support/fakes.h"
+#include "support/temp_dir.h"
+
+namespace quorvane {
+namespace {
+
+using namespace std::chrono_literals;
+using testing::TempDir;
+
+ProjectChanges named(const std::string& name, std::optional<ProjectKind> kind = {}) {
+  ProjectChanges changes;
+  changes.name = name;
+  changes.kind = kind;
+  return changes;
+}
+
+bool logged(const testing::RecordingLogger& logger, const std::string& line) {
+  return std::find(logger.lines.begin(), logger.lines.end(), line) != logger.lines.end();
+}
+
+// A store on a real library file and media folder in a temporary home, run
+// in virtual time: the save queue is run by hand, as its thread would.
+class AppStoreTest : public ::testing::Test {
+ protected:
+  ~AppStoreTest() override {
+    if (store) store->quit();
+  }
+
+  // Builds the store (and, the first time, the library) and starts it.
+  AppStore& open(std::optional<std::string> projectId = {}) {
+    if (store) store->quit();
+    store.reset();
+    if (!repository) {
+      repository = std::make_unique<SQLiteSnapshotRepository>(SQLiteDatabase(dir.file("lib.sqlite")),
+                                                               main);
+    }
+    store = std::make_unique<AppStore>(AppStoreServices{
+        .snapshots = *repository,
+        .sectionSaves = *repository,
+        .labels = *repository,
+        .media = media,
+        .images = optimizer,
+        .preferences = preferences,
+        .main = main,
+        .saveQueue = saveQueue,
+        .clock = main,
+        .logger = logger,
+        .makeUuid = [this] { return "ID-" + std::to_string(++uuids); },
+        .regionCode = [this] { return region; },
+        .drainSaveQueue = [this] { saveQueue.runUntilIdle(); },
+        .languageOverride = language,
+    });
+    started = store->start(projectId);
+    return *store;
+  }
+  // Lets the debounce pass and every write run.
+  void settle() {
+    main.advanceBy(1s);
+    saveQueue.runUntilIdle();
+    main.runUntilIdle();
+  }
+  std::string writeImage(const std::string& name, int width, int height, int orientation = 1) {
+    const std::string suffix = name.substr(name.find_last_of('.'));
+    const auto bytes = testing::encodedImage(suffix, width, height, orientation);
+    std::ofstream(dir.file(name), std::ios::binary)
+        .write(reinterpret_cast<const char*>(bytes->data()),
+               static_cast<std::streamsize>(bytes->size()));
+    return dir.file(name);
+  }
+  std::string sql(const std::string& query) {
+    return repository->withDatabase(
+        [&](SQLiteDatabase& db) { return testing::queryValue(db, query); });
+  }
+
+  TempDir dir;
+  ManualExecutor main;
+  ManualExecutor saveQueue;
+  testing::RecordingLogger logger;
+  Preferences preferences{dir.file("prefs.json"), realFileSystem(), nullLogger(), main};
+  FilesMediaStore media{dir.file("media")};
+  ImageOptimizer optimizer;
+  std::optional<std::string> region = "FR";
+  std::optional<std::string> language = "en";
+  int uuids = 0;
+  std::unique_ptr<SQLiteSnapshotRepository> repository;
+  std::unique_ptr<AppStore> store;
+  bool started = false;
+};
+
+TEST_F(AppStoreTest, AFirstStartMakesAProjectThatTheNextStartOpensAgain) {
+  AppStore& first = open();
+  ASSERT_TRUE(started);
+  const std::string id = first.state().project.id;
+  EXPECT_EQ(preferences.string(preference_key::kCurrentProjectId), id);
+  first.renameProject("Winter show");
+  first.setText(SaveSection::bio, "Born in Lyon.");
+
+  AppStore& second = open();  // quitting the first wrote everything
+  EXPECT_EQ(second.state().project.id, id);
+  EXPECT_EQ(second.state().project.projectName, "Winter show");
+  EXPECT_EQ(second.state().snapshot.biography, "Born in Lyon.");
+  ASSERT_EQ(second.state().projects.size(), 1u);
+}
+
+TEST_F(AppStoreTest, StartFallsBackToTheMostRecentProjectAndRefusesUnknownIds) {
+  AppStore& store = open();
+  const std::string first = store.state().project.id;
+  settle();
+  main.advanceBy(1h);
+  const std::string second = *store.createProject(named("Second"));
+  settle();
+  preferences.setString(preference_key::kCurrentProjectId, "gone");
+
+  EXPECT_EQ(open().state().project.id, second);
+  open(first);
+  EXPECT_TRUE(started);
+  EXPECT_EQ(this->store->state().project.id, first);
+  // Opening for one run is not remembered.
+  EXPECT_EQ(preferences.string(preference_key::kCurrentProjectId), second);
+
+  open("no-such-project");
+  EXPECT_FALSE(started);
+  EXPECT_EQ(this->store->state().lastErrorMessage, "There is no project with the id no-such-project.");
+}
+
+TEST_F(AppStoreTest, TheInitialUnitIsDecidedOnceFromTheRegion) {
+  region = "us";
+  AppStore& store = open();
+  EXPECT_EQ(store.state().project.unit, UnitSystem::in);
+  EXPECT_EQ(store.state().snapshot.artworks.unit, UnitSystem::in);
+  EXPECT_EQ(preferences.string(preference_key::kInitialUnit), "in");
+
+  region = "DE";  // the decision stays
+  this->store->createProject({});
+  EXPECT_EQ(this->store->state().project.unit, UnitSystem::in);
+
+  preferences.remove(preference_key::kInitialUnit);
+  this->store->createProject({});
+  EXPECT_EQ(this->store->state().project.unit, UnitSystem::cm);
+  EXPECT_EQ(preferences.string(preference_key::kInitialUnit), "cm");
+
+  preferences.remove(preference_key::kInitialUnit);
+  region.reset();
+  this->store->createProject({});
+  EXPECT_EQ(preferences.string(preference_key::kInitialUnit), "cm");
+}
+
+TEST_F(AppStoreTest, AddedImagesKeepTheOriginalOnDiskAndTheWebDerivativeInTheLibrary) {
+  AppStore& store = open();
+  const std::string wide = writeImage("wide.jpg", 3000, 2000);
+  const std::string turned = writeImage("turned.jpg", 1200, 800, 6);  // seen upright: 800 × 1200
+  const std::string flat = writeImage("flat.png", 500, 500);
+  std::vector<std::size_t> progress;
+  const auto results =
+      store.addImages({wide, turned, flat}, [&](std::size_t done, std::size_t) {
+        progress.push_back(done);
+      });
+  ASSERT_EQ(results.size(), 3u);
+  EXPECT_EQ(progress, (std::vector<std::size_t>{1, 2, 3}));
+  const auto& images = store.state().snapshot.artworks.images;
+  ASSERT_EQ(images.size(), 3u);
+  EXPECT_EQ(images[1].id, *results[1].artworkId);
+  EXPECT_EQ(images[0].width, 3000);
+  EXPECT_EQ(images[0].height, 2000);
+  EXPECT_EQ(images[1].width, 800);
+  EXPECT_EQ(images[1].height, 1200);
+  EXPECT_NEAR(*images[1].aspect, 800.0 / 1200.0, 1e-9);
+  EXPECT_EQ(images[2].sortIndex, 2);
+  EXPECT_EQ(*images[0].originalByteSize, static_cast<std::int64_t>(std::filesystem::file_size(wide)));
+
+  const std::string id = images[0].id;
+  EXPECT_TRUE(std::filesystem::exists(media.pathOf(id + "_orig.jpg")));
+  EXPECT_TRUE(std::filesystem::exists(media.pathOf(images[2].id + "_orig.png")));
+  const std::string webPath = media.webDerivativePath(id);
+  ASSERT_TRUE(std::filesystem::exists(webPath));
+  EXPECT_EQ(*images[0].imageByteSize, static_cast<std::int64_t>(std::filesystem::file_size(webPath)));
+
+  settle();
+  EXPECT_EQ(store.state().snapshot.artworks.images[0].imagePath, "sqlite-media://" + id);
+  EXPECT_EQ(sql("SELECT byteSize FROM media WHERE id = '" + id + "'"),
+            std::to_string(std::filesystem::file_size(webPath)));
+  EXPECT_EQ(sql("SELECT mimeType FROM media WHERE id = '" + id + "'"), "image/jpeg");
+  EXPECT_EQ(sql("SELECT imgWidth || 'x' || imgHeight FROM artworks WHERE id = '" + id + "'"),
+            "3000x2000");
+}
+
+TEST_F(AppStoreTest, ImagesThatCannotBeAddedAreReportedAndTheOthersStillAdded) {
+  AppStore& store = open();
+  const std::string good = writeImage("good.jpg", 300, 200);
+  std::ofstream(dir.file("notes.txt")) << "not an image";
+  const std::string huge = dir.file("huge.tif");
+  std::ofstream(huge).put('x');
+  std::filesystem::resize_file(huge, kMaximumOriginalBytes + 1);  // sparse: never read
+
+  const auto results =
+      store.addImages({dir.file("missing.jpg"), dir.file("notes.txt"), good, huge});
+  EXPECT_FALSE(results[0].artworkId);
+  EXPECT_NE(results[0].message.find("missing.jpg"), std::string::npos);
+  EXPECT_FALSE(results[1].artworkId);
+  EXPECT_NE(results[1].message.find("is not an image"), std::string::npos);
+  EXPECT_TRUE(results[2].artworkId);
+  EXPECT_FALSE(results[3].artworkId);
+  EXPECT_EQ(store.state().snapshot.artworks.images.size(), 1u);
+  ASSERT_EQ(store.state().oversizedImageNotices.size(), 1u);
+  EXPECT_EQ(store.state().oversizedImageNotices[0].displayName, "huge.tif");
+  ASSERT_TRUE(store.state().errorToast);
+  EXPECT_EQ(store.state().errorToast->action, ToastAction::showOversizedImages);
+  EXPECT_EQ(store.state().errorToast->text,
+            "Some images were skipped (over 15 MB). Tap to review.");
+
+  // One image alone says why it was refused.
+  EXPECT_FALSE(store.replaceImage(*results[2].artworkId, huge));
+  EXPECT_EQ(store.state().lastErrorMessage->rfind("This image is larger than 15 MB.", 0), 0u);
+  EXPECT_EQ(store.state().errorToast->title, "Error");
+  EXPECT_EQ(store.state().errorToast->style, ToastStyle::error);
+}
+
+TEST_F(AppStoreTest, AnOriginalJustOver15MiBIsKeptWithAWarning) {
+  EXPECT_FALSE(isNearImageLimit(15'728'640));
+  EXPECT_TRUE(isNearImageLimit(15'728'641));
+
+  AppStore& store = open();
+  // A small JPEG padded past its end marker: the decoder stops at the marker.
+  auto bytes = *testing::encodedImage(".jpg", 64, 64);
+  for (const std::int64_t size : {std::int64_t{15'728'640}, std::int64_t{15'728'641}}) {
+    bytes.resize(static_cast<std::size_t>(size), 0);
+    const std::string path = dir.file("padded-" + std::to_string(size) + ".jpg");
+    std::ofstream(path, std::ios::binary)
+        .write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(size));
+    const auto result = store.addImages({path});
+    ASSERT_TRUE(result[0].artworkId) << result[0].message;
+    const Artwork& added = store.state().snapshot.artworks.images.back();
+    EXPECT_EQ(added.nearLimit, size > 15'728'640);
+  }
+  EXPECT_EQ(store.state().snapshot.artworks.images.back().sizeWarning, "warn.image_near_limit");
+  EXPECT_EQ(store.state().imageSizeWarning,
+            "This image is quite large (15.0 MB). Very big images can make PDF export slower.");
+}
+
+TEST_F(AppStoreTest, ArtworksAreEditedReorderedRemovedAndBroughtBackFromTheVault) {
+  AppStore& store = open();
+  const auto added = store.addImages({writeImage("a.jpg", 40, 30), writeImage("b.jpg", 40, 30),
+                                      writeImage("c.jpg", 40, 30)});
+  const std::string a = *added[0].artworkId, b = *added[1].artworkId, c = *added[2].artworkId;
+  settle();
+  ArtworkMetadata metadata;
+  metadata.title = "Tide";
+  metadata.priceCents = 120000;
+  metadata.priceCurrency = "EUR";
+  metadata.status = ArtworkStatus::sold;
+  EXPECT_TRUE(store.updateArtwork(b, metadata));
+  EXPECT_FALSE(store.updateArtwork("nope", metadata));
+
+  EXPECT_FALSE(store.reorderArtworks({c, a}));  // one left out: nothing moves
+  EXPECT_FALSE(store.reorderArtworks({c, a, a}));
+  EXPECT_EQ(store.state().snapshot.artworks.images[0].id, a);
+  EXPECT_TRUE(store.reorderArtworks({c, a, b}));
+  EXPECT_TRUE(store.removeArtwork(a));
+  settle();
+
+  AppStore& again = open();
+  const auto& images = again.state().snapshot.artworks.images;
+  ASSERT_EQ(images.size(), 2u);
+  EXPECT_EQ(images[0].id, c);
+  EXPECT_EQ(images[1].title, "Tide");
+  EXPECT_EQ(images[1].priceCents, 120000);
+  EXPECT_EQ(images[1].status, ArtworkStatus::sold);
+
+  const auto vault = again.vault();
+  ASSERT_EQ(vault.size(), 1u);
+  EXPECT_EQ(vault[0].artwork.id, a);
+  EXPECT_TRUE(again.addFromVault(a));
+  EXPECT_FALSE(again.addFromVault(a));
+  settle();
+  EXPECT_EQ(open().state().snapshot.artworks.images.back().id, a);
+  EXPECT_EQ(sql("SELECT count(*) FROM media"), "3");
+}
+
+TEST_F(AppStoreTest, AnEditIsWrittenBeforeTheStoreMovesToAnotherProject) {
+  AppStore& store = open();
+  const std::string first = store.state().project.id;
+  settle();
+  store.setText(SaveSection::bio, "First bio");
+  const std::string second = *store.createProject(named("Second", ProjectKind::catalogue));
+  EXPECT_EQ(store.state().project.catalogueKind, CatalogueKind::price);
+  store.setText(SaveSection::bio, "Second bio");
+  EXPECT_TRUE(store.openProject(first));
+  EXPECT_EQ(store.state().snapshot.biography, "First bio");
+  EXPECT_TRUE(store.openProject(second));
+  EXPECT_EQ(store.state().snapshot.biography, "Second bio");
+  EXPECT_FALSE(store.openProject("elsewhere"));
+  EXPECT_EQ(store.state().project.id, second);
+}
+
+TEST_F(AppStoreTest, AProjectReusesAnotherProjectsText) {
+  AppStore& store = open();
+  store.setText(SaveSection::statement, "I paint the sea.", std::string("On the sea"));
+  const std::string source = store.state().project.id;
+  store.createProject(named("Other"));
+  const auto texts = store.reusableTexts(TextAssetType::statement);
+  ASSERT_EQ(texts.size(), 1u);
+  EXPECT_EQ(texts[0].sourceProjectId, source);
+  EXPECT_TRUE(store.reuseText(TextAssetType::statement, texts[0].id));
+  EXPECT_EQ(store.state().snapshot.statement, "I paint the sea.");
+  EXPECT_EQ(store.state().snapshot.statementTitle, "On the sea");
+  EXPECT_FALSE(store.reuseText(TextAssetType::statement, "no-such-asset"));
+  EXPECT_EQ(store.state().snapshot.statement, "I paint the sea.");
+}
+
+TEST_F(AppStoreTest, DuplicatingCopiesTextsAndSharesArtworksDeletingOpensAnother) {
+  AppStore& store = open();
+  const std::string original = store.state().project.id;
+  store.renameProject("Atlas");
+  store.setText(SaveSection::bio, "Bio");
+  store.addImages({writeImage("a.jpg", 40, 30)});
+  const std::string copy = *store.duplicateProject();
+  EXPECT_EQ(store.state().project.projectName, "Atlas (copy)");
+  EXPECT_EQ(store.state().errorToast->text, "Project duplicated.");
+  store.setText(SaveSection::bio, "Changed in the copy");
+  settle();
+  EXPECT_TRUE(store.openProject(original));
+  EXPECT_EQ(store.state().snapshot.biography, "Bio");
+  EXPECT_EQ(sql("SELECT count(*) FROM project_artworks"), "2");
+  EXPECT_EQ(sql("SELECT count(*) FROM artworks"), "1");
+
+  EXPECT_TRUE(store.deleteProject());
+  EXPECT_EQ(store.state().project.id, copy);
+  EXPECT_EQ(store.state().errorToast->text, "Project deleted.");
+  ASSERT_EQ(store.state().projects.size(), 1u);
+  EXPECT_TRUE(store.deleteProject());  // the last one: a fresh project takes its place
+  EXPECT_EQ(store.state().projects.size(), 1u);
+  EXPECT_NE(store.state().project.id, copy);
+}
+
+TEST_F(AppStoreTest, DeletingAllDataEmptiesLibraryAndMediaButKeepsSettings) {
+  AppStore& store = open();
+  store.addImages({writeImage("a.jpg", 40, 30)});
+  store.setThemeMode(ThemeMode::dark);
+  settle();
+  EXPECT_TRUE(store.deleteAllUserData());
+  EXPECT_EQ(store.state().errorToast->text, "All data has been deleted.");
+  EXPECT_TRUE(store.state().snapshot.artworks.images.empty());
+  EXPECT_EQ(sql("SELECT count(*) FROM artworks"), "0");
+  EXPECT_EQ(sql("SELECT count(*) FROM media"), "0");
+  for (const auto& entry : std::filesystem::directory_iterator(media.directory())) {
+    EXPECT_TRUE(entry.is_directory()) << entry.path();  // only the thumbnail folder
+  }
+  EXPECT_EQ(open().state().themeMode, ThemeMode::dark);
+}
+
+TEST_F(AppStoreTest, SettingsAndExportOptionsAreRememberedAndTellWhatTheyMakeStale) {
+  AppStore& store = open();
+  ExportOptions options = store.state().exportOptions;
+  options.includeCV = false;
+  options.showBiographyTitle = false;
+  options.format = PdfFormat::letter;
+  options.exportLocale = "fr";
+  options.imageQuality = ExportImageQuality::webOptimized;
+  store.setExportOptions(options);
+  store.setEditTitlesEnabled(true);
+  store.setUiLanguage("de");
+  EXPECT_TRUE(logged(logger, "app documents stale reason=export_locale_changed"));
+  EXPECT_TRUE(logged(logger, "app documents stale reason=export_format_changed"));
+  EXPECT_TRUE(store.setLabelOverride({"cv", "en", "pdf.cv.section.education", "Studies"}));
+  EXPECT_TRUE(logged(logger, "app documents stale reason=pdf_labels_changed scope=cv"));
+
+  const AppState& state = open().state();
+  ExportOptions expected = options;
+  expected.imageQuality = ExportOptions{}.imageQuality;  // not remembered
+  EXPECT_EQ(state.exportOptions, expected);
+  EXPECT_TRUE(state.isEditTitlesEnabled);
+  EXPECT_EQ(state.uiLanguage, "de");
+}
+
+TEST_F(AppStoreTest, MessagesSpeakTheInterfaceLanguage) {
+  language = "fr";
+  AppStore& store = open();
+  store.addImages({writeImage("a.jpg", 40, 30)});
+  store.duplicateProject();
+  EXPECT_EQ(store.state().errorToast->title, "Succès");
+  EXPECT_EQ(store.state().errorToast->text, "Projet dupliqué.");
+}
+
+TEST_F(AppStoreTest, EachWrittenSectionIsOneSignificantChange) {
+  AppStore& store = open();
+  settle();
+  const std::int64_t before = store.backupReminders().state().changesSinceLastExport;
+  for (int i = 0; i < 10; ++i) {
+    store.setText(SaveSection::bio, "draft " + std::to_string(i));
+    main.advanceBy(50ms);
+  }
+  settle();
+  EXPECT_EQ(store.backupReminders().state().changesSinceLastExport, before + 1);
+  store.addImages({writeImage("a.jpg", 40, 30), writeImage("b.jpg", 40, 30)});
+  settle();
+  EXPECT_EQ(store.backupReminders().state().changesSinceLastExport, before + 1 + 2 + 1);
+}
+
+}  // namespace
+}  // namespace quorvane
