@@ -74,7 +74,7 @@ std::optional<bool> readOptionalBoolean(const Preferences& preferences, std::str
 }  // namespace
 
 ArtworkMetadata ArtworkMetadata::of(const Artwork& artwork) {
-  return ArtworkMetadata{artwork.title,       artwork.medium,        artwork.year,
+  return ArtworkMetadata{artwork.title,        artwork.medium,        artwork.year,
                          artwork.artworkWidth, artwork.artworkHeight, artwork.artworkDepth,
                          artwork.artworkText,  artwork.status,        artwork.priceCents,
                          artwork.priceCurrency};
@@ -82,9 +82,8 @@ ArtworkMetadata ArtworkMetadata::of(const Artwork& artwork) {
 
 AppStore::AppStore(AppStoreServices services)
     : services_(std::move(services)),
-      reminders_(services_.preferences, services_.logger, [this](const std::string& key) {
-        showToast(ToastStyle::success, text(key));
-      }) {
+      reminders_(services_.preferences, services_.logger,
+                 [this](const std::string& key) { showToast(ToastStyle::success, text(key)); }) {
   SavePipeline::Listener listener;
   listener.saved = [this](SaveSection, const SavedProject& saved) {
     if (saved.project.id == state_.project.id) {
@@ -144,7 +143,8 @@ std::string AppStore::language() const {
                                                           : systemLanguageCode();
 }
 
-std::string AppStore::text(std::string_view key, std::initializer_list<std::string> arguments) const {
+std::string AppStore::text(std::string_view key,
+                           std::initializer_list<std::string> arguments) const {
   return uiFormat(key, language(), arguments);
 }
 
@@ -185,8 +185,29 @@ void AppStore::countChanges(std::int64_t count) {
 }
 
 void AppStore::scheduleSave(SaveSection section) {
-  pipeline_->scheduleSave(section, state_.project, state_.snapshot);
+  if (isUnsaved_) {
+    ensurePersisted();
+  } else {
+    pipeline_->scheduleSave(section, state_.project, state_.snapshot);
+  }
   publish();
+}
+
+void AppStore::forgetIfUnsaved() {
+  if (!isUnsaved_) return;
+  isUnsaved_ = false;
+  const std::string id = state_.project.id;
+  std::erase_if(state_.projects, [&](const ProjectSummary& p) { return p.id == id; });
+}
+
+void AppStore::ensurePersisted() {
+  if (!isUnsaved_) return;
+  isUnsaved_ = false;
+  // Every section: the new project owns its own (empty) texts and CV from
+  // the first write on.
+  for (const SaveSection section : allCases<SaveSection>()) {
+    pipeline_->scheduleSave(section, state_.project, state_.snapshot);
+  }
 }
 
 // ---- Start and preferences ----------------------------------------------
@@ -250,6 +271,7 @@ void AppStore::rememberCurrentProject() {
 }
 
 void AppStore::adopt(LoadedProject loaded) {
+  isUnsaved_ = false;
   state_.project = std::move(loaded.project);
   state_.snapshot = std::move(loaded.snapshot);
   state_.worksInspectorArtworkID.reset();
@@ -282,7 +304,7 @@ bool AppStore::start(const std::optional<std::string>& projectId) {
     for (const ProjectSummary& summary : state_.projects) {
       if (openLoaded(summary.id, true)) return true;
     }
-    return startNewProject({}).has_value();
+    return startNewProject({}, false).has_value();
   } catch (const std::exception& error) {
     return failWithKey("app.error.library_unreadable", {error.what()});
   }
@@ -297,7 +319,7 @@ void AppStore::settleSaves() {
 
 // ---- Projects -------------------------------------------------------------
 
-std::optional<std::string> AppStore::startNewProject(const ProjectChanges& changes) {
+std::optional<std::string> AppStore::startNewProject(const ProjectChanges& changes, bool persist) {
   Project project;
   project.id = services_.makeUuid();
   project.createdAt = project.updatedAt = services_.clock.now();
@@ -316,16 +338,17 @@ std::optional<std::string> AppStore::startNewProject(const ProjectChanges& chang
                                         project.createdAt, project.updatedAt});
   rememberCurrentProject();
   services_.logger.log("app create project id=" + project.id);
-  // Every section: the new project owns its own (empty) texts and CV from
-  // the first write on.
-  for (const SaveSection section : allCases<SaveSection>()) scheduleSave(section);
+  isUnsaved_ = true;
+  if (persist) ensurePersisted();
+  publish();
   return project.id;
 }
 
 std::optional<std::string> AppStore::createProject(const ProjectChanges& changes) {
   try {
     settleSaves();
-    return startNewProject(changes);
+    forgetIfUnsaved();
+    return startNewProject(changes, true);
   } catch (const std::exception& error) {
     fail(error.what());
     return std::nullopt;
@@ -337,7 +360,14 @@ bool AppStore::openProject(const std::string& projectId) {
   try {
     settleSaves();
     reloadSummaries();
-    return openLoaded(projectId, true) || failWithKey("app.error.no_such_project", {projectId});
+    if (openLoaded(projectId, true)) return true;
+    if (isUnsaved_) {  // still on the project not yet written: keep showing it
+      state_.projects.insert(
+          state_.projects.begin(),
+          ProjectSummary{state_.project.id, state_.project.projectName, state_.project.projectTitle,
+                         state_.project.createdAt, state_.project.updatedAt});
+    }
+    return failWithKey("app.error.no_such_project", {projectId});
   } catch (const std::exception& error) {
     return fail(error.what());
   }
@@ -414,7 +444,7 @@ bool AppStore::deleteProject() {
     for (const ProjectSummary& summary : state_.projects) {
       if ((opened = openLoaded(summary.id, true))) break;
     }
-    if (!opened) startNewProject({});
+    if (!opened) startNewProject({}, false);
     showToast(ToastStyle::success, text("inspector.project.delete.done"));
     return true;
   } catch (const std::exception& error) {
@@ -470,12 +500,11 @@ std::vector<ImageAddResult> AppStore::addImages(const std::vector<std::string>& 
       added.sortIndex = nextIndex++;
       applyImage(added, image, storeImage(services_.media, added.id, image));
       if (added.nearLimit) {
-        state_.imageSizeWarning =
-            text(kNearLimitWarningKey, {megabytes(*added.originalByteSize)});
+        state_.imageSizeWarning = text(kNearLimitWarningKey, {megabytes(*added.originalByteSize)});
         result.message = state_.imageSizeWarning;
       }
-      services_.logger.log("app add image id=" + added.id + " bytes=" +
-                           std::to_string(*added.originalByteSize) +
+      services_.logger.log("app add image id=" + added.id +
+                           " bytes=" + std::to_string(*added.originalByteSize) +
                            " web_bytes=" + std::to_string(*added.imageByteSize));
       result.artworkId = added.id;
       images.push_back(std::move(added));
@@ -589,7 +618,8 @@ std::vector<ReusableArtworkAsset> AppStore::vault() {
 }
 
 bool AppStore::addFromVault(const std::string& artworkId) {
-  if (artwork(artworkId) != nullptr) return failWithKey("app.error.already_in_project", {artworkId});
+  if (artwork(artworkId) != nullptr)
+    return failWithKey("app.error.already_in_project", {artworkId});
   const std::vector<ReusableArtworkAsset> assets = vault();
   const auto it = std::find_if(assets.begin(), assets.end(), [&](const ReusableArtworkAsset& a) {
     return a.id == artworkId || a.artwork.id == artworkId;
@@ -677,6 +707,7 @@ bool AppStore::reuseText(TextAssetType type, const std::string& assetId) {
   try {
     // A pending write of the text being replaced would land in the asset
     // the project is about to share.
+    ensurePersisted();
     settleSaves();
     if (!services_.snapshots.attachTextAsset(state_.project.id, type, assetId)) {
       return failWithKey("app.error.no_such_text", {assetId});
@@ -792,7 +823,7 @@ bool AppStore::deleteAllUserData() {
     state_.oversizedImageNotices.clear();
     state_.imageSizeWarning.clear();
     state_.projects.clear();
-    startNewProject({});
+    startNewProject({}, false);
     showToast(ToastStyle::success, text("settings.desktop.delete_done"));
     return true;
   } catch (const std::exception& error) {

@@ -269,15 +269,20 @@ class AppStore {
   Artwork* artwork(const std::string& artworkId);
   bool failWithKey(std::string_view key, std::initializer_list<std::string> arguments = {});
   bool fail(const std::string& text);
-  void showToast(ToastStyle style, const std::string& text,
-                 std::optional<ToastAction> action = {});
+  void showToast(ToastStyle style, const std::string& text, std::optional<ToastAction> action = {});
   std::string text(std::string_view key, std::initializer_list<std::string> arguments = {}) const;
   void reloadSummaries();
   void loadPreferences();
   UnitSystem initialUnit();
   void adopt(LoadedProject loaded);
   bool openLoaded(const std::string& projectId, bool remember);
-  std::optional<std::string> startNewProject(const ProjectChanges& changes);
+  // A project made for the user (at a first start, after deleting the
+  // last one) is written only once something is put in it, so it never
+  // lingers empty beside the project the user creates next.
+  std::optional<std::string> startNewProject(const ProjectChanges& changes, bool persist);
+  void ensurePersisted();
+  // Leaving a project never written: it goes from the list.
+  void forgetIfUnsaved();
   void rememberCurrentProject();
   std::string imageFailureText(const class ImageIntakeError& error, const std::string& path) const;
 
@@ -288,6 +293,7 @@ class AppStore {
   std::map<std::size_t, Observer> observers_;
   std::size_t nextObserver_ = 1;
   std::uint64_t changeCount_ = 0;
+  bool isUnsaved_ = false;  // the open project is not in the library yet
 };
 
 }  // namespace quorvane

@@ -1,6 +1,7 @@
 #include "app/image_intake.h"
 
 #include <optional>
+#include <system_error>
 
 namespace quorvane {
 
@@ -15,6 +16,9 @@ PreparedImage prepareImage(FileSystem& files, const ImageOptimizer& optimizer,
     image.original = files.readFile(path);
   } catch (const ImageIntakeError&) {
     throw;
+  } catch (const std::system_error& error) {
+    // The reason alone: the message around it names the file already.
+    throw ImageIntakeError(Case::unreadable, error.code().message());
   } catch (const std::exception& error) {
     throw ImageIntakeError(Case::unreadable, error.what());
   }
@@ -47,7 +51,8 @@ std::string storeImage(FilesMediaStore& media, const std::string& artworkId,
                        const PreparedImage& image) {
   try {
     const std::string webPath = media.writeWebDerivative(artworkId, image.web.data);
-    const std::string originalPath = media.writeOriginal(artworkId, image.original, image.extension);
+    const std::string originalPath =
+        media.writeOriginal(artworkId, image.original, image.extension);
     for (const std::string& other : media.originalFiles(artworkId)) {
       if (other == originalPath) continue;
       try {
@@ -65,15 +70,16 @@ std::string storeImage(FilesMediaStore& media, const std::string& artworkId,
 
 void applyImage(Artwork& artwork, const PreparedImage& image, const std::string& webPath) {
   artwork.imagePath = webPath;
-  artwork.mimeType = image.web.mimeType.empty() ? std::string(kDefaultMimeType) : image.web.mimeType;
+  artwork.mimeType =
+      image.web.mimeType.empty() ? std::string(kDefaultMimeType) : image.web.mimeType;
   artwork.imageByteSize = static_cast<std::int64_t>(image.web.data.size());
   artwork.originalByteSize = static_cast<std::int64_t>(image.original.size());
   artwork.width = image.uprightSize.width;
   artwork.height = image.uprightSize.height;
-  artwork.aspect = image.uprightSize.height > 0 ? std::optional<double>(
-                                                      static_cast<double>(image.uprightSize.width) /
-                                                      static_cast<double>(image.uprightSize.height))
-                                                : std::nullopt;
+  artwork.aspect = image.uprightSize.height > 0
+                       ? std::optional<double>(static_cast<double>(image.uprightSize.width) /
+                                               static_cast<double>(image.uprightSize.height))
+                       : std::nullopt;
   artwork.nearLimit = image.nearLimit();
   artwork.sizeWarning = artwork.nearLimit ? std::string(kNearLimitWarningKey) : std::string();
   artwork.sizeWarningDismissed = false;

@@ -22,8 +22,8 @@ std::unique_ptr<icu::BreakIterator> breakIterator(bool words, const icu::Unicode
 }  // namespace
 
 TextStats textStats(std::string_view utf8) {
-  const icu::UnicodeString text =
-      icu::UnicodeString::fromUTF8(icu::StringPiece(utf8.data(), static_cast<int32_t>(utf8.size())));
+  const icu::UnicodeString text = icu::UnicodeString::fromUTF8(
+      icu::StringPiece(utf8.data(), static_cast<int32_t>(utf8.size())));
   TextStats stats;
   if (auto characters = breakIterator(false, text)) {
     characters->first();

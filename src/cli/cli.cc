@@ -2,9 +2,11 @@
 
 #include <CLI/CLI.hpp>
 #include <exception>
+#include <iostream>
 #include <ostream>
 
 #include "cli/command.h"
+#include "cli/store_session.h"
 #include "pdf/localization.h"
 #include "platform/paths.h"
 #include "platform/preferences.h"
@@ -18,9 +20,16 @@ constexpr const char* kDescription =
     "print-ready PDF documents: portfolios, catalogues, a CV, a biography and statements.";
 
 constexpr const char* kFooter =
-    "\nExamples:\n"
-    "  quorvane file-name portfolio --first-name Zoë --last-name Müller\n"
-    "  quorvane cv-sections --json\n"
+    "\nExamples, from a first project to its contents:\n"
+    "  quorvane project new \"Spring 2027\" --kind catalogue --catalogue-kind price\n"
+    "  quorvane artworks add ~/Pictures/works/*.jpg\n"
+    "  quorvane artworks list\n"
+    "  quorvane artwork set ID --title \"Tide\" --year 2026 --price 1200\n"
+    "  quorvane details set --first-name Zoë --last-name Müller\n"
+    "  quorvane text set bio biography.txt\n"
+    "  quorvane cv add soloExhibitions year=2026 title=\"Tides\" venue=\"Galerie Nord\"\n"
+    "  quorvane project show\n"
+    "\nEverything is kept on this computer; 'quorvane info' tells where.\n"
     "\nRun 'quorvane COMMAND --help' for the options of one command.";
 
 std::vector<const char*> argvFor(const std::vector<std::string>& args) {
@@ -37,6 +46,16 @@ std::string CliContext::language() const {
   return *resolvedLanguage;
 }
 
+AppStore& CliContext::store() {
+  if (!session) session = std::make_shared<StoreSession>(*this);
+  return session->store();
+}
+
+void CliContext::check(bool ok) {
+  if (ok) return;
+  throw CliError(store().state().lastErrorMessage.value_or(text("cli.error.failed")));
+}
+
 std::string CliContext::text(std::string_view key) const { return uiText(key, language()); }
 
 std::string CliContext::format(std::string_view key,
@@ -44,22 +63,29 @@ std::string CliContext::format(std::string_view key,
   return uiFormat(key, language(), arguments);
 }
 
-int runCli(const std::vector<std::string>& args, std::ostream& out, std::ostream& err) {
+int runCli(const std::vector<std::string>& args, std::ostream& out, std::ostream& err,
+           std::istream* in) {
   CliContext context{.out = out,
                      .err = err,
                      .json = false,
                      .verbose = false,
                      .languageOption = {},
-                     .resolvedLanguage = {}};
+                     .resolvedLanguage = {},
+                     .projectOption = {},
+                     .in = in != nullptr ? in : &std::cin,
+                     .session = {}};
   CLI::App app{kDescription, "quorvane"};
   app.footer(kFooter);
   app.get_formatter()->label("SUBCOMMAND", "COMMAND");
   app.set_version_flag("--version", std::string("quorvane ") + kQuorvaneVersion);
   app.add_flag("--json", context.json, "Print machine-readable JSON instead of text");
-  app.add_flag("--verbose", context.verbose,
+  app.add_flag("-v,--verbose", context.verbose,
                "Print diagnostics (key=value lines) on standard error");
   app.add_option("--lang", context.languageOption,
                  "Print messages in this language for this run: en, fr, it, de or es");
+  app.add_option("--project", context.projectOption,
+                 "Work on this project (its id, from 'quorvane projects') for this run only,\n"
+                 "instead of the open one");
   app.fallthrough();  // so global flags may follow the command too
   app.require_subcommand(0, 1);
   for (const CommandEntry& entry : cliCommands()) {
@@ -71,9 +97,11 @@ int runCli(const std::vector<std::string>& args, std::ostream& out, std::ostream
   const auto argv = argvFor(args);
   try {
     app.parse(static_cast<int>(argv.size()), argv.data());
+    if (context.session) context.session->finish();
   } catch (const CLI::ParseError& e) {
     return app.exit(e, out, err);
   } catch (const std::exception& e) {
+    context.session.reset();  // what the command did change is still written
     err << "quorvane: " << e.what() << '\n';
     return 1;
   }

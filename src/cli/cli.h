@@ -10,6 +10,8 @@ namespace quorvane {
 
 // Runs the command line `args` (without the program name) and returns the
 // exit code: 0 on success, non-zero with a message on `err` on failure.
-int runCli(const std::vector<std::string>& args, std::ostream& out, std::ostream& err);
+// A file argument "-" reads `in` (standard input when none is given).
+int runCli(const std::vector<std::string>& args, std::ostream& out, std::ostream& err,
+           std::istream* in = nullptr);
 
 }  // namespace quorvane

@@ -8,6 +8,8 @@
 
 #include <CLI/CLI.hpp>
 #include <initializer_list>
+#include <iosfwd>
+#include <memory>
 #include <optional>
 #include <ostream>
 #include <span>
@@ -17,6 +19,9 @@
 
 namespace quorvane {
 
+class AppStore;
+class StoreSession;
+
 struct CliContext {
   std::ostream& out;
   std::ostream& err;
@@ -24,6 +29,9 @@ struct CliContext {
   bool verbose = false;                                 // --verbose: diagnostics on `err`
   std::string languageOption;                           // --lang
   mutable std::optional<std::string> resolvedLanguage;  // read once per run
+  std::string projectOption;                            // --project: this run's project
+  std::istream* in = nullptr;                           // standard input ("-" as a file)
+  std::shared_ptr<StoreSession> session;                // booted by the first `store()`
 
   // The language messages are printed in: --lang, else the user's choice
   // in the preferences, else the system's (LANGUAGE, LC_ALL, …).
@@ -31,6 +39,12 @@ struct CliContext {
   // An interface text in that language, its placeholders filled in order.
   std::string text(std::string_view key) const;
   std::string format(std::string_view key, std::initializer_list<std::string> arguments) const;
+
+  // The library's store for this run: booted, started on the open project
+  // (or --project) at the first call. Throws CliError when it can't start.
+  AppStore& store();
+  // Throws CliError with the store's last error message unless `ok`.
+  void check(bool ok);
 };
 
 // A user-facing failure: bad arguments, unreadable input.

@@ -128,4 +128,10 @@ std::string PdfStrings::format(std::string_view key,
   return text;
 }
 
+std::vector<std::string_view> pdfLabelKeys() {
+  std::vector<std::string_view> keys;
+  for (const PdfLabel& label : kPdfLabels) keys.push_back(label.key);
+  return keys;
+}
+
 }  // namespace quorvane

@@ -8,12 +8,16 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace quorvane {
 
 // The built-in text of a PDF label key in a catalogue language, if that
 // catalogue has it. `language` is matched exactly as given.
 std::optional<std::string_view> builtInPdfLabel(std::string_view language, std::string_view key);
+
+// Every PDF label key, in the order of the built-in table.
+std::vector<std::string_view> pdfLabelKeys();
 
 // The kinds of document whose labels a user may override.
 struct LabelScope {

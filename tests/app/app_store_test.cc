@@ -42,8 +42,8 @@ class AppStoreTest : public ::testing::Test {
     if (store) store->quit();
     store.reset();
     if (!repository) {
-      repository = std::make_unique<SQLiteSnapshotRepository>(SQLiteDatabase(dir.file("lib.sqlite")),
-                                                               main);
+      repository =
+          std::make_unique<SQLiteSnapshotRepository>(SQLiteDatabase(dir.file("lib.sqlite")), main);
     }
     store = std::make_unique<AppStore>(AppStoreServices{
         .snapshots = *repository,
@@ -116,6 +116,7 @@ TEST_F(AppStoreTest, AFirstStartMakesAProjectThatTheNextStartOpensAgain) {
 TEST_F(AppStoreTest, StartFallsBackToTheMostRecentProjectAndRefusesUnknownIds) {
   AppStore& store = open();
   const std::string first = store.state().project.id;
+  store.renameProject("First");
   settle();
   main.advanceBy(1h);
   const std::string second = *store.createProject(named("Second"));
@@ -131,7 +132,34 @@ TEST_F(AppStoreTest, StartFallsBackToTheMostRecentProjectAndRefusesUnknownIds) {
 
   open("no-such-project");
   EXPECT_FALSE(started);
-  EXPECT_EQ(this->store->state().lastErrorMessage, "There is no project with the id no-such-project.");
+  EXPECT_EQ(this->store->state().lastErrorMessage,
+            "There is no project with the id no-such-project.");
+}
+
+TEST_F(AppStoreTest, TheProjectMadeAtAFirstStartIsWrittenOnlyOnceSomethingIsPutInIt) {
+  AppStore& store = open();
+  const std::string made = store.state().project.id;
+  settle();
+  EXPECT_EQ(sql("SELECT count(*) FROM projects"), "0");
+  const std::string chosen = *store.createProject(named("Atlas"));
+  settle();
+  ASSERT_EQ(store.state().projects.size(), 1u);
+  EXPECT_EQ(store.state().projects[0].id, chosen);
+  EXPECT_EQ(sql("SELECT group_concat(id) FROM projects"), chosen);
+
+  // Deleting the last project leaves a new, unwritten one; reusing a text
+  // in it writes it first, as the link needs the project.
+  store.setText(SaveSection::bio, "Shared bio");
+  ASSERT_TRUE(store.deleteProject());
+  const std::string fresh = store.state().project.id;
+  EXPECT_NE(fresh, made);
+  settle();
+  EXPECT_EQ(sql("SELECT count(*) FROM projects WHERE id = '" + fresh + "'"), "0");
+  const auto texts = store.reusableTexts(TextAssetType::bio);
+  ASSERT_EQ(texts.size(), 1u);
+  EXPECT_TRUE(store.reuseText(TextAssetType::bio, texts[0].id));
+  EXPECT_EQ(store.state().snapshot.biography, "Shared bio");
+  EXPECT_EQ(sql("SELECT count(*) FROM projects WHERE id = '" + fresh + "'"), "1");
 }
 
 TEST_F(AppStoreTest, TheInitialUnitIsDecidedOnceFromTheRegion) {
@@ -162,10 +190,8 @@ TEST_F(AppStoreTest, AddedImagesKeepTheOriginalOnDiskAndTheWebDerivativeInTheLib
   const std::string turned = writeImage("turned.jpg", 1200, 800, 6);  // seen upright: 800 × 1200
   const std::string flat = writeImage("flat.png", 500, 500);
   std::vector<std::size_t> progress;
-  const auto results =
-      store.addImages({wide, turned, flat}, [&](std::size_t done, std::size_t) {
-        progress.push_back(done);
-      });
+  const auto results = store.addImages(
+      {wide, turned, flat}, [&](std::size_t done, std::size_t) { progress.push_back(done); });
   ASSERT_EQ(results.size(), 3u);
   EXPECT_EQ(progress, (std::vector<std::size_t>{1, 2, 3}));
   const auto& images = store.state().snapshot.artworks.images;
@@ -177,14 +203,16 @@ TEST_F(AppStoreTest, AddedImagesKeepTheOriginalOnDiskAndTheWebDerivativeInTheLib
   EXPECT_EQ(images[1].height, 1200);
   EXPECT_NEAR(*images[1].aspect, 800.0 / 1200.0, 1e-9);
   EXPECT_EQ(images[2].sortIndex, 2);
-  EXPECT_EQ(*images[0].originalByteSize, static_cast<std::int64_t>(std::filesystem::file_size(wide)));
+  EXPECT_EQ(*images[0].originalByteSize,
+            static_cast<std::int64_t>(std::filesystem::file_size(wide)));
 
   const std::string id = images[0].id;
   EXPECT_TRUE(std::filesystem::exists(media.pathOf(id + "_orig.jpg")));
   EXPECT_TRUE(std::filesystem::exists(media.pathOf(images[2].id + "_orig.png")));
   const std::string webPath = media.webDerivativePath(id);
   ASSERT_TRUE(std::filesystem::exists(webPath));
-  EXPECT_EQ(*images[0].imageByteSize, static_cast<std::int64_t>(std::filesystem::file_size(webPath)));
+  EXPECT_EQ(*images[0].imageByteSize,
+            static_cast<std::int64_t>(std::filesystem::file_size(webPath)));
 
   settle();
   EXPECT_EQ(store.state().snapshot.artworks.images[0].imagePath, "sqlite-media://" + id);
@@ -250,8 +278,8 @@ TEST_F(AppStoreTest, AnOriginalJustOver15MiBIsKeptWithAWarning) {
 
 TEST_F(AppStoreTest, ArtworksAreEditedReorderedRemovedAndBroughtBackFromTheVault) {
   AppStore& store = open();
-  const auto added = store.addImages({writeImage("a.jpg", 40, 30), writeImage("b.jpg", 40, 30),
-                                      writeImage("c.jpg", 40, 30)});
+  const auto added = store.addImages(
+      {writeImage("a.jpg", 40, 30), writeImage("b.jpg", 40, 30), writeImage("c.jpg", 40, 30)});
   const std::string a = *added[0].artworkId, b = *added[1].artworkId, c = *added[2].artworkId;
   settle();
   ArtworkMetadata metadata;
@@ -394,6 +422,7 @@ TEST_F(AppStoreTest, MessagesSpeakTheInterfaceLanguage) {
 
 TEST_F(AppStoreTest, EachWrittenSectionIsOneSignificantChange) {
   AppStore& store = open();
+  store.renameProject("Atlas");  // the project is written: six sections
   settle();
   const std::int64_t before = store.backupReminders().state().changesSinceLastExport;
   for (int i = 0; i < 10; ++i) {

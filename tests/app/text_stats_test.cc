@@ -15,9 +15,9 @@ TEST(TextStatsTest, WordsAreWhatAReaderCountsNotSpacesOrPunctuation) {
 
 TEST(TextStatsTest, CharactersAreWhatTheEyeSees) {
   EXPECT_EQ(textStats("Zoë").characters, 3);
-  EXPECT_EQ(textStats("Zoe\u0308").characters, 3);           // e + combining diaeresis
+  EXPECT_EQ(textStats("Zoe\u0308").characters, 3);             // e + combining diaeresis
   EXPECT_EQ(textStats("\U0001F1EB\U0001F1F7").characters, 1);  // a flag: two code points
-  EXPECT_EQ(textStats("a\r\nb").characters, 3);               // CR LF is one
+  EXPECT_EQ(textStats("a\r\nb").characters, 3);                // CR LF is one
   EXPECT_EQ(textStats("東京の美術館").characters, 6);
   EXPECT_GE(textStats("東京の美術館").words, 2);
 }

@@ -15,9 +15,10 @@ struct CliRun {
   std::string err;
 };
 
-inline CliRun runCommandLine(const std::vector<std::string>& args) {
+inline CliRun runCommandLine(const std::vector<std::string>& args, const std::string& input = "") {
   std::ostringstream out, err;
-  const int code = runCli(args, out, err);
+  std::istringstream in(input);
+  const int code = runCli(args, out, err, &in);
   return {code, out.str(), err.str()};
 }
 

@@ -1,0 +1,47 @@
+// Small pieces the library commands share.
+#pragma once
+
+#include <CLI/CLI.hpp>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "cli/command.h"
+#include "model/date.h"
+#include "model/raw_value.h"
+
+namespace quorvane {
+
+// The raw values of an enumeration, for CLI::IsMember and help texts.
+template <typename E>
+std::vector<std::string> rawValues() {
+  std::vector<std::string> values;
+  for (const E value : allCases<E>()) values.emplace_back(rawValue(value));
+  return values;
+}
+
+// The enumeration case of an option already checked against `rawValues`.
+template <typename E>
+std::optional<E> parsed(const std::optional<std::string>& raw) {
+  if (!raw) return std::nullopt;
+  return fromRawValue<E>(*raw);
+}
+
+// The day of `date` in the local time zone, YYYY-MM-DD.
+std::string localDay(Date date);
+
+// Prints the store's toast of success or information on standard error.
+void printToast(CliContext& context);
+
+// The whole content of a file, or of standard input for "-". Throws CliError.
+std::string readTextInput(CliContext& context, const std::string& path);
+
+// "1200", "1200.5", "1,200.50", "1 200,50" → cents. Nothing for anything else.
+std::optional<std::int64_t> parseAmountToCents(std::string_view amount);
+// 120050 → "1200.50".
+std::string formatCents(std::int64_t cents);
+
+// An ISO 4217-shaped code (three letters), upper-cased; nothing otherwise.
+std::optional<std::string> currencyCode(std::string_view text);
+
+}  // namespace quorvane

@@ -1,0 +1,246 @@
+// quorvane projects · quorvane project new|open|show|set|duplicate|delete
+#include <memory>
+#include <nlohmann/json.hpp>
+
+#include "app/app_store.h"
+#include "app/text_stats.h"
+#include "cli/command.h"
+#include "cli/command_support.h"
+#include "cli/record_output.h"
+#include "cli/text_width.h"
+#include "model/text.h"
+#include "pdf/localization.h"
+
+namespace quorvane {
+namespace {
+
+struct ProjectOptions {
+  std::optional<std::string> name, kind, catalogueKind, title, year, locale, currency, unit,
+      orientation, layout;
+};
+
+std::vector<std::string> languages() {
+  return {kInterfaceLanguages.begin(), kInterfaceLanguages.end()};
+}
+
+void addProjectOptions(CLI::App& command, ProjectOptions& options) {
+  command.add_option("--kind", options.kind, "portfolio or catalogue")
+      ->check(CLI::IsMember(rawValues<ProjectKind>()));
+  command
+      .add_option("--catalogue-kind", options.catalogueKind,
+                  "price, exhibition or raisonne (makes the project a catalogue)")
+      ->check(CLI::IsMember(rawValues<CatalogueKind>()));
+  command.add_option("--title", options.title, "The title printed on the cover");
+  command.add_option("--year", options.year, "The year printed with the title");
+  command.add_option("--locale", options.locale, "Document language: en, fr, it, de or es")
+      ->check(CLI::IsMember(languages()));
+  command.add_option("--currency", options.currency,
+                     "Currency of the prices, a three-letter code such as EUR or USD");
+  command.add_option("--unit", options.unit, "Unit of the dimensions: cm or in")
+      ->check(CLI::IsMember(rawValues<UnitSystem>()));
+  command.add_option("--orientation", options.orientation, "portrait or landscape")
+      ->check(CLI::IsMember(rawValues<DocumentOrientation>()));
+}
+
+ProjectChanges changesFrom(const ProjectOptions& options, CliContext& context) {
+  ProjectChanges changes;
+  changes.name = options.name;
+  changes.kind = parsed<ProjectKind>(options.kind);
+  changes.catalogueKind = parsed<CatalogueKind>(options.catalogueKind);
+  changes.title = options.title;
+  changes.year = options.year;
+  changes.locale = options.locale;
+  if (options.currency) {
+    const auto code = currencyCode(*options.currency);
+    if (!code && !options.currency->empty()) {
+      throw CliError(context.format("cli.error.bad_currency", {*options.currency}));
+    }
+    changes.currency = code.value_or("");
+  }
+  changes.unit = parsed<UnitSystem>(options.unit);
+  changes.orientation = parsed<DocumentOrientation>(options.orientation);
+  changes.layout = parsed<ArtworkLayoutMode>(options.layout);
+  if (changes.kind == ProjectKind::portfolio && changes.catalogueKind) {
+    throw CliError(context.text("cli.project.portfolio_with_catalogue_kind"));
+  }
+  return changes;
+}
+
+std::string kindText(const Project& project, CliContext& context) {
+  if (project.kind == ProjectKind::portfolio) return context.text("cli.project.kind.portfolio");
+  return context.format(
+      "cli.project.kind.catalogue",
+      {std::string(rawValue(project.catalogueKind.value_or(CatalogueKind::price)))});
+}
+
+void listProjects(CliContext& context) {
+  AppStore& store = context.store();
+  const AppState& state = store.state();
+  if (context.json) {
+    nlohmann::json projects = nlohmann::json::array();
+    for (const ProjectSummary& summary : state.projects) projects.push_back(toJson(summary));
+    context.out
+        << nlohmann::json{{"currentProjectId", state.project.id}, {"projects", projects}}.dump(2)
+        << '\n';
+    return;
+  }
+  for (const ProjectSummary& summary : state.projects) {
+    const bool open = summary.id == state.project.id;
+    std::string line = std::string(open ? "* " : "  ") + summary.id + "  " + summary.projectName;
+    if (summary.projectTitle != summary.projectName) line += " — " + summary.projectTitle;
+    if (summary.updatedAt) {
+      line += "  (" + context.format("cli.projects.changed", {localDay(*summary.updatedAt)}) + ")";
+    }
+    context.out << line << '\n';
+  }
+}
+
+void printProjectId(CliContext& context, const std::string& id) {
+  if (context.json) {
+    context.out << nlohmann::json{{"id", id}}.dump() << '\n';
+  } else {
+    context.out << id << '\n';
+  }
+}
+
+std::size_t cvEntryCount(const CVData& cv) {
+  std::size_t count = 0;
+  for (const CVDataSection& section : kCVDataSections) count += (cv.*section.entries).size();
+  return count;
+}
+
+void showProject(CliContext& context) {
+  const AppState& state = context.store().state();
+  const Project& project = state.project;
+  const StudioSnapshot& snapshot = state.snapshot;
+  if (context.json) {
+    context.out
+        << nlohmann::json{{"project", toJson(project)}, {"snapshot", toJson(snapshot)}}.dump(2)
+        << '\n';
+    return;
+  }
+  const auto words = [&](const std::string& text) {
+    const TextStats stats = textStats(text);
+    return context.format("cli.project.text_stats",
+                          {std::to_string(stats.words), std::to_string(stats.characters)});
+  };
+  std::string artist = snapshot.details.firstName;
+  if (!snapshot.details.lastName.empty())
+    artist += (artist.empty() ? "" : " ") + snapshot.details.lastName;
+  printLines(
+      {
+          {context.text("cli.project.label.id"), project.id},
+          {context.text("cli.project.label.name"), project.projectName},
+          {context.text("cli.project.label.title"),
+           project.projectTitle + (project.projectYear.empty() ? "" : ", " + project.projectYear)},
+          {context.text("cli.project.label.kind"), kindText(project, context)},
+          {context.text("cli.project.label.language"), project.locale},
+          {context.text("cli.project.label.currency"), project.currency.value_or("—")},
+          {context.text("cli.project.label.unit"), std::string(rawValue(project.unit))},
+          {context.text("cli.project.label.orientation"),
+           std::string(rawValue(project.orientation))},
+          {context.text("cli.project.label.layout"),
+           std::string(rawValue(snapshot.artworks.layoutMode))},
+          {context.text("cli.project.label.artist"), artist.empty() ? "—" : artist},
+          {context.text("cli.project.label.artworks"),
+           std::to_string(snapshot.artworks.images.size())},
+          {snapshot.biographyTitle, words(snapshot.biography)},
+          {snapshot.statementTitle, words(snapshot.statement)},
+          {snapshot.projectStatementTitle, words(snapshot.projectStatement)},
+          {snapshot.cvTitle,
+           context.format("cli.project.cv_entries", {std::to_string(cvEntryCount(snapshot.cv))})},
+      },
+      context.out);
+}
+
+void installProjectSubcommands(CLI::App& command, CliContext& context) {
+  auto created = std::make_shared<ProjectOptions>();
+  auto name = std::make_shared<std::string>();
+  CLI::App* make = command.add_subcommand("new", "Create a project and open it; prints its id");
+  make->add_option("name", *name, "The project's name, as the project list shows it")->required();
+  addProjectOptions(*make, *created);
+  make->callback([&context, created, name] {
+    ProjectOptions options = *created;
+    if (isBlank(*name)) throw CliError(context.text("app.error.empty_name"));
+    options.name = *name;
+    AppStore& store = context.store();
+    const auto id = store.createProject(changesFrom(options, context));
+    context.check(id.has_value());
+    context.err << context.format("cli.project.created", {store.state().project.projectName})
+                << '\n';
+    printProjectId(context, *id);
+  });
+
+  auto openId = std::make_shared<std::string>();
+  CLI::App* open = command.add_subcommand("open", "Open another project (see 'quorvane projects')");
+  open->add_option("id", *openId, "The project's id")->required();
+  open->callback([&context, openId] {
+    AppStore& store = context.store();
+    context.check(store.openProject(*openId));
+    context.err << context.format("cli.project.opened", {store.state().project.projectName})
+                << '\n';
+  });
+
+  command.add_subcommand("show", "Show the open project: its settings and what it holds")
+      ->callback([&context] { showProject(context); });
+
+  auto changed = std::make_shared<ProjectOptions>();
+  CLI::App* set = command.add_subcommand("set", "Change the open project's settings");
+  set->add_option("--name", changed->name, "The project's name");
+  addProjectOptions(*set, *changed);
+  set->add_option("--layout", changed->layout,
+                  "artwork (the image alone) or artwork_text (the image with its text)")
+      ->check(CLI::IsMember(rawValues<ArtworkLayoutMode>()));
+  set->callback([&context, changed] {
+    const ProjectChanges changes = changesFrom(*changed, context);
+    const ProjectOptions& o = *changed;
+    if (!o.name && !o.kind && !o.catalogueKind && !o.title && !o.year && !o.locale && !o.currency &&
+        !o.unit && !o.orientation && !o.layout) {
+      throw CliError(context.text("cli.error.nothing_to_change"));
+    }
+    context.check(context.store().updateProject(changes));
+  });
+
+  command.add_subcommand("duplicate", "Copy the open project and open the copy; prints its id")
+      ->callback([&context] {
+        const auto id = context.store().duplicateProject();
+        context.check(id.has_value());
+        printToast(context);
+        printProjectId(context, *id);
+      });
+
+  command
+      .add_subcommand("delete",
+                      "Remove the open project from the list and open the most recent other one")
+      ->callback([&context] {
+        AppStore& store = context.store();
+        const std::string name = store.state().project.projectName;
+        context.check(store.deleteProject());
+        context.err << context.format("cli.project.deleted", {name}) << '\n';
+        context.err << context.format("cli.project.opened", {store.state().project.projectName})
+                    << '\n';
+      });
+}
+
+}  // namespace
+
+void installProjectsCommand(CLI::App& command, CliContext& context) {
+  command.footer(
+      "\nThe open project is marked with *.\n\nExamples:\n  quorvane projects\n"
+      "  quorvane --json projects");
+  command.callback([&context] { listProjects(context); });
+}
+
+void installProjectCommand(CLI::App& command, CliContext& context) {
+  command.require_subcommand(1);
+  command.footer(
+      "\nExamples:\n"
+      "  quorvane project new \"Spring 2027\" --kind catalogue --catalogue-kind price "
+      "--currency EUR\n"
+      "  quorvane project set --title \"Works on paper\" --year 2027 --locale fr\n"
+      "  quorvane --json project show\n"
+      "  quorvane project open 3F2A…");
+  installProjectSubcommands(command, context);
+}
+
+}  // namespace quorvane

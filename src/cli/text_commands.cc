@@ -1,0 +1,359 @@
+// quorvane text set|show|reuse · quorvane details set|show · quorvane cv add|remove|show|title
+#include <memory>
+#include <nlohmann/json.hpp>
+
+#include "app/app_store.h"
+#include "app/text_stats.h"
+#include "cli/command.h"
+#include "cli/command_support.h"
+#include "cli/text_width.h"
+#include "cv/cv_sections.h"
+#include "model/record_json.h"
+
+namespace quorvane {
+namespace {
+
+// The three texts as the command line names them.
+struct TextKind {
+  const char* name;
+  SaveSection section;
+  TextAssetType asset;
+  std::string StudioSnapshot::*content;
+  std::string StudioSnapshot::*title;
+};
+constexpr TextKind kTextKinds[] = {
+    {"bio", SaveSection::bio, TextAssetType::bio, &StudioSnapshot::biography,
+     &StudioSnapshot::biographyTitle},
+    {"statement", SaveSection::statement, TextAssetType::statement, &StudioSnapshot::statement,
+     &StudioSnapshot::statementTitle},
+    {"project-statement", SaveSection::projectStatement, TextAssetType::projectStatement,
+     &StudioSnapshot::projectStatement, &StudioSnapshot::projectStatementTitle},
+};
+
+const TextKind& textKind(const std::string& name) {
+  for (const TextKind& kind : kTextKinds) {
+    if (name == kind.name) return kind;
+  }
+  return kTextKinds[0];  // unreachable: the option is checked against the names
+}
+
+std::vector<std::string> textKindNames(bool withCV) {
+  std::vector<std::string> names;
+  for (const TextKind& kind : kTextKinds) names.emplace_back(kind.name);
+  if (withCV) names.emplace_back("cv");
+  return names;
+}
+
+std::string withoutTrailingSpace(std::string text) {
+  const auto end = text.find_last_not_of(" \t\r\n");
+  text.erase(end == std::string::npos ? 0 : end + 1);
+  return text;
+}
+
+struct TextSetOptions {
+  std::string kind;
+  std::optional<std::string> file;
+  std::optional<std::string> title;
+};
+
+void setText(CliContext& context, const TextSetOptions& options) {
+  if (!options.file && !options.title) throw CliError(context.text("cli.text.nothing_given"));
+  const TextKind& kind = textKind(options.kind);
+  AppStore& store = context.store();
+  const std::string content = options.file
+                                  ? withoutTrailingSpace(readTextInput(context, *options.file))
+                                  : store.state().snapshot.*kind.content;
+  context.check(store.setText(kind.section, content, options.title));
+  const TextStats stats = textStats(content);
+  context.err << context.format("cli.text.saved",
+                                {store.state().snapshot.*kind.title, std::to_string(stats.words),
+                                 std::to_string(stats.characters)})
+              << '\n';
+}
+
+void showText(CliContext& context, const std::string& name) {
+  const TextKind& kind = textKind(name);
+  const StudioSnapshot& snapshot = context.store().state().snapshot;
+  const std::string& content = snapshot.*kind.content;
+  const TextStats stats = textStats(content);
+  if (context.json) {
+    context.out << nlohmann::json{{"type", kind.name},
+                                  {"title", snapshot.*kind.title},
+                                  {"content", content},
+                                  {"words", stats.words},
+                                  {"characters", stats.characters}}
+                       .dump(2)
+                << '\n';
+    return;
+  }
+  context.out << snapshot.*kind.title << "\n\n" << content << '\n';
+  context.err << context.format("cli.project.text_stats",
+                                {std::to_string(stats.words), std::to_string(stats.characters)})
+              << '\n';
+}
+
+void reuseText(CliContext& context, const std::string& name, const std::optional<std::string>& id) {
+  AppStore& store = context.store();
+  const bool isCV = name == "cv";
+  const TextAssetType type = isCV ? TextAssetType::cv : textKind(name).asset;
+  if (id) {
+    context.check(store.reuseText(type, *id));
+    return;
+  }
+  // Without an id: what could be reused.
+  nlohmann::json json = nlohmann::json::array();
+  std::vector<std::pair<std::string, std::string>> lines;
+  const auto offer = [&](const std::string& assetId, const std::string& title,
+                         const std::string& project, const std::string& preview) {
+    json.push_back({{"id", assetId}, {"title", title}, {"sourceProjectName", project}});
+    lines.emplace_back(assetId, title + " (" + context.format("cli.vault.from", {project}) + ")" +
+                                    (preview.empty() ? "" : ": " + preview));
+  };
+  if (isCV) {
+    for (const ReusableCVAsset& asset : store.reusableCVs()) {
+      offer(asset.id, asset.title, asset.sourceProjectName, "");
+    }
+  } else {
+    for (const ReusableTextAsset& asset : store.reusableTexts(type)) {
+      std::string preview = asset.content.substr(0, asset.content.find('\n'));
+      if (displayWidth(preview) > 48) {
+        std::size_t cut = 45;
+        while (cut > 0 && (preview[cut] & 0xC0) == 0x80) --cut;
+        preview = preview.substr(0, cut) + "…";
+      }
+      offer(asset.id, asset.title, asset.sourceProjectName, preview);
+    }
+  }
+  if (context.json) {
+    context.out << json.dump(2) << '\n';
+  } else if (lines.empty()) {
+    context.err << context.text("cli.text.nothing_to_reuse") << '\n';
+  } else {
+    printLines(lines, context.out);
+  }
+}
+
+struct DetailOption {
+  const char* flag;
+  std::string ArtistDetails::*field;
+  const char* help;
+};
+constexpr DetailOption kDetailOptions[] = {
+    {"--first-name", &ArtistDetails::firstName, "First name"},
+    {"--last-name", &ArtistDetails::lastName, "Last name"},
+    {"--artist-name", &ArtistDetails::artistName, "The name the artist works under"},
+    {"--name-display", &ArtistDetails::nameDisplayMode,
+     "Which name documents print: legal (first and last name) or artist"},
+    {"--address", &ArtistDetails::address, "Street address"},
+    {"--zipcode", &ArtistDetails::zipcode, "Postal code"},
+    {"--city", &ArtistDetails::currentCity, "City of residence"},
+    {"--country", &ArtistDetails::country, "Country of residence"},
+    {"--website", &ArtistDetails::website, "Website"},
+    {"--email", &ArtistDetails::email, "E-mail address"},
+    {"--phone", &ArtistDetails::phone, "Telephone number"},
+    {"--birth-year", &ArtistDetails::birthYear, "Year of birth"},
+    {"--birth-place", &ArtistDetails::birthPlace, "Place of birth"},
+    {"--birth-country", &ArtistDetails::birthCountry, "Country of birth"},
+};
+
+void installDetailsSet(CLI::App& command, CliContext& context) {
+  auto values =
+      std::make_shared<std::vector<std::optional<std::string>>>(std::size(kDetailOptions));
+  CLI::App* set = command.add_subcommand(
+      "set", "Change the artist's details; an empty value (\"\") clears a field");
+  for (std::size_t i = 0; i < std::size(kDetailOptions); ++i) {
+    CLI::Option* option =
+        set->add_option(kDetailOptions[i].flag, (*values)[i], kDetailOptions[i].help);
+    if (kDetailOptions[i].field == &ArtistDetails::nameDisplayMode) {
+      option->check(CLI::IsMember({"legal", "artist"}));
+    }
+  }
+  set->callback([&context, values] {
+    AppStore& store = context.store();
+    ArtistDetails details = store.state().snapshot.details;
+    bool changed = false;
+    for (std::size_t i = 0; i < values->size(); ++i) {
+      if (!(*values)[i]) continue;
+      details.*kDetailOptions[i].field = *(*values)[i];
+      changed = true;
+    }
+    if (!changed) throw CliError(context.text("cli.error.nothing_to_change"));
+    store.setDetails(details);
+  });
+}
+
+void showDetails(CliContext& context) {
+  const ArtistDetails& details = context.store().state().snapshot.details;
+  if (context.json) {
+    context.out << artistDetailsToJson(details).dump(2) << '\n';
+    return;
+  }
+  std::vector<std::pair<std::string, std::string>> lines;
+  for (const DetailOption& option : kDetailOptions) {
+    const std::string& value = details.*option.field;
+    lines.emplace_back(std::string(option.flag + 2), value.empty() ? "—" : value);
+  }
+  printLines(lines, context.out);
+}
+
+std::optional<CVSectionKey> cvSection(const std::string& name) {
+  return fromRawValue<CVSectionKey>(name);
+}
+
+void addCVEntry(CliContext& context, const std::string& sectionName,
+                const std::vector<std::string>& assignments) {
+  const CVSectionConfig& config = cvSectionConfig(*cvSection(sectionName));
+  CVEntry entry;
+  for (const std::string& assignment : assignments) {
+    const auto equals = assignment.find('=');
+    const std::string field = assignment.substr(0, equals);
+    const bool known = std::any_of(config.fields.begin(), config.fields.end(),
+                                   [&](const CVFieldConfig& f) { return f.id == field; });
+    if (equals == std::string::npos || !known) {
+      std::string fields;
+      for (const CVFieldConfig& f : config.fields)
+        fields += (fields.empty() ? "" : ", ") + std::string(f.id);
+      throw CliError(context.format("cli.cv.bad_field", {assignment, sectionName, fields}));
+    }
+    entry[field] = assignment.substr(equals + 1);
+  }
+  AppStore& store = context.store();
+  CVData cv = store.state().snapshot.cv;
+  cvEntries(cv, config.id).push_back(entry);
+  store.setCV(cv);
+  context.out << cvEntries(cv, config.id).size() << '\n';
+}
+
+void removeCVEntry(CliContext& context, const std::string& sectionName, std::size_t index) {
+  AppStore& store = context.store();
+  CVData cv = store.state().snapshot.cv;
+  auto& entries = cvEntries(cv, *cvSection(sectionName));
+  if (index < 1 || index > entries.size()) {
+    throw CliError(context.format("cli.cv.no_such_entry", {std::to_string(index), sectionName,
+                                                           std::to_string(entries.size())}));
+  }
+  entries.erase(entries.begin() + static_cast<std::ptrdiff_t>(index - 1));
+  store.setCV(cv);
+}
+
+void showCV(CliContext& context) {
+  const StudioSnapshot& snapshot = context.store().state().snapshot;
+  if (context.json) {
+    context.out
+        << nlohmann::json{{"cvTitle", snapshot.cvTitle}, {"cv", cvDataToJson(snapshot.cv)}}.dump(2)
+        << '\n';
+    return;
+  }
+  context.out << snapshot.cvTitle << '\n';
+  bool any = false;
+  for (const CVSectionConfig& config : cvSectionConfigs()) {
+    const auto& entries = cvEntries(snapshot.cv, config.id);
+    if (entries.empty()) continue;
+    any = true;
+    context.out << '\n'
+                << context.text(cvSectionTitleKey(config.id)) << "  (" << rawValue(config.id)
+                << ")\n";
+    for (std::size_t i = 0; i < entries.size(); ++i) {
+      std::string line;
+      for (const CVFieldConfig& field : config.fields) {
+        const auto value = entries[i].find(std::string(field.id));
+        if (value == entries[i].end() || value->second.empty()) continue;
+        line += (line.empty() ? "" : " · ") + value->second;
+      }
+      context.out << "  " << (i + 1) << ". " << line << '\n';
+    }
+  }
+  if (!any) context.err << context.text("cli.cv.empty") << '\n';
+}
+
+std::vector<std::string> cvSectionNames() { return rawValues<CVSectionKey>(); }
+
+}  // namespace
+
+void installTextCommand(CLI::App& command, CliContext& context) {
+  command.require_subcommand(1);
+  command.footer(
+      "\nExamples:\n"
+      "  quorvane text set bio biography.txt\n"
+      "  pbpaste | quorvane text set statement - --title \"On tides\"\n"
+      "  quorvane text show project-statement\n"
+      "  quorvane text reuse bio            (lists the biographies of other projects)\n"
+      "  quorvane text reuse bio ID");
+  auto set = std::make_shared<TextSetOptions>();
+  CLI::App* setCommand = command.add_subcommand(
+      "set", "Write the biography, the artist statement or the project statement");
+  setCommand->add_option("type", set->kind, "bio, statement or project-statement")
+      ->required()
+      ->check(CLI::IsMember(textKindNames(false)));
+  setCommand->add_option("file", set->file, "A UTF-8 text file; - reads standard input");
+  setCommand->add_option("--title", set->title, "The title printed above the text");
+  setCommand->callback([&context, set] { setText(context, *set); });
+
+  auto shown = std::make_shared<std::string>();
+  CLI::App* show = command.add_subcommand("show", "Print a text of the open project");
+  show->add_option("type", *shown, "bio, statement or project-statement")
+      ->required()
+      ->check(CLI::IsMember(textKindNames(false)));
+  show->callback([&context, shown] { showText(context, *shown); });
+
+  auto reuse = std::make_shared<std::pair<std::string, std::optional<std::string>>>();
+  CLI::App* reuseCommand = command.add_subcommand(
+      "reuse", "Use another project's text (or CV) in the open project; without an id, list them");
+  reuseCommand->add_option("type", reuse->first, "bio, statement, project-statement or cv")
+      ->required()
+      ->check(CLI::IsMember(textKindNames(true)));
+  reuseCommand->add_option("id", reuse->second, "The text's id, as the list shows it");
+  reuseCommand->callback([&context, reuse] { reuseText(context, reuse->first, reuse->second); });
+}
+
+void installDetailsCommand(CLI::App& command, CliContext& context) {
+  command.require_subcommand(1);
+  command.footer(
+      "\nExamples:\n"
+      "  quorvane details set --first-name Zoë --last-name Müller --city Berlin\n"
+      "  quorvane details set --artist-name \"ZM\" --name-display artist\n"
+      "  quorvane details show");
+  installDetailsSet(command, context);
+  command.add_subcommand("show", "Show the artist's details")->callback([&context] {
+    showDetails(context);
+  });
+}
+
+void installCVCommand(CLI::App& command, CliContext& context) {
+  command.require_subcommand(1);
+  command.footer(
+      "\nSections and their fields: quorvane cv-sections\n\nExamples:\n"
+      "  quorvane cv add soloExhibitions year=2026 title=\"Tides\" venue=\"Galerie Nord\" "
+      "city=Berlin\n"
+      "  quorvane cv remove soloExhibitions 1\n"
+      "  quorvane cv show");
+  auto added = std::make_shared<std::pair<std::string, std::vector<std::string>>>();
+  CLI::App* add = command.add_subcommand(
+      "add", "Add an entry at the end of a CV section; prints its number in the section");
+  add->add_option("section", added->first, "The section, such as soloExhibitions")
+      ->required()
+      ->check(CLI::IsMember(cvSectionNames()));
+  add->add_option("fields", added->second, "FIELD=VALUE pairs, such as year=2026")->required();
+  add->callback([&context, added] { addCVEntry(context, added->first, added->second); });
+
+  auto removed = std::make_shared<std::pair<std::string, std::size_t>>();
+  CLI::App* remove = command.add_subcommand("remove", "Remove an entry of a CV section");
+  remove->add_option("section", removed->first, "The section")
+      ->required()
+      ->check(CLI::IsMember(cvSectionNames()));
+  remove->add_option("index", removed->second, "The entry's number, as 'quorvane cv show' lists it")
+      ->required();
+  remove->callback(
+      [&context, removed] { removeCVEntry(context, removed->first, removed->second); });
+
+  command.add_subcommand("show", "Show the CV of the open project")->callback([&context] {
+    showCV(context);
+  });
+
+  auto title = std::make_shared<std::string>();
+  CLI::App* titleCommand = command.add_subcommand("title", "Change the title printed above the CV");
+  titleCommand->add_option("title", *title, "The new title")->required();
+  titleCommand->callback([&context, title] { context.store().setCVTitle(*title); });
+}
+
+}  // namespace quorvane

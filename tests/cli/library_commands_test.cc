@@ -1,0 +1,214 @@
+// The library commands as a user runs them: one invocation per command, each
+// starting from what the previous ones left on disk.
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <fstream>
+#include <nlohmann/json.hpp>
+#include <sstream>
+
+#include "cli/cli_run.h"
+#include "cli/command_support.h"
+#include "images/test_images.h"
+#include "storage/sql_helpers.h"
+#include "storage/sqlite_database.h"
+#include "support/scoped_variable.h"
+#include "support/temp_dir.h"
+
+namespace quorvane {
+namespace {
+
+using testing::CliRun;
+using testing::runCommandLine;
+
+std::vector<std::string> linesOf(const std::string& text) {
+  std::vector<std::string> lines;
+  std::istringstream stream(text);
+  for (std::string line; std::getline(stream, line);) lines.push_back(line);
+  return lines;
+}
+
+bool contains(const std::string& text, const std::string& part) {
+  return text.find(part) != std::string::npos;
+}
+
+class LibraryCommandsTest : public ::testing::Test {
+ protected:
+  // Runs one command, failing the test when it fails.
+  CliRun run(const std::vector<std::string>& args, const std::string& input = "") {
+    CliRun result = runCommandLine(args, input);
+    EXPECT_EQ(result.code, 0) << "quorvane";
+    if (result.code != 0) ADD_FAILURE() << result.err;
+    return result;
+  }
+  nlohmann::json json(const std::vector<std::string>& args) {
+    std::vector<std::string> all{"--json"};
+    all.insert(all.end(), args.begin(), args.end());
+    return nlohmann::json::parse(run(all).out);
+  }
+  std::string image(const std::string& name, int width, int height) {
+    const auto bytes = testing::encodedImage(name.substr(name.find_last_of('.')), width, height);
+    std::ofstream(dir.file(name), std::ios::binary)
+        .write(reinterpret_cast<const char*>(bytes->data()),
+               static_cast<std::streamsize>(bytes->size()));
+    return dir.file(name);
+  }
+  std::string libraryPath() const { return dir.file("data") + "/Quorvane/quorvane.sqlite"; }
+  std::string libraryDump() {
+    SQLiteDatabase db(libraryPath());
+    return testing::dumpDatabase(db);
+  }
+
+  testing::TempDir dir;
+  testing::ScopedVariable data{"XDG_DATA_HOME", dir.file("data").c_str()};
+  testing::ScopedVariable config{"XDG_CONFIG_HOME", dir.file("config").c_str()};
+};
+
+TEST_F(LibraryCommandsTest, ANewUserBuildsAPriceCatalogueThatIsThereTheNextTime) {
+  const CliRun created = run({"project", "new", "Spring 2027", "--kind", "catalogue",
+                              "--catalogue-kind", "price", "--currency", "eur", "--year", "2027"});
+  const std::string projectId = linesOf(created.out).back();
+  EXPECT_TRUE(contains(created.err, "Created and opened the project “Spring 2027”."));
+
+  const CliRun added = run({"artworks", "add", image("a.jpg", 1600, 1200),
+                            image("b.jpg", 900, 1400), image("c.jpg", 400, 400)});
+  const std::vector<std::string> ids = linesOf(added.out);
+  ASSERT_EQ(ids.size(), 3u);
+
+  run({"details", "set", "--first-name", "Zoë", "--last-name", "Müller", "--city", "Berlin"});
+  run({"text", "set", "bio", "-"}, "Zoë Müller lives in Berlin.\n\n");
+  run({"text", "set", "statement", "--title", "On tides"});
+  EXPECT_EQ(
+      run({"cv", "add", "soloExhibitions", "year=2026", "title=Tides", "venue=Galerie Nord"}).out,
+      "1\n");
+  run({"artwork", "set", ids[1], "--title", "Tide II", "--price", "1,200.50", "--status", "sold"});
+  run({"artworks", "order", ids[2], ids[0], ids[1]});
+
+  const nlohmann::json shown = json({"project", "show"});
+  EXPECT_EQ(shown["project"]["id"], projectId);
+  EXPECT_EQ(shown["project"]["kind"], "catalogue");
+  EXPECT_EQ(shown["project"]["catalogueKind"], "price");
+  EXPECT_EQ(shown["project"]["currency"], "EUR");
+  EXPECT_TRUE(shown["project"]["createdAt"].is_number_integer());
+  const nlohmann::json& snapshot = shown["snapshot"];
+  EXPECT_EQ(snapshot["details"]["firstName"], "Zoë");
+  EXPECT_EQ(snapshot["biography"], "Zoë Müller lives in Berlin.");
+  EXPECT_EQ(snapshot["statementTitle"], "On tides");
+  EXPECT_EQ(snapshot["cv"]["soloExhibitions"][0]["venue"], "Galerie Nord");
+  const nlohmann::json& images = snapshot["artworks"]["images"];
+  ASSERT_EQ(images.size(), 3u);
+  EXPECT_EQ(images[0]["id"], ids[2]);
+  EXPECT_EQ(images[2]["title"], "Tide II");
+  EXPECT_EQ(images[2]["priceCents"], 120050);
+  EXPECT_EQ(images[2]["status"], "sold");
+  EXPECT_FALSE(images[0].contains("priceCents")) << "absent optionals are left out";
+  EXPECT_EQ(images[2]["imagePath"], "sqlite-media://" + ids[1]);
+
+  SQLiteDatabase db(libraryPath());
+  testing::expectSoundDatabase(db);
+  const std::string media = dir.file("data") + "/Quorvane/media/";
+  for (const std::string& id : ids) {
+    EXPECT_TRUE(std::filesystem::exists(media + id + "_orig.jpg"));
+    EXPECT_TRUE(std::filesystem::exists(media + id + "_web_v1.jpg"));
+  }
+}
+
+TEST_F(LibraryCommandsTest, BadInputSaysWhatIsWrongAndChangesNothing) {
+  run({"project", "new", "Atlas"});
+  run({"artworks", "add", image("a.jpg", 64, 48)});
+  const std::string before = libraryDump();
+
+  const CliRun missing = runCommandLine({"artworks", "add", dir.file("nowhere.jpg")});
+  EXPECT_NE(missing.code, 0);
+  EXPECT_TRUE(contains(missing.err, "Cannot read " + dir.file("nowhere.jpg"))) << missing.err;
+  const CliRun unknown = runCommandLine({"--project", "NOPE", "artworks", "list"});
+  EXPECT_NE(unknown.code, 0);
+  EXPECT_EQ(unknown.err, "quorvane: There is no project with the id NOPE.\n");
+  const CliRun badOption = runCommandLine({"project", "set", "--unit", "furlongs"});
+  EXPECT_NE(badOption.code, 0);
+  EXPECT_TRUE(contains(badOption.err, "furlongs")) << badOption.err;
+  const CliRun badPrice = runCommandLine({"artwork", "set", "X", "--price", "cheap"});
+  EXPECT_NE(badPrice.code, 0);
+  EXPECT_NE(runCommandLine({"project", "set"}).code, 0);
+  EXPECT_NE(runCommandLine({"cv", "add", "education", "colour=blue"}).code, 0);
+  EXPECT_NE(runCommandLine({"reset"}).code, 0);
+
+  EXPECT_EQ(libraryDump(), before);
+}
+
+TEST_F(LibraryCommandsTest, ProjectOptionWorksOnAnotherProjectForOneRun) {
+  const std::string first = linesOf(run({"project", "new", "First"}).out).back();
+  const std::string second = linesOf(run({"project", "new", "Second"}).out).back();
+  run({"--project", first, "text", "set", "bio", "-"}, "About the first.");
+  EXPECT_EQ(json({"projects"})["currentProjectId"], second);
+  EXPECT_EQ(json({"text", "show", "bio"})["content"], "");
+  EXPECT_EQ(json({"--project", first, "text", "show", "bio"})["content"], "About the first.");
+
+  run({"project", "open", first});
+  const std::string copy = linesOf(run({"project", "duplicate"}).out).back();
+  EXPECT_EQ(json({"project", "show"})["project"]["projectName"], "First (copy)");
+  run({"project", "delete"});
+  const nlohmann::json projects = json({"projects"});
+  EXPECT_EQ(projects["projects"].size(), 2u);
+  EXPECT_NE(projects["currentProjectId"], copy);
+}
+
+TEST_F(LibraryCommandsTest, ABackupReminderIsPrintedOnceAfterAChangeThenSnoozed) {
+  const CliRun first = run({"project", "new", "Atlas"});
+  EXPECT_TRUE(contains(first.err, "Backup reminder: You haven’t exported a backup recently."))
+      << first.err;
+  EXPECT_TRUE(contains(first.err, "quorvane package export"));
+  EXPECT_FALSE(contains(run({"text", "set", "bio", "-"}, "Bio").err, "Backup reminder"));
+  EXPECT_FALSE(contains(run({"projects"}).err, "Backup reminder"));
+}
+
+TEST_F(LibraryCommandsTest, SettingsLabelsAndResetAreReachable) {
+  run({"settings", "set", "export.format", "letter"});
+  run({"settings", "set", "export.show-bio-title", "off"});
+  run({"settings", "set", "backup.frequency", "frequent"});
+  const nlohmann::json settings = json({"settings", "show"});
+  EXPECT_EQ(settings["export.format"], "letter");
+  EXPECT_EQ(settings["export.show-bio-title"], "off");
+  EXPECT_EQ(settings["export.show-statement-title"], "auto");
+  EXPECT_EQ(settings["backup.frequency"], "frequent");
+  EXPECT_NE(runCommandLine({"settings", "set", "theme", "purple"}).code, 0);
+
+  run({"labels", "set", "cv", "fr", "pdf.biography.title", "Parcours"});
+  const auto label = [&](const char* locale) {
+    for (const auto& entry : json({"labels", "list", "--scope", "cv", "--locale", locale})) {
+      if (entry["key"] == "pdf.biography.title") return entry;
+    }
+    return nlohmann::json();
+  };
+  EXPECT_EQ(label("fr")["value"], "Parcours");
+  EXPECT_EQ(label("fr")["overridden"], true);
+  EXPECT_EQ(label("en")["value"], "Biography");
+  run({"labels", "clear", "cv", "fr", "pdf.biography.title"});
+  EXPECT_EQ(label("fr")["value"], "Biographie");
+  EXPECT_NE(runCommandLine({"labels", "set", "cv", "fr", "pdf.no.such", "x"}).code, 0);
+
+  run({"artworks", "add", image("a.jpg", 64, 48)});
+  const CliRun reset = run({"reset", "--yes"});
+  EXPECT_TRUE(contains(reset.err, "All data has been deleted."));
+  EXPECT_TRUE(json({"artworks", "list"}).empty());
+  EXPECT_EQ(json({"settings", "show"})["export.format"], "letter");
+}
+
+TEST(AmountTest, AmountsAreReadAsArtistsWriteThem) {
+  EXPECT_EQ(parseAmountToCents("1200"), 120000);
+  EXPECT_EQ(parseAmountToCents("1200.5"), 120050);
+  EXPECT_EQ(parseAmountToCents("1,200.50"), 120050);
+  EXPECT_EQ(parseAmountToCents("1.200,50"), 120050);
+  EXPECT_EQ(parseAmountToCents("1 200"), 120000);
+  EXPECT_EQ(parseAmountToCents("1,200"), 120000);
+  EXPECT_EQ(parseAmountToCents("0.05"), 5);
+  for (const char* bad : {"", "-5", "12a", ".", "1.", "1e3", "99999999999999999"}) {
+    EXPECT_EQ(parseAmountToCents(bad), std::nullopt) << bad;
+  }
+  EXPECT_EQ(formatCents(120005), "1200.05");
+  EXPECT_EQ(currencyCode("eur"), "EUR");
+  EXPECT_EQ(currencyCode("EURO"), std::nullopt);
+}
+
+}  // namespace
+}  // namespace quorvane
