@@ -6,6 +6,7 @@
 
 #include "app/image_intake.h"
 #include "model/text.h"
+#include "model/text_assets.h"
 #include "pdf/localization.h"
 
 namespace quorvane {
@@ -92,7 +93,12 @@ AppStore::AppStore(AppStoreServices services)
     for (ProjectSummary& summary : state_.projects) {
       if (summary.id == saved.project.id) summary.updatedAt = saved.project.updatedAt;
     }
-    countChanges(1);
+    const auto silent = silentWrites_.find(saved.project.id);
+    if (silent != silentWrites_.end() && silent->second > 0) {
+      --silent->second;
+    } else {
+      countChanges(1);
+    }
     publish();
   };
   listener.failed = [this](SaveSection section, std::exception_ptr error) {
@@ -203,6 +209,8 @@ void AppStore::forgetIfUnsaved() {
 void AppStore::ensurePersisted() {
   if (!isUnsaved_) return;
   isUnsaved_ = false;
+  // Six writes for one decision of the user's: they count as one change.
+  silentWrites_[state_.project.id] = allCases<SaveSection>().size() - 1;
   // Every section: the new project owns its own (empty) texts and CV from
   // the first write on.
   for (const SaveSection section : allCases<SaveSection>()) {
@@ -304,7 +312,11 @@ bool AppStore::start(const std::optional<std::string>& projectId) {
     for (const ProjectSummary& summary : state_.projects) {
       if (openLoaded(summary.id, true)) return true;
     }
-    return startNewProject({}, false).has_value();
+    // A remembered project that was never written keeps its id, so that
+    // runs that only look at the library see one and the same project.
+    const bool reusable =
+        remembered && !remembered->empty() && !services_.snapshots.load(*remembered);
+    return startNewProject({}, false, reusable ? remembered : std::nullopt).has_value();
   } catch (const std::exception& error) {
     return failWithKey("app.error.library_unreadable", {error.what()});
   }
@@ -319,9 +331,10 @@ void AppStore::settleSaves() {
 
 // ---- Projects -------------------------------------------------------------
 
-std::optional<std::string> AppStore::startNewProject(const ProjectChanges& changes, bool persist) {
+std::optional<std::string> AppStore::startNewProject(const ProjectChanges& changes, bool persist,
+                                                     const std::optional<std::string>& id) {
   Project project;
-  project.id = services_.makeUuid();
+  project.id = id ? *id : services_.makeUuid();
   project.createdAt = project.updatedAt = services_.clock.now();
   project.locale = documentLanguageFor(language());
   StudioSnapshot snapshot;
@@ -356,7 +369,10 @@ std::optional<std::string> AppStore::createProject(const ProjectChanges& changes
 }
 
 bool AppStore::openProject(const std::string& projectId) {
-  if (projectId == state_.project.id) return true;
+  if (projectId == state_.project.id && !isUnsaved_) {
+    rememberCurrentProject();  // it may have been open for this run only
+    return true;
+  }
   try {
     settleSaves();
     reloadSummaries();
@@ -412,6 +428,7 @@ std::optional<std::string> AppStore::duplicateProject() {
     copy.createdAt = copy.updatedAt = services_.clock.now();
     copy.projectName = text("app.project.copy_name", {state_.project.projectName});
     StudioSnapshot snapshot = state_.snapshot;
+    forgetIfUnsaved();
     // The copy's texts get assets of their own when first written.
     snapshot.documents.clear();
     snapshot.documentArtworkLinks.clear();
@@ -436,13 +453,26 @@ bool AppStore::deleteProject() {
   try {
     settleSaves();
     const std::string deleted = state_.project.id;
-    services_.snapshots.archiveProject(deleted);
-    services_.logger.log("app delete project id=" + deleted);
-    countChanges(1);
+    // The project opened in its place is remembered only when the deleted
+    // one was the remembered one (not one opened for a single run).
+    const bool wasRemembered =
+        services_.preferences.string(preference_key::kCurrentProjectId) == deleted;
+    if (isUnsaved_) {
+      forgetIfUnsaved();  // never written: nothing to archive
+    } else {
+      services_.snapshots.archiveProject(deleted);
+      services_.logger.log("app delete project id=" + deleted);
+      countChanges(1);
+    }
     reloadSummaries();
     bool opened = false;
+    if (!wasRemembered) {
+      const auto remembered = services_.preferences.string(preference_key::kCurrentProjectId);
+      opened = remembered && openLoaded(*remembered, false);
+    }
     for (const ProjectSummary& summary : state_.projects) {
-      if ((opened = openLoaded(summary.id, true))) break;
+      if (opened) break;
+      opened = openLoaded(summary.id, wasRemembered);
     }
     if (!opened) startNewProject({}, false);
     showToast(ToastStyle::success, text("inspector.project.delete.done"));
@@ -656,15 +686,17 @@ bool AppStore::setText(SaveSection section, const std::string& content,
   switch (section) {
     case SaveSection::bio:
       s.biography = content;
-      if (title) s.biographyTitle = *title;
+      if (title) s.biographyTitle = normalizedTextTitle(*title, TextAssetType::bio);
       break;
     case SaveSection::statement:
       s.statement = content;
-      if (title) s.statementTitle = *title;
+      if (title) s.statementTitle = normalizedTextTitle(*title, TextAssetType::statement);
       break;
     case SaveSection::projectStatement:
       s.projectStatement = content;
-      if (title) s.projectStatementTitle = *title;
+      if (title) {
+        s.projectStatementTitle = normalizedTextTitle(*title, TextAssetType::projectStatement);
+      }
       break;
     default:
       return failWithKey("app.error.not_a_text", {std::string(rawValue(section))});
@@ -707,6 +739,15 @@ bool AppStore::reuseText(TextAssetType type, const std::string& assetId) {
   try {
     // A pending write of the text being replaced would land in the asset
     // the project is about to share.
+    // Only an asset of the same kind from another project: a statement
+    // linked as a biography would have one text edited as the other.
+    bool offered = false;
+    if (type == TextAssetType::cv) {
+      for (const ReusableCVAsset& asset : reusableCVs()) offered |= asset.id == assetId;
+    } else {
+      for (const ReusableTextAsset& asset : reusableTexts(type)) offered |= asset.id == assetId;
+    }
+    if (!offered) return failWithKey("app.error.no_such_text", {assetId});
     ensurePersisted();
     settleSaves();
     if (!services_.snapshots.attachTextAsset(state_.project.id, type, assetId)) {

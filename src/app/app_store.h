@@ -279,7 +279,8 @@ class AppStore {
   // A project made for the user (at a first start, after deleting the
   // last one) is written only once something is put in it, so it never
   // lingers empty beside the project the user creates next.
-  std::optional<std::string> startNewProject(const ProjectChanges& changes, bool persist);
+  std::optional<std::string> startNewProject(const ProjectChanges& changes, bool persist,
+                                             const std::optional<std::string>& id = {});
   void ensurePersisted();
   // Leaving a project never written: it goes from the list.
   void forgetIfUnsaved();
@@ -293,7 +294,8 @@ class AppStore {
   std::map<std::size_t, Observer> observers_;
   std::size_t nextObserver_ = 1;
   std::uint64_t changeCount_ = 0;
-  bool isUnsaved_ = false;  // the open project is not in the library yet
+  bool isUnsaved_ = false;                           // the open project is not in the library yet
+  std::map<std::string, std::size_t> silentWrites_;  // project id → writes not counted
 };
 
 }  // namespace quorvane

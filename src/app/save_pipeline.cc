@@ -113,7 +113,13 @@ void SavePipeline::finish(const Write& write, Outcome outcome, const SavedProjec
     return;
   }
   if (outcome == Outcome::dropped) return;
-  lastSavedFingerprints_[write.section] = write.fingerprint;
+  // A write that reports back after a newer one of its section (a flush
+  // overtook it) must not claim to be what was saved last.
+  std::uint64_t& newest = lastFinishedSequences_[write.section];
+  if (write.sequence >= newest) {
+    newest = write.sequence;
+    lastSavedFingerprints_[write.section] = write.fingerprint;
+  }
   savedFlags_[write.section] = true;
   badgeResets_[write.section].cancel();
   const std::weak_ptr<SavePipeline*> weak = self_;

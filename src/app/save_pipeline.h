@@ -112,6 +112,7 @@ class SavePipeline {
 
   std::map<SaveSection, PendingSave> pending_;
   std::map<SaveSection, std::uint64_t> lastSavedFingerprints_;
+  std::map<SaveSection, std::uint64_t> lastFinishedSequences_;
   std::map<SaveSection, bool> savedFlags_;
   std::map<SaveSection, WorkItem> badgeResets_;
   std::uint64_t nextSequence_ = 1;

@@ -68,7 +68,7 @@ void addArtworks(CliContext& context, const std::vector<std::string>& paths) {
       json.push_back({{"file", result.path}, {"error", result.message}});
     }
   }
-  if (context.json) context.out << json.dump(2) << '\n';
+  if (context.json) context.out << jsonText(json) << '\n';
   if (failed > 0 && results.size() == 1) throw CliError(results[0].message);
   if (failed > 0) {
     throw CliError(context.format("cli.artworks.not_added",
@@ -108,7 +108,7 @@ void listArtworks(CliContext& context) {
   if (context.json) {
     nlohmann::json json = nlohmann::json::array();
     for (const Artwork& artwork : images) json.push_back(toJson(artwork));
-    context.out << json.dump(2) << '\n';
+    context.out << jsonText(json) << '\n';
     return;
   }
   if (images.empty()) {
@@ -267,7 +267,7 @@ void installVaultCommand(CLI::App& command, CliContext& context) {
                         {"sourceProjectName", asset.sourceProjectName},
                         {"artwork", toJson(asset.artwork)}});
       }
-      context.out << json.dump(2) << '\n';
+      context.out << jsonText(json) << '\n';
       return;
     }
     if (assets.empty()) context.err << context.text("cli.vault.empty") << '\n';

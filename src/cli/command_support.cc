@@ -1,7 +1,10 @@
 #include "cli/command_support.h"
 
+#include <unicode/ustring.h>
+
 #include <cctype>
 #include <ctime>
+#include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <sstream>
@@ -24,15 +27,50 @@ void printToast(CliContext& context) {
   if (toast && toast->style != ToastStyle::error) context.err << toast->text << '\n';
 }
 
+namespace {
+
+bool isUtf8(const std::string& text) {
+  UErrorCode status = U_ZERO_ERROR;
+  std::int32_t length = 0;
+  u_strFromUTF8(nullptr, 0, &length, text.data(), static_cast<std::int32_t>(text.size()), &status);
+  return status != U_INVALID_CHAR_FOUND && status != U_ILLEGAL_CHAR_FOUND;
+}
+
+// Reads at most one byte more than the limit, so a huge or endless input
+// (a device, a wrong file) is refused without being held in memory.
+std::string readLimited(std::istream& in, std::size_t limit) {
+  std::string content(limit + 1, '\0');
+  in.read(content.data(), static_cast<std::streamsize>(content.size()));
+  content.resize(static_cast<std::size_t>(in.gcount()));
+  return content;
+}
+
+}  // namespace
+
 std::string readTextInput(CliContext& context, const std::string& path) {
+  constexpr std::size_t kLimit = kMaximumTextInputBytes;
+  std::string content;
   if (path == "-") {
-    return std::string(std::istreambuf_iterator<char>(*context.in), {});
+    content = readLimited(*context.in, kLimit);
+  } else {
+    std::error_code error;
+    if (!std::filesystem::is_regular_file(path, error)) {
+      throw CliError(context.format("cli.error.cannot_read", {path}));
+    }
+    std::ifstream file(path, std::ios::binary);
+    if (!file) throw CliError(context.format("cli.error.cannot_read", {path}));
+    content = readLimited(file, kLimit);
   }
-  std::ifstream file(path, std::ios::binary);
-  if (!file) throw CliError(context.format("cli.error.cannot_read", {path}));
-  std::ostringstream content;
-  content << file.rdbuf();
-  return content.str();
+  if (content.size() > kLimit) {
+    throw CliError(
+        context.format("cli.error.text_too_large", {path, std::to_string(kLimit >> 20)}));
+  }
+  if (!isUtf8(content)) throw CliError(context.format("cli.error.not_utf8", {path}));
+  return content;
+}
+
+std::string jsonText(const nlohmann::json& json) {
+  return json.dump(2, ' ', false, nlohmann::json::error_handler_t::replace);
 }
 
 std::optional<std::int64_t> parseAmountToCents(std::string_view amount) {

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <CLI/CLI.hpp>
+#include <nlohmann/json.hpp>
 #include <optional>
 #include <string>
 #include <vector>
@@ -33,8 +34,17 @@ std::string localDay(Date date);
 // Prints the store's toast of success or information on standard error.
 void printToast(CliContext& context);
 
-// The whole content of a file, or of standard input for "-". Throws CliError.
+// The most a text file given to a command may hold: far more than any
+// document's text, far less than what would strain memory.
+inline constexpr std::size_t kMaximumTextInputBytes = 4 << 20;
+
+// The whole content of a regular file, or of standard input for "-", which
+// must be UTF-8 text of at most kMaximumTextInputBytes. Throws CliError.
 std::string readTextInput(CliContext& context, const std::string& path);
+
+// JSON as the commands print it: indented, and never failing on text that
+// is not UTF-8 (such bytes show as U+FFFD).
+std::string jsonText(const nlohmann::json& json);
 
 // "1200", "1200.5", "1,200.50", "1 200,50" → cents. Nothing for anything else.
 std::optional<std::int64_t> parseAmountToCents(std::string_view amount);

@@ -79,9 +79,9 @@ void listProjects(CliContext& context) {
   if (context.json) {
     nlohmann::json projects = nlohmann::json::array();
     for (const ProjectSummary& summary : state.projects) projects.push_back(toJson(summary));
-    context.out
-        << nlohmann::json{{"currentProjectId", state.project.id}, {"projects", projects}}.dump(2)
-        << '\n';
+    context.out << jsonText(nlohmann::json{{"currentProjectId", state.project.id},
+                                           {"projects", projects}})
+                << '\n';
     return;
   }
   for (const ProjectSummary& summary : state.projects) {
@@ -97,7 +97,7 @@ void listProjects(CliContext& context) {
 
 void printProjectId(CliContext& context, const std::string& id) {
   if (context.json) {
-    context.out << nlohmann::json{{"id", id}}.dump() << '\n';
+    context.out << jsonText(nlohmann::json{{"id", id}}) << '\n';
   } else {
     context.out << id << '\n';
   }
@@ -114,9 +114,9 @@ void showProject(CliContext& context) {
   const Project& project = state.project;
   const StudioSnapshot& snapshot = state.snapshot;
   if (context.json) {
-    context.out
-        << nlohmann::json{{"project", toJson(project)}, {"snapshot", toJson(snapshot)}}.dump(2)
-        << '\n';
+    context.out << jsonText(
+                       nlohmann::json{{"project", toJson(project)}, {"snapshot", toJson(snapshot)}})
+                << '\n';
     return;
   }
   const auto words = [&](const std::string& text) {

@@ -59,7 +59,7 @@ void listLabels(CliContext& context, const LabelFilter& filter) {
     context.out << '\n';
   }
   if (context.json) {
-    context.out << json.dump(2) << '\n';
+    context.out << jsonText(json) << '\n';
   } else {
     context.err << context.text("cli.labels.legend") << '\n';
   }
@@ -196,7 +196,7 @@ void showSettings(CliContext& context) {
   if (context.json) {
     nlohmann::json json = nlohmann::json::object();
     for (const Setting& setting : settings()) json[setting.name] = setting.show(store);
-    context.out << json.dump(2) << '\n';
+    context.out << jsonText(json) << '\n';
     return;
   }
   std::vector<std::pair<std::string, std::string>> lines;

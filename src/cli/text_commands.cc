@@ -77,12 +77,11 @@ void showText(CliContext& context, const std::string& name) {
   const std::string& content = snapshot.*kind.content;
   const TextStats stats = textStats(content);
   if (context.json) {
-    context.out << nlohmann::json{{"type", kind.name},
-                                  {"title", snapshot.*kind.title},
-                                  {"content", content},
-                                  {"words", stats.words},
-                                  {"characters", stats.characters}}
-                       .dump(2)
+    context.out << jsonText(nlohmann::json{{"type", kind.name},
+                                           {"title", snapshot.*kind.title},
+                                           {"content", content},
+                                           {"words", stats.words},
+                                           {"characters", stats.characters}})
                 << '\n';
     return;
   }
@@ -125,7 +124,7 @@ void reuseText(CliContext& context, const std::string& name, const std::optional
     }
   }
   if (context.json) {
-    context.out << json.dump(2) << '\n';
+    context.out << jsonText(json) << '\n';
   } else if (lines.empty()) {
     context.err << context.text("cli.text.nothing_to_reuse") << '\n';
   } else {
@@ -185,7 +184,7 @@ void installDetailsSet(CLI::App& command, CliContext& context) {
 void showDetails(CliContext& context) {
   const ArtistDetails& details = context.store().state().snapshot.details;
   if (context.json) {
-    context.out << artistDetailsToJson(details).dump(2) << '\n';
+    context.out << jsonText(artistDetailsToJson(details)) << '\n';
     return;
   }
   std::vector<std::pair<std::string, std::string>> lines;
@@ -224,24 +223,24 @@ void addCVEntry(CliContext& context, const std::string& sectionName,
   context.out << cvEntries(cv, config.id).size() << '\n';
 }
 
-void removeCVEntry(CliContext& context, const std::string& sectionName, std::size_t index) {
+void removeCVEntry(CliContext& context, const std::string& sectionName, long long index) {
   AppStore& store = context.store();
   CVData cv = store.state().snapshot.cv;
   auto& entries = cvEntries(cv, *cvSection(sectionName));
-  if (index < 1 || index > entries.size()) {
+  if (index < 1 || static_cast<std::size_t>(index) > entries.size()) {
     throw CliError(context.format("cli.cv.no_such_entry", {std::to_string(index), sectionName,
                                                            std::to_string(entries.size())}));
   }
-  entries.erase(entries.begin() + static_cast<std::ptrdiff_t>(index - 1));
+  entries.erase(entries.begin() + static_cast<std::ptrdiff_t>(index) - 1);
   store.setCV(cv);
 }
 
 void showCV(CliContext& context) {
   const StudioSnapshot& snapshot = context.store().state().snapshot;
   if (context.json) {
-    context.out
-        << nlohmann::json{{"cvTitle", snapshot.cvTitle}, {"cv", cvDataToJson(snapshot.cv)}}.dump(2)
-        << '\n';
+    context.out << jsonText(nlohmann::json{{"cvTitle", snapshot.cvTitle},
+                                           {"cv", cvDataToJson(snapshot.cv)}})
+                << '\n';
     return;
   }
   context.out << snapshot.cvTitle << '\n';
@@ -336,7 +335,7 @@ void installCVCommand(CLI::App& command, CliContext& context) {
   add->add_option("fields", added->second, "FIELD=VALUE pairs, such as year=2026")->required();
   add->callback([&context, added] { addCVEntry(context, added->first, added->second); });
 
-  auto removed = std::make_shared<std::pair<std::string, std::size_t>>();
+  auto removed = std::make_shared<std::pair<std::string, long long>>();
   CLI::App* remove = command.add_subcommand("remove", "Remove an entry of a CV section");
   remove->add_option("section", removed->first, "The section")
       ->required()

@@ -130,6 +130,11 @@ TEST_F(AppStoreTest, StartFallsBackToTheMostRecentProjectAndRefusesUnknownIds) {
   // Opening for one run is not remembered.
   EXPECT_EQ(preferences.string(preference_key::kCurrentProjectId), second);
 
+  // Deleting a project opened for one run leaves the remembered one open.
+  ASSERT_TRUE(this->store->deleteProject());
+  EXPECT_EQ(this->store->state().project.id, second);
+  EXPECT_EQ(preferences.string(preference_key::kCurrentProjectId), second);
+
   open("no-such-project");
   EXPECT_FALSE(started);
   EXPECT_EQ(this->store->state().lastErrorMessage,
@@ -137,10 +142,11 @@ TEST_F(AppStoreTest, StartFallsBackToTheMostRecentProjectAndRefusesUnknownIds) {
 }
 
 TEST_F(AppStoreTest, TheProjectMadeAtAFirstStartIsWrittenOnlyOnceSomethingIsPutInIt) {
-  AppStore& store = open();
-  const std::string made = store.state().project.id;
+  const std::string made = open().state().project.id;
   settle();
   EXPECT_EQ(sql("SELECT count(*) FROM projects"), "0");
+  AppStore& store = open();  // a run that only looks sees the same project
+  EXPECT_EQ(store.state().project.id, made);
   const std::string chosen = *store.createProject(named("Atlas"));
   settle();
   ASSERT_EQ(store.state().projects.size(), 1u);
@@ -344,6 +350,9 @@ TEST_F(AppStoreTest, AProjectReusesAnotherProjectsText) {
   EXPECT_EQ(store.state().snapshot.statementTitle, "On the sea");
   EXPECT_FALSE(store.reuseText(TextAssetType::statement, "no-such-asset"));
   EXPECT_EQ(store.state().snapshot.statement, "I paint the sea.");
+  // A statement is no biography: linking it as one would edit one as the other.
+  EXPECT_FALSE(store.reuseText(TextAssetType::bio, texts[0].id));
+  EXPECT_EQ(store.state().snapshot.biography, "");
 }
 
 TEST_F(AppStoreTest, DuplicatingCopiesTextsAndSharesArtworksDeletingOpensAnother) {

@@ -17,11 +17,13 @@ class RecordingRepository final : public IncrementalSnapshotRepository {
     std::string section;
     std::string biography;
     std::int64_t atMs;
+    std::string projectName;
   };
   SavedProject save(const Project& project, const StudioSnapshot& snapshot,
                     std::string_view section) override {
     if (failing) throw std::runtime_error("disk full");
-    writes.push_back({std::string(section), snapshot.biography, clock_.nowMs()});
+    writes.push_back(
+        {std::string(section), snapshot.biography, clock_.nowMs(), project.projectName});
     return SavedProject{project, {}};
   }
   std::vector<Write> writes;
@@ -207,6 +209,35 @@ TEST_F(SavePipelineTest, FlushingWritesEverythingPendingAndNothingOlderAfterIt) 
 
   runSaveQueue();
   EXPECT_EQ(repository.writes.size(), 2u) << "the older bio never replaces the newer one";
+}
+
+TEST_F(SavePipelineTest, AFlushWritesInTheOrderOfTheEditsSoTheNewestProjectRowIsLast) {
+  // Every write carries the project row; the details (edited first) must
+  // not put back the name the artworks edit already changed.
+  project.projectName = "Old name";
+  snapshot.details.firstName = "Ada";
+  pipeline.scheduleSave(SaveSection::details, project, snapshot);
+  project.projectName = "New name";
+  pipeline.scheduleSave(SaveSection::artworks, project, snapshot);
+
+  pipeline.flushPendingSaves();
+  ASSERT_EQ(repository.writes.size(), 2u);
+  EXPECT_EQ(repository.writes[0].section, "details");
+  EXPECT_EQ(repository.writes.back().projectName, "New name");
+}
+
+TEST_F(SavePipelineTest, AWriteReportingAfterAFlushDoesNotPassForTheLastSaved) {
+  editBio("A");
+  main.advanceBy(900ms);
+  saveQueue.runUntilIdle();  // "A" is written; its report waits for the main loop
+  editBio("AB");
+  pipeline.flushPendingSaves();  // "AB" is written and is what is saved
+  main.runUntilIdle();           // the report of "A" arrives late
+  editBio("A");                  // differs from what is stored: must be written
+  main.advanceBy(900ms);
+  runSaveQueue();
+  ASSERT_EQ(repository.writes.size(), 3u);
+  EXPECT_EQ(repository.writes.back().biography, "A");
 }
 
 }  // namespace

@@ -132,6 +132,12 @@ TEST_F(LibraryCommandsTest, BadInputSaysWhatIsWrongAndChangesNothing) {
   EXPECT_NE(runCommandLine({"project", "set"}).code, 0);
   EXPECT_NE(runCommandLine({"cv", "add", "education", "colour=blue"}).code, 0);
   EXPECT_NE(runCommandLine({"reset"}).code, 0);
+  EXPECT_NE(runCommandLine({"text", "set", "bio", dir.file("")}).code, 0) << "a directory";
+  const CliRun latin1 = runCommandLine({"text", "set", "bio", "-"}, "caf\xe9");
+  EXPECT_NE(latin1.code, 0);
+  EXPECT_TRUE(contains(latin1.err, "is not UTF-8 text")) << latin1.err;
+  const CliRun negative = runCommandLine({"cv", "remove", "education", "-1"});
+  EXPECT_TRUE(contains(negative.err, "There is no entry -1 in education")) << negative.err;
 
   EXPECT_EQ(libraryDump(), before);
 }
