@@ -13,6 +13,16 @@
 namespace quorvane {
 namespace {
 
+// The artwork of the open project that `given` names (its id or the start
+// of it).
+std::string artworkId(CliContext& context, const std::string& given) {
+  std::vector<std::string> ids;
+  for (const Artwork& artwork : context.store().state().snapshot.artworks.images) {
+    ids.push_back(artwork.id);
+  }
+  return resolveId(context, given, ids);
+}
+
 std::string fileNameOf(const std::string& path) {
   const auto slash = path.find_last_of('/');
   return slash == std::string::npos ? path : path.substr(slash + 1);
@@ -129,8 +139,9 @@ struct ArtworkOptions {
       priceCurrency;
 };
 
-void setArtwork(CliContext& context, const ArtworkOptions& o) {
+void setArtwork(CliContext& context, ArtworkOptions o) {
   AppStore& store = context.store();
+  o.id = artworkId(context, o.id);
   const auto& images = store.state().snapshot.artworks.images;
   const auto it =
       std::find_if(images.begin(), images.end(), [&](const Artwork& a) { return a.id == o.id; });
@@ -175,7 +186,9 @@ void setArtwork(CliContext& context, const ArtworkOptions& o) {
 void installArtworkSet(CLI::App& command, CliContext& context) {
   auto o = std::make_shared<ArtworkOptions>();
   CLI::App* set = command.add_subcommand("set", "Change what is written about an artwork");
-  set->add_option("id", o->id, "The artwork's id (see 'quorvane artworks list')")->required();
+  set->add_option("id", o->id,
+                  "The artwork's id (see 'quorvane artworks list'), or its first characters")
+      ->required();
   set->add_option("--title", o->title, "Its title");
   set->add_option("--medium", o->medium, "Its medium, such as \"Oil on canvas\"");
   set->add_option("--year", o->year, "The year it was made");
@@ -220,7 +233,11 @@ void installArtworksCommand(CLI::App& command, CliContext& context) {
   CLI::App* reorder = command.add_subcommand(
       "order", "Put the artworks in a new order: name every artwork's id once");
   reorder->add_option("ids", *order, "Every artwork's id, in the new order")->required();
-  reorder->callback([&context, order] { context.check(context.store().reorderArtworks(*order)); });
+  reorder->callback([&context, order] {
+    std::vector<std::string> ids;
+    for (const std::string& given : *order) ids.push_back(artworkId(context, given));
+    context.check(context.store().reorderArtworks(ids));
+  });
 }
 
 void installArtworkCommand(CLI::App& command, CliContext& context) {
@@ -239,7 +256,7 @@ void installArtworkCommand(CLI::App& command, CliContext& context) {
   image->add_option("file", replaced->second, "The new image")->required();
   image->callback([&context, replaced] {
     AppStore& store = context.store();
-    context.check(store.replaceImage(replaced->first, replaced->second));
+    context.check(store.replaceImage(artworkId(context, replaced->first), replaced->second));
     if (!store.state().imageSizeWarning.empty()) {
       context.err << context.format("cli.warning", {store.state().imageSizeWarning}) << '\n';
     }
@@ -249,7 +266,9 @@ void installArtworkCommand(CLI::App& command, CliContext& context) {
   CLI::App* remove = command.add_subcommand(
       "remove", "Take an artwork out of the open project; it stays in the Vault");
   remove->add_option("id", *removed, "The artwork's id")->required();
-  remove->callback([&context, removed] { context.check(context.store().removeArtwork(*removed)); });
+  remove->callback([&context, removed] {
+    context.check(context.store().removeArtwork(artworkId(context, *removed)));
+  });
 }
 
 void installVaultCommand(CLI::App& command, CliContext& context) {
@@ -279,7 +298,11 @@ void installVaultCommand(CLI::App& command, CliContext& context) {
   auto added = std::make_shared<std::string>();
   CLI::App* add = command.add_subcommand("add", "Add an artwork of the Vault to the open project");
   add->add_option("id", *added, "The artwork's id, as 'quorvane vault' lists it")->required();
-  add->callback([&context, added] { context.check(context.store().addFromVault(*added)); });
+  add->callback([&context, added] {
+    std::vector<std::string> ids;
+    for (const ReusableArtworkAsset& asset : context.store().vault()) ids.push_back(asset.id);
+    context.check(context.store().addFromVault(resolveId(context, *added, ids)));
+  });
 }
 
 }  // namespace quorvane

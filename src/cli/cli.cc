@@ -82,10 +82,12 @@ int runCli(const std::vector<std::string>& args, std::ostream& out, std::ostream
   app.add_flag("-v,--verbose", context.verbose,
                "Print diagnostics (key=value lines) on standard error");
   app.add_option("--lang", context.languageOption,
-                 "Print messages in this language for this run: en, fr, it, de or es");
+                 "Print messages in this language for this run: en, fr, it, de or es")
+      ->type_name("CODE");
   app.add_option("--project", context.projectOption,
                  "Work on this project (its id, from 'quorvane projects') for this run only,\n"
-                 "instead of the open one");
+                 "instead of the open one")
+      ->type_name("ID");
   app.fallthrough();  // so global flags may follow the command too
   app.require_subcommand(0, 1);
   for (const CommandEntry& entry : cliCommands()) {

@@ -2,6 +2,7 @@
 
 #include <unicode/ustring.h>
 
+#include <algorithm>
 #include <cctype>
 #include <ctime>
 #include <filesystem>
@@ -103,6 +104,25 @@ std::optional<std::int64_t> parseAmountToCents(std::string_view amount) {
 std::string formatCents(std::int64_t cents) {
   const std::int64_t fraction = cents % 100;
   return std::to_string(cents / 100) + "." + (fraction < 10 ? "0" : "") + std::to_string(fraction);
+}
+
+std::string resolveId(CliContext& context, const std::string& given,
+                      const std::vector<std::string>& ids) {
+  const auto lower = [](std::string text) {
+    for (char& c : text) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+    return text;
+  };
+  if (std::find(ids.begin(), ids.end(), given) != ids.end() || given.empty()) return given;
+  const std::string prefix = lower(given);
+  std::vector<std::string> matches;
+  for (const std::string& id : ids) {
+    if (lower(id).starts_with(prefix)) matches.push_back(id);
+  }
+  if (matches.size() == 1) return matches.front();
+  if (matches.empty()) return given;
+  std::string listed;
+  for (const std::string& match : matches) listed += (listed.empty() ? "" : ", ") + match;
+  throw CliError(context.format("cli.error.ambiguous_id", {given, listed}));
 }
 
 std::optional<std::string> currencyCode(std::string_view text) {

@@ -51,6 +51,13 @@ std::optional<std::int64_t> parseAmountToCents(std::string_view amount);
 // 120050 → "1200.50".
 std::string formatCents(std::int64_t cents);
 
+// The id among `ids` that `given` names: itself, or the one id it begins
+// (ignoring case) when only one does, so that "90d8" can stand for a long
+// id. `given` unchanged when it names none; CliError when it could be
+// several.
+std::string resolveId(CliContext& context, const std::string& given,
+                      const std::vector<std::string>& ids);
+
 // An ISO 4217-shaped code (three letters), upper-cased; nothing otherwise.
 std::optional<std::string> currencyCode(std::string_view text);
 

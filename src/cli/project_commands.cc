@@ -173,10 +173,12 @@ void installProjectSubcommands(CLI::App& command, CliContext& context) {
 
   auto openId = std::make_shared<std::string>();
   CLI::App* open = command.add_subcommand("open", "Open another project (see 'quorvane projects')");
-  open->add_option("id", *openId, "The project's id")->required();
+  open->add_option("id", *openId, "The project's id, or its first characters")->required();
   open->callback([&context, openId] {
     AppStore& store = context.store();
-    context.check(store.openProject(*openId));
+    std::vector<std::string> ids;
+    for (const ProjectSummary& summary : store.state().projects) ids.push_back(summary.id);
+    context.check(store.openProject(resolveId(context, *openId, ids)));
     context.err << context.format("cli.project.opened", {store.state().project.projectName})
                 << '\n';
   });

@@ -2,6 +2,7 @@
 // starting from what the previous ones left on disk.
 #include <gtest/gtest.h>
 
+#include <cctype>
 #include <filesystem>
 #include <fstream>
 #include <nlohmann/json.hpp>
@@ -81,7 +82,10 @@ TEST_F(LibraryCommandsTest, ANewUserBuildsAPriceCatalogueThatIsThereTheNextTime)
   EXPECT_EQ(
       run({"cv", "add", "soloExhibitions", "year=2026", "title=Tides", "venue=Galerie Nord"}).out,
       "1\n");
-  run({"artwork", "set", ids[1], "--title", "Tide II", "--price", "1,200.50", "--status", "sold"});
+  // The first characters of an id are enough, in any case.
+  std::string prefix = ids[1].substr(0, 8);
+  for (char& c : prefix) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+  run({"artwork", "set", prefix, "--title", "Tide II", "--price", "1,200.50", "--status", "sold"});
   run({"artworks", "order", ids[2], ids[0], ids[1]});
 
   const nlohmann::json shown = json({"project", "show"});
@@ -198,6 +202,30 @@ TEST_F(LibraryCommandsTest, SettingsLabelsAndResetAreReachable) {
   EXPECT_TRUE(contains(reset.err, "All data has been deleted."));
   EXPECT_TRUE(json({"artworks", "list"}).empty());
   EXPECT_EQ(json({"settings", "show"})["export.format"], "letter");
+}
+
+TEST(ResolveIdTest, AnIdOrTheOneIdItBeginsIsMeantAndTwoAreRefused) {
+  std::ostringstream out, err;
+  CliContext context{.out = out,
+                     .err = err,
+                     .json = false,
+                     .verbose = false,
+                     .languageOption = "en",
+                     .resolvedLanguage = {},
+                     .projectOption = {},
+                     .in = nullptr,
+                     .session = {}};
+  const std::vector<std::string> ids{"AB12", "AB34", "C5"};
+  EXPECT_EQ(resolveId(context, "AB12", ids), "AB12");
+  EXPECT_EQ(resolveId(context, "ab3", ids), "AB34");
+  EXPECT_EQ(resolveId(context, "c", ids), "C5");
+  EXPECT_EQ(resolveId(context, "Z", ids), "Z") << "left for the store to report";
+  try {
+    resolveId(context, "ab", ids);
+    ADD_FAILURE() << "two ids begin with ab";
+  } catch (const CliError& error) {
+    EXPECT_TRUE(contains(error.what(), "AB12, AB34")) << error.what();
+  }
 }
 
 TEST(AmountTest, AmountsAreReadAsArtistsWriteThem) {
