@@ -85,8 +85,10 @@ void StoreSession::remindOfBackup() {
   reminders.evaluate(now);
   const std::optional<BackupReminderLevel> level = reminders.activeLevel();
   if (!level) return;
-  context_.err << context_.text("backup.reminder.title") << ": "
-               << context_.text(reminderMessageKey(*level)) << '\n'
+  context_.err << context_.format("cli.backup.reminder_line",
+                                  {context_.text("backup.reminder.title"),
+                                   context_.text(reminderMessageKey(*level))})
+               << '\n'
                << "  " << context_.format("cli.backup.export_hint", {kBackupCommand}) << '\n';
   reminders.dismiss(*level, true, now);
 }
