@@ -68,10 +68,6 @@ void applyChanges(const ProjectChanges& changes, Project& project, ArtworksData&
   }
 }
 
-std::optional<bool> readOptionalBoolean(const Preferences& preferences, std::string_view key) {
-  return preferences.boolean(key);
-}
-
 }  // namespace
 
 ArtworkMetadata ArtworkMetadata::of(const Artwork& artwork) {
@@ -236,10 +232,9 @@ void AppStore::loadPreferences() {
       preferences.boolean(key::kExportIncludeProjectStatement).value_or(true);
   options.includeTableOfContents =
       preferences.boolean(key::kExportIncludeTableOfContents).value_or(true);
-  options.showBiographyTitle = readOptionalBoolean(preferences, key::kExportShowBiographyTitle);
-  options.showStatementTitle = readOptionalBoolean(preferences, key::kExportShowStatementTitle);
-  options.showProjectStatementTitle =
-      readOptionalBoolean(preferences, key::kExportShowProjectStatementTitle);
+  options.showBiographyTitle = preferences.boolean(key::kExportShowBiographyTitle);
+  options.showStatementTitle = preferences.boolean(key::kExportShowStatementTitle);
+  options.showProjectStatementTitle = preferences.boolean(key::kExportShowProjectStatementTitle);
   options.format = fromRawValue<PdfFormat>(preferences.string(key::kExportFormat).value_or(""))
                        .value_or(PdfFormat::a4);
   options.exportLocale =
