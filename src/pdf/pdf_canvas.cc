@@ -1,0 +1,240 @@
+#include "pdf/pdf_canvas.h"
+
+#include <cairo-pdf.h>
+#include <cairo.h>
+#include <pango/pangocairo.h>
+
+#include <cstring>
+#include <stdexcept>
+
+namespace quorvane {
+namespace {
+
+constexpr const char* kFamily = "Inter";
+
+template <typename T, void (*Free)(T*)>
+struct Deleter {
+  void operator()(T* handle) const { Free(handle); }
+};
+using Surface = std::unique_ptr<cairo_surface_t, Deleter<cairo_surface_t, cairo_surface_destroy>>;
+using Context = std::unique_ptr<cairo_t, Deleter<cairo_t, cairo_destroy>>;
+using FontDescription = std::unique_ptr<PangoFontDescription,
+                                        Deleter<PangoFontDescription, pango_font_description_free>>;
+
+void unrefObject(void* object) { g_object_unref(object); }
+template <typename T>
+struct GObjectDeleter {
+  void operator()(T* object) const { unrefObject(object); }
+};
+template <typename T>
+using GObject = std::unique_ptr<T, GObjectDeleter<T>>;
+
+PangoWeight pangoWeight(FontWeight weight) {
+  switch (weight) {
+    case FontWeight::regular:
+      return PANGO_WEIGHT_NORMAL;
+    case FontWeight::medium:
+      return PANGO_WEIGHT_MEDIUM;
+    case FontWeight::semibold:
+      return PANGO_WEIGHT_SEMIBOLD;
+    case FontWeight::bold:
+      return PANGO_WEIGHT_BOLD;
+  }
+  return PANGO_WEIGHT_NORMAL;
+}
+
+FontDescription fontFor(const TextStyle& style) {
+  FontDescription font(pango_font_description_new());
+  pango_font_description_set_family(font.get(), kFamily);
+  pango_font_description_set_weight(font.get(), pangoWeight(style.weight));
+  pango_font_description_set_absolute_size(font.get(), style.size * PANGO_SCALE);
+  return font;
+}
+
+cairo_status_t appendTo(void* closure, const unsigned char* data, unsigned int length) {
+  auto* bytes = static_cast<std::vector<std::uint8_t>*>(closure);
+  bytes->insert(bytes->end(), data, data + length);
+  return CAIRO_STATUS_SUCCESS;
+}
+
+// The paragraphs of a text: its lines, a blank line being an empty one.
+std::vector<std::string_view> linesOf(std::string_view text) {
+  std::vector<std::string_view> lines;
+  std::size_t start = 0;
+  while (start <= text.size()) {
+    const auto end = text.find('\n', start);
+    std::string_view line = text.substr(start, end == std::string_view::npos ? end : end - start);
+    if (!line.empty() && line.back() == '\r') line.remove_suffix(1);
+    lines.push_back(line);
+    if (end == std::string_view::npos) break;
+    start = end + 1;
+  }
+  return lines;
+}
+
+}  // namespace
+
+PageSize pageSize(PdfFormat format, DocumentOrientation orientation) {
+  PageSize size = format == PdfFormat::letter ? PageSize{612, 792} : PageSize{595.28, 841.89};
+  if (orientation == DocumentOrientation::landscape) std::swap(size.width, size.height);
+  return size;
+}
+
+struct PdfCanvas::Impl {
+  std::vector<std::uint8_t> bytes;
+  Surface surface;
+  Context cairo;
+  GObject<PangoFontMap> fontMap;
+  GObject<PangoContext> pango;
+
+  // A layout of one paragraph in `style`, `width` wide (unbounded when 0).
+  GObject<PangoLayout> layout(std::string_view text, const TextStyle& style, double width) const {
+    GObject<PangoLayout> layout(pango_layout_new(pango.get()));
+    const FontDescription font = fontFor(style);
+    pango_layout_set_font_description(layout.get(), font.get());
+    if (width > 0) {
+      pango_layout_set_width(layout.get(), static_cast<int>(width * PANGO_SCALE));
+      pango_layout_set_wrap(layout.get(), PANGO_WRAP_WORD_CHAR);
+    }
+    pango_layout_set_text(layout.get(), text.data(), static_cast<int>(text.size()));
+    return layout;
+  }
+
+  void setColor(const Color& color) const {
+    cairo_set_source_rgb(cairo.get(), color.red, color.green, color.blue);
+  }
+};
+
+PdfCanvas::PdfCanvas(PageSize size) : impl_(std::make_unique<Impl>()), size_(size) {
+  impl_->surface.reset(
+      cairo_pdf_surface_create_for_stream(appendTo, &impl_->bytes, size.width, size.height));
+  if (cairo_surface_status(impl_->surface.get()) != CAIRO_STATUS_SUCCESS) {
+    throw std::runtime_error("cairo could not create a PDF surface");
+  }
+  cairo_pdf_surface_set_metadata(impl_->surface.get(), CAIRO_PDF_METADATA_CREATOR, "Quorvane");
+  impl_->cairo.reset(cairo_create(impl_->surface.get()));
+  impl_->fontMap.reset(pango_cairo_font_map_new());
+  impl_->pango.reset(pango_font_map_create_context(impl_->fontMap.get()));
+  // Measured as drawn: no hinting, no rounding to whole device pixels.
+  cairo_font_options_t* options = cairo_font_options_create();
+  cairo_font_options_set_hint_metrics(options, CAIRO_HINT_METRICS_OFF);
+  cairo_font_options_set_hint_style(options, CAIRO_HINT_STYLE_NONE);
+  pango_cairo_context_set_font_options(impl_->pango.get(), options);
+  cairo_font_options_destroy(options);
+  pango_context_set_round_glyph_positions(impl_->pango.get(), FALSE);
+}
+
+PdfCanvas::~PdfCanvas() = default;
+
+void PdfCanvas::beginPage() {
+  if (pages_ > 0) cairo_show_page(impl_->cairo.get());
+  ++pages_;
+}
+
+double PdfCanvas::lineHeight(const TextStyle& style) const {
+  const auto layout = impl_->layout("Hg", style, 0);
+  PangoRectangle logical;
+  pango_layout_get_extents(layout.get(), nullptr, &logical);
+  return static_cast<double>(logical.height) / PANGO_SCALE;
+}
+
+double PdfCanvas::textWidth(std::string_view text, const TextStyle& style) const {
+  const auto layout = impl_->layout(text, style, 0);
+  PangoRectangle logical;
+  pango_layout_get_extents(layout.get(), nullptr, &logical);
+  return static_cast<double>(logical.width) / PANGO_SCALE;
+}
+
+void PdfCanvas::drawText(std::string_view text, double x, double y, const TextStyle& style) {
+  const auto layout = impl_->layout(text, style, 0);
+  cairo_t* cr = impl_->cairo.get();
+  impl_->setColor(style.color);
+  cairo_move_to(cr, x, y);
+  pango_cairo_show_layout(cr, layout.get());
+}
+
+TextFlowResult PdfCanvas::flowText(std::string_view text, double x, double y, double width,
+                                   double maxY, const TextStyle& style, double lineHeight,
+                                   bool draw) {
+  TextFlowResult result{y, true, 0};
+  cairo_t* cr = impl_->cairo.get();
+  // Each line sits in its slot of `lineHeight` as a line of its own font
+  // sits in its own height.
+  const double ownHeight = this->lineHeight(style);
+  double top = y;
+  for (const std::string_view paragraph : linesOf(text)) {
+    const auto layout = impl_->layout(paragraph.empty() ? " " : paragraph, style, width);
+    const int count = pango_layout_get_line_count(layout.get());
+    const int baseline = pango_layout_get_baseline(layout.get());
+    for (int i = 0; i < count; ++i) {
+      if (top + lineHeight > maxY + 1e-6) {
+        result.complete = false;
+        return result;
+      }
+      if (draw && !paragraph.empty()) {
+        PangoLayoutLine* line = pango_layout_get_line_readonly(layout.get(), i);
+        impl_->setColor(style.color);
+        cairo_move_to(
+            cr, x,
+            top + (lineHeight - ownHeight) / 2 + static_cast<double>(baseline) / PANGO_SCALE);
+        pango_cairo_show_layout_line(cr, line);
+      }
+      top += lineHeight;
+      result.bottom = top;
+      ++result.lines;
+    }
+  }
+  return result;
+}
+
+void PdfCanvas::fillRect(double x, double y, double width, double height, const Color& color) {
+  cairo_t* cr = impl_->cairo.get();
+  impl_->setColor(color);
+  cairo_rectangle(cr, x, y, width, height);
+  cairo_fill(cr);
+}
+
+void PdfCanvas::strokeLine(double x1, double y1, double x2, double y2, double lineWidth,
+                           const Color& color) {
+  cairo_t* cr = impl_->cairo.get();
+  impl_->setColor(color);
+  cairo_set_line_width(cr, lineWidth);
+  cairo_move_to(cr, x1, y1);
+  cairo_line_to(cr, x2, y2);
+  cairo_stroke(cr);
+}
+
+void PdfCanvas::drawJpeg(std::span<const std::uint8_t> jpeg, std::int64_t pixelWidth,
+                         std::int64_t pixelHeight, double x, double y, double width,
+                         double height) {
+  if (jpeg.empty() || pixelWidth <= 0 || pixelHeight <= 0) return;
+  // A 1 × 1 stand-in carrying the JPEG: the PDF gets the JPEG's own bytes
+  // and size, and no full-size pixel buffer is ever made.
+  Surface stand(cairo_image_surface_create(CAIRO_FORMAT_RGB24, 1, 1));
+  auto* copy = static_cast<unsigned char*>(g_malloc(jpeg.size()));
+  std::memcpy(copy, jpeg.data(), jpeg.size());
+  cairo_surface_set_mime_data(stand.get(), CAIRO_MIME_TYPE_JPEG, copy, jpeg.size(), g_free, copy);
+  cairo_t* cr = impl_->cairo.get();
+  cairo_save(cr);
+  cairo_translate(cr, x, y);
+  cairo_scale(cr, width, height);
+  cairo_set_source_surface(cr, stand.get(), 0, 0);
+  cairo_pattern_set_filter(cairo_get_source(cr), CAIRO_FILTER_GOOD);
+  cairo_paint(cr);
+  cairo_restore(cr);
+}
+
+std::vector<std::uint8_t> PdfCanvas::finish() {
+  if (pages_ == 0) beginPage();
+  impl_->cairo.reset();
+  cairo_surface_finish(impl_->surface.get());
+  const cairo_status_t status = cairo_surface_status(impl_->surface.get());
+  impl_->surface.reset();
+  if (status != CAIRO_STATUS_SUCCESS) {
+    throw std::runtime_error(std::string("cairo could not write the PDF: ") +
+                             cairo_status_to_string(status));
+  }
+  return std::move(impl_->bytes);
+}
+
+}  // namespace quorvane

@@ -1,0 +1,100 @@
+// A PDF being drawn, page by page, into memory: cairo for the drawing,
+// pango for the text. Coordinates are PDF points from the page's top left.
+//
+// Text is set in Inter (fontconfig falls back, glyph by glyph, to another
+// installed face for characters Inter lacks); fonts are embedded as
+// subsets, and the text stays extractable. Text is measured with hinting of
+// metrics and rounding of glyph positions turned off, so a measurement made
+// before drawing (to lay a page out) is exactly what the drawing gives.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <span>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "model/enums.h"
+
+namespace quorvane {
+
+struct PageSize {
+  double width = 0;
+  double height = 0;
+  bool operator==(const PageSize&) const = default;
+};
+
+// a4 595.28 × 841.89, letter 612 × 792; landscape swaps the sides.
+PageSize pageSize(PdfFormat format,
+                  DocumentOrientation orientation = DocumentOrientation::portrait);
+
+enum class FontWeight { regular, medium, semibold, bold };
+
+struct Color {
+  double red = 0.1;
+  double green = 0.1;
+  double blue = 0.1;
+};
+
+struct TextStyle {
+  double size = 10;
+  FontWeight weight = FontWeight::regular;
+  Color color;
+};
+
+// Where a flow of text ended.
+struct TextFlowResult {
+  double bottom = 0;      // below the last line drawn
+  bool complete = true;   // false when text was left over at `maxY`
+  std::size_t lines = 0;  // lines drawn
+};
+
+class PdfCanvas {
+ public:
+  explicit PdfCanvas(PageSize size);
+  ~PdfCanvas();
+  PdfCanvas(const PdfCanvas&) = delete;
+  PdfCanvas& operator=(const PdfCanvas&) = delete;
+
+  const PageSize& size() const { return size_; }
+  // Ends the page being drawn (if any) and starts the next one.
+  void beginPage();
+  int pageCount() const { return pages_; }
+
+  // The height one line of `style` takes, and the width of `text`.
+  double lineHeight(const TextStyle& style) const;
+  double textWidth(std::string_view text, const TextStyle& style) const;
+  // One line of text whose top is at `y`; no wrapping.
+  void drawText(std::string_view text, double x, double y, const TextStyle& style);
+
+  // Flows `text` into the column from `x` to `x + width`, its first line's
+  // top at `y`, one line every `lineHeight`, as long as a whole line fits
+  // above `maxY`. Lines break between words (inside a word only when the
+  // word alone is wider than the column); a line break starts a new line, an
+  // empty line leaves an empty line. Draws nothing when `draw` is false, to
+  // measure.
+  TextFlowResult flowText(std::string_view text, double x, double y, double width, double maxY,
+                          const TextStyle& style, double lineHeight, bool draw = true);
+
+  void fillRect(double x, double y, double width, double height, const Color& color);
+  void strokeLine(double x1, double y1, double x2, double y2, double lineWidth, const Color& color);
+
+  // Places a JPEG in the rectangle, its bytes embedded as they are (no
+  // decoding, no re-encoding): `pixelWidth` × `pixelHeight` must be the
+  // JPEG's own size.
+  void drawJpeg(std::span<const std::uint8_t> jpeg, std::int64_t pixelWidth,
+                std::int64_t pixelHeight, double x, double y, double width, double height);
+
+  // Ends the document and returns its bytes. The canvas can't be drawn on
+  // afterwards.
+  std::vector<std::uint8_t> finish();
+
+ private:
+  struct Impl;
+  std::unique_ptr<Impl> impl_;
+  PageSize size_;
+  int pages_ = 0;
+};
+
+}  // namespace quorvane

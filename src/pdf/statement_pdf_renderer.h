@@ -1,0 +1,35 @@
+// The biography, the artist statement and the project statement as PDFs of
+// their own: one page, the title at the top margin, the text below it down
+// to the bottom margin. What does not fit is left out and reported as
+// `statementTruncated`, for all three documents.
+#pragma once
+
+#include <string_view>
+
+#include "model/records.h"
+#include "pdf/pdf_labels.h"
+#include "pdf/pdf_style.h"
+
+namespace quorvane {
+
+// The title keys of the three documents.
+inline constexpr std::string_view kStatementTitleKey = "pdf.statement.title";
+inline constexpr std::string_view kBiographyTitleKey = "pdf.biography.title";
+inline constexpr std::string_view kProjectStatementTitleKey = "pdf.project_statement.title";
+
+class StatementPdfRenderer {
+ public:
+  StatementPdfRenderer(PDFStyle style, PdfStrings labels)
+      : style_(style), labels_(std::move(labels)) {}
+
+  // The page has the size of `options.format`, in portrait; the title is the
+  // label of `titleKey` in the labels' language and scope.
+  PdfRenderResult render(std::string_view text, std::string_view titleKey,
+                         const ExportOptions& options) const;
+
+ private:
+  PDFStyle style_;
+  PdfStrings labels_;
+};
+
+}  // namespace quorvane

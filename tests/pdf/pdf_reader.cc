@@ -1,0 +1,57 @@
+#include "pdf/pdf_reader.h"
+
+#include <poppler.h>
+
+#include <array>
+#include <cstdio>
+#include <fstream>
+#include <memory>
+#include <stdexcept>
+
+#include "support/temp_dir.h"
+
+namespace quorvane::testing {
+
+std::vector<ReadPage> readPdf(const std::vector<std::uint8_t>& pdf) {
+  GBytes* bytes = g_bytes_new(pdf.data(), pdf.size());
+  GError* error = nullptr;
+  PopplerDocument* document = poppler_document_new_from_bytes(bytes, nullptr, &error);
+  g_bytes_unref(bytes);
+  if (document == nullptr) {
+    const std::string message = error != nullptr ? error->message : "unknown";
+    if (error != nullptr) g_error_free(error);
+    throw std::runtime_error("poppler can't open the PDF: " + message);
+  }
+  std::vector<ReadPage> pages;
+  for (int i = 0; i < poppler_document_get_n_pages(document); ++i) {
+    PopplerPage* page = poppler_document_get_page(document, i);
+    ReadPage read;
+    poppler_page_get_size(page, &read.width, &read.height);
+    char* text = poppler_page_get_text(page);
+    read.text = text != nullptr ? text : "";
+    g_free(text);
+    g_object_unref(page);
+    pages.push_back(std::move(read));
+  }
+  g_object_unref(document);
+  return pages;
+}
+
+std::string qpdfProblems(const std::vector<std::uint8_t>& pdf) {
+  TempDir dir;
+  const std::string path = dir.file("checked.pdf");
+  std::ofstream(path, std::ios::binary)
+      .write(reinterpret_cast<const char*>(pdf.data()), static_cast<std::streamsize>(pdf.size()));
+  const std::string command = "qpdf --check '" + path + "' 2>&1";
+  std::unique_ptr<FILE, int (*)(FILE*)> pipe(::popen(command.c_str(), "r"), ::pclose);
+  if (!pipe) return "qpdf could not be run";
+  std::string output;
+  std::array<char, 4096> buffer{};
+  while (const std::size_t n = std::fread(buffer.data(), 1, buffer.size(), pipe.get())) {
+    output.append(buffer.data(), n);
+  }
+  const int status = ::pclose(pipe.release());
+  return status == 0 ? std::string() : output;
+}
+
+}  // namespace quorvane::testing

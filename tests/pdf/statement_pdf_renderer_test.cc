@@ -1,0 +1,76 @@
+#include "pdf/statement_pdf_renderer.h"
+
+#include <gtest/gtest.h>
+
+#include "pdf/pdf_reader.h"
+
+namespace quorvane {
+namespace {
+
+using testing::qpdfProblems;
+using testing::readPdf;
+
+PdfRenderResult renderStatement(const std::string& text, std::string_view titleKey,
+                                const std::string& locale, std::string_view scope,
+                                PdfFormat format = PdfFormat::a4,
+                                std::map<std::string, std::string> overrides = {}) {
+  ExportOptions options;
+  options.format = format;
+  options.exportLocale = locale;
+  const StatementPdfRenderer renderer(PDFStyle{},
+                                      PdfStrings(locale, std::string(scope), std::move(overrides)));
+  return renderer.render(text, titleKey, options);
+}
+
+bool contains(const std::string& text, const std::string& part) {
+  return text.find(part) != std::string::npos;
+}
+
+TEST(StatementPdfRendererTest, OnePageOfTheFormatsSizeWithTitleAndExtractableText) {
+  const PdfRenderResult a4 = renderStatement("Zoë Müller paints the sea.\n\nShe lives in Berlin.",
+                                             kStatementTitleKey, "en", "statement");
+  EXPECT_EQ(qpdfProblems(a4.data), "");
+  const auto pages = readPdf(a4.data);
+  ASSERT_EQ(pages.size(), 1u);
+  EXPECT_NEAR(pages[0].width, 595.28, 0.01);
+  EXPECT_NEAR(pages[0].height, 841.89, 0.01);
+  EXPECT_TRUE(contains(pages[0].text, "Artist Statement")) << pages[0].text;
+  EXPECT_TRUE(contains(pages[0].text, "Zoë Müller paints the sea.")) << pages[0].text;
+  EXPECT_TRUE(a4.warnings.empty());
+
+  const auto letter =
+      readPdf(renderStatement("Text", kBiographyTitleKey, "en", "bio", PdfFormat::letter).data);
+  EXPECT_DOUBLE_EQ(letter[0].width, 612);
+  EXPECT_DOUBLE_EQ(letter[0].height, 792);
+  EXPECT_TRUE(contains(letter[0].text, "Biography"));
+}
+
+TEST(StatementPdfRendererTest, TheTitleSpeaksTheExportLanguageOrTheUsersOverride) {
+  const auto german = readPdf(renderStatement("Text", kStatementTitleKey, "de", "statement").data);
+  EXPECT_TRUE(contains(german[0].text, "Künstlerisches Statement")) << german[0].text;
+  const auto own =
+      readPdf(renderStatement("Text", kStatementTitleKey, "de", "statement", PdfFormat::a4,
+                              {{"pdf.statement.title", "Über meine Arbeit"}})
+                  .data);
+  EXPECT_TRUE(contains(own[0].text, "Über meine Arbeit")) << own[0].text;
+  EXPECT_FALSE(contains(own[0].text, "Künstlerisches Statement"));
+}
+
+TEST(StatementPdfRendererTest, AnOverlongTextIsCutToOnePageAndSaidSo) {
+  std::string text;
+  for (int i = 0; i < 400; ++i) text += "Line " + std::to_string(i) + " of a long biography.\n";
+  const PdfRenderResult result = renderStatement(text, kBiographyTitleKey, "en", "bio");
+  EXPECT_EQ(result.warnings, std::vector<PdfWarning>{PdfWarning::statementTruncated});
+  const auto pages = readPdf(result.data);
+  ASSERT_EQ(pages.size(), 1u);
+  EXPECT_TRUE(contains(pages[0].text, "Line 0 of"));
+  EXPECT_FALSE(contains(pages[0].text, "Line 399 of"));
+  // As many lines as the room holds: 841.89 − 2 × 60 minus the title's
+  // room, at 14 points a line.
+  EXPECT_TRUE(contains(pages[0].text, "Line 48 of"));
+  EXPECT_FALSE(contains(pages[0].text, "Line 49 of"));
+  EXPECT_EQ(qpdfProblems(result.data), "");
+}
+
+}  // namespace
+}  // namespace quorvane
