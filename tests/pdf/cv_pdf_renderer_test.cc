@@ -1,0 +1,108 @@
+#include "pdf/cv_pdf_renderer.h"
+
+#include <gtest/gtest.h>
+
+#include <cctype>
+
+#include "pdf/pdf_reader.h"
+
+namespace quorvane {
+namespace {
+
+using testing::qpdfProblems;
+using testing::readPdf;
+
+CvPdfRenderer renderer(const std::string& locale) {
+  return CvPdfRenderer(PDFStyle{}, PdfStrings(locale, "cv", {}));
+}
+
+ArtistDetails zoe() {
+  ArtistDetails details;
+  details.firstName = "Zoë";
+  details.lastName = "Müller";
+  details.birthYear = "1984";
+  details.birthPlace = "Lyon";
+  details.currentCity = "Berlin";
+  return details;
+}
+
+std::size_t positionOf(const std::string& text, const std::string& part) { return text.find(part); }
+
+TEST(CvPdfRendererTest, SectionsComeInCvOrderTitledInTheExportLanguageEmptyOnesLeftOut) {
+  CVData cv;
+  cv.education.push_back({{"year", "2008"}, {"majorDegree", "MFA"}, {"institution", "UdK"}});
+  cv.soloExhibitions.push_back({{"year", "2024"}, {"title", "Tides"}, {"venue", "Galerie Nord"}});
+  cv.press.push_back({{"year", "2023"}, {"author", "A. Critic"}, {"outlet", "frieze"}});
+  cv.commissions.push_back({{"year", " "}});  // nothing in it: no section
+  ExportOptions options;
+  const PdfRenderResult result = renderer("fr").render(zoe(), cv, options);
+  EXPECT_EQ(qpdfProblems(result.data), "");
+  const auto pages = readPdf(result.data);
+  ASSERT_EQ(pages.size(), 1u);
+  const std::string& text = pages[0].text;
+  EXPECT_NE(positionOf(text, "Zoë Müller"), std::string::npos) << text;
+  EXPECT_NE(positionOf(text, "1984 — Lyon"), std::string::npos) << text;
+  EXPECT_NE(positionOf(text, "Vit et travaille à Berlin"), std::string::npos);
+  EXPECT_LT(positionOf(text, "Expositions personnelles"), positionOf(text, "Formation"));
+  EXPECT_LT(positionOf(text, "Formation"), positionOf(text, "Presse"));
+  EXPECT_NE(positionOf(text, "A. Critic, dans frieze"), std::string::npos) << text;
+  EXPECT_EQ(positionOf(text, "Commandes"), std::string::npos);
+}
+
+TEST(CvPdfRendererTest, ALongCvTakesMorePagesNumberedFromTheSecondAndALimitCutsIt) {
+  CVData cv;
+  for (int i = 0; i < 90; ++i) {
+    cv.groupExhibitions.push_back(
+        {{"year", std::to_string(2024 - i % 30)}, {"title", "Show " + std::to_string(i)}});
+  }
+  ExportOptions options;
+  const auto pages = readPdf(renderer("en").render(zoe(), cv, options).data);
+  ASSERT_GE(pages.size(), 2u);
+  EXPECT_NE(pages.back().text.find("Show 89"), std::string::npos);
+  // The number is the page's last text, from the second page on.
+  const auto lastLine = [](std::string text) {
+    while (!text.empty() && std::isspace(static_cast<unsigned char>(text.back()))) text.pop_back();
+    return text.substr(text.find_last_of('\n') + 1);
+  };
+  EXPECT_NE(lastLine(pages[0].text), "1");
+  EXPECT_EQ(lastLine(pages[1].text), "2");
+
+  PdfCanvas canvas(pageSize(PdfFormat::a4));
+  const CvDrawResult limited = renderer("en").draw(canvas, zoe(), cv, 1);
+  EXPECT_EQ(limited.pages, 1);
+  EXPECT_TRUE(limited.truncated);
+  PdfCanvas roomy(pageSize(PdfFormat::a4));
+  EXPECT_FALSE(renderer("en").draw(roomy, zoe(), cv, 10).truncated);
+}
+
+TEST(CvPdfRendererTest, IntroLinesSayWhatIsKnownInTheLanguagesWording) {
+  ArtistDetails details;
+  EXPECT_TRUE(renderer("en").introLines(details).empty());
+  details.birthYear = "1984";
+  EXPECT_EQ(renderer("en").introLines(details), std::vector<std::string>{"b. 1984"});
+  EXPECT_EQ(renderer("de").introLines(details), std::vector<std::string>{"1984"});
+  details.birthYear.clear();
+  details.birthPlace = "Lyon";
+  details.birthCountry = "France";
+  EXPECT_EQ(renderer("en").introLines(details), std::vector<std::string>{"Born in Lyon, France"});
+  EXPECT_EQ(renderer("it").introLines(details), std::vector<std::string>{"Lyon, France"});
+  details.country = "Germany";
+  EXPECT_EQ(renderer("es").introLines(details),
+            (std::vector<std::string>{"Lyon, France", "Vive y trabaja en Germany"}));
+}
+
+TEST(CvPdfRendererTest, EntriesReadAsOneSentenceBesideTheirDate) {
+  const CvPdfRenderer en = renderer("en");
+  const CVEntry press{{"author", "A. Critic"}, {"title", "Weather"}, {"outlet", "frieze"}};
+  EXPECT_EQ(en.entryText(CVSectionKey::press, press), "A. Critic, “Weather”, in frieze");
+  const CVEntry residency{{"period", "2022–2023"}, {"name", "Cité"}, {"place", " Paris "}};
+  EXPECT_EQ(CvPdfRenderer::entryDate(residency), "2022–2023");
+  EXPECT_EQ(en.entryText(CVSectionKey::residencies, residency), "Cité, Paris");
+  const CVEntry gallery{{"galleryName", "Galerie Nord"}, {"email", "info@nord.example"}};
+  EXPECT_EQ(en.entryText(CVSectionKey::representation, gallery),
+            "Galerie Nord · info@nord.example");
+  EXPECT_EQ(CvPdfRenderer::entryDate(gallery), "");
+}
+
+}  // namespace
+}  // namespace quorvane
