@@ -278,4 +278,23 @@ std::optional<PixelSize> ImageOptimizer::pixelSize(std::span<const std::uint8_t>
   return size;
 }
 
+std::optional<PixelSize> ImageOptimizer::embeddableJpegSize(
+    std::span<const std::uint8_t> data) const {
+  if (allowedMimeType(data) != std::optional<std::string>("image/jpeg")) return std::nullopt;
+  const ImagePtr header = openHeader(data);
+  if (!header) return std::nullopt;
+  VipsImage* image = header.get();
+  const int bands = vips_image_get_bands(image);
+  const VipsInterpretation interpretation = vips_image_get_interpretation(image);
+  const bool plainColour = (bands == 3 && interpretation == VIPS_INTERPRETATION_sRGB) ||
+                           (bands == 1 && interpretation == VIPS_INTERPRETATION_B_W);
+  int orientation = 1;
+  if (vips_image_get_typeof(image, VIPS_META_ORIENTATION) != 0) {
+    vips_image_get_int(image, VIPS_META_ORIENTATION, &orientation);
+  }
+  const PixelSize size{vips_image_get_width(image), vips_image_get_height(image)};
+  if (!plainColour || orientation != 1 || size.width < 1 || size.height < 1) return std::nullopt;
+  return size;
+}
+
 }  // namespace quorvane

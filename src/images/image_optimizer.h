@@ -46,6 +46,11 @@ class ImageOptimizer {
   // The size the image's header declares, read without decoding pixels;
   // nothing when the bytes are no image we decode or the size is unusable.
   std::optional<PixelSize> pixelSize(std::span<const std::uint8_t> data) const;
+
+  // The size of a JPEG that a PDF can carry exactly as it is: upright (no
+  // EXIF turn), RGB or grey. Nothing for anything else (CMYK, a turned
+  // photo, another format), which must be re-encoded first.
+  std::optional<PixelSize> embeddableJpegSize(std::span<const std::uint8_t> data) const;
 };
 
 }  // namespace quorvane

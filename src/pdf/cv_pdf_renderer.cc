@@ -164,7 +164,8 @@ CvDrawResult CvPdfRenderer::draw(PdfCanvas& canvas, const ArtistDetails& details
     if (pageLimit && result.pages >= *pageLimit) return false;
     canvas.beginPage();
     ++result.pages;
-    if (result.pages > 1) drawPageNumber(canvas, style_, firstPageNumber + result.pages - 1);
+    const int number = firstPageNumber + result.pages - 1;
+    if (number > 1) drawPageNumber(canvas, style_, number);
     y = style_.margin;
     return true;
   };

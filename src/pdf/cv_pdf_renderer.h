@@ -39,8 +39,8 @@ class CvPdfRenderer {
                          const ExportOptions& options) const;
 
   // Draws the CV onto `canvas`, beginning a page for each of its pages, at
-  // most `pageLimit` of them; `firstPageNumber` is the number the first
-  // page would carry (it is printed from the second page of the CV on).
+  // most `pageLimit` of them; `firstPageNumber` is the number its first
+  // page carries in the document (every number but 1 is printed).
   CvDrawResult draw(PdfCanvas& canvas, const ArtistDetails& details, const CVData& cv,
                     std::optional<int> pageLimit = std::nullopt, int firstPageNumber = 1) const;
 

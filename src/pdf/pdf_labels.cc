@@ -16,7 +16,7 @@ constexpr std::array<std::string_view, 5> kLanguages{"en", "fr", "it", "de", "es
 // As shipped, quirks included: outside English the CV intro prints the bare
 // year and the bare place, and only English says "Selected …"; Italian,
 // German and Spanish print the two cover texts in English.
-constexpr std::array<PdfLabel, 32> kPdfLabels{{
+constexpr std::array<PdfLabel, 37> kPdfLabels{{
     {"pdf.cover.portfolio_title", {"Portfolio", "Portfolio", "", "", ""}},
     {"pdf.cover.artist_name_fallback", {"Artist Name", "Nom de l'artiste", "", "", ""}},
     {"pdf.statement.title",
@@ -85,6 +85,15 @@ constexpr std::array<PdfLabel, 32> kPdfLabels{{
      {"Bibliography", "Bibliographie", "Bibliografia", "Bibliografie", "Bibliografía"}},
     {"pdf.cv.section.representation",
      {"Representation", "Représentation", "Rappresentanza", "Vertretung", "Representación"}},
+    {"pdf.artwork.status.available",
+     {"Available", "Disponible", "Disponibile", "Verfügbar", "Disponible"}},
+    {"pdf.artwork.status.sold", {"Sold", "Vendu", "Venduto", "Verkauft", "Vendido"}},
+    {"pdf.artwork.status.in_progress",
+     {"In progress", "En cours", "In corso", "In Arbeit", "En curso"}},
+    {"pdf.raisonne.number",
+     {"No. {number}", "N° {number}", "N. {number}", "Nr. {number}", "N.º {number}"}},
+    {"pdf.artwork.untitled",
+     {"Untitled", "Sans titre", "Senza titolo", "Ohne Titel", "Sin título"}},
     {"pdf.press.in_outlet",
      {"in {outlet}", "dans {outlet}", "in {outlet}", "in {outlet}", "en {outlet}"}},
 }};

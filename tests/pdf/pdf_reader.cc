@@ -5,7 +5,9 @@
 #include <array>
 #include <cstdio>
 #include <fstream>
+#include <iterator>
 #include <memory>
+#include <sstream>
 #include <stdexcept>
 
 #include "support/temp_dir.h"
@@ -35,6 +37,55 @@ std::vector<ReadPage> readPdf(const std::vector<std::uint8_t>& pdf) {
   }
   g_object_unref(document);
   return pages;
+}
+
+namespace {
+
+std::string commandOutput(const std::string& command) {
+  std::unique_ptr<FILE, int (*)(FILE*)> pipe(::popen(command.c_str(), "r"), ::pclose);
+  if (!pipe) return {};
+  std::string output;
+  std::array<char, 4096> buffer{};
+  while (const std::size_t n = std::fread(buffer.data(), 1, buffer.size(), pipe.get())) {
+    output.append(buffer.data(), n);
+  }
+  return output;
+}
+
+std::vector<std::uint8_t> fileBytes(const std::string& path) {
+  std::ifstream file(path, std::ios::binary);
+  return {std::istreambuf_iterator<char>(file), {}};
+}
+
+}  // namespace
+
+std::vector<EmbeddedImage> embeddedImages(const std::vector<std::uint8_t>& pdf) {
+  TempDir dir;
+  const std::string path = dir.file("images.pdf");
+  std::ofstream(path, std::ios::binary)
+      .write(reinterpret_cast<const char*>(pdf.data()), static_cast<std::streamsize>(pdf.size()));
+  std::istringstream list(commandOutput("pdfimages -list '" + path + "'"));
+  std::vector<EmbeddedImage> images;
+  std::string line;
+  std::getline(list, line);  // the header
+  std::getline(list, line);  // its rule
+  while (std::getline(list, line)) {
+    std::istringstream fields(line);
+    EmbeddedImage image;
+    std::string num, type, color, comp, bpc;
+    fields >> image.page >> num >> type >> image.width >> image.height >> color >> comp >> bpc >>
+        image.encoding;
+    images.push_back(image);
+  }
+  // pdfimages -j writes each JPEG as the PDF holds it, in the same order.
+  commandOutput("pdfimages -j '" + path + "' '" + dir.file("img") + "'");
+  for (std::size_t i = 0; i < images.size(); ++i) {
+    if (images[i].encoding != "jpeg") continue;
+    char name[32];
+    std::snprintf(name, sizeof name, "img-%03zu.jpg", i);
+    images[i].data = fileBytes(dir.file(name));
+  }
+  return images;
 }
 
 std::string qpdfProblems(const std::vector<std::uint8_t>& pdf) {

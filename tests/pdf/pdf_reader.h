@@ -17,6 +17,17 @@ struct ReadPage {
 // The pages of a PDF; throws when poppler can't open it.
 std::vector<ReadPage> readPdf(const std::vector<std::uint8_t>& pdf);
 
+struct EmbeddedImage {
+  int page = 0;
+  int width = 0;
+  int height = 0;
+  std::string encoding;            // "jpeg", "image", …
+  std::vector<std::uint8_t> data;  // a JPEG's bytes exactly as the PDF holds them
+};
+
+// The images a PDF holds (pdfimages), with the bytes of its JPEGs.
+std::vector<EmbeddedImage> embeddedImages(const std::vector<std::uint8_t>& pdf);
+
 // qpdf's verdict: empty when the file is sound, else what qpdf said.
 std::string qpdfProblems(const std::vector<std::uint8_t>& pdf);
 

@@ -1,0 +1,381 @@
+#include "pdf/portfolio_pdf_renderer.h"
+
+#include <algorithm>
+#include <atomic>
+#include <future>
+#include <thread>
+
+#include "model/artist_name.h"
+#include "model/text.h"
+#include "pdf/cv_pdf_renderer.h"
+#include "pdf/pdf_canvas.h"
+#include "pdf/price_format.h"
+
+namespace quorvane {
+namespace {
+
+constexpr Color kMuted{0.42, 0.42, 0.42};
+constexpr Color kRule{0.8, 0.8, 0.8};
+constexpr int kCvPageRoom = 4;
+
+bool hasCVEntries(const CVData& cv) {
+  for (const CVDataSection& section : kCVDataSections) {
+    for (const CVEntry& entry : cv.*section.entries) {
+      for (const auto& [field, value] : entry) {
+        if (!isBlank(value)) return true;
+      }
+    }
+  }
+  return false;
+}
+
+std::string joined(const std::vector<std::string>& parts, std::string_view separator) {
+  std::string text;
+  for (const std::string& part : parts) {
+    if (part.empty()) continue;
+    if (!text.empty()) text += separator;
+    text += part;
+  }
+  return text;
+}
+
+std::string_view statusKey(ArtworkStatus status) {
+  switch (status) {
+    case ArtworkStatus::available:
+      return "pdf.artwork.status.available";
+    case ArtworkStatus::sold:
+      return "pdf.artwork.status.sold";
+    case ArtworkStatus::inProgress:
+      return "pdf.artwork.status.in_progress";
+  }
+  return "pdf.artwork.status.available";
+}
+
+}  // namespace
+
+struct PortfolioPdfRenderer::Part {
+  std::string title;
+  int bodyPage = 0;  // where the part begins, counting the cover as 1
+};
+
+struct PortfolioPdfRenderer::Layout {
+  std::vector<Part> parts;
+  std::vector<PdfWarning> warnings;
+  int bodyPages = 0;
+};
+
+PortfolioPdfRenderer::PortfolioPdfRenderer(PDFStyle style, PdfStrings labels, PdfStrings cvLabels,
+                                           ImageData imageDataForArtwork,
+                                           const ImageOptimizer& optimizer,
+                                           std::optional<ImagePreparationPolicy> policy,
+                                           double metaTopGap)
+    : style_(style),
+      labels_(std::move(labels)),
+      cvLabels_(std::move(cvLabels)),
+      imageDataForArtwork_(std::move(imageDataForArtwork)),
+      optimizer_(optimizer),
+      policy_(policy),
+      metaTopGap_(metaTopGap) {}
+
+std::vector<std::string> PortfolioPdfRenderer::captionLines(const Project& project,
+                                                            const Artwork& artwork, UnitSystem unit,
+                                                            int number) const {
+  std::vector<std::string> lines;
+  const bool raisonne =
+      project.kind == ProjectKind::catalogue && project.catalogueKind == CatalogueKind::raisonne;
+  const bool priceList =
+      project.kind == ProjectKind::catalogue &&
+      project.catalogueKind.value_or(CatalogueKind::price) == CatalogueKind::price;
+  if (raisonne) {
+    lines.push_back(labels_.format("pdf.raisonne.number", {{"number", std::to_string(number)}}));
+  }
+  const std::string title = trimmedWhitespaceAndNewlines(artwork.title);
+  lines.push_back(joined({title.empty() ? labels_.label("pdf.artwork.untitled") : title,
+                          trimmedWhitespaceAndNewlines(artwork.year)},
+                         ", "));
+  if (!isBlank(artwork.medium)) lines.push_back(trimmedWhitespaceAndNewlines(artwork.medium));
+  const std::string dimensions = joined({trimmedWhitespaceAndNewlines(artwork.artworkWidth),
+                                         trimmedWhitespaceAndNewlines(artwork.artworkHeight),
+                                         trimmedWhitespaceAndNewlines(artwork.artworkDepth)},
+                                        " × ");
+  if (!dimensions.empty()) lines.push_back(dimensions + " " + std::string(rawValue(unit)));
+  if (priceList || raisonne) {
+    std::vector<std::string> sale;
+    const std::optional<std::string> currency =
+        artwork.priceCurrency ? artwork.priceCurrency : project.currency;
+    if (artwork.priceCents) {
+      sale.push_back(formatPrice(*artwork.priceCents, currency.value_or(""), labels_.locale()));
+    }
+    if (artwork.status) sale.push_back(labels_.label(statusKey(*artwork.status)));
+    if (!sale.empty()) lines.push_back(joined(sale, " · "));
+  }
+  return lines;
+}
+
+std::vector<std::optional<PreparedPdfImage>> PortfolioPdfRenderer::prepareImages(
+    const std::vector<Artwork>& artworks) const {
+  std::vector<std::optional<PreparedPdfImage>> images(artworks.size());
+  // Re-encoding is the slow part of a web-optimised export: the images are
+  // shared between the cores. Embedding as supplied costs next to nothing.
+  const unsigned workers =
+      policy_ ? std::max(1u, std::min(std::thread::hardware_concurrency(), 4u)) : 1u;
+  std::atomic<std::size_t> next{0};
+  const auto work = [&] {
+    for (std::size_t i = next++; i < artworks.size(); i = next++) {
+      auto bytes = imageDataForArtwork_ ? imageDataForArtwork_(artworks[i]) : std::nullopt;
+      if (bytes) images[i] = preparePdfImage(optimizer_, std::move(*bytes), policy_);
+    }
+  };
+  std::vector<std::future<void>> running;
+  for (unsigned w = 1; w < workers; ++w) running.push_back(std::async(std::launch::async, work));
+  work();
+  for (auto& task : running) task.get();
+  return images;
+}
+
+void PortfolioPdfRenderer::drawCover(PdfCanvas& canvas, const Project& project,
+                                     const StudioSnapshot& snapshot) const {
+  canvas.beginPage();
+  const PageSize page = canvas.size();
+  const double height = page.height > 0 ? page.height : 842;
+  std::string name = printedArtistName(snapshot.details);
+  if (name.empty()) name = labels_.label("pdf.cover.artist_name_fallback");
+  const TextStyle nameStyle{style_.sectionTitleSize, FontWeight::semibold, {}};
+  const TextStyle titleStyle{style_.bodySize - 1, FontWeight::regular, {}};
+  const TextStyle smallStyle{style_.bodySize - 2, FontWeight::regular, kMuted};
+
+  // The name, the title, then small lines (size + 2 points apart); the
+  // block is centred about the middle of the page.
+  struct Line {
+    std::string text;
+    TextStyle style;
+    double advance;
+  };
+  std::vector<Line> lines{{name, nameStyle, canvas.lineHeight(nameStyle) + 6}};
+  const std::string subtitle = trimmedWhitespaceAndNewlines(project.projectTitle);
+  if (!subtitle.empty()) lines.push_back({subtitle, titleStyle, canvas.lineHeight(titleStyle) + 4});
+  if (project.kind == ProjectKind::portfolio) {
+    lines.push_back({labels_.label("pdf.cover.portfolio_title"), smallStyle, smallStyle.size + 2});
+  }
+  if (!isBlank(project.projectYear)) {
+    lines.push_back(
+        {trimmedWhitespaceAndNewlines(project.projectYear), smallStyle, smallStyle.size + 2});
+  }
+  double blockHeight = 0;
+  for (const Line& line : lines) blockHeight += line.advance;
+  double y = height * 0.5 + style_.lineHeight * 0.5 - blockHeight * 0.5;
+  for (const Line& line : lines) {
+    canvas.drawText(line.text, (page.width - canvas.textWidth(line.text, line.style)) * 0.5, y,
+                    line.style);
+    y += line.advance;
+  }
+}
+
+bool PortfolioPdfRenderer::drawTextSection(PdfCanvas& canvas, std::string_view titleKey,
+                                           bool showTitle, const std::string& text) const {
+  const PageSize page = canvas.size();
+  const double height = page.height > 0 ? page.height : 842;
+  const TextStyle title{style_.sectionTitleSize, FontWeight::semibold, {}};
+  const TextStyle body{style_.bodySize, FontWeight::regular, {}};
+  double top = style_.margin;
+  if (showTitle) {
+    canvas.drawText(labels_.label(titleKey), style_.margin, top, title);
+    top += 1.8 * canvas.lineHeight(title);
+  }
+  return canvas
+      .flowText(text, style_.margin, top, page.width - 2 * style_.margin, height - style_.margin,
+                body, style_.lineHeight)
+      .complete;
+}
+
+void PortfolioPdfRenderer::drawArtwork(PdfCanvas& canvas, const Project& project,
+                                       const StudioSnapshot& snapshot, const Artwork& artwork,
+                                       int number, const PreparedPdfImage* image) const {
+  const PageSize page = canvas.size();
+  const double height = page.height > 0 ? page.height : 842;
+  const double left = style_.margin;
+  const double width = page.width - 2 * style_.margin;
+  const double bottom = height - style_.margin;
+  const TextStyle first{style_.bodySize, FontWeight::medium, {}};
+  const TextStyle rest{style_.bodySize, FontWeight::regular, kMuted};
+  const TextStyle body{style_.bodySize, FontWeight::regular, {}};
+
+  const std::vector<std::string> caption =
+      captionLines(project, artwork, snapshot.artworks.unit, number);
+  const double captionHeight = static_cast<double>(caption.size()) * style_.lineHeight;
+  const bool withText = snapshot.artworks.layoutMode == ArtworkLayoutMode::artworkText &&
+                        !isBlank(artwork.artworkText);
+  const double room = bottom - style_.margin - metaTopGap_ - captionHeight;
+  const double boxHeight = withText ? room * 0.58 : room;
+
+  // The image's place: as large as the box allows, centred across the
+  // column, at the top of the box.
+  double imageLeft = left, imageBottom = style_.margin;
+  if (image != nullptr && image->preparedPixelWidth > 0 && image->preparedPixelHeight > 0) {
+    const double w = static_cast<double>(image->preparedPixelWidth);
+    const double h = static_cast<double>(image->preparedPixelHeight);
+    const double scale = std::min(width / w, boxHeight / h);
+    const double drawnWidth = w * scale, drawnHeight = h * scale;
+    imageLeft = left + (width - drawnWidth) / 2;
+    canvas.drawJpeg(image->jpeg, image->preparedPixelWidth, image->preparedPixelHeight, imageLeft,
+                    style_.margin, drawnWidth, drawnHeight);
+    imageBottom = style_.margin + drawnHeight;
+  }
+
+  double y = imageBottom + metaTopGap_;
+  for (std::size_t i = 0; i < caption.size(); ++i) {
+    canvas.drawText(caption[i], imageLeft, y, i == 0 ? first : rest);
+    y += style_.lineHeight;
+  }
+  if (withText) {
+    y += style_.lineHeight * 0.6;
+    canvas.flowText(artwork.artworkText, imageLeft, y, width - (imageLeft - left) * 2, bottom, body,
+                    style_.lineHeight);
+  }
+}
+
+void PortfolioPdfRenderer::drawContact(PdfCanvas& canvas, const ArtistDetails& details) const {
+  const PageSize page = canvas.size();
+  const double height = page.height > 0 ? page.height : 842;
+  std::string name = printedArtistName(details);
+  if (name.empty()) name = labels_.label("pdf.cover.artist_name_fallback");
+  const TextStyle nameStyle{style_.sectionTitleSize, FontWeight::bold, {}};
+  const TextStyle lineStyle{style_.bodySize - 1, FontWeight::regular, kMuted};
+  const auto trimmed = [](const std::string& text) { return trimmedWhitespaceAndNewlines(text); };
+  std::vector<std::string> lines;
+  for (const std::string& line :
+       {trimmed(details.address),
+        joined({trimmed(details.zipcode), trimmed(details.currentCity)}, " "),
+        trimmed(details.country), trimmed(details.email), trimmed(details.phone),
+        trimmed(details.website)}) {
+    if (!line.empty()) lines.push_back(line);
+  }
+  const double nameHeight = canvas.lineHeight(nameStyle);
+  const double lineHeight = canvas.lineHeight(lineStyle) + 3;
+  const double blockHeight = nameHeight + 8 + lineHeight * static_cast<double>(lines.size());
+  double y = (height - blockHeight) / 2;
+  canvas.drawText(name, (page.width - canvas.textWidth(name, nameStyle)) / 2, y, nameStyle);
+  y += nameHeight + 8;
+  for (const std::string& line : lines) {
+    canvas.drawText(line, (page.width - canvas.textWidth(line, lineStyle)) / 2, y, lineStyle);
+    y += lineHeight;
+  }
+}
+
+void PortfolioPdfRenderer::drawContents(PdfCanvas& canvas, const Layout& layout,
+                                        int pageOffset) const {
+  canvas.beginPage();
+  const PageSize page = canvas.size();
+  const TextStyle title{style_.sectionTitleSize, FontWeight::semibold, {}};
+  const TextStyle entry{style_.bodySize, FontWeight::regular, {}};
+  const TextStyle dots{style_.bodySize, FontWeight::regular, kRule};
+  canvas.drawText(labels_.label("pdf.toc.title"), style_.margin, style_.margin, title);
+  double y = style_.margin + 1.8 * canvas.lineHeight(title) + style_.lineHeight;
+  const double right = page.width - style_.margin;
+  const double dotWidth = canvas.textWidth(".", dots);
+  for (const Part& part : layout.parts) {
+    const std::string number = std::to_string(part.bodyPage + pageOffset);
+    const double numberWidth = canvas.textWidth(number, entry);
+    const double titleWidth = canvas.textWidth(part.title, entry);
+    canvas.drawText(part.title, style_.margin, y, entry);
+    canvas.drawText(number, right - numberWidth, y, entry);
+    // Leaders from the title to the number.
+    const double from = style_.margin + titleWidth + 6;
+    const double to = right - numberWidth - 6;
+    if (to > from && dotWidth > 0) {
+      const auto count = static_cast<std::size_t>((to - from) / (dotWidth * 2.2));
+      std::string leader;
+      for (std::size_t i = 0; i < count; ++i) leader += i == 0 ? "." : " .";
+      canvas.drawText(leader, to - canvas.textWidth(leader, dots), y, dots);
+    }
+    y += style_.lineHeight * 1.6;
+  }
+}
+
+void PortfolioPdfRenderer::drawBody(PdfCanvas& canvas, const Project& project,
+                                    const StudioSnapshot& snapshot, const ExportOptions& options,
+                                    const std::vector<std::optional<PreparedPdfImage>>* images,
+                                    int pageOffset, Layout& layout) const {
+  const auto bodyPage = [&] { return canvas.pageCount() - pageOffset; };
+  const auto beginPart = [&](std::string_view tocKey) {
+    canvas.beginPage();
+    drawPageNumber(canvas, style_, canvas.pageCount());
+    layout.parts.push_back(Part{labels_.label(tocKey), bodyPage()});
+  };
+  struct TextPart {
+    bool included;
+    const std::string& text;
+    std::string_view tocKey, titleKey;
+    std::optional<bool> showTitle;
+    PdfWarning warning;
+  };
+  const TextPart texts[] = {
+      {options.includeProjectStatement, snapshot.projectStatement, "pdf.toc.project_statement",
+       "pdf.portfolio.section.project_statement_title", options.showProjectStatementTitle,
+       PdfWarning::statementTruncated},
+      {options.includeStatement, snapshot.statement, "pdf.toc.statement",
+       "pdf.portfolio.section.statement_title", options.showStatementTitle,
+       PdfWarning::statementTruncated},
+      {options.includeBiography, snapshot.biography, "pdf.toc.biography",
+       "pdf.portfolio.section.biography_title", options.showBiographyTitle,
+       PdfWarning::biographyTruncated},
+  };
+  for (const TextPart& part : texts) {
+    if (!part.included || isBlank(part.text)) continue;
+    beginPart(part.tocKey);
+    if (!drawTextSection(canvas, part.titleKey, part.showTitle.value_or(true), part.text)) {
+      layout.warnings.push_back(part.warning);
+    }
+  }
+  if (options.includeCV && hasCVEntries(snapshot.cv)) {
+    layout.parts.push_back(Part{labels_.label("pdf.toc.cv"), canvas.pageCount() + 1 - pageOffset});
+    const CvDrawResult cv =
+        CvPdfRenderer(style_, cvLabels_)
+            .draw(canvas, snapshot.details, snapshot.cv, kCvPageRoom, canvas.pageCount() + 1);
+    if (cv.pages > 2) layout.warnings.push_back(PdfWarning::cvLongerThanTwoPages);
+    if (cv.truncated) layout.warnings.push_back(PdfWarning::cvTruncated);
+  }
+  const auto& artworks = snapshot.artworks.images;
+  for (std::size_t i = 0; i < artworks.size(); ++i) {
+    if (i == 0) {
+      beginPart("pdf.toc.artworks");
+    } else {
+      canvas.beginPage();
+      drawPageNumber(canvas, style_, canvas.pageCount());
+    }
+    const PreparedPdfImage* image = images != nullptr && (*images)[i] ? &*(*images)[i] : nullptr;
+    drawArtwork(canvas, project, snapshot, artworks[i], static_cast<int>(i + 1), image);
+  }
+  beginPart("pdf.toc.contact");
+  drawContact(canvas, snapshot.details);
+  layout.bodyPages = bodyPage();
+}
+
+PdfRenderResult PortfolioPdfRenderer::render(const Project& project, const StudioSnapshot& snapshot,
+                                             const ExportOptions& options) const {
+  const PageSize size = pageSize(options.format, project.orientation);
+  // Where every part begins, learnt by laying the body out without images.
+  Layout planned;
+  {
+    PdfCanvas scratch(size);
+    drawCover(scratch, project, snapshot);
+    drawBody(scratch, project, snapshot, options, nullptr, 0, planned);
+  }
+  const bool withContents = options.includeTableOfContents && planned.bodyPages > 1;
+  const int pageOffset = withContents ? 1 : 0;
+
+  const std::vector<std::optional<PreparedPdfImage>> images =
+      prepareImages(snapshot.artworks.images);
+  PdfCanvas canvas(size);
+  drawCover(canvas, project, snapshot);
+  if (withContents) drawContents(canvas, planned, pageOffset);
+  Layout drawn;
+  drawBody(canvas, project, snapshot, options, &images, pageOffset, drawn);
+
+  PdfRenderResult result;
+  result.warnings = drawn.warnings;
+  result.data = canvas.finish();
+  return result;
+}
+
+}  // namespace quorvane

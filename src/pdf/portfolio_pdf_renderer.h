@@ -1,0 +1,92 @@
+// A project as one PDF: a portfolio, or a price, exhibition or raisonné
+// catalogue.
+//
+// The document: the cover; then, when the body has more than one page and
+// the contents page is wanted, the contents page; then the body — the
+// project statement, the artist statement, the biography (each when
+// included and not empty), the CV (when included and not empty), one page
+// per artwork in project order, and the contact page.
+//
+// Decisions of layout:
+// - The whole document is laid out first (drawn without its images, to
+//   learn where each part begins), then drawn once; the two agree because
+//   text is measured exactly as it is drawn.
+// - Page numbers are the pages' places in the document (the cover is 1, the
+//   contents page 2 when there is one); they are printed from the second
+//   body page on, never on the cover or the contents page.
+// - A text section has one page of room; what does not fit is cut
+//   (`statementTruncated`, or `biographyTruncated` for the biography). Its
+//   title shows unless the export says otherwise.
+// - The CV has up to four pages: more than two raise
+//   `cvLongerThanTwoPages`, more than four are cut (`cvTruncated`).
+// - An artwork page: the image as large as the page allows above its
+//   caption, centred across the text column, the caption aligned with the
+//   image's left edge `metaTopGap` below it — title and year, medium,
+//   dimensions as typed with the project's unit; in a price catalogue the
+//   price in the export language's conventions and the availability; in a
+//   raisonné a catalogue number (the work's place in the project) above
+//   every recorded field. With the `artworkText` layout the image takes the
+//   upper part of the page and the artwork's text follows the caption.
+#pragma once
+
+#include <functional>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "images/image_optimizer.h"
+#include "model/records.h"
+#include "pdf/pdf_image.h"
+#include "pdf/pdf_labels.h"
+#include "pdf/pdf_style.h"
+
+namespace quorvane {
+
+class PdfCanvas;
+
+class PortfolioPdfRenderer {
+ public:
+  using ImageData = std::function<std::optional<std::vector<std::uint8_t>>(const Artwork&)>;
+
+  PortfolioPdfRenderer(PDFStyle style, PdfStrings labels, PdfStrings cvLabels,
+                       ImageData imageDataForArtwork, const ImageOptimizer& optimizer,
+                       std::optional<ImagePreparationPolicy> imagePreparationPolicy,
+                       double metaTopGap = 8);
+
+  PdfRenderResult render(const Project& project, const StudioSnapshot& snapshot,
+                         const ExportOptions& options) const;
+
+  // The caption lines of an artwork page; `number` is its place in the
+  // project, from 1.
+  std::vector<std::string> captionLines(const Project& project, const Artwork& artwork,
+                                        UnitSystem unit, int number) const;
+
+ private:
+  struct Part;
+  struct Layout;
+  // Draws the body; without `images` the artworks' images are left out (the
+  // layout pass).
+  void drawBody(PdfCanvas& canvas, const Project& project, const StudioSnapshot& snapshot,
+                const ExportOptions& options,
+                const std::vector<std::optional<PreparedPdfImage>>* images, int pageOffset,
+                Layout& layout) const;
+  void drawCover(PdfCanvas& canvas, const Project& project, const StudioSnapshot& snapshot) const;
+  void drawContents(PdfCanvas& canvas, const Layout& layout, int pageOffset) const;
+  void drawContact(PdfCanvas& canvas, const ArtistDetails& details) const;
+  bool drawTextSection(PdfCanvas& canvas, std::string_view titleKey, bool showTitle,
+                       const std::string& text) const;
+  void drawArtwork(PdfCanvas& canvas, const Project& project, const StudioSnapshot& snapshot,
+                   const Artwork& artwork, int number, const PreparedPdfImage* image) const;
+  std::vector<std::optional<PreparedPdfImage>> prepareImages(
+      const std::vector<Artwork>& artworks) const;
+
+  PDFStyle style_;
+  PdfStrings labels_;
+  PdfStrings cvLabels_;
+  ImageData imageDataForArtwork_;
+  const ImageOptimizer& optimizer_;
+  std::optional<ImagePreparationPolicy> policy_;
+  double metaTopGap_;
+};
+
+}  // namespace quorvane

@@ -1,0 +1,201 @@
+#include "pdf/portfolio_pdf_renderer.h"
+
+#include <gtest/gtest.h>
+
+#include <map>
+
+#include "images/test_images.h"
+#include "pdf/pdf_reader.h"
+
+namespace quorvane {
+namespace {
+
+using testing::embeddedImages;
+using testing::qpdfProblems;
+using testing::readPdf;
+
+bool contains(const std::string& text, const std::string& part) {
+  return text.find(part) != std::string::npos;
+}
+
+// A project with its content, and the image bytes the store would supply.
+class PortfolioTest : public ::testing::Test {
+ protected:
+  PortfolioTest() {
+    project.id = "p1";
+    project.projectTitle = "Tides";
+    snapshot.details.firstName = "Zoë";
+    snapshot.details.lastName = "Müller";
+    snapshot.details.email = "zoe@example.org";
+    snapshot.statement = "I paint the sea.";
+    snapshot.biography = "Born in Lyon.";
+    snapshot.cv.education.push_back({{"year", "2008"}, {"majorDegree", "MFA"}});
+  }
+  void addArtwork(const std::string& id, std::vector<std::uint8_t> bytes) {
+    Artwork artwork;
+    artwork.id = id;
+    artwork.title = "Work " + id;
+    snapshot.artworks.images.push_back(artwork);
+    imageBytes[id] = std::move(bytes);
+  }
+  PdfRenderResult render(const std::string& locale = "en",
+                         std::map<std::string, std::string> overrides = {}) {
+    options.exportLocale = locale;
+    const PortfolioPdfRenderer renderer(
+        PDFStyle{}, PdfStrings(locale, "portfolio", std::move(overrides)),
+        PdfStrings(locale, "cv", {}),
+        [this](const Artwork& artwork) -> std::optional<std::vector<std::uint8_t>> {
+          const auto it = imageBytes.find(artwork.id);
+          if (it == imageBytes.end()) return std::nullopt;
+          return it->second;
+        },
+        optimizer, imagePreparationPolicy(options.imageQuality));
+    return renderer.render(project, snapshot, options);
+  }
+
+  Project project;
+  StudioSnapshot snapshot;
+  ExportOptions options;
+  std::map<std::string, std::vector<std::uint8_t>> imageBytes;
+  ImageOptimizer optimizer;
+};
+
+TEST_F(PortfolioTest, TheDocumentIsCoverContentsThenEveryPartInOrderAndSound) {
+  addArtwork("a1", *testing::encodedImage(".jpg", 300, 200));
+  const PdfRenderResult result = render();
+  EXPECT_EQ(qpdfProblems(result.data), "");
+  EXPECT_TRUE(result.warnings.empty());
+  const auto pages = readPdf(result.data);
+  // cover, contents, statement, biography, CV, one artwork, contact
+  ASSERT_EQ(pages.size(), 7u);
+  EXPECT_TRUE(contains(pages[0].text, "Zoë Müller"));
+  EXPECT_TRUE(contains(pages[0].text, "Portfolio"));
+  EXPECT_TRUE(contains(pages[1].text, "Table of Contents"));
+  EXPECT_TRUE(contains(pages[1].text, "Artist Statement")) << pages[1].text;
+  EXPECT_TRUE(contains(pages[2].text, "I paint the sea."));
+  EXPECT_TRUE(contains(pages[3].text, "Born in Lyon."));
+  EXPECT_TRUE(contains(pages[4].text, "Education"));
+  EXPECT_TRUE(contains(pages[5].text, "Work a1"));
+  EXPECT_TRUE(contains(pages[6].text, "zoe@example.org"));
+  // The contents page names the page where each part begins.
+  EXPECT_TRUE(contains(pages[1].text, "Selected Works")) << pages[1].text;
+  for (const auto& page : pages) {
+    EXPECT_NEAR(page.width, 595.28, 0.01);
+    EXPECT_NEAR(page.height, 841.89, 0.01);
+  }
+}
+
+TEST_F(PortfolioTest, FormatOrientationAndTheContentsPageFollowTheOptions) {
+  options.format = PdfFormat::letter;
+  options.includeTableOfContents = false;
+  project.orientation = DocumentOrientation::landscape;
+  const auto pages = readPdf(render().data);
+  EXPECT_DOUBLE_EQ(pages[0].width, 792);
+  EXPECT_DOUBLE_EQ(pages[0].height, 612);
+  for (const auto& page : pages) EXPECT_FALSE(contains(page.text, "Table of Contents"));
+
+  // Nothing but the cover and the contact page: still more than one page.
+  options.includeTableOfContents = true;
+  options.includeStatement = options.includeBiography = options.includeCV = false;
+  const auto small = readPdf(render().data);
+  ASSERT_EQ(small.size(), 3u);
+  EXPECT_TRUE(contains(small[1].text, "Table of Contents"));
+  EXPECT_TRUE(contains(small[2].text, "3")) << "numbered as placed in the document";
+}
+
+TEST_F(PortfolioTest, TheCoverNamesTheArtistOrItsFallbackInTheExportLanguage) {
+  snapshot.details = {};
+  const std::map<std::string, std::string> expected{{"en", "Artist Name"},
+                                                    {"fr", "Nom de l'artiste"},
+                                                    {"it", "Artist Name"},
+                                                    {"de", "Artist Name"},
+                                                    {"es", "Artist Name"}};
+  for (const auto& [locale, name] : expected) {
+    const auto pages = readPdf(render(locale).data);
+    EXPECT_TRUE(contains(pages[0].text, name)) << locale << ": " << pages[0].text;
+  }
+  const auto own = readPdf(
+      render("de", {{"pdf.toc.title", "Übersicht"}, {"pdf.cover.artist_name_fallback", "N. N."}})
+          .data);
+  EXPECT_TRUE(contains(own[0].text, "N. N."));
+  EXPECT_TRUE(contains(own[1].text, "Übersicht"));
+}
+
+TEST_F(PortfolioTest, WebQualityReencodesTo1600PixelsPrintQualityEmbedsTheBytesAsSupplied) {
+  const auto photo = *testing::encodedImage(".jpg", 2400, 1600);
+  const auto turned = *testing::encodedImage(".jpg", 600, 400, 6);  // must be turned upright
+  const auto png = *testing::encodedImage(".png", 500, 300);
+  addArtwork("photo", photo);
+  addArtwork("turned", turned);
+  addArtwork("png", png);
+
+  options.imageQuality = ExportImageQuality::webOptimized;
+  const auto web = embeddedImages(render().data);
+  ASSERT_EQ(web.size(), 3u);
+  EXPECT_EQ(web[0].width, 1600);
+  EXPECT_NEAR(web[0].height, 1067, 1);
+  EXPECT_EQ(web[0].encoding, "jpeg");
+
+  options.imageQuality = ExportImageQuality::printQuality;
+  const auto print = embeddedImages(render().data);
+  ASSERT_EQ(print.size(), 3u);
+  EXPECT_EQ(print[0].data, photo) << "the supplied JPEG, byte for byte";
+  EXPECT_EQ(print[1].width, 400) << "a turned photo goes in upright, re-encoded";
+  EXPECT_EQ(print[1].height, 600);
+  EXPECT_NE(print[1].data, turned);
+  EXPECT_EQ(print[2].encoding, "jpeg");
+  EXPECT_EQ(print[2].width, 500);
+}
+
+TEST_F(PortfolioTest, WhatDoesNotFitBecomesAWarningNeverAFailure) {
+  std::string longText;
+  for (int i = 0; i < 300; ++i)
+    longText += "A sentence of the biography, number " + std::to_string(i) + ".\n";
+  snapshot.biography = longText;
+  snapshot.statement = longText;
+  addArtwork("broken", {0xFF, 0xD8, 0xFF, 0x00});  // no image to draw; the page still comes
+  for (int i = 0; i < 200; ++i) {
+    snapshot.cv.groupExhibitions.push_back(
+        {{"year", "2020"}, {"title", "Show " + std::to_string(i)}});
+  }
+  const PdfRenderResult result = render();
+  EXPECT_EQ(result.warnings,
+            (std::vector<PdfWarning>{PdfWarning::statementTruncated, PdfWarning::biographyTruncated,
+                                     PdfWarning::cvLongerThanTwoPages, PdfWarning::cvTruncated}));
+  EXPECT_EQ(qpdfProblems(result.data), "");
+  const auto pages = readPdf(result.data);
+  EXPECT_TRUE(std::any_of(pages.begin(), pages.end(),
+                          [](const auto& page) { return contains(page.text, "Work broken"); }));
+}
+
+TEST_F(PortfolioTest, CaptionsSayWhatTheCatalogueKindNeeds) {
+  Artwork artwork;
+  artwork.title = "Tide";
+  artwork.year = "2026";
+  artwork.medium = "Oil on linen";
+  artwork.artworkWidth = "120";
+  artwork.artworkHeight = "90";
+  artwork.priceCents = 480050;
+  artwork.status = ArtworkStatus::sold;
+  project.currency = "EUR";
+  const PortfolioPdfRenderer renderer(PDFStyle{}, PdfStrings("fr", "portfolio", {}),
+                                      PdfStrings("fr", "cv", {}), {}, optimizer, std::nullopt);
+  EXPECT_EQ(renderer.captionLines(project, artwork, UnitSystem::cm, 3),
+            (std::vector<std::string>{"Tide, 2026", "Oil on linen", "120 × 90 cm"}));
+  project.kind = ProjectKind::catalogue;
+  project.catalogueKind = CatalogueKind::price;
+  const auto price = renderer.captionLines(project, artwork, UnitSystem::in, 3);
+  ASSERT_EQ(price.size(), 4u);
+  EXPECT_EQ(price[2], "120 × 90 in");
+  EXPECT_TRUE(contains(price[3], "4\u202f800,50\u00a0€") ||
+              contains(price[3], "4\u00a0800,50\u00a0€"))
+      << price[3];
+  EXPECT_TRUE(contains(price[3], "Vendu"));
+  project.catalogueKind = CatalogueKind::raisonne;
+  EXPECT_EQ(renderer.captionLines(project, artwork, UnitSystem::cm, 3).front(), "N° 3");
+  artwork.title.clear();
+  EXPECT_EQ(renderer.captionLines(project, artwork, UnitSystem::cm, 3)[1], "Sans titre, 2026");
+}
+
+}  // namespace
+}  // namespace quorvane
