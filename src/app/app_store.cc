@@ -110,6 +110,7 @@ AppStore::AppStore(AppStoreServices services)
     }
     publish();
   };
+  self_ = std::make_shared<AppStore*>(this);
   pipeline_ = std::make_unique<SavePipeline>(services_.main, services_.clock, services_.saveQueue,
                                              services_.sectionSaves, std::move(listener));
 }
@@ -845,6 +846,67 @@ void AppStore::setEditTitlesEnabled(bool enabled) {
   services_.preferences.setBoolean(preference_key::kEditTitlesEnabled, enabled);
   state_.isEditTitlesEnabled = enabled;
   publish();
+}
+
+// ---- Documents ----------------------------------------------------------------
+
+std::optional<PdfRenderResult> AppStore::renderPDF(const RenderRequest& request,
+                                                   const ExportOptions& options) {
+  if (services_.renderer == nullptr) {
+    fail(text("app.error.render_failed", {"no renderer"}));
+    return std::nullopt;
+  }
+  try {
+    PdfRenderResult result =
+        services_.renderer->render(request, state_.project, state_.snapshot, options);
+    if (request.kind == RenderKind::portfolio) {
+      ++state_.completePortfolioExportCount;
+      services_.preferences.setInteger(preference_key::kCompletePortfolioExportCount,
+                                       state_.completePortfolioExportCount);
+    }
+    services_.logger.log("render done kind=" + std::string(rawValue(request.kind)) +
+                         " bytes=" + std::to_string(result.data.size()));
+    publish();
+    return result;
+  } catch (const std::exception& error) {
+    fail(text("app.error.render_failed", {error.what()}));
+    return std::nullopt;
+  }
+}
+
+void AppStore::requestPreview(const RenderRequest& request) {
+  if (services_.renderer == nullptr || services_.pdfRenderQueue == nullptr) return;
+  const std::uint64_t id = ++latestPreviewRequestID_;
+  state_.isPdfRendering = true;
+  publish();
+  const std::weak_ptr<AppStore*> weak = self_;
+  PdfRenderService* renderer = services_.renderer;
+  Executor& main = services_.main;
+  services_.pdfRenderQueue->post([weak, renderer, &main, request, id, project = state_.project,
+                                  snapshot = state_.snapshot, options = state_.exportOptions] {
+    std::optional<PdfRenderResult> result;
+    try {
+      result = renderer->render(request, project, snapshot, options);
+    } catch (const std::exception&) {
+    }
+    main.post([weak, request, id, result = std::move(result)] {
+      const auto self = weak.lock();
+      if (!self) return;
+      AppStore& store = **self;
+      const std::string kind(rawValue(request.kind));
+      if (id != store.latestPreviewRequestID_) {
+        store.services_.logger.log("render drop kind=" + kind + " request=" + std::to_string(id));
+        return;
+      }
+      store.state_.isPdfRendering = false;
+      if (result) {
+        store.state_.pdfPreviewData = result->data;
+        store.state_.pdfWarnings = result->warnings;
+        store.services_.logger.log("render done kind=" + kind + " request=" + std::to_string(id));
+      }
+      store.publish();
+    });
+  });
 }
 
 // ---- Reset -------------------------------------------------------------------

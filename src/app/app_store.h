@@ -37,6 +37,7 @@
 #include <vector>
 
 #include "app/backup_reminders.h"
+#include "app/pdf_render_service.h"
 #include "app/save_pipeline.h"
 #include "app/save_section.h"
 #include "images/image_optimizer.h"
@@ -107,6 +108,9 @@ struct AppState {
   BackupReminderState backupReminderState;
   std::optional<BackupReminderLevel> activeBackupReminderLevel;
   bool showBackupReminderSheet = false;
+  std::optional<std::vector<std::uint8_t>> pdfPreviewData;
+  std::vector<PdfWarning> pdfWarnings;
+  bool isPdfRendering = false;
   std::optional<std::string> worksInspectorArtworkID;
   SaveSection activeStatementSection = SaveSection::statement;
 };
@@ -128,6 +132,10 @@ struct AppStoreServices {
   std::function<std::optional<std::string>()> regionCode;
   // Returns once every write handed to `saveQueue` has run.
   std::function<void()> drainSaveQueue;
+  // Renders documents; previews run on `pdfRenderQueue`
+  // ("app.quorvane.pdf-render"). Without them nothing can be rendered.
+  PdfRenderService* renderer = nullptr;
+  Executor* pdfRenderQueue = nullptr;
   // Overrides the interface language for this run (the command line's --lang).
   std::optional<std::string> languageOverride;
 };
@@ -255,6 +263,15 @@ class AppStore {
   // Re-reads the reminder state into the published state.
   void refreshBackupReminderState();
 
+  // Documents. `renderPDF` renders now, for an export (a complete portfolio
+  // is counted); nothing, with an error toast, when it fails.
+  std::optional<PdfRenderResult> renderPDF(const RenderRequest& request,
+                                           const ExportOptions& options);
+  // Renders a preview on the render queue and publishes it on the main
+  // executor, unless a newer preview was asked for meanwhile: the latest
+  // request wins.
+  void requestPreview(const RenderRequest& request);
+
   // Empties the library and the media folder, then starts a new project.
   bool deleteAllUserData();
 
@@ -296,6 +313,8 @@ class AppStore {
   std::uint64_t changeCount_ = 0;
   bool isUnsaved_ = false;                           // the open project is not in the library yet
   std::map<std::string, std::size_t> silentWrites_;  // project id → writes not counted
+  std::uint64_t latestPreviewRequestID_ = 0;
+  std::shared_ptr<AppStore*> self_;  // render results reach the store through it while it lives
 };
 
 }  // namespace quorvane

@@ -295,7 +295,7 @@ void PortfolioPdfRenderer::drawContents(PdfCanvas& canvas, const Layout& layout,
 void PortfolioPdfRenderer::drawBody(PdfCanvas& canvas, const Project& project,
                                     const StudioSnapshot& snapshot, const ExportOptions& options,
                                     const std::vector<std::optional<PreparedPdfImage>>* images,
-                                    int pageOffset, Layout& layout) const {
+                                    int pageOffset, bool outer, Layout& layout) const {
   const auto bodyPage = [&] { return canvas.pageCount() - pageOffset; };
   const auto beginPart = [&](std::string_view tocKey) {
     canvas.beginPage();
@@ -321,13 +321,13 @@ void PortfolioPdfRenderer::drawBody(PdfCanvas& canvas, const Project& project,
        PdfWarning::biographyTruncated},
   };
   for (const TextPart& part : texts) {
-    if (!part.included || isBlank(part.text)) continue;
+    if (!outer || !part.included || isBlank(part.text)) continue;
     beginPart(part.tocKey);
     if (!drawTextSection(canvas, part.titleKey, part.showTitle.value_or(true), part.text)) {
       layout.warnings.push_back(part.warning);
     }
   }
-  if (options.includeCV && hasCVEntries(snapshot.cv)) {
+  if (outer && options.includeCV && hasCVEntries(snapshot.cv)) {
     layout.parts.push_back(Part{labels_.label("pdf.toc.cv"), canvas.pageCount() + 1 - pageOffset});
     const CvDrawResult cv =
         CvPdfRenderer(style_, cvLabels_)
@@ -346,31 +346,37 @@ void PortfolioPdfRenderer::drawBody(PdfCanvas& canvas, const Project& project,
     const PreparedPdfImage* image = images != nullptr && (*images)[i] ? &*(*images)[i] : nullptr;
     drawArtwork(canvas, project, snapshot, artworks[i], static_cast<int>(i + 1), image);
   }
-  beginPart("pdf.toc.contact");
-  drawContact(canvas, snapshot.details);
+  if (outer) {
+    beginPart("pdf.toc.contact");
+    drawContact(canvas, snapshot.details);
+  }
   layout.bodyPages = bodyPage();
 }
 
 PdfRenderResult PortfolioPdfRenderer::render(const Project& project, const StudioSnapshot& snapshot,
-                                             const ExportOptions& options) const {
+                                             const ExportOptions& options,
+                                             bool includeOuterPages) const {
   const PageSize size = pageSize(options.format, project.orientation);
-  // Where every part begins, learnt by laying the body out without images.
-  Layout planned;
-  {
-    PdfCanvas scratch(size);
-    drawCover(scratch, project, snapshot);
-    drawBody(scratch, project, snapshot, options, nullptr, 0, planned);
-  }
-  const bool withContents = options.includeTableOfContents && planned.bodyPages > 1;
-  const int pageOffset = withContents ? 1 : 0;
-
   const std::vector<std::optional<PreparedPdfImage>> images =
       prepareImages(snapshot.artworks.images);
-  PdfCanvas canvas(size);
-  drawCover(canvas, project, snapshot);
-  if (withContents) drawContents(canvas, planned, pageOffset);
   Layout drawn;
-  drawBody(canvas, project, snapshot, options, &images, pageOffset, drawn);
+  PdfCanvas canvas(size);
+  if (!includeOuterPages) {
+    drawBody(canvas, project, snapshot, options, &images, 0, false, drawn);
+  } else {
+    // Where every part begins, learnt by laying the body out without images.
+    Layout planned;
+    {
+      PdfCanvas scratch(size);
+      drawCover(scratch, project, snapshot);
+      drawBody(scratch, project, snapshot, options, nullptr, 0, true, planned);
+    }
+    const bool withContents = options.includeTableOfContents && planned.bodyPages > 1;
+    const int pageOffset = withContents ? 1 : 0;
+    drawCover(canvas, project, snapshot);
+    if (withContents) drawContents(canvas, planned, pageOffset);
+    drawBody(canvas, project, snapshot, options, &images, pageOffset, true, drawn);
+  }
 
   PdfRenderResult result;
   result.warnings = drawn.warnings;

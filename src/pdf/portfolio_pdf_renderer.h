@@ -53,8 +53,10 @@ class PortfolioPdfRenderer {
                        std::optional<ImagePreparationPolicy> imagePreparationPolicy,
                        double metaTopGap = 8);
 
+  // Without the outer pages only the artwork pages are drawn (no cover,
+  // contents, texts, CV or contact page): a preview of those pages.
   PdfRenderResult render(const Project& project, const StudioSnapshot& snapshot,
-                         const ExportOptions& options) const;
+                         const ExportOptions& options, bool includeOuterPages = true) const;
 
   // The caption lines of an artwork page; `number` is its place in the
   // project, from 1.
@@ -65,11 +67,11 @@ class PortfolioPdfRenderer {
   struct Part;
   struct Layout;
   // Draws the body; without `images` the artworks' images are left out (the
-  // layout pass).
+  // layout pass); without `outer` only the artwork pages.
   void drawBody(PdfCanvas& canvas, const Project& project, const StudioSnapshot& snapshot,
                 const ExportOptions& options,
                 const std::vector<std::optional<PreparedPdfImage>>* images, int pageOffset,
-                Layout& layout) const;
+                bool outer, Layout& layout) const;
   void drawCover(PdfCanvas& canvas, const Project& project, const StudioSnapshot& snapshot) const;
   void drawContents(PdfCanvas& canvas, const Layout& layout, int pageOffset) const;
   void drawContact(PdfCanvas& canvas, const ArtistDetails& details) const;

@@ -7,6 +7,7 @@
 
 #include "app/image_intake.h"
 #include "images/test_images.h"
+#include "pdf/pdf_reader.h"
 #include "storage/sql_helpers.h"
 #include "storage/sqlite_snapshot_repository.h"
 #include "support/fakes.h"
@@ -44,6 +45,7 @@ class AppStoreTest : public ::testing::Test {
     if (!repository) {
       repository =
           std::make_unique<SQLiteSnapshotRepository>(SQLiteDatabase(dir.file("lib.sqlite")), main);
+      renderer = std::make_unique<PdfRenderService>(*repository, *repository, media, optimizer);
     }
     store = std::make_unique<AppStore>(AppStoreServices{
         .snapshots = *repository,
@@ -59,6 +61,8 @@ class AppStoreTest : public ::testing::Test {
         .makeUuid = [this] { return "ID-" + std::to_string(++uuids); },
         .regionCode = [this] { return region; },
         .drainSaveQueue = [this] { saveQueue.runUntilIdle(); },
+        .renderer = renderer.get(),
+        .pdfRenderQueue = &pdfQueue,
         .languageOverride = language,
     });
     started = store->start(projectId);
@@ -86,6 +90,7 @@ class AppStoreTest : public ::testing::Test {
   TempDir dir;
   ManualExecutor main;
   ManualExecutor saveQueue;
+  ManualExecutor pdfQueue;
   testing::RecordingLogger logger;
   Preferences preferences{dir.file("prefs.json"), realFileSystem(), nullLogger(), main};
   FilesMediaStore media{dir.file("media")};
@@ -94,6 +99,7 @@ class AppStoreTest : public ::testing::Test {
   std::optional<std::string> language = "en";
   int uuids = 0;
   std::unique_ptr<SQLiteSnapshotRepository> repository;
+  std::unique_ptr<PdfRenderService> renderer;
   std::unique_ptr<AppStore> store;
   bool started = false;
 };
@@ -443,6 +449,39 @@ TEST_F(AppStoreTest, EachWrittenSectionIsOneSignificantChange) {
   store.addImages({writeImage("a.jpg", 40, 30), writeImage("b.jpg", 40, 30)});
   settle();
   EXPECT_EQ(store.backupReminders().state().changesSinceLastExport, before + 1 + 2 + 1);
+}
+
+TEST_F(AppStoreTest, OfTwoPreviewsAskedInQuickSuccessionOnlyTheSecondIsPublished) {
+  AppStore& store = open();
+  store.setText(SaveSection::bio, "The first version.");
+  store.requestPreview({RenderKind::bio, std::nullopt});
+  store.setText(SaveSection::bio, "The second version.");
+  store.requestPreview({RenderKind::bio, std::nullopt});
+  EXPECT_TRUE(store.state().isPdfRendering);
+  pdfQueue.runUntilIdle();  // both renderings finish, the first first
+  main.runUntilIdle();
+  EXPECT_FALSE(store.state().isPdfRendering);
+  ASSERT_TRUE(store.state().pdfPreviewData);
+  const auto pages = testing::readPdf(*store.state().pdfPreviewData);
+  EXPECT_NE(pages[0].text.find("The second version."), std::string::npos) << pages[0].text;
+  EXPECT_TRUE(logged(logger, "render drop kind=bio request=1"));
+  EXPECT_TRUE(logged(logger, "render done kind=bio request=2"));
+}
+
+TEST_F(AppStoreTest, AnExportOfUnchangedContentComesFromTheCacheAndAPortfolioIsCounted) {
+  AppStore& store = open();
+  store.setText(SaveSection::statement, "I paint the sea.");
+  const ExportOptions options = store.state().exportOptions;
+  const auto first = store.renderPDF({RenderKind::portfolio, std::nullopt}, options);
+  ASSERT_TRUE(first) << store.state().lastErrorMessage.value_or("");
+  EXPECT_EQ(store.renderPDF({RenderKind::portfolio, std::nullopt}, options), first);
+  EXPECT_EQ(renderer->cacheHits(), 1u);
+  store.setText(SaveSection::statement, "I paint the sky.");
+  const auto changed = store.renderPDF({RenderKind::portfolio, std::nullopt}, options);
+  EXPECT_NE(changed, first);
+  EXPECT_EQ(renderer->cacheHits(), 1u);
+  EXPECT_EQ(store.state().completePortfolioExportCount, 3);
+  EXPECT_EQ(preferences.integer(preference_key::kCompletePortfolioExportCount), 3);
 }
 
 }  // namespace

@@ -1,0 +1,146 @@
+#include "app/pdf_render_service.h"
+
+#include <nlohmann/json.hpp>
+
+#include "app/save_section.h"
+#include "pdf/cv_pdf_renderer.h"
+#include "pdf/portfolio_pdf_renderer.h"
+#include "pdf/statement_pdf_renderer.h"
+
+namespace quorvane {
+namespace {
+
+std::string_view scopeOf(RenderKind kind) {
+  switch (kind) {
+    case RenderKind::statement:
+      return "statement";
+    case RenderKind::projectStatement:
+      return "project_statement";
+    case RenderKind::bio:
+      return "bio";
+    case RenderKind::cv:
+      return "cv";
+    default:
+      return "portfolio";
+  }
+}
+
+std::map<std::string, std::string> overridesOf(LabelOverrideRepository& labels,
+                                               std::string_view scope, const std::string& locale) {
+  return labels.labelOverrides(std::string(scope), locale);
+}
+
+// Everything a rendering depends on, as one key.
+std::string cacheKey(const RenderRequest& request, const Project& project,
+                     const StudioSnapshot& snapshot, const ExportOptions& options,
+                     const std::map<std::string, std::string>& overrides,
+                     const std::map<std::string, std::string>& cvOverrides) {
+  nlohmann::json key{rawValue(request.kind),
+                     request.artworkId.value_or(""),
+                     rawValue(options.format),
+                     options.exportLocale,
+                     rawValue(options.imageQuality),
+                     options.includeCV,
+                     options.includeBiography,
+                     options.includeStatement,
+                     options.includeProjectStatement,
+                     options.includeTableOfContents,
+                     options.showBiographyTitle.value_or(2),
+                     options.showStatementTitle.value_or(2),
+                     options.showProjectStatementTitle.value_or(2),
+                     overrides,
+                     cvOverrides};
+  for (const SaveSection section : allCases<SaveSection>()) {
+    key.push_back(sectionFingerprint(section, project, snapshot));
+  }
+  return key.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace);
+}
+
+}  // namespace
+
+PdfRenderService::PdfRenderService(LabelOverrideRepository& labels, SnapshotRepository& snapshots,
+                                   FilesMediaStore& media, const ImageOptimizer& optimizer,
+                                   Logger& logger)
+    : labels_(labels),
+      snapshots_(snapshots),
+      media_(media),
+      optimizer_(optimizer),
+      logger_(logger) {}
+
+std::optional<std::vector<std::uint8_t>> PdfRenderService::imageData(const Artwork& artwork) {
+  for (const std::string& original : media_.originalFiles(artwork.id)) {
+    if (auto bytes = media_.readFile(original)) return bytes;
+  }
+  if (artwork.imagePath && !artwork.imagePath->starts_with(kSqliteMediaScheme)) {
+    if (auto bytes = media_.readFile(*artwork.imagePath)) return bytes;
+  }
+  try {
+    return snapshots_.imageBytes(artwork.id);
+  } catch (const std::exception&) {
+    return std::nullopt;
+  }
+}
+
+PdfRenderResult PdfRenderService::render(const RenderRequest& request, const Project& project,
+                                         const StudioSnapshot& snapshot,
+                                         const ExportOptions& given) {
+  ExportOptions options = given;
+  if (options.exportLocale.empty()) options.exportLocale = project.locale;
+  const std::string& locale = options.exportLocale;
+  const std::string_view scope = scopeOf(request.kind);
+  const auto overrides = overridesOf(labels_, scope, locale);
+  const auto cvOverrides = overridesOf(labels_, "cv", locale);
+  const std::string key = cacheKey(request, project, snapshot, options, overrides, cvOverrides);
+  {
+    const std::lock_guard lock(mutex_);
+    for (auto it = cache_.begin(); it != cache_.end(); ++it) {
+      if (it->first != key) continue;
+      cache_.splice(cache_.begin(), cache_, it);
+      ++hits_;
+      logger_.log("render cache hit kind=" + std::string(rawValue(request.kind)));
+      return cache_.front().second;
+    }
+  }
+
+  const PdfStrings labels(locale, std::string(scope), overrides);
+  const PDFStyle style;
+  PdfRenderResult result;
+  switch (request.kind) {
+    case RenderKind::statement:
+      result = StatementPdfRenderer(style, labels)
+                   .render(snapshot.statement, kStatementTitleKey, options);
+      break;
+    case RenderKind::projectStatement:
+      result = StatementPdfRenderer(style, labels)
+                   .render(snapshot.projectStatement, kProjectStatementTitleKey, options);
+      break;
+    case RenderKind::bio:
+      result = StatementPdfRenderer(style, labels)
+                   .render(snapshot.biography, kBiographyTitleKey, options);
+      break;
+    case RenderKind::cv:
+      result = CvPdfRenderer(style, labels).render(snapshot.details, snapshot.cv, options);
+      break;
+    case RenderKind::portfolio:
+    case RenderKind::artworksPages:
+    case RenderKind::singleArtwork: {
+      StudioSnapshot content = snapshot;
+      if (request.kind == RenderKind::singleArtwork && request.artworkId) {
+        std::erase_if(content.artworks.images,
+                      [&](const Artwork& a) { return a.id != *request.artworkId; });
+      }
+      const PortfolioPdfRenderer renderer(
+          style, labels, PdfStrings(locale, "cv", cvOverrides),
+          [this](const Artwork& artwork) { return imageData(artwork); }, optimizer_,
+          imagePreparationPolicy(options.imageQuality));
+      result = renderer.render(project, content, options, request.kind == RenderKind::portfolio);
+      break;
+    }
+  }
+  const std::lock_guard lock(mutex_);
+  cache_.emplace_front(key, result);
+  if (cache_.size() > kCacheSize) cache_.pop_back();
+  return result;
+}
+
+}  // namespace quorvane

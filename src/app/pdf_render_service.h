@@ -1,0 +1,84 @@
+// Renders the documents of a project, as the app store asks for them: the
+// portfolio or catalogue, one artwork's page, the CV and the three text
+// documents. Labels come with the user's overrides of the document's scope
+// and language; artwork images are the originals in the media folder (the
+// library's web derivative when the original is missing).
+//
+// The last eight results are kept: asking again for a document whose
+// content, options and labels have not changed costs nothing. Safe to use
+// from one thread at a time per call; the cache is guarded.
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <list>
+#include <mutex>
+#include <optional>
+#include <string>
+
+#include "images/image_optimizer.h"
+#include "model/raw_value.h"
+#include "model/records.h"
+#include "platform/logger.h"
+#include "storage/files_media_store.h"
+#include "storage/snapshot_repository.h"
+
+namespace quorvane {
+
+enum class RenderKind {
+  portfolio,
+  artworksPages,
+  singleArtwork,
+  statement,
+  projectStatement,
+  bio,
+  cv
+};
+template <>
+struct RawValueTable<RenderKind> {
+  static constexpr std::array<RawCase<RenderKind>, 7> cases{{
+      {RenderKind::portfolio, "portfolio"},
+      {RenderKind::artworksPages, "artworks_pages"},
+      {RenderKind::singleArtwork, "single_artwork"},
+      {RenderKind::statement, "statement"},
+      {RenderKind::projectStatement, "project_statement"},
+      {RenderKind::bio, "bio"},
+      {RenderKind::cv, "cv"},
+  }};
+};
+
+// What to render: the kind, and for the page of one artwork, which.
+struct RenderRequest {
+  RenderKind kind = RenderKind::portfolio;
+  std::optional<std::string> artworkId;
+};
+
+class PdfRenderService {
+ public:
+  static constexpr std::size_t kCacheSize = 8;
+
+  PdfRenderService(LabelOverrideRepository& labels, SnapshotRepository& snapshots,
+                   FilesMediaStore& media, const ImageOptimizer& optimizer,
+                   Logger& logger = nullLogger());
+
+  // The document, in `options.exportLocale` (the project's language when
+  // empty). Throws when the library can't be read.
+  PdfRenderResult render(const RenderRequest& request, const Project& project,
+                         const StudioSnapshot& snapshot, const ExportOptions& options);
+
+  std::size_t cacheHits() const { return hits_; }
+
+ private:
+  std::optional<std::vector<std::uint8_t>> imageData(const Artwork& artwork);
+
+  LabelOverrideRepository& labels_;
+  SnapshotRepository& snapshots_;
+  FilesMediaStore& media_;
+  const ImageOptimizer& optimizer_;
+  Logger& logger_;
+  std::mutex mutex_;
+  std::list<std::pair<std::string, PdfRenderResult>> cache_;  // most recent first
+  std::size_t hits_ = 0;
+};
+
+}  // namespace quorvane
