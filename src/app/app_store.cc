@@ -236,10 +236,18 @@ void AppStore::loadPreferences() {
   options.showBiographyTitle = preferences.boolean(key::kExportShowBiographyTitle);
   options.showStatementTitle = preferences.boolean(key::kExportShowStatementTitle);
   options.showProjectStatementTitle = preferences.boolean(key::kExportShowProjectStatementTitle);
+  // Until chosen: the paper of the region (letter in the US and Canada),
+  // the project's own language (empty here), web quality.
+  std::string region = services_.regionCode ? services_.regionCode().value_or("") : "";
+  std::transform(region.begin(), region.end(), region.begin(),
+                 [](unsigned char c) { return static_cast<char>(std::toupper(c)); });
+  const PdfFormat regional = region == "US" || region == "CA" ? PdfFormat::letter : PdfFormat::a4;
   options.format = fromRawValue<PdfFormat>(preferences.string(key::kExportFormat).value_or(""))
-                       .value_or(PdfFormat::a4);
-  options.exportLocale =
-      nonEmpty(preferences.string(key::kExportLocale)).value_or(std::string(kDefaultLocale));
+                       .value_or(regional);
+  options.exportLocale = preferences.string(key::kExportLocale).value_or("");
+  options.imageQuality =
+      fromRawValue<ExportImageQuality>(preferences.string(key::kExportImageQuality).value_or(""))
+          .value_or(ExportImageQuality::webOptimized);
   state_.exportOptions = options;
 
   state_.completePortfolioExportCount =
@@ -815,7 +823,12 @@ void AppStore::setExportOptions(const ExportOptions& options) {
   setOptional(key::kExportShowStatementTitle, options.showStatementTitle);
   setOptional(key::kExportShowProjectStatementTitle, options.showProjectStatementTitle);
   preferences.setString(key::kExportFormat, std::string(rawValue(options.format)));
-  preferences.setString(key::kExportLocale, options.exportLocale);
+  if (options.exportLocale.empty()) {
+    preferences.remove(key::kExportLocale);  // the project's own language
+  } else {
+    preferences.setString(key::kExportLocale, options.exportLocale);
+  }
+  preferences.setString(key::kExportImageQuality, std::string(rawValue(options.imageQuality)));
   state_.exportOptions = options;
   if (options.exportLocale != before.exportLocale) {
     services_.logger.log("app documents stale reason=export_locale_changed");

@@ -254,7 +254,8 @@ class AppStore {
                           const std::string& key);
   std::vector<LabelOverrideEntry> labelOverrides();
 
-  // Settings, remembered in the preferences.
+  // Settings, remembered in the preferences. An empty export language
+  // means each project's own.
   void setExportOptions(const ExportOptions& options);
   void setUiLanguage(const std::optional<std::string>& language);
   void setThemeMode(ThemeMode mode);

@@ -19,10 +19,11 @@ void installCVCommand(CLI::App& command, CliContext& context);
 void installLabelsCommand(CLI::App& command, CliContext& context);
 void installSettingsCommand(CLI::App& command, CliContext& context);
 void installResetCommand(CLI::App& command, CliContext& context);
+void installExportCommand(CLI::App& command, CliContext& context);
 
 namespace {
 
-constexpr std::array<CommandEntry, 15> kCommands{{
+constexpr std::array<CommandEntry, 16> kCommands{{
     {"projects", "List the projects; the open one is marked", &installProjectsCommand},
     {"project", "Create, open, show, change, duplicate or delete a project",
      &installProjectCommand},
@@ -36,6 +37,8 @@ constexpr std::array<CommandEntry, 15> kCommands{{
      &installTextCommand},
     {"details", "Set or show the artist's name, address and contacts", &installDetailsCommand},
     {"cv", "Add, remove or show the entries of the CV", &installCVCommand},
+    {"export", "Export the portfolio (or catalogue), the CV, the biography or a statement as PDF",
+     &installExportCommand},
     {"labels", "Replace the labels printed in the PDF documents", &installLabelsCommand},
     {"settings", "Show or change the settings: language, export defaults, backup reminders",
      &installSettingsCommand},

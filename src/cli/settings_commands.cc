@@ -132,11 +132,25 @@ const std::vector<Setting>& settings() {
                     [](AppStore& store, const std::string& value) {
                       store.setEditTitlesEnabled(value == "on");
                     }});
-    list.push_back({"export.locale", languageNames(),
-                    [](AppStore& store) { return store.state().exportOptions.exportLocale; },
+    std::vector<std::string> exportLanguages = languageNames();
+    exportLanguages.emplace_back("project");
+    list.push_back({"export.locale", exportLanguages,
+                    [](AppStore& store) {
+                      const std::string& locale = store.state().exportOptions.exportLocale;
+                      return locale.empty() ? std::string("project") : locale;
+                    },
                     [](AppStore& store, const std::string& value) {
                       ExportOptions options = store.state().exportOptions;
-                      options.exportLocale = value;
+                      options.exportLocale = value == "project" ? "" : value;
+                      store.setExportOptions(options);
+                    }});
+    list.push_back({"export.quality", rawValues<ExportImageQuality>(),
+                    [](AppStore& store) {
+                      return std::string(rawValue(store.state().exportOptions.imageQuality));
+                    },
+                    [](AppStore& store, const std::string& value) {
+                      ExportOptions options = store.state().exportOptions;
+                      options.imageQuality = *fromRawValue<ExportImageQuality>(value);
                       store.setExportOptions(options);
                     }});
     list.push_back(

@@ -36,6 +36,8 @@ StoreSession::StoreSession(CliContext& context)
     context.err << "quorvane: " << fillPlaceholders(context.text(notice.key), notice.arguments)
                 << '\n';
   }
+  renderer_ = std::make_unique<PdfRenderService>(*storage_.repository, *storage_.repository,
+                                                 *storage_.media, optimizer_, logger_);
   std::optional<std::string> language;
   if (!context.languageOption.empty()) language = context.languageOption;
   store_ = std::make_unique<AppStore>(AppStoreServices{
@@ -52,6 +54,8 @@ StoreSession::StoreSession(CliContext& context)
       .makeUuid = makeUuid,
       .regionCode = systemRegionCode,
       .drainSaveQueue = [this] { saveQueue_.drain(); },
+      .renderer = renderer_.get(),
+      .pdfRenderQueue = &pdfQueue_,
       .languageOverride = language,
   });
   const std::optional<std::string> project =

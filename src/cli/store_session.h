@@ -49,6 +49,9 @@ class StoreSession {
   MainLoop mainLoop_;
   SerialQueue saveQueue_{"app.quorvane.snapshot-save"};
   ImageOptimizer optimizer_;
+  std::unique_ptr<PdfRenderService> renderer_;
+  // After the renderer: destroyed (and drained) before it.
+  SerialQueue pdfQueue_{"app.quorvane.pdf-render"};
   std::unique_ptr<AppStore> store_;
 };
 

@@ -43,6 +43,9 @@ inline constexpr std::string_view kExportShowBiographyTitle = "quorvane.export.s
 inline constexpr std::string_view kExportShowStatementTitle = "quorvane.export.showStatementTitle";
 inline constexpr std::string_view kExportShowProjectStatementTitle =
     "quorvane.export.showProjectStatementTitle";
+// The image quality of exports ("web" or "print"), remembered like the
+// other export options.
+inline constexpr std::string_view kExportImageQuality = "quorvane.export.imageQuality";
 inline constexpr std::string_view kCompletePortfolioExportCount =
     "quorvane.completePortfolioExportCount";
 inline constexpr std::string_view kLastExportAt = "quorvane.projectData.lastExportAt";

@@ -409,7 +409,7 @@ TEST_F(AppStoreTest, SettingsAndExportOptionsAreRememberedAndTellWhatTheyMakeSta
   options.showBiographyTitle = false;
   options.format = PdfFormat::letter;
   options.exportLocale = "fr";
-  options.imageQuality = ExportImageQuality::webOptimized;
+  options.imageQuality = ExportImageQuality::printQuality;
   store.setExportOptions(options);
   store.setEditTitlesEnabled(true);
   store.setUiLanguage("de");
@@ -419,9 +419,7 @@ TEST_F(AppStoreTest, SettingsAndExportOptionsAreRememberedAndTellWhatTheyMakeSta
   EXPECT_TRUE(logged(logger, "app documents stale reason=pdf_labels_changed scope=cv"));
 
   const AppState& state = open().state();
-  ExportOptions expected = options;
-  expected.imageQuality = ExportOptions{}.imageQuality;  // not remembered
-  EXPECT_EQ(state.exportOptions, expected);
+  EXPECT_EQ(state.exportOptions, options);
   EXPECT_TRUE(state.isEditTitlesEnabled);
   EXPECT_EQ(state.uiLanguage, "de");
 }

@@ -5,12 +5,14 @@
 #include <cctype>
 #include <filesystem>
 #include <fstream>
+#include <iterator>
 #include <nlohmann/json.hpp>
 #include <sstream>
 
 #include "cli/cli_run.h"
 #include "cli/command_support.h"
 #include "images/test_images.h"
+#include "pdf/pdf_reader.h"
 #include "storage/sql_helpers.h"
 #include "storage/sqlite_database.h"
 #include "support/scoped_variable.h"
@@ -202,6 +204,39 @@ TEST_F(LibraryCommandsTest, SettingsLabelsAndResetAreReachable) {
   EXPECT_TRUE(contains(reset.err, "All data has been deleted."));
   EXPECT_TRUE(json({"artworks", "list"}).empty());
   EXPECT_EQ(json({"settings", "show"})["export.format"], "letter");
+}
+
+TEST_F(LibraryCommandsTest, ExportsAreNamedWrittenAndTheirWarningsSaid) {
+  run({"project", "new", "Spring", "--kind", "catalogue", "--currency", "EUR"});
+  run({"details", "set", "--first-name", "Zoë", "--last-name", "Müller"});
+  run({"artworks", "add", image("a.jpg", 400, 300)});
+  std::string biography;
+  for (int i = 0; i < 200; ++i)
+    biography += "A line of a long life, number " + std::to_string(i) + ".\n";
+  run({"text", "set", "bio", "-"}, biography);
+  const std::string folder = dir.file("");
+
+  const CliRun exported = run({"export", "portfolio", "-o", folder, "--no-toc"});
+  const std::string path = linesOf(exported.out).back();
+  EXPECT_EQ(path.substr(0, folder.size()), folder);
+  EXPECT_TRUE(contains(path, "zoe-muller-catalogue-spring-")) << path;
+  EXPECT_TRUE(contains(exported.err, "warning: biography_truncated")) << exported.err;
+  std::ifstream file(path, std::ios::binary);
+  const std::vector<std::uint8_t> pdf{std::istreambuf_iterator<char>(file), {}};
+  EXPECT_EQ(testing::qpdfProblems(pdf), "");
+  const auto pages = testing::readPdf(pdf);
+  for (const auto& page : pages) EXPECT_FALSE(contains(page.text, "Table of Contents"));
+
+  const nlohmann::json cv =
+      json({"export", "cv", "-o", dir.file("mine.pdf"), "--format", "letter", "--locale", "de"});
+  EXPECT_EQ(cv["path"], dir.file("mine.pdf"));
+  std::ifstream cvFile(dir.file("mine.pdf"), std::ios::binary);
+  const auto cvPages =
+      testing::readPdf(std::vector<std::uint8_t>{std::istreambuf_iterator<char>(cvFile), {}});
+  EXPECT_DOUBLE_EQ(cvPages[0].width, 612);
+
+  EXPECT_NE(runCommandLine({"export", "poster"}).code, 0);
+  EXPECT_NE(runCommandLine({"export", "cv", "-o", dir.file("no/such/folder/cv.pdf")}).code, 0);
 }
 
 TEST(ResolveIdTest, AnIdOrTheOneIdItBeginsIsMeantAndTwoAreRefused) {

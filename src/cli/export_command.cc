@@ -1,0 +1,158 @@
+// quorvane export portfolio|cv|bio|statement|project-statement
+#include <unistd.h>
+
+#include <filesystem>
+#include <iostream>
+#include <memory>
+#include <nlohmann/json.hpp>
+
+#include "app/app_store.h"
+#include "cli/command.h"
+#include "cli/command_support.h"
+#include "model/export_file_names.h"
+#include "platform/clock.h"
+#include "platform/file_system.h"
+
+namespace quorvane {
+namespace {
+
+struct ExportKind {
+  const char* name;
+  RenderKind render;
+  ExportDocumentKind document;
+};
+constexpr ExportKind kKinds[] = {
+    {"portfolio", RenderKind::portfolio, ExportDocumentKind::portfolio},
+    {"cv", RenderKind::cv, ExportDocumentKind::cv},
+    {"bio", RenderKind::bio, ExportDocumentKind::biography},
+    {"statement", RenderKind::statement, ExportDocumentKind::artistStatement},
+    {"project-statement", RenderKind::projectStatement, ExportDocumentKind::projectStatement},
+};
+
+struct ExportOptionsGiven {
+  std::string kind;
+  std::optional<std::string> output, locale, format, quality;
+  bool noToc = false, noCV = false, noBio = false, noStatement = false, noProjectStatement = false,
+       showTitles = false, hideTitles = false;
+};
+
+// The remembered options, changed by what this command was given.
+ExportOptions optionsFor(const ExportOptionsGiven& given, const AppState& state) {
+  ExportOptions options = state.exportOptions;
+  if (given.locale) options.exportLocale = *given.locale;
+  if (options.exportLocale.empty()) options.exportLocale = state.project.locale;
+  if (given.format) options.format = *fromRawValue<PdfFormat>(*given.format);
+  if (given.quality) options.imageQuality = *fromRawValue<ExportImageQuality>(*given.quality);
+  if (given.noToc) options.includeTableOfContents = false;
+  if (given.noCV) options.includeCV = false;
+  if (given.noBio) options.includeBiography = false;
+  if (given.noStatement) options.includeStatement = false;
+  if (given.noProjectStatement) options.includeProjectStatement = false;
+  if (given.showTitles || given.hideTitles) {
+    options.showBiographyTitle = options.showStatementTitle = options.showProjectStatementTitle =
+        given.showTitles;
+  }
+  return options;
+}
+
+std::string outputPath(const ExportOptionsGiven& given, const std::string& fileName) {
+  namespace fs = std::filesystem;
+  std::error_code error;
+  if (!given.output) return (fs::current_path(error) / fileName).string();
+  if (fs::is_directory(*given.output, error)) return (fs::path(*given.output) / fileName).string();
+  return *given.output;
+}
+
+void exportDocument(CliContext& context, const ExportOptionsGiven& given) {
+  const ExportKind* kind = &kKinds[0];
+  for (const ExportKind& candidate : kKinds) {
+    if (given.kind == candidate.name) kind = &candidate;
+  }
+  AppStore& store = context.store();
+  const AppState& state = store.state();
+  const ExportOptions options = optionsFor(given, state);
+  const bool catalogue =
+      kind->render == RenderKind::portfolio && state.project.kind == ProjectKind::catalogue;
+  const std::string fileName = exportFileName(
+      catalogue ? ExportDocumentKind::catalogue : kind->document, state.snapshot.details,
+      options.exportLocale, systemClock().now(), state.project.projectTitle);
+  const std::string path = outputPath(given, fileName);
+
+  const bool showProgress = &context.err == &std::cerr && ::isatty(STDERR_FILENO) == 1 &&
+                            kind->render == RenderKind::portfolio &&
+                            !state.snapshot.artworks.images.empty();
+  if (showProgress) {
+    context.err << context.format("cli.export.progress",
+                                  {std::to_string(state.snapshot.artworks.images.size())})
+                << std::flush;
+  }
+  const std::optional<PdfRenderResult> result = store.renderPDF({kind->render, {}}, options);
+  if (showProgress) context.err << "\r\x1b[K" << std::flush;
+  context.check(result.has_value());
+  try {
+    realFileSystem().writeFileAtomically(path, result->data);
+  } catch (const std::exception& error) {
+    throw CliError(context.format("cli.export.cannot_write", {path, error.what()}));
+  }
+  nlohmann::json warnings = nlohmann::json::array();
+  for (const PdfWarning warning : result->warnings) {
+    warnings.push_back(rawValue(warning));
+    context.err << "warning: " << rawValue(warning) << '\n';
+  }
+  if (context.json) {
+    context.out << jsonText(
+                       {{"path", path}, {"bytes", result->data.size()}, {"warnings", warnings}})
+                << '\n';
+  } else {
+    context.out << path << '\n';
+  }
+}
+
+}  // namespace
+
+void installExportCommand(CLI::App& command, CliContext& context) {
+  auto given = std::make_shared<ExportOptionsGiven>();
+  std::vector<std::string> kinds;
+  for (const ExportKind& kind : kKinds) kinds.emplace_back(kind.name);
+  command
+      .add_option("kind", given->kind,
+                  "portfolio (a catalogue, for a catalogue project), cv, "
+                  "bio, statement or project-statement")
+      ->required()
+      ->check(CLI::IsMember(kinds));
+  command.add_option("-o,--output", given->output,
+                     "The file to write, or a folder to write it into under its export name "
+                     "(default: the current folder)");
+  command
+      .add_option("--locale", given->locale,
+                  "Document language: en, fr, it, de or es (default: the remembered one, else "
+                  "the project's)")
+      ->check(CLI::IsMember({"en", "fr", "it", "de", "es"}));
+  command.add_option("--format", given->format, "Paper: a4 or letter")
+      ->check(CLI::IsMember(rawValues<PdfFormat>()));
+  command
+      .add_option("--quality", given->quality,
+                  "web (images re-encoded at 1600 px: small files) or print (originals as "
+                  "supplied)")
+      ->check(CLI::IsMember(rawValues<ExportImageQuality>()));
+  command.add_flag("--no-toc", given->noToc, "Leave out the contents page");
+  command.add_flag("--no-cv", given->noCV, "Leave out the CV");
+  command.add_flag("--no-bio", given->noBio, "Leave out the biography");
+  command.add_flag("--no-statement", given->noStatement, "Leave out the artist statement");
+  command.add_flag("--no-project-statement", given->noProjectStatement,
+                   "Leave out the project statement");
+  CLI::Option* show =
+      command.add_flag("--show-titles", given->showTitles, "Print the texts' titles");
+  command.add_flag("--hide-titles", given->hideTitles, "Leave the texts' titles out")
+      ->excludes(show);
+  command.footer(
+      "\nThe options apply to this export only; the defaults are those of 'quorvane settings'.\n"
+      "Prints the path written, and each warning (text cut for want of room) on standard\n"
+      "error.\n\nExamples:\n"
+      "  quorvane export portfolio\n"
+      "  quorvane export portfolio -o ~/Desktop --locale fr --quality print\n"
+      "  quorvane export cv -o cv.pdf --format letter");
+  command.callback([&context, given] { exportDocument(context, *given); });
+}
+
+}  // namespace quorvane
