@@ -26,6 +26,7 @@ bench: build
 	build/release/bench/quorvane_bench
 
 demo: build
+	@scripts/install-deps demo
 	@scripts/demo build/release/src/quorvane
 
 install: build

@@ -217,9 +217,14 @@ void PortfolioPdfRenderer::drawArtwork(PdfCanvas& canvas, const Project& project
     const double scale = std::min(width / w, boxHeight / h);
     const double drawnWidth = w * scale, drawnHeight = h * scale;
     imageLeft = left + (width - drawnWidth) / 2;
+    // A wide image alone on its page sits a little above the middle with
+    // its caption (the optical centre), not stuck to the top; with a text
+    // below, it keeps to the top.
+    const double spare = withText ? 0 : room - drawnHeight;
+    const double top = style_.margin + spare * 0.4;
     canvas.drawJpeg(image->jpeg, image->preparedPixelWidth, image->preparedPixelHeight, imageLeft,
-                    style_.margin, drawnWidth, drawnHeight);
-    imageBottom = style_.margin + drawnHeight;
+                    top, drawnWidth, drawnHeight);
+    imageBottom = top + drawnHeight;
   }
 
   double y = imageBottom + metaTopGap_;

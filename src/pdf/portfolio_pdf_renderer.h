@@ -20,8 +20,9 @@
 // - The CV has up to four pages: more than two raise
 //   `cvLongerThanTwoPages`, more than four are cut (`cvTruncated`).
 // - An artwork page: the image as large as the page allows above its
-//   caption, centred across the text column, the caption aligned with the
-//   image's left edge `metaTopGap` below it — title and year, medium,
+//   caption, centred across the text column and, with its caption, a little
+//   above the middle of the page; the caption aligned with the image's left
+//   edge `metaTopGap` below it — title and year, medium,
 //   dimensions as typed with the project's unit; in a price catalogue the
 //   price in the export language's conventions and the availability; in a
 //   raisonné a catalogue number (the work's place in the project) above
