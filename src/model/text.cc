@@ -56,4 +56,14 @@ bool isBlank(std::string_view text) {
   return firstNonSpace(text.data(), length) == length;
 }
 
+std::string joinedNonEmpty(const std::vector<std::string>& parts, std::string_view separator) {
+  std::string text;
+  for (const std::string& part : parts) {
+    if (part.empty()) continue;
+    if (!text.empty()) text += separator;
+    text += part;
+  }
+  return text;
+}
+
 }  // namespace quorvane

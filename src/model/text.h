@@ -3,6 +3,7 @@
 
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace quorvane {
 
@@ -15,5 +16,9 @@ std::string trimmedWhitespaceAndNewlines(std::string_view text);
 // True when `text` holds nothing but white space and line breaks (never for
 // 2 GiB or more).
 bool isBlank(std::string_view text);
+
+// The non-empty `parts` joined by `separator`: "Tides, Berlin" from
+// {"Tides", "", "Berlin"} and ", ".
+std::string joinedNonEmpty(const std::vector<std::string>& parts, std::string_view separator);
 
 }  // namespace quorvane

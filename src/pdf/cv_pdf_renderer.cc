@@ -49,16 +49,6 @@ std::string field(const CVEntry& entry, const char* id) {
   return it == entry.end() ? std::string() : trimmedWhitespaceAndNewlines(it->second);
 }
 
-std::string joined(const std::vector<std::string>& parts, std::string_view separator) {
-  std::string text;
-  for (const std::string& part : parts) {
-    if (part.empty()) continue;
-    if (!text.empty()) text += separator;
-    text += part;
-  }
-  return text;
-}
-
 bool hasContent(const CVEntry& entry) {
   return std::any_of(entry.begin(), entry.end(),
                      [](const auto& pair) { return !isBlank(pair.second); });
@@ -78,35 +68,36 @@ std::string CvPdfRenderer::entryText(CVSectionKey section, const CVEntry& entry)
   switch (section) {
     case CVSectionKey::soloExhibitions:
     case CVSectionKey::groupExhibitions:
-      return joined({f("title"), f("venue"), f("place"), f("country")}, ", ");
+      return joinedNonEmpty({f("title"), f("venue"), f("place"), f("country")}, ", ");
     case CVSectionKey::artFairs:
-      return joined({f("fair"), f("gallery"), f("place"), f("country")}, ", ");
+      return joinedNonEmpty({f("fair"), f("gallery"), f("place"), f("country")}, ", ");
     case CVSectionKey::commissions:
-      return joined({f("title"), f("type"), f("materials"), f("location")}, ", ");
+      return joinedNonEmpty({f("title"), f("type"), f("materials"), f("location")}, ", ");
     case CVSectionKey::residencies:
-      return joined({f("name"), f("institution"), f("place"), f("country")}, ", ");
+      return joinedNonEmpty({f("name"), f("institution"), f("place"), f("country")}, ", ");
     case CVSectionKey::education:
-      return joined({f("majorDegree"), f("institution"), f("place"), f("country")}, ", ");
+      return joinedNonEmpty({f("majorDegree"), f("institution"), f("place"), f("country")}, ", ");
     case CVSectionKey::workExperiences: {
       const std::string role =
-          joined({f("positionTitle"), f("placeOfWork"), f("city"), f("state")}, ", ");
-      return joined({role, f("roleResponsibilities")}, "\n");
+          joinedNonEmpty({f("positionTitle"), f("placeOfWork"), f("city"), f("state")}, ", ");
+      return joinedNonEmpty({role, f("roleResponsibilities")}, "\n");
     }
     case CVSectionKey::collections:
-      return joined({f("collectionName"), f("place"), f("country")}, ", ");
+      return joinedNonEmpty({f("collectionName"), f("place"), f("country")}, ", ");
     case CVSectionKey::grantsAwards:
-      return joined({f("name"), f("institution"), f("place"), f("country")}, ", ");
+      return joinedNonEmpty({f("name"), f("institution"), f("place"), f("country")}, ", ");
     case CVSectionKey::press: {
       const std::string title = f("title").empty() ? "" : "“" + f("title") + "”";
       const std::string outlet =
           f("outlet").empty() ? ""
                               : labels_.format("pdf.press.in_outlet", {{"outlet", f("outlet")}});
-      return joined({f("author"), title, outlet, f("url")}, ", ");
+      return joinedNonEmpty({f("author"), title, outlet, f("url")}, ", ");
     }
     case CVSectionKey::bibliography:
-      return joined({f("author"), f("bookTitle"), f("publisher")}, ", ");
+      return joinedNonEmpty({f("author"), f("bookTitle"), f("publisher")}, ", ");
     case CVSectionKey::representation:
-      return joined({f("galleryName"), f("address"), f("website"), f("email"), f("phone")}, " · ");
+      return joinedNonEmpty({f("galleryName"), f("address"), f("website"), f("email"), f("phone")},
+                            " · ");
   }
   return {};
 }
@@ -114,9 +105,10 @@ std::string CvPdfRenderer::entryText(CVSectionKey section, const CVEntry& entry)
 std::vector<std::string> CvPdfRenderer::introLines(const ArtistDetails& details) const {
   std::vector<std::string> lines;
   const std::string year = trimmedWhitespaceAndNewlines(details.birthYear);
-  const std::string birthplace = joined({trimmedWhitespaceAndNewlines(details.birthPlace),
-                                         trimmedWhitespaceAndNewlines(details.birthCountry)},
-                                        ", ");
+  const std::string birthplace =
+      joinedNonEmpty({trimmedWhitespaceAndNewlines(details.birthPlace),
+                      trimmedWhitespaceAndNewlines(details.birthCountry)},
+                     ", ");
   if (!year.empty() && !birthplace.empty()) {
     lines.push_back(labels_.format("pdf.cv.intro.born_year_dash_location",
                                    {{"year", year}, {"location", birthplace}}));
@@ -125,9 +117,9 @@ std::vector<std::string> CvPdfRenderer::introLines(const ArtistDetails& details)
   } else if (!birthplace.empty()) {
     lines.push_back(labels_.format("pdf.cv.intro.born_in", {{"place", birthplace}}));
   }
-  const std::string home = joined({trimmedWhitespaceAndNewlines(details.currentCity),
-                                   trimmedWhitespaceAndNewlines(details.country)},
-                                  ", ");
+  const std::string home = joinedNonEmpty({trimmedWhitespaceAndNewlines(details.currentCity),
+                                           trimmedWhitespaceAndNewlines(details.country)},
+                                          ", ");
   if (!home.empty()) {
     lines.push_back(labels_.format("pdf.cv.intro.lives_and_works_in", {{"location", home}}));
   }

@@ -29,16 +29,6 @@ bool hasCVEntries(const CVData& cv) {
   return false;
 }
 
-std::string joined(const std::vector<std::string>& parts, std::string_view separator) {
-  std::string text;
-  for (const std::string& part : parts) {
-    if (part.empty()) continue;
-    if (!text.empty()) text += separator;
-    text += part;
-  }
-  return text;
-}
-
 std::string_view statusKey(ArtworkStatus status) {
   switch (status) {
     case ArtworkStatus::available:
@@ -90,14 +80,15 @@ std::vector<std::string> PortfolioPdfRenderer::captionLines(const Project& proje
     lines.push_back(labels_.format("pdf.raisonne.number", {{"number", std::to_string(number)}}));
   }
   const std::string title = trimmedWhitespaceAndNewlines(artwork.title);
-  lines.push_back(joined({title.empty() ? labels_.label("pdf.artwork.untitled") : title,
-                          trimmedWhitespaceAndNewlines(artwork.year)},
-                         ", "));
+  lines.push_back(joinedNonEmpty({title.empty() ? labels_.label("pdf.artwork.untitled") : title,
+                                  trimmedWhitespaceAndNewlines(artwork.year)},
+                                 ", "));
   if (!isBlank(artwork.medium)) lines.push_back(trimmedWhitespaceAndNewlines(artwork.medium));
-  const std::string dimensions = joined({trimmedWhitespaceAndNewlines(artwork.artworkWidth),
-                                         trimmedWhitespaceAndNewlines(artwork.artworkHeight),
-                                         trimmedWhitespaceAndNewlines(artwork.artworkDepth)},
-                                        " × ");
+  const std::string dimensions =
+      joinedNonEmpty({trimmedWhitespaceAndNewlines(artwork.artworkWidth),
+                      trimmedWhitespaceAndNewlines(artwork.artworkHeight),
+                      trimmedWhitespaceAndNewlines(artwork.artworkDepth)},
+                     " × ");
   if (!dimensions.empty()) lines.push_back(dimensions + " " + std::string(rawValue(unit)));
   if (priceList || raisonne) {
     std::vector<std::string> sale;
@@ -107,7 +98,7 @@ std::vector<std::string> PortfolioPdfRenderer::captionLines(const Project& proje
       sale.push_back(formatPrice(*artwork.priceCents, currency.value_or(""), labels_.locale()));
     }
     if (artwork.status) sale.push_back(labels_.label(statusKey(*artwork.status)));
-    if (!sale.empty()) lines.push_back(joined(sale, " · "));
+    if (!sale.empty()) lines.push_back(joinedNonEmpty(sale, " · "));
   }
   return lines;
 }
@@ -250,7 +241,7 @@ void PortfolioPdfRenderer::drawContact(PdfCanvas& canvas, const ArtistDetails& d
   std::vector<std::string> lines;
   for (const std::string& line :
        {trimmed(details.address),
-        joined({trimmed(details.zipcode), trimmed(details.currentCity)}, " "),
+        joinedNonEmpty({trimmed(details.zipcode), trimmed(details.currentCity)}, " "),
         trimmed(details.country), trimmed(details.email), trimmed(details.phone),
         trimmed(details.website)}) {
     if (!line.empty()) lines.push_back(line);
