@@ -8,6 +8,7 @@
 #include "model/text.h"
 #include "model/text_assets.h"
 #include "pdf/localization.h"
+#include "platform/file_system.h"
 
 namespace quorvane {
 namespace {
@@ -883,6 +884,45 @@ std::optional<PdfRenderResult> AppStore::renderPDF(const RenderRequest& request,
     return result;
   } catch (const std::exception& error) {
     fail(text("app.error.render_failed", {error.what()}));
+    return std::nullopt;
+  }
+}
+
+std::optional<std::vector<PdfWarning>> AppStore::exportPDF(const RenderRequest& request,
+                                                           const ExportOptions& options,
+                                                           const std::string& path) {
+  if (services_.renderer == nullptr) {
+    fail(text("app.error.render_failed", {"no renderer"}));
+    return std::nullopt;
+  }
+  try {
+    AtomicFileWriter file(path);
+    std::string writeError;
+    // cairo calls this from C: nothing may be thrown through it.
+    const PdfSink sink = [&](std::span<const std::uint8_t> bytes) {
+      try {
+        file.write(bytes);
+        return true;
+      } catch (const std::exception& error) {
+        writeError = error.what();
+        return false;
+      }
+    };
+    const PdfRenderResult result =
+        services_.renderer->renderTo(request, state_.project, state_.snapshot, options, sink);
+    if (!writeError.empty()) throw std::runtime_error(writeError);
+    file.commit();
+    if (request.kind == RenderKind::portfolio) {
+      ++state_.completePortfolioExportCount;
+      services_.preferences.setInteger(preference_key::kCompletePortfolioExportCount,
+                                       state_.completePortfolioExportCount);
+    }
+    services_.logger.log("render done kind=" + std::string(rawValue(request.kind)) +
+                         " path=" + path);
+    publish();
+    return result.warnings;
+  } catch (const std::exception& error) {
+    fail(text("app.error.export_failed", {path, error.what()}));
     return std::nullopt;
   }
 }

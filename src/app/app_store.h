@@ -268,6 +268,12 @@ class AppStore {
   // is counted); nothing, with an error toast, when it fails.
   std::optional<PdfRenderResult> renderPDF(const RenderRequest& request,
                                            const ExportOptions& options);
+  // Writes the document to `path` as it is made, atomically (the file
+  // appears whole, or not at all); its warnings, or nothing with an error
+  // toast.
+  std::optional<std::vector<PdfWarning>> exportPDF(const RenderRequest& request,
+                                                   const ExportOptions& options,
+                                                   const std::string& path);
   // Renders a preview on the render queue and publishes it on the main
   // executor, unless a newer preview was asked for meanwhile: the latest
   // request wins.

@@ -81,28 +81,12 @@ std::optional<std::vector<std::uint8_t>> PdfRenderService::imageData(const Artwo
   }
 }
 
-PdfRenderResult PdfRenderService::render(const RenderRequest& request, const Project& project,
-                                         const StudioSnapshot& snapshot,
-                                         const ExportOptions& given) {
-  ExportOptions options = given;
-  if (options.exportLocale.empty()) options.exportLocale = project.locale;
+PdfRenderResult PdfRenderService::draw(const RenderRequest& request, const Project& project,
+                                       const StudioSnapshot& snapshot, const ExportOptions& options,
+                                       const PdfSink& sink) {
   const std::string& locale = options.exportLocale;
   const std::string_view scope = scopeOf(request.kind);
-  const auto overrides = overridesOf(labels_, scope, locale);
-  const auto cvOverrides = overridesOf(labels_, "cv", locale);
-  const std::string key = cacheKey(request, project, snapshot, options, overrides, cvOverrides);
-  {
-    const std::lock_guard lock(mutex_);
-    for (auto it = cache_.begin(); it != cache_.end(); ++it) {
-      if (it->first != key) continue;
-      cache_.splice(cache_.begin(), cache_, it);
-      ++hits_;
-      logger_.log("render cache hit kind=" + std::string(rawValue(request.kind)));
-      return cache_.front().second;
-    }
-  }
-
-  const PdfStrings labels(locale, std::string(scope), overrides);
+  const PdfStrings labels(locale, std::string(scope), overridesOf(labels_, scope, locale));
   const PDFStyle style;
   PdfRenderResult result;
   switch (request.kind) {
@@ -130,13 +114,50 @@ PdfRenderResult PdfRenderService::render(const RenderRequest& request, const Pro
                       [&](const Artwork& a) { return a.id != *request.artworkId; });
       }
       const PortfolioPdfRenderer renderer(
-          style, labels, PdfStrings(locale, "cv", cvOverrides),
+          style, labels, PdfStrings(locale, "cv", overridesOf(labels_, "cv", locale)),
           [this](const Artwork& artwork) { return imageData(artwork); }, optimizer_,
           imagePreparationPolicy(options.imageQuality));
-      result = renderer.render(project, content, options, request.kind == RenderKind::portfolio);
+      return renderer.render(project, content, options, request.kind == RenderKind::portfolio,
+                             sink);
       break;
     }
   }
+  // The small documents are made in memory, then handed on.
+  if (sink && !sink(result.data)) throw std::runtime_error("the document could not be written");
+  if (sink) result.data.clear();
+  return result;
+}
+
+PdfRenderResult PdfRenderService::renderTo(const RenderRequest& request, const Project& project,
+                                           const StudioSnapshot& snapshot,
+                                           const ExportOptions& given, const PdfSink& sink) {
+  ExportOptions options = given;
+  if (options.exportLocale.empty()) options.exportLocale = project.locale;
+  return draw(request, project, snapshot, options, sink);
+}
+
+PdfRenderResult PdfRenderService::render(const RenderRequest& request, const Project& project,
+                                         const StudioSnapshot& snapshot,
+                                         const ExportOptions& given) {
+  ExportOptions options = given;
+  if (options.exportLocale.empty()) options.exportLocale = project.locale;
+  const std::string& locale = options.exportLocale;
+  const std::string_view scope = scopeOf(request.kind);
+  const auto overrides = overridesOf(labels_, scope, locale);
+  const auto cvOverrides = overridesOf(labels_, "cv", locale);
+  const std::string key = cacheKey(request, project, snapshot, options, overrides, cvOverrides);
+  {
+    const std::lock_guard lock(mutex_);
+    for (auto it = cache_.begin(); it != cache_.end(); ++it) {
+      if (it->first != key) continue;
+      cache_.splice(cache_.begin(), cache_, it);
+      ++hits_;
+      logger_.log("render cache hit kind=" + std::string(rawValue(request.kind)));
+      return cache_.front().second;
+    }
+  }
+
+  PdfRenderResult result = draw(request, project, snapshot, options, {});
   const std::lock_guard lock(mutex_);
   cache_.emplace_front(key, result);
   if (cache_.size() > kCacheSize) cache_.pop_back();

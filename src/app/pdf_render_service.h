@@ -19,6 +19,7 @@
 #include "images/image_optimizer.h"
 #include "model/raw_value.h"
 #include "model/records.h"
+#include "pdf/pdf_canvas.h"
 #include "platform/logger.h"
 #include "storage/files_media_store.h"
 #include "storage/snapshot_repository.h"
@@ -65,11 +66,20 @@ class PdfRenderService {
   // empty). Throws when the library can't be read.
   PdfRenderResult render(const RenderRequest& request, const Project& project,
                          const StudioSnapshot& snapshot, const ExportOptions& options);
+  // The same, written to `sink` as it is made (nothing is cached, the
+  // result holds only the warnings): an export of many images never has to
+  // fit in memory.
+  PdfRenderResult renderTo(const RenderRequest& request, const Project& project,
+                           const StudioSnapshot& snapshot, const ExportOptions& options,
+                           const PdfSink& sink);
 
   std::size_t cacheHits() const { return hits_; }
 
  private:
   std::optional<std::vector<std::uint8_t>> imageData(const Artwork& artwork);
+  PdfRenderResult draw(const RenderRequest& request, const Project& project,
+                       const StudioSnapshot& snapshot, const ExportOptions& options,
+                       const PdfSink& sink);
 
   LabelOverrideRepository& labels_;
   SnapshotRepository& snapshots_;

@@ -86,22 +86,19 @@ void exportDocument(CliContext& context, const ExportOptionsGiven& given) {
                                   {std::to_string(state.snapshot.artworks.images.size())})
                 << std::flush;
   }
-  const std::optional<PdfRenderResult> result = store.renderPDF({kind->render, {}}, options);
+  const std::optional<std::vector<PdfWarning>> result =
+      store.exportPDF({kind->render, {}}, options, path);
   if (showProgress) context.err << "\r\x1b[K" << std::flush;
   context.check(result.has_value());
-  try {
-    realFileSystem().writeFileAtomically(path, result->data);
-  } catch (const std::exception& error) {
-    throw CliError(context.format("cli.export.cannot_write", {path, error.what()}));
-  }
   nlohmann::json warnings = nlohmann::json::array();
-  for (const PdfWarning warning : result->warnings) {
+  for (const PdfWarning warning : *result) {
     warnings.push_back(rawValue(warning));
     context.err << "warning: " << rawValue(warning) << '\n';
   }
   if (context.json) {
-    context.out << jsonText(
-                       {{"path", path}, {"bytes", result->data.size()}, {"warnings", warnings}})
+    context.out << jsonText({{"path", path},
+                             {"bytes", std::filesystem::file_size(path)},
+                             {"warnings", warnings}})
                 << '\n';
   } else {
     context.out << path << '\n';

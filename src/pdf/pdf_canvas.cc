@@ -51,10 +51,10 @@ FontDescription fontFor(const TextStyle& style) {
   return font;
 }
 
-cairo_status_t appendTo(void* closure, const unsigned char* data, unsigned int length) {
-  auto* bytes = static_cast<std::vector<std::uint8_t>*>(closure);
-  bytes->insert(bytes->end(), data, data + length);
-  return CAIRO_STATUS_SUCCESS;
+cairo_status_t writeTo(void* closure, const unsigned char* data, unsigned int length) {
+  const auto* sink = static_cast<const PdfSink*>(closure);
+  return (*sink)(std::span<const std::uint8_t>(data, length)) ? CAIRO_STATUS_SUCCESS
+                                                              : CAIRO_STATUS_WRITE_ERROR;
 }
 
 // The paragraphs of a text: its lines, a blank line being an empty one.
@@ -81,7 +81,8 @@ PageSize pageSize(PdfFormat format, DocumentOrientation orientation) {
 }
 
 struct PdfCanvas::Impl {
-  std::vector<std::uint8_t> bytes;
+  std::vector<std::uint8_t> bytes;  // without a sink of the caller's
+  PdfSink sink;
   Surface surface;
   Context cairo;
   GObject<PangoFontMap> fontMap;
@@ -105,9 +106,14 @@ struct PdfCanvas::Impl {
   }
 };
 
-PdfCanvas::PdfCanvas(PageSize size) : impl_(std::make_unique<Impl>()), size_(size) {
+PdfCanvas::PdfCanvas(PageSize size, PdfSink sink) : impl_(std::make_unique<Impl>()), size_(size) {
+  impl_->sink =
+      sink ? std::move(sink) : [bytes = &impl_->bytes](std::span<const std::uint8_t> data) {
+        bytes->insert(bytes->end(), data.begin(), data.end());
+        return true;
+      };
   impl_->surface.reset(
-      cairo_pdf_surface_create_for_stream(appendTo, &impl_->bytes, size.width, size.height));
+      cairo_pdf_surface_create_for_stream(writeTo, &impl_->sink, size.width, size.height));
   if (cairo_surface_status(impl_->surface.get()) != CAIRO_STATUS_SUCCESS) {
     throw std::runtime_error("cairo could not create a PDF surface");
   }

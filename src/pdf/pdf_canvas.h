@@ -9,6 +9,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <span>
 #include <string>
@@ -50,9 +51,15 @@ struct TextFlowResult {
   std::size_t lines = 0;  // lines drawn
 };
 
+// Where the bytes of a PDF go as they are made; false stops the writing.
+using PdfSink = std::function<bool(std::span<const std::uint8_t>)>;
+
 class PdfCanvas {
  public:
-  explicit PdfCanvas(PageSize size);
+  // Without a sink the document is kept in memory and `finish` returns it;
+  // with one, its bytes go there as cairo writes them (a document of many
+  // images never has to fit in memory) and `finish` returns nothing.
+  explicit PdfCanvas(PageSize size, PdfSink sink = {});
   ~PdfCanvas();
   PdfCanvas(const PdfCanvas&) = delete;
   PdfCanvas& operator=(const PdfCanvas&) = delete;

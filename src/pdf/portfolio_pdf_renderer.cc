@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <atomic>
 #include <future>
+#include <map>
 #include <thread>
 
 #include "model/artist_name.h"
@@ -103,26 +104,49 @@ std::vector<std::string> PortfolioPdfRenderer::captionLines(const Project& proje
   return lines;
 }
 
-std::vector<std::optional<PreparedPdfImage>> PortfolioPdfRenderer::prepareImages(
-    const std::vector<Artwork>& artworks) const {
-  std::vector<std::optional<PreparedPdfImage>> images(artworks.size());
-  // Re-encoding is the slow part of a web-optimised export: the images are
-  // shared between the cores. Embedding as supplied costs next to nothing.
-  const unsigned workers =
-      policy_ ? std::max(1u, std::min(std::thread::hardware_concurrency(), 4u)) : 1u;
-  std::atomic<std::size_t> next{0};
-  const auto work = [&] {
-    for (std::size_t i = next++; i < artworks.size(); i = next++) {
-      auto bytes = imageDataForArtwork_ ? imageDataForArtwork_(artworks[i]) : std::nullopt;
-      if (bytes) images[i] = preparePdfImage(optimizer_, std::move(*bytes), policy_);
-    }
-  };
-  std::vector<std::future<void>> running;
-  for (unsigned w = 1; w < workers; ++w) running.push_back(std::async(std::launch::async, work));
-  work();
-  for (auto& task : running) task.get();
-  return images;
-}
+// The artworks' images, made ready in page order a few ahead of the page
+// being drawn: re-encoding (web quality) runs on every core while the pages
+// are drawn, and no more than a few images are in memory at any time,
+// however many artworks the document has.
+class PortfolioPdfRenderer::ImageFeed {
+ public:
+  ImageFeed(const PortfolioPdfRenderer& renderer, const std::vector<Artwork>& artworks)
+      : renderer_(renderer),
+        artworks_(artworks),
+        window_(renderer.policy_ ? std::max(1u, std::min(std::thread::hardware_concurrency(), 4u))
+                                 : 1u) {}
+  ~ImageFeed() {
+    for (auto& [index, pending] : pending_) pending.wait();
+  }
+
+  // The image of artwork `index`; asked for in increasing order.
+  std::optional<PreparedPdfImage> take(std::size_t index) {
+    while (next_ < artworks_.size() && next_ < index + window_) launch(next_++);
+    const auto it = pending_.find(index);
+    if (it == pending_.end()) return std::nullopt;
+    std::optional<PreparedPdfImage> image = it->second.get();
+    pending_.erase(it);
+    return image;
+  }
+
+ private:
+  void launch(std::size_t index) {
+    pending_.emplace(
+        index, std::async(std::launch::async, [this, index] {
+          const Artwork& artwork = artworks_[index];
+          auto bytes = renderer_.imageDataForArtwork_ ? renderer_.imageDataForArtwork_(artwork)
+                                                      : std::nullopt;
+          if (!bytes) return std::optional<PreparedPdfImage>();
+          return preparePdfImage(renderer_.optimizer_, std::move(*bytes), renderer_.policy_);
+        }));
+  }
+
+  const PortfolioPdfRenderer& renderer_;
+  const std::vector<Artwork>& artworks_;
+  const std::size_t window_;
+  std::size_t next_ = 0;
+  std::map<std::size_t, std::future<std::optional<PreparedPdfImage>>> pending_;
+};
 
 void PortfolioPdfRenderer::drawCover(PdfCanvas& canvas, const Project& project,
                                      const StudioSnapshot& snapshot) const {
@@ -290,8 +314,8 @@ void PortfolioPdfRenderer::drawContents(PdfCanvas& canvas, const Layout& layout,
 
 void PortfolioPdfRenderer::drawBody(PdfCanvas& canvas, const Project& project,
                                     const StudioSnapshot& snapshot, const ExportOptions& options,
-                                    const std::vector<std::optional<PreparedPdfImage>>* images,
-                                    int pageOffset, bool outer, Layout& layout) const {
+                                    ImageFeed* images, int pageOffset, bool outer,
+                                    Layout& layout) const {
   const auto bodyPage = [&] { return canvas.pageCount() - pageOffset; };
   const auto beginPart = [&](std::string_view tocKey) {
     canvas.beginPage();
@@ -339,7 +363,9 @@ void PortfolioPdfRenderer::drawBody(PdfCanvas& canvas, const Project& project,
       canvas.beginPage();
       drawPageNumber(canvas, style_, canvas.pageCount());
     }
-    const PreparedPdfImage* image = images != nullptr && (*images)[i] ? &*(*images)[i] : nullptr;
+    const std::optional<PreparedPdfImage> prepared =
+        images != nullptr ? images->take(i) : std::nullopt;
+    const PreparedPdfImage* image = prepared ? &*prepared : nullptr;
     drawArtwork(canvas, project, snapshot, artworks[i], static_cast<int>(i + 1), image);
   }
   if (outer) {
@@ -350,13 +376,12 @@ void PortfolioPdfRenderer::drawBody(PdfCanvas& canvas, const Project& project,
 }
 
 PdfRenderResult PortfolioPdfRenderer::render(const Project& project, const StudioSnapshot& snapshot,
-                                             const ExportOptions& options,
-                                             bool includeOuterPages) const {
+                                             const ExportOptions& options, bool includeOuterPages,
+                                             PdfSink sink) const {
   const PageSize size = pageSize(options.format, project.orientation);
-  const std::vector<std::optional<PreparedPdfImage>> images =
-      prepareImages(snapshot.artworks.images);
+  ImageFeed images(*this, snapshot.artworks.images);
   Layout drawn;
-  PdfCanvas canvas(size);
+  PdfCanvas canvas(size, sink);
   if (!includeOuterPages) {
     drawBody(canvas, project, snapshot, options, &images, 0, false, drawn);
   } else {

@@ -37,13 +37,12 @@
 
 #include "images/image_optimizer.h"
 #include "model/records.h"
+#include "pdf/pdf_canvas.h"
 #include "pdf/pdf_image.h"
 #include "pdf/pdf_labels.h"
 #include "pdf/pdf_style.h"
 
 namespace quorvane {
-
-class PdfCanvas;
 
 class PortfolioPdfRenderer {
  public:
@@ -56,8 +55,11 @@ class PortfolioPdfRenderer {
 
   // Without the outer pages only the artwork pages are drawn (no cover,
   // contents, texts, CV or contact page): a preview of those pages.
+  // With a sink the PDF is written there as it is made (the result then
+  // holds only the warnings).
   PdfRenderResult render(const Project& project, const StudioSnapshot& snapshot,
-                         const ExportOptions& options, bool includeOuterPages = true) const;
+                         const ExportOptions& options, bool includeOuterPages = true,
+                         PdfSink sink = {}) const;
 
   // The caption lines of an artwork page; `number` is its place in the
   // project, from 1.
@@ -69,10 +71,10 @@ class PortfolioPdfRenderer {
   struct Layout;
   // Draws the body; without `images` the artworks' images are left out (the
   // layout pass); without `outer` only the artwork pages.
+  class ImageFeed;
   void drawBody(PdfCanvas& canvas, const Project& project, const StudioSnapshot& snapshot,
-                const ExportOptions& options,
-                const std::vector<std::optional<PreparedPdfImage>>* images, int pageOffset,
-                bool outer, Layout& layout) const;
+                const ExportOptions& options, ImageFeed* images, int pageOffset, bool outer,
+                Layout& layout) const;
   void drawCover(PdfCanvas& canvas, const Project& project, const StudioSnapshot& snapshot) const;
   void drawContents(PdfCanvas& canvas, const Layout& layout, int pageOffset) const;
   void drawContact(PdfCanvas& canvas, const ArtistDetails& details) const;
@@ -80,8 +82,6 @@ class PortfolioPdfRenderer {
                        const std::string& text) const;
   void drawArtwork(PdfCanvas& canvas, const Project& project, const StudioSnapshot& snapshot,
                    const Artwork& artwork, int number, const PreparedPdfImage* image) const;
-  std::vector<std::optional<PreparedPdfImage>> prepareImages(
-      const std::vector<Artwork>& artworks) const;
 
   PDFStyle style_;
   PdfStrings labels_;

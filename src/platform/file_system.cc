@@ -181,4 +181,38 @@ FileSystem& realFileSystem() {
   return fileSystem;
 }
 
+AtomicFileWriter::AtomicFileWriter(std::string path) : path_(std::move(path)) {
+  const std::filesystem::path target(path_);
+  const std::string directory =
+      target.has_parent_path() ? target.parent_path().string() : std::string(".");
+  temporary_ = directory + "/." + target.filename().string() + ".tmp-XXXXXX";
+  fd_ = ::mkostemp(temporary_.data(), O_CLOEXEC);
+  if (fd_ < 0) throwErrno("create a temporary file in " + directory);
+}
+
+AtomicFileWriter::~AtomicFileWriter() {
+  if (fd_ >= 0) {
+    ::close(fd_);
+    ::unlink(temporary_.c_str());
+  }
+}
+
+void AtomicFileWriter::write(std::span<const std::uint8_t> bytes) {
+  writeAll(fd_, bytes, temporary_);
+}
+
+void AtomicFileWriter::commit() {
+  if (::fsync(fd_) != 0) throwErrno("fsync " + temporary_);
+  if (::fchmod(fd_, 0644) != 0) throwErrno("chmod " + temporary_);
+  ::close(fd_);
+  fd_ = -1;
+  if (::rename(temporary_.c_str(), path_.c_str()) != 0) {
+    const int error = errno;
+    ::unlink(temporary_.c_str());
+    throw std::system_error(error, std::generic_category(), "rename to " + path_);
+  }
+  const std::filesystem::path target(path_);
+  syncDirectory(target.has_parent_path() ? target.parent_path().string() : std::string("."));
+}
+
 }  // namespace quorvane

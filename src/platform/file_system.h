@@ -91,6 +91,26 @@ class ForwardingFileSystem : public FileSystem {
   FileSystem& target_;
 };
 
+// A file written piece by piece that appears at `path` only when committed,
+// and then whole: the pieces go to a temporary file in the same directory,
+// which is flushed to disk and renamed over `path`. Abandoned (destroyed
+// without a commit), it leaves nothing behind. Throws std::system_error.
+class AtomicFileWriter {
+ public:
+  explicit AtomicFileWriter(std::string path);
+  ~AtomicFileWriter();
+  AtomicFileWriter(const AtomicFileWriter&) = delete;
+  AtomicFileWriter& operator=(const AtomicFileWriter&) = delete;
+
+  void write(std::span<const std::uint8_t> bytes);
+  void commit();
+
+ private:
+  std::string path_;
+  std::string temporary_;
+  int fd_ = -1;
+};
+
 // The machine's real file system.
 class RealFileSystem final : public FileSystem {
  public:
