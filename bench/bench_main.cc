@@ -8,12 +8,14 @@
 #include <benchmark/benchmark.h>
 
 #include <cstdio>
+#include <cstdlib>
 #include <map>
 #include <string>
 
 namespace quorvane {
 int measureDerivePeak(const char* path);
-}
+int measureExportPeak(const char* quality, int count, const char* output);
+}  // namespace quorvane
 
 namespace {
 
@@ -86,6 +88,10 @@ int main(int argc, char** argv) {
   // peak memory in a process of its own.
   if (argc == 3 && std::string(argv[1]) == "--measure-derive-peak") {
     return quorvane::measureDerivePeak(argv[2]);
+  }
+  // The export benchmark does the same for a whole export.
+  if (argc == 5 && std::string(argv[1]) == "--measure-export-peak") {
+    return quorvane::measureExportPeak(argv[2], std::atoi(argv[3]), argv[4]);
   }
   benchmark::Initialize(&argc, argv);
   if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;

@@ -297,4 +297,10 @@ std::optional<PixelSize> ImageOptimizer::embeddableJpegSize(
   return size;
 }
 
+OneThreadPerDerivation::OneThreadPerDerivation() : previous_(vips_concurrency_get()) {
+  vips_concurrency_set(1);
+}
+
+OneThreadPerDerivation::~OneThreadPerDerivation() { vips_concurrency_set(previous_); }
+
 }  // namespace quorvane

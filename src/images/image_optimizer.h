@@ -17,6 +17,21 @@
 
 namespace quorvane {
 
+// While one is alive, every libvips operation of the process runs on one
+// thread. For callers that already run several derivations side by side:
+// there, more threads per image add memory (a buffer per thread per image),
+// not speed. Not meant to be nested across threads.
+class OneThreadPerDerivation {
+ public:
+  OneThreadPerDerivation();
+  ~OneThreadPerDerivation();
+  OneThreadPerDerivation(const OneThreadPerDerivation&) = delete;
+  OneThreadPerDerivation& operator=(const OneThreadPerDerivation&) = delete;
+
+ private:
+  int previous_;
+};
+
 class ImageOptimizer {
  public:
   // Initialises libvips once per process and restricts its loaders.

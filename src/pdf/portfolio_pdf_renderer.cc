@@ -1,5 +1,7 @@
 #include "pdf/portfolio_pdf_renderer.h"
 
+#include <malloc.h>
+
 #include <algorithm>
 #include <atomic>
 #include <future>
@@ -114,7 +116,9 @@ class PortfolioPdfRenderer::ImageFeed {
       : renderer_(renderer),
         artworks_(artworks),
         window_(renderer.policy_ ? std::max(1u, std::min(std::thread::hardware_concurrency(), 4u))
-                                 : 1u) {}
+                                 : 1u) {
+    if (window_ > 1) oneThreadEach_.emplace();
+  }
   ~ImageFeed() {
     for (auto& [index, pending] : pending_) pending.wait();
   }
@@ -131,20 +135,28 @@ class PortfolioPdfRenderer::ImageFeed {
 
  private:
   void launch(std::size_t index) {
-    pending_.emplace(
-        index, std::async(std::launch::async, [this, index] {
-          const Artwork& artwork = artworks_[index];
-          auto bytes = renderer_.imageDataForArtwork_ ? renderer_.imageDataForArtwork_(artwork)
-                                                      : std::nullopt;
-          if (!bytes) return std::optional<PreparedPdfImage>();
-          return preparePdfImage(renderer_.optimizer_, std::move(*bytes), renderer_.policy_);
-        }));
+    pending_.emplace(index, std::async(std::launch::async, [this, index] {
+                       const Artwork& artwork = artworks_[index];
+                       auto bytes = renderer_.imageDataForArtwork_
+                                        ? renderer_.imageDataForArtwork_(artwork)
+                                        : std::nullopt;
+                       if (!bytes) return std::optional<PreparedPdfImage>();
+                       std::optional<PreparedPdfImage> image = preparePdfImage(
+                           renderer_.optimizer_, std::move(*bytes), renderer_.policy_);
+                       // Each worker thread allocates from a malloc arena of its own;
+                       // hand the decoder's freed buffers back, or they pile up across
+                       // the arenas of many threads.
+                       if (renderer_.policy_) ::malloc_trim(0);
+                       return image;
+                     }));
   }
 
   const PortfolioPdfRenderer& renderer_;
   const std::vector<Artwork>& artworks_;
   const std::size_t window_;
   std::size_t next_ = 0;
+  // Images are made side by side, each on one thread.
+  std::optional<OneThreadPerDerivation> oneThreadEach_;
   std::map<std::size_t, std::future<std::optional<PreparedPdfImage>>> pending_;
 };
 
