@@ -193,6 +193,20 @@ TextFlowResult PdfCanvas::flowText(std::string_view text, double x, double y, do
   return result;
 }
 
+std::vector<std::string> PdfCanvas::wrapParagraph(std::string_view paragraph, double width,
+                                                  const TextStyle& style) const {
+  std::vector<std::string> lines;
+  const auto layout = impl_->layout(paragraph, style, width);
+  const char* text = pango_layout_get_text(layout.get());
+  for (int i = 0; i < pango_layout_get_line_count(layout.get()); ++i) {
+    const PangoLayoutLine* line = pango_layout_get_line_readonly(layout.get(), i);
+    std::string piece(text + line->start_index, static_cast<std::size_t>(line->length));
+    while (!piece.empty() && piece.back() == ' ') piece.pop_back();
+    lines.push_back(std::move(piece));
+  }
+  return lines;
+}
+
 void PdfCanvas::fillRect(double x, double y, double width, double height, const Color& color) {
   cairo_t* cr = impl_->cairo.get();
   impl_->setColor(color);

@@ -84,6 +84,11 @@ class PdfCanvas {
   TextFlowResult flowText(std::string_view text, double x, double y, double width, double maxY,
                           const TextStyle& style, double lineHeight, bool draw = true);
 
+  // The lines one paragraph (no line breaks in it) breaks into at `width`,
+  // as `flowText` would break it.
+  std::vector<std::string> wrapParagraph(std::string_view paragraph, double width,
+                                         const TextStyle& style) const;
+
   void fillRect(double x, double y, double width, double height, const Color& color);
   void strokeLine(double x1, double y1, double x2, double y2, double lineWidth, const Color& color);
 

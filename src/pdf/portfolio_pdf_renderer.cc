@@ -13,6 +13,7 @@
 #include "pdf/cv_pdf_renderer.h"
 #include "pdf/pdf_canvas.h"
 #include "pdf/price_format.h"
+#include "pdf/wrap_cache.h"
 
 namespace quorvane {
 namespace {
@@ -261,8 +262,16 @@ void PortfolioPdfRenderer::drawArtwork(PdfCanvas& canvas, const Project& project
   }
   if (withText) {
     y += style_.lineHeight * 0.6;
-    canvas.flowText(artwork.artworkText, imageLeft, y, width - (imageLeft - left) * 2, bottom, body,
-                    style_.lineHeight);
+    const double column = width - (imageLeft - left) * 2;
+    for (const WrappedArtworkLine& line : ArtworkDescriptionWrapCache::shared().lines(
+             canvas, trimmedWhitespaceAndNewlines(artwork.artworkText), body, column)) {
+      if (y + style_.lineHeight > bottom) break;  // the page is full
+      if (!line.isSpacer) {
+        canvas.drawText(line.text, imageLeft, y + (style_.lineHeight - canvas.lineHeight(body)) / 2,
+                        body);
+      }
+      y += style_.lineHeight;
+    }
   }
 }
 

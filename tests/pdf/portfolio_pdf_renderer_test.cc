@@ -6,6 +6,7 @@
 
 #include "images/test_images.h"
 #include "pdf/pdf_reader.h"
+#include "pdf/wrap_cache.h"
 
 namespace quorvane {
 namespace {
@@ -195,6 +196,64 @@ TEST_F(PortfolioTest, CaptionsSayWhatTheCatalogueKindNeeds) {
   EXPECT_EQ(renderer.captionLines(project, artwork, UnitSystem::cm, 3).front(), "N° 3");
   artwork.title.clear();
   EXPECT_EQ(renderer.captionLines(project, artwork, UnitSystem::cm, 3)[1], "Sans titre, 2026");
+}
+
+TEST_F(PortfolioTest, TheArtworkTextLayoutPrintsEachWorksTextWrappedOnceForAllRenderings) {
+  addArtwork("a1", *testing::encodedImage(".jpg", 300, 400));
+  snapshot.artworks.layoutMode = ArtworkLayoutMode::artworkText;
+  std::string text = "The painting was made on the beach at low tide over three mornings.\n\n";
+  for (int i = 0; i < 12; ++i)
+    text += "A sentence about salt, light and wind, number " + std::to_string(i) + ". ";
+  snapshot.artworks.images[0].artworkText = text;
+  options.includeCV = options.includeBiography = options.includeStatement = false;
+
+  ArtworkDescriptionWrapCache& cache = ArtworkDescriptionWrapCache::shared();
+  const std::int64_t hitsBefore = cache.hitCount();
+  const auto pages = readPdf(render().data);
+  const auto& page = pages[pages.size() - 2];  // the artwork's page, before the contact page
+  EXPECT_TRUE(contains(page.text, "The painting was made on the beach")) << page.text;
+  EXPECT_TRUE(contains(page.text, "number 11.")) << page.text;
+  render();
+  EXPECT_GT(cache.hitCount(), hitsBefore) << "the second rendering reuses the wrapped lines";
+
+  // The artwork layout alone leaves the text out.
+  snapshot.artworks.layoutMode = ArtworkLayoutMode::artwork;
+  const auto plain = readPdf(render().data);
+  EXPECT_FALSE(contains(plain[plain.size() - 2].text, "low tide"));
+}
+
+TEST(WrapCacheTest, ParagraphsBreakIntoLinesWithSpacersBetween) {
+  PdfCanvas canvas(pageSize(PdfFormat::a4));
+  ArtworkDescriptionWrapCache cache;
+  const TextStyle style{10, FontWeight::regular, {}};
+  const auto lines = cache.lines(canvas, "one two three four five six\n\nseven", style, 60);
+  ASSERT_GE(lines.size(), 4u);
+  EXPECT_EQ(lines.back(), (WrappedArtworkLine{"seven", false}));
+  EXPECT_EQ(lines[lines.size() - 2], (WrappedArtworkLine{"", true}));
+  std::string rejoined;
+  for (std::size_t i = 0; i + 2 < lines.size(); ++i) {
+    EXPECT_LE(canvas.textWidth(lines[i].text, style), 60.001) << lines[i].text;
+    rejoined += (rejoined.empty() ? "" : " ") + lines[i].text;
+  }
+  EXPECT_EQ(rejoined, "one two three four five six");
+  EXPECT_EQ(cache.missCount(), 1);
+  cache.lines(canvas, "one two three four five six\n\nseven", style, 60);
+  EXPECT_EQ(cache.hitCount(), 1);
+  cache.lines(canvas, "one two three four five six\n\nseven", style, 80);
+  EXPECT_EQ(cache.missCount(), 2) << "another width is another entry";
+}
+
+TEST_F(PortfolioTest, ARaisonneNumbersItsWorksInProjectOrder) {
+  project.kind = ProjectKind::catalogue;
+  project.catalogueKind = CatalogueKind::raisonne;
+  options.includeCV = options.includeBiography = options.includeStatement = false;
+  addArtwork("first", *testing::encodedImage(".jpg", 200, 200));
+  addArtwork("second", *testing::encodedImage(".jpg", 200, 200));
+  const auto pages = readPdf(render().data);
+  ASSERT_EQ(pages.size(), 5u);  // cover, contents, two works, contact
+  EXPECT_TRUE(contains(pages[2].text, "No. 1")) << pages[2].text;
+  EXPECT_TRUE(contains(pages[3].text, "No. 2")) << pages[3].text;
+  EXPECT_FALSE(contains(pages[0].text, "Portfolio")) << "a catalogue is no portfolio";
 }
 
 }  // namespace
