@@ -231,8 +231,12 @@ void PortfolioPdfRenderer::drawArtwork(PdfCanvas& canvas, const Project& project
   const std::vector<std::string> caption =
       captionLines(project, artwork, snapshot.artworks.unit, number);
   const double captionHeight = static_cast<double>(caption.size()) * style_.lineHeight;
-  const bool withText = snapshot.artworks.layoutMode == ArtworkLayoutMode::artworkText &&
-                        !isBlank(artwork.artworkText);
+  // A raisonné records everything about a work, its text included.
+  const bool raisonne = project.kind == ProjectKind::catalogue &&
+                        project.catalogueKind == CatalogueKind::raisonne;
+  const bool withText =
+      (snapshot.artworks.layoutMode == ArtworkLayoutMode::artworkText || raisonne) &&
+      !isBlank(artwork.artworkText);
   const double room = bottom - style_.margin - metaTopGap_ - captionHeight;
   const double boxHeight = withText ? room * 0.58 : room;
 

@@ -26,7 +26,7 @@
 //   dimensions as typed with the project's unit; in a price catalogue the
 //   price in the export language's conventions and the availability; in a
 //   raisonné a catalogue number (the work's place in the project) above
-//   every recorded field. With the `artworkText` layout the image takes the
+//   every recorded field, the work's text included. With the `artworkText` layout the image takes the
 //   upper part of the page and the artwork's text follows the caption.
 #pragma once
 

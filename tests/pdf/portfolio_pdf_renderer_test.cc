@@ -249,10 +249,12 @@ TEST_F(PortfolioTest, ARaisonneNumbersItsWorksInProjectOrder) {
   options.includeCV = options.includeBiography = options.includeStatement = false;
   addArtwork("first", *testing::encodedImage(".jpg", 200, 200));
   addArtwork("second", *testing::encodedImage(".jpg", 200, 200));
+  snapshot.artworks.images[1].artworkText = "Shown at the Kunsthalle in 2024.";
   const auto pages = readPdf(render().data);
   ASSERT_EQ(pages.size(), 5u);  // cover, contents, two works, contact
   EXPECT_TRUE(contains(pages[2].text, "No. 1")) << pages[2].text;
   EXPECT_TRUE(contains(pages[3].text, "No. 2")) << pages[3].text;
+  EXPECT_TRUE(contains(pages[3].text, "Shown at the Kunsthalle in 2024.")) << "every field";
   EXPECT_FALSE(contains(pages[0].text, "Portfolio")) << "a catalogue is no portfolio";
 }
 
