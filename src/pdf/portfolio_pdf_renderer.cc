@@ -232,8 +232,8 @@ void PortfolioPdfRenderer::drawArtwork(PdfCanvas& canvas, const Project& project
       captionLines(project, artwork, snapshot.artworks.unit, number);
   const double captionHeight = static_cast<double>(caption.size()) * style_.lineHeight;
   // A raisonné records everything about a work, its text included.
-  const bool raisonne = project.kind == ProjectKind::catalogue &&
-                        project.catalogueKind == CatalogueKind::raisonne;
+  const bool raisonne =
+      project.kind == ProjectKind::catalogue && project.catalogueKind == CatalogueKind::raisonne;
   const bool withText =
       (snapshot.artworks.layoutMode == ArtworkLayoutMode::artworkText || raisonne) &&
       !isBlank(artwork.artworkText);
@@ -261,12 +261,16 @@ void PortfolioPdfRenderer::drawArtwork(PdfCanvas& canvas, const Project& project
 
   double y = imageBottom + metaTopGap_;
   for (std::size_t i = 0; i < caption.size(); ++i) {
-    canvas.drawText(caption[i], imageLeft, y, i == 0 ? first : rest);
+    // The title line stands out; in a raisonné it follows the number.
+    canvas.drawText(caption[i], imageLeft, y, i == (raisonne ? 1u : 0u) ? first : rest);
     y += style_.lineHeight;
   }
   if (withText) {
     y += style_.lineHeight * 0.6;
-    const double column = width - (imageLeft - left) * 2;
+    // Under a narrow image the text keeps a readable measure, running on
+    // towards the right margin.
+    const double column =
+        std::min(std::max(width - (imageLeft - left) * 2, width * 0.62), left + width - imageLeft);
     for (const WrappedArtworkLine& line : ArtworkDescriptionWrapCache::shared().lines(
              canvas, trimmedWhitespaceAndNewlines(artwork.artworkText), body, column)) {
       if (y + style_.lineHeight > bottom) break;  // the page is full
