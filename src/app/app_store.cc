@@ -890,7 +890,8 @@ std::optional<PdfRenderResult> AppStore::renderPDF(const RenderRequest& request,
 
 std::optional<std::vector<PdfWarning>> AppStore::exportPDF(const RenderRequest& request,
                                                            const ExportOptions& options,
-                                                           const std::string& path) {
+                                                           const std::string& path,
+                                                           const Progress& progress) {
   if (services_.renderer == nullptr) {
     fail(text("app.error.render_failed", {"no renderer"}));
     return std::nullopt;
@@ -908,8 +909,8 @@ std::optional<std::vector<PdfWarning>> AppStore::exportPDF(const RenderRequest& 
         return false;
       }
     };
-    const PdfRenderResult result =
-        services_.renderer->renderTo(request, state_.project, state_.snapshot, options, sink);
+    const PdfRenderResult result = services_.renderer->renderTo(
+        request, state_.project, state_.snapshot, options, sink, progress);
     if (!writeError.empty()) throw std::runtime_error(writeError);
     file.commit();
     if (request.kind == RenderKind::portfolio) {

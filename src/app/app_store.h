@@ -273,7 +273,8 @@ class AppStore {
   // toast.
   std::optional<std::vector<PdfWarning>> exportPDF(const RenderRequest& request,
                                                    const ExportOptions& options,
-                                                   const std::string& path);
+                                                   const std::string& path,
+                                                   const Progress& progress = {});
   // Renders a preview on the render queue and publishes it on the main
   // executor, unless a newer preview was asked for meanwhile: the latest
   // request wins.

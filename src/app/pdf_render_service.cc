@@ -83,7 +83,7 @@ std::optional<std::vector<std::uint8_t>> PdfRenderService::imageData(const Artwo
 
 PdfRenderResult PdfRenderService::draw(const RenderRequest& request, const Project& project,
                                        const StudioSnapshot& snapshot, const ExportOptions& options,
-                                       const PdfSink& sink) {
+                                       const PdfSink& sink, const Progress& progress) {
   const std::string& locale = options.exportLocale;
   const std::string_view scope = scopeOf(request.kind);
   const PdfStrings labels(locale, std::string(scope), overridesOf(labels_, scope, locale));
@@ -117,8 +117,8 @@ PdfRenderResult PdfRenderService::draw(const RenderRequest& request, const Proje
           style, labels, PdfStrings(locale, "cv", overridesOf(labels_, "cv", locale)),
           [this](const Artwork& artwork) { return imageData(artwork); }, optimizer_,
           imagePreparationPolicy(options.imageQuality));
-      return renderer.render(project, content, options, request.kind == RenderKind::portfolio,
-                             sink);
+      return renderer.render(project, content, options, request.kind == RenderKind::portfolio, sink,
+                             progress);
       break;
     }
   }
@@ -130,10 +130,11 @@ PdfRenderResult PdfRenderService::draw(const RenderRequest& request, const Proje
 
 PdfRenderResult PdfRenderService::renderTo(const RenderRequest& request, const Project& project,
                                            const StudioSnapshot& snapshot,
-                                           const ExportOptions& given, const PdfSink& sink) {
+                                           const ExportOptions& given, const PdfSink& sink,
+                                           const Progress& progress) {
   ExportOptions options = given;
   if (options.exportLocale.empty()) options.exportLocale = project.locale;
-  return draw(request, project, snapshot, options, sink);
+  return draw(request, project, snapshot, options, sink, progress);
 }
 
 PdfRenderResult PdfRenderService::render(const RenderRequest& request, const Project& project,

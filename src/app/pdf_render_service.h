@@ -11,6 +11,7 @@
 
 #include <array>
 #include <cstdint>
+#include <functional>
 #include <list>
 #include <mutex>
 #include <optional>
@@ -69,9 +70,10 @@ class PdfRenderService {
   // The same, written to `sink` as it is made (nothing is cached, the
   // result holds only the warnings): an export of many images never has to
   // fit in memory.
+  using Progress = std::function<void(std::size_t done, std::size_t total)>;
   PdfRenderResult renderTo(const RenderRequest& request, const Project& project,
                            const StudioSnapshot& snapshot, const ExportOptions& options,
-                           const PdfSink& sink);
+                           const PdfSink& sink, const Progress& progress = {});
 
   std::size_t cacheHits() const { return hits_; }
 
@@ -79,7 +81,7 @@ class PdfRenderService {
   std::optional<std::vector<std::uint8_t>> imageData(const Artwork& artwork);
   PdfRenderResult draw(const RenderRequest& request, const Project& project,
                        const StudioSnapshot& snapshot, const ExportOptions& options,
-                       const PdfSink& sink);
+                       const PdfSink& sink, const Progress& progress = {});
 
   LabelOverrideRepository& labels_;
   SnapshotRepository& snapshots_;

@@ -343,8 +343,8 @@ void PortfolioPdfRenderer::drawContents(PdfCanvas& canvas, const Layout& layout,
 
 void PortfolioPdfRenderer::drawBody(PdfCanvas& canvas, const Project& project,
                                     const StudioSnapshot& snapshot, const ExportOptions& options,
-                                    ImageFeed* images, int pageOffset, bool outer,
-                                    Layout& layout) const {
+                                    ImageFeed* images, int pageOffset, bool outer, Layout& layout,
+                                    const Progress& progress) const {
   const auto bodyPage = [&] { return canvas.pageCount() - pageOffset; };
   const auto beginPart = [&](std::string_view tocKey) {
     canvas.beginPage();
@@ -396,6 +396,7 @@ void PortfolioPdfRenderer::drawBody(PdfCanvas& canvas, const Project& project,
         images != nullptr ? images->take(i) : std::nullopt;
     const PreparedPdfImage* image = prepared ? &*prepared : nullptr;
     drawArtwork(canvas, project, snapshot, artworks[i], static_cast<int>(i + 1), image);
+    if (progress) progress(i + 1, artworks.size());
   }
   if (outer) {
     beginPart("pdf.toc.contact");
@@ -406,13 +407,13 @@ void PortfolioPdfRenderer::drawBody(PdfCanvas& canvas, const Project& project,
 
 PdfRenderResult PortfolioPdfRenderer::render(const Project& project, const StudioSnapshot& snapshot,
                                              const ExportOptions& options, bool includeOuterPages,
-                                             PdfSink sink) const {
+                                             PdfSink sink, const Progress& progress) const {
   const PageSize size = pageSize(options.format, project.orientation);
   ImageFeed images(*this, snapshot.artworks.images);
   Layout drawn;
   PdfCanvas canvas(size, sink);
   if (!includeOuterPages) {
-    drawBody(canvas, project, snapshot, options, &images, 0, false, drawn);
+    drawBody(canvas, project, snapshot, options, &images, 0, false, drawn, progress);
   } else {
     // Where every part begins, learnt by laying the body out without images.
     Layout planned;
@@ -425,7 +426,7 @@ PdfRenderResult PortfolioPdfRenderer::render(const Project& project, const Studi
     const int pageOffset = withContents ? 1 : 0;
     drawCover(canvas, project, snapshot);
     if (withContents) drawContents(canvas, planned, pageOffset);
-    drawBody(canvas, project, snapshot, options, &images, pageOffset, true, drawn);
+    drawBody(canvas, project, snapshot, options, &images, pageOffset, true, drawn, progress);
   }
 
   PdfRenderResult result;

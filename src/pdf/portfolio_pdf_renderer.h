@@ -26,8 +26,8 @@
 //   dimensions as typed with the project's unit; in a price catalogue the
 //   price in the export language's conventions and the availability; in a
 //   raisonné a catalogue number (the work's place in the project) above
-//   every recorded field, the work's text included. With the `artworkText` layout the image takes the
-//   upper part of the page and the artwork's text follows the caption.
+//   every recorded field, the work's text included. With the `artworkText` layout the image takes
+//   the upper part of the page and the artwork's text follows the caption.
 #pragma once
 
 #include <functional>
@@ -57,9 +57,12 @@ class PortfolioPdfRenderer {
   // contents, texts, CV or contact page): a preview of those pages.
   // With a sink the PDF is written there as it is made (the result then
   // holds only the warnings).
+  // `progress`, when given, is told after each artwork page: pages done,
+  // pages in all.
+  using Progress = std::function<void(std::size_t done, std::size_t total)>;
   PdfRenderResult render(const Project& project, const StudioSnapshot& snapshot,
                          const ExportOptions& options, bool includeOuterPages = true,
-                         PdfSink sink = {}) const;
+                         PdfSink sink = {}, const Progress& progress = {}) const;
 
   // The caption lines of an artwork page; `number` is its place in the
   // project, from 1.
@@ -74,7 +77,7 @@ class PortfolioPdfRenderer {
   class ImageFeed;
   void drawBody(PdfCanvas& canvas, const Project& project, const StudioSnapshot& snapshot,
                 const ExportOptions& options, ImageFeed* images, int pageOffset, bool outer,
-                Layout& layout) const;
+                Layout& layout, const Progress& progress = {}) const;
   void drawCover(PdfCanvas& canvas, const Project& project, const StudioSnapshot& snapshot) const;
   void drawContents(PdfCanvas& canvas, const Layout& layout, int pageOffset) const;
   void drawContact(PdfCanvas& canvas, const ArtistDetails& details) const;

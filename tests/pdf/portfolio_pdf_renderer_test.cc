@@ -40,7 +40,8 @@ class PortfolioTest : public ::testing::Test {
     imageBytes[id] = std::move(bytes);
   }
   PdfRenderResult render(const std::string& locale = "en",
-                         std::map<std::string, std::string> overrides = {}) {
+                         std::map<std::string, std::string> overrides = {},
+                         const PortfolioPdfRenderer::Progress& progress = {}) {
     options.exportLocale = locale;
     const PortfolioPdfRenderer renderer(
         PDFStyle{}, PdfStrings(locale, "portfolio", std::move(overrides)),
@@ -51,7 +52,7 @@ class PortfolioTest : public ::testing::Test {
           return it->second;
         },
         optimizer, imagePreparationPolicy(options.imageQuality));
-    return renderer.render(project, snapshot, options);
+    return renderer.render(project, snapshot, options, true, {}, progress);
   }
 
   Project project;
@@ -250,7 +251,11 @@ TEST_F(PortfolioTest, ARaisonneNumbersItsWorksInProjectOrder) {
   addArtwork("first", *testing::encodedImage(".jpg", 200, 200));
   addArtwork("second", *testing::encodedImage(".jpg", 200, 200));
   snapshot.artworks.images[1].artworkText = "Shown at the Kunsthalle in 2024.";
-  const auto pages = readPdf(render().data);
+  std::vector<std::pair<std::size_t, std::size_t>> progress;
+  const auto pages = readPdf(render("en", {}, [&](std::size_t done, std::size_t total) {
+                               progress.emplace_back(done, total);
+                             }).data);
+  EXPECT_EQ(progress, (std::vector<std::pair<std::size_t, std::size_t>>{{1, 2}, {2, 2}}));
   ASSERT_EQ(pages.size(), 5u);  // cover, contents, two works, contact
   EXPECT_TRUE(contains(pages[2].text, "No. 1")) << pages[2].text;
   EXPECT_TRUE(contains(pages[3].text, "No. 2")) << pages[3].text;
