@@ -239,9 +239,7 @@ void AppStore::loadPreferences() {
   options.showProjectStatementTitle = preferences.boolean(key::kExportShowProjectStatementTitle);
   // Until chosen: the paper of the region (letter in the US and Canada),
   // the project's own language (empty here), web quality.
-  std::string region = services_.regionCode ? services_.regionCode().value_or("") : "";
-  std::transform(region.begin(), region.end(), region.begin(),
-                 [](unsigned char c) { return static_cast<char>(std::toupper(c)); });
+  const std::string region = upperCaseRegion();
   const PdfFormat regional = region == "US" || region == "CA" ? PdfFormat::letter : PdfFormat::a4;
   options.format = fromRawValue<PdfFormat>(preferences.string(key::kExportFormat).value_or(""))
                        .value_or(regional);
@@ -254,6 +252,13 @@ void AppStore::loadPreferences() {
   state_.completePortfolioExportCount =
       preferences.integer(key::kCompletePortfolioExportCount).value_or(0);
   refreshBackupReminderState();
+}
+
+std::string AppStore::upperCaseRegion() const {
+  std::string region = services_.regionCode ? services_.regionCode().value_or("") : "";
+  std::transform(region.begin(), region.end(), region.begin(),
+                 [](unsigned char c) { return static_cast<char>(std::toupper(c)); });
+  return region;
 }
 
 void AppStore::refreshBackupReminderState() {
@@ -269,9 +274,7 @@ UnitSystem AppStore::initialUnit() {
   if (remembered) {
     if (const auto unit = fromRawValue<UnitSystem>(*remembered)) return *unit;
   }
-  std::string region = services_.regionCode ? services_.regionCode().value_or("") : "";
-  std::transform(region.begin(), region.end(), region.begin(),
-                 [](unsigned char c) { return static_cast<char>(std::toupper(c)); });
+  const std::string region = upperCaseRegion();
   const UnitSystem unit = region == "US" ? UnitSystem::in : UnitSystem::cm;
   services_.preferences.setString(preference_key::kInitialUnit, std::string(rawValue(unit)));
   return unit;

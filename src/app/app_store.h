@@ -299,6 +299,8 @@ class AppStore {
   void reloadSummaries();
   void loadPreferences();
   UnitSystem initialUnit();
+  // The region of the user's locale, upper-cased; empty when unknown.
+  std::string upperCaseRegion() const;
   void adopt(LoadedProject loaded);
   bool openLoaded(const std::string& projectId, bool remember);
   // A project made for the user (at a first start, after deleting the
