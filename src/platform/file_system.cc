@@ -176,6 +176,12 @@ std::unique_ptr<FileReader> RealFileSystem::openForReading(const std::string& pa
   return std::make_unique<PosixFileReader>(path);
 }
 
+bool RealFileSystem::isWritable(const std::string& path) {
+  // access() answers for this process's real ids and says EROFS for a
+  // read-only mount, which is what writing would meet.
+  return ::access(path.c_str(), W_OK) == 0;
+}
+
 FileSystem& realFileSystem() {
   static RealFileSystem fileSystem;
   return fileSystem;

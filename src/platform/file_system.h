@@ -59,6 +59,10 @@ class FileSystem {
   virtual std::uint64_t fileSize(const std::string& path) = 0;
 
   virtual std::unique_ptr<FileReader> openForReading(const std::string& path) = 0;
+
+  // Whether this process may write the file, or create files in the
+  // directory, at `path` (false for what does not exist).
+  virtual bool isWritable(const std::string& path) = 0;
 };
 
 // Hands every call on to another file system; a base for seams that change
@@ -86,6 +90,7 @@ class ForwardingFileSystem : public FileSystem {
   std::unique_ptr<FileReader> openForReading(const std::string& path) override {
     return target_.openForReading(path);
   }
+  bool isWritable(const std::string& path) override { return target_.isWritable(path); }
 
  private:
   FileSystem& target_;
@@ -125,6 +130,7 @@ class RealFileSystem final : public FileSystem {
   void copyFile(const std::string& from, const std::string& to) override;
   std::uint64_t fileSize(const std::string& path) override;
   std::unique_ptr<FileReader> openForReading(const std::string& path) override;
+  bool isWritable(const std::string& path) override;
 };
 
 // The process-wide real file system, for callers that are not handed one.

@@ -10,6 +10,8 @@
 #include "platform/domain_error.h"
 #include "platform/paths.h"
 #include "platform/uuid.h"
+#include "storage/library_inspection.h"
+#include "storage/schema.h"
 
 namespace quorvane {
 namespace {
@@ -51,30 +53,17 @@ std::string describe(const std::exception_ptr& error) {
   }
 }
 
-// SQLite, opening a file that is no database, still takes up its "-wal"
-// file and deletes it on closing; and it deletes the "-wal" of an empty or
-// missing database unread. The recovery copy would miss what they hold. A
-// file that does not start like an SQLite database, or a log beside an empty
-// one, is therefore refused before SQLite sees it.
-void refuseWhatIsNoDatabase(FileSystem& files, const std::string& path) {
-  static constexpr std::string_view kHeader("SQLite format 3\0", 16);
-  const bool empty = !files.exists(path) || files.fileSize(path) == 0;
-  if (empty) {
-    const std::string log = path + "-wal";
-    if (files.exists(log) && files.fileSize(log) > 0) {
-      throw DomainError("SQLiteDatabase", 1, "Unable to open database");
-    }
-    return;
-  }
-  const Bytes start = files.openForReading(path)->read(kHeader.size());
-  if (std::string_view(reinterpret_cast<const char*>(start.data()), start.size()) != kHeader) {
-    throw DomainError("SQLiteDatabase", 1, "Unable to open database");
-  }
-}
-
-// Another process writing to the library makes opening it fail "locked":
-// the library is in use, not damaged, and must not be set aside.
+// Another process writing to the library makes a read or write wait and,
+// past the busy timeout, fail "locked": the library is in use, not damaged,
+// and must not be set aside.
 bool isInUse(const PersistentStoreBootError& error) {
+  try {
+    std::rethrow_exception(error.underlying());
+  } catch (const DomainError& domainError) {
+    const int primary = domainError.sqliteResultCode() & 0xFF;
+    if (primary == SQLITE_BUSY || primary == SQLITE_LOCKED) return true;
+  } catch (...) {
+  }
   const std::string what = error.what();
   return what == "database is locked" || what == "database table is locked";
 }
@@ -83,9 +72,121 @@ std::string appDataDirectory(const BootEnvironment& environment) {
   return environment.applicationSupportDirectory + "/Quorvane";
 }
 
+// Holds the lock for a repair, unless the caller holds it already.
+std::unique_ptr<LibraryLock> lockForRepair(const BootEnvironment& environment) {
+  return environment.lockForRepair ? environment.lockForRepair() : nullptr;
+}
+
+[[noreturn]] void throwNotADatabase(const std::string& why) {
+  throw DomainError(std::string(kSQLiteDatabaseDomain), 1, "Unable to open database: " + why,
+                    SQLITE_NOTADB);
+}
+
+// Sets aside the side files that are not the library's own, and removes
+// empty ones, which hold nothing to replay. A stray file that can't be set
+// aside keeps the library closed: SQLite would replay it.
+void repairSideFiles(const BootEnvironment& environment, const std::string& path,
+                     const LibraryFiles& found, BootedStorage& storage) {
+  Logger& log = *environment.logger;
+  const bool strays = !found.strayFiles.empty();
+  const bool empties = !found.emptySideFiles.empty() && environment.access == StorageAccess::write;
+  if (!strays && !empties) return;
+  if (found.readOnly) {
+    if (!strays) return;
+    throw LibraryUnavailableError(
+        LibraryUnavailableError::Reason::writeProtected, path,
+        "files beside the read-only library must be set aside: " + found.strayReason);
+  }
+  const std::unique_ptr<LibraryLock> lock = lockForRepair(environment);
+  if (strays) {
+    const std::optional<std::string> copy = AppContainer::archiveFilesForRecovery(
+        *environment.files, path, found.strayFiles, std::nullopt, environment.clock->now(),
+        environment.makeUuid());
+    if (copy) {
+      log.log("[Quorvane][Storage] boot state=stray_files_set_aside reason=" + found.strayReason +
+              " copy=" + *copy);
+      storage.notices.push_back({std::string(kStrayFilesNotice), {*copy}});
+    }
+  }
+  for (const std::string& empty : found.emptySideFiles) {
+    try {
+      environment.files->removeAll(empty);
+      log.log("[Quorvane][Storage] boot state=empty_side_file_removed path=" + empty);
+    } catch (const std::exception&) {
+    }
+  }
+}
+
+// A journal left by a writer that was killed is the library's own: SQLite
+// rolls it back when a connection that can write first reads.
+void rollBackInterruptedWrite(const BootEnvironment& environment, const std::string& path) {
+  if (!environment.files->exists(path + "-journal")) return;
+  SQLiteDatabase db(path, SQLiteDatabase::Access::readWrite);
+  Statement read = db.prepare("SELECT COUNT(*) FROM sqlite_master");
+  read.nextRow();
+}
+
+std::unique_ptr<SQLiteSnapshotRepository> openLibrary(const BootEnvironment& environment,
+                                                      const std::string& path,
+                                                      const LibraryFiles& found) {
+  using Access = SQLiteDatabase::Access;
+  const auto unavailable = [&](LibraryUnavailableError::Reason reason, const std::string& why) {
+    return LibraryUnavailableError(reason, path, why);
+  };
+  if (found.condition == LibraryFiles::Condition::notSQLite) {
+    if (found.readOnly) {
+      throw unavailable(LibraryUnavailableError::Reason::writeProtected,
+                        "the read-only library is not an SQLite database");
+    }
+    throwNotADatabase("the file is not an SQLite database");
+  }
+  if (found.readOnly) {
+    if (found.condition == LibraryFiles::Condition::absent) {
+      throw unavailable(LibraryUnavailableError::Reason::writeProtected,
+                        "the library's folder is read-only");
+    }
+    try {
+      return environment.openRepository(path, Access::readOnly);
+    } catch (const std::exception& error) {
+      throw unavailable(LibraryUnavailableError::Reason::writeProtected, error.what());
+    }
+  }
+  rollBackInterruptedWrite(environment, path);
+  bool needsMigration = found.condition == LibraryFiles::Condition::absent;
+  if (!needsMigration) {
+    SQLiteDatabase probe(path, Access::readOnly);
+    const SchemaAssessment assessment = assessSchema(probe);
+    if (assessment.isNewer) {
+      throw unavailable(LibraryUnavailableError::Reason::newerVersion, assessment.problem);
+    }
+    if (!assessment.isOurs || !assessment.canMigrate) throwNotADatabase(assessment.problem);
+    needsMigration = assessment.needsMigration;
+  }
+  if (environment.access == StorageAccess::read && !needsMigration) {
+    return environment.openRepository(path, Access::readOnly);
+  }
+  std::unique_ptr<SQLiteSnapshotRepository> repository =
+      environment.openRepository(path, Access::readWrite);
+  if (found.usesWriteAheadLog) {
+    // The library keeps a rollback journal, so that any "-wal" beside it can
+    // be known for a stray; someone switched the log on: switch it off.
+    repository->withDatabase([](SQLiteDatabase& db) {
+      try {
+        db.exec("PRAGMA journal_mode = DELETE;");
+      } catch (const DomainError&) {
+      }
+    });
+  }
+  if (environment.access == StorageAccess::read) {
+    repository.reset();
+    return environment.openRepository(path, Access::readOnly);
+  }
+  return repository;
+}
+
 }  // namespace
 
-BootEnvironment BootEnvironment::standard(Logger& logger) {
+BootEnvironment BootEnvironment::standard(Logger& logger, StorageAccess access) {
   return BootEnvironment{
       .applicationSupportDirectory = quorvane::applicationSupportDirectory(),
       .temporaryDirectory = quorvane::temporaryDirectory(),
@@ -94,9 +195,11 @@ BootEnvironment BootEnvironment::standard(Logger& logger) {
       .logger = &logger,
       .makeUuid = [] { return quorvane::makeUuid(); },
       .openRepository =
-          [](const std::string& path) {
-            return std::make_unique<SQLiteSnapshotRepository>(SQLiteDatabase(path));
+          [](const std::string& path, SQLiteDatabase::Access access) {
+            return std::make_unique<SQLiteSnapshotRepository>(SQLiteDatabase(path, access));
           },
+      .access = access,
+      .lockForRepair = {},
   };
 }
 
@@ -112,8 +215,14 @@ BootedStorage AppContainer::bootPersistentStorage(const BootEnvironment& environ
   BootedStorage storage;
   try {
     storage.databasePath = databaseURL(environment, "quorvane.sqlite");
-    refuseWhatIsNoDatabase(*environment.files, storage.databasePath);
-    storage.repository = environment.openRepository(storage.databasePath);
+    const LibraryFiles found = inspectLibraryFiles(*environment.files, storage.databasePath);
+    storage.isWriteProtected = found.readOnly;
+    repairSideFiles(environment, storage.databasePath, found, storage);
+    storage.repository = openLibrary(environment, storage.databasePath, found);
+  } catch (const LibraryUnavailableError&) {
+    throw;
+  } catch (const LibraryBusyError&) {
+    throw;
   } catch (...) {
     const std::exception_ptr error = std::current_exception();
     throw PersistentStoreBootError(Case::sqlite, error, describe(error));
@@ -132,7 +241,8 @@ BootedStorage AppContainer::bootFallbackStorage(const BootEnvironment& environme
   BootedStorage storage;
   storage.databasePath = ":memory:";
   storage.isFallback = true;
-  storage.repository = environment.openRepository(storage.databasePath);
+  storage.repository =
+      environment.openRepository(storage.databasePath, SQLiteDatabase::Access::readWrite);
   storage.media =
       std::make_unique<FilesMediaStore>(environment.temporaryDirectory + "/Quorvane-fallback-media",
                                         *environment.files, *environment.logger);
@@ -150,20 +260,33 @@ BootedStorage AppContainer::bootStorage(const BootEnvironment& environment) {
     if (error.errorCase() == PersistentStoreBootError::Case::sqlite && !isInUse(error)) {
       // A recovery copy can help the database only; a media folder that
       // can't be made goes straight to the temporary storage.
+      std::optional<std::string> copy;
       try {
+        const std::unique_ptr<LibraryLock> lock = lockForRepair(environment);
         const std::string path = databaseURL(environment, "quorvane.sqlite");
         const Date now = environment.clock->now();
-        const std::optional<std::string> copy = archiveDatabaseForRecovery(
-            *environment.files, path, std::nullopt, now, environment.makeUuid());
-        BootedStorage storage = bootPersistentStorage(environment);
-        if (copy) {
-          log.log("[Quorvane][Storage] boot state=recovered copy=" + *copy);
-          storage.notices.push_back({std::string(kRecoveryArchivedNotice), {*copy}});
-        }
-        return storage;
+        copy = archiveDatabaseForRecovery(*environment.files, path, std::nullopt, now,
+                                          environment.makeUuid());
+      } catch (const LibraryBusyError&) {
+        throw;
       } catch (...) {
         log.log("[Quorvane][Storage] boot state=recovery_failed error=" +
                 describe(std::current_exception()));
+      }
+      if (copy || !environment.files->exists(databaseURL(environment, "quorvane.sqlite"))) {
+        try {
+          BootedStorage storage = bootPersistentStorage(environment);
+          if (copy) {
+            log.log("[Quorvane][Storage] boot state=recovered copy=" + *copy);
+            storage.notices.push_back({std::string(kRecoveryArchivedNotice), {*copy}});
+          }
+          return storage;
+        } catch (const LibraryBusyError&) {
+          throw;
+        } catch (...) {
+          log.log("[Quorvane][Storage] boot state=recovery_failed error=" +
+                  describe(std::current_exception()));
+        }
       }
     }
   }
@@ -182,9 +305,19 @@ BootedStorage AppContainer::bootStorage(const BootEnvironment& environment) {
 std::optional<std::string> AppContainer::archiveDatabaseForRecovery(
     FileSystem& files, const std::string& databasePath,
     const std::optional<std::string>& recoveryRoot, Date now, const std::string& uuid) {
+  // A damaged library's journal goes with it: left behind, it would be
+  // rolled back into the fresh library that takes its place.
+  return archiveFilesForRecovery(
+      files, databasePath,
+      {databasePath, databasePath + "-wal", databasePath + "-shm", databasePath + "-journal"},
+      recoveryRoot, now, uuid);
+}
+
+std::optional<std::string> AppContainer::archiveFilesForRecovery(
+    FileSystem& files, const std::string& databasePath, const std::vector<std::string>& candidates,
+    const std::optional<std::string>& recoveryRoot, Date now, const std::string& uuid) {
   std::vector<std::string> sources;
-  for (const std::string& candidate :
-       {databasePath, databasePath + "-wal", databasePath + "-shm"}) {
+  for (const std::string& candidate : candidates) {
     if (files.exists(candidate)) sources.push_back(candidate);
   }
   if (sources.empty()) return std::nullopt;

@@ -11,10 +11,19 @@
 //      this run (the user is told nothing will be kept);
 //   4. only when even that fails does the program stop.
 //
+// Before SQLite opens the library, its files are looked at: a write-ahead
+// log or journal beside it that is not its own is set aside into a verified
+// recovery copy (SQLite would replay it into the library), and the library
+// is left as it is. A database that is not ours, or whose tables this
+// version can't bring up to date, is never changed: it goes to a recovery
+// copy as a damaged one does. A library that can't be written (a read-only
+// file or folder) is opened for reading and never moved; one made by a
+// newer version is not touched at all.
+//
 // A damaged library is never thrown away: its files are removed only after
 // their copy has been verified. A library that another process is writing
-// ("database is locked") is in use, not damaged: this run then works on the
-// temporary storage and leaves it alone.
+// is in use, not damaged: it is never set aside. Moving files (a recovery
+// copy, a stray log) happens only under the library lock.
 #pragma once
 
 #include <cstdint>
@@ -28,6 +37,7 @@
 
 #include "platform/clock.h"
 #include "platform/file_system.h"
+#include "platform/library_lock.h"
 #include "platform/logger.h"
 #include "storage/files_media_store.h"
 #include "storage/sqlite_snapshot_repository.h"
@@ -45,6 +55,12 @@ struct StorageNotice {
 
 inline constexpr std::string_view kRecoveryArchivedNotice = "storage.recovery.archived";
 inline constexpr std::string_view kFallbackTemporaryNotice = "storage.fallback.temporary";
+// Files beside the library that were not its own were set aside (argument:
+// the recovery copy); the library itself was left as it was.
+inline constexpr std::string_view kStrayFilesNotice = "storage.recovery.stray_files";
+
+// What a run will do with the library: read it only, or change it too.
+enum class StorageAccess { read, write };
 
 // The storage a run works on.
 struct BootedStorage {
@@ -52,6 +68,9 @@ struct BootedStorage {
   std::unique_ptr<FilesMediaStore> media;
   std::string databasePath;  // ":memory:" on the temporary fallback
   bool isFallback = false;
+  // The library's file or folder can't be written: it was opened for
+  // reading whatever the access asked for, and nothing can be changed.
+  bool isWriteProtected = false;
   std::vector<StorageNotice> notices;
 };
 
@@ -64,10 +83,37 @@ struct BootEnvironment {
   Logger* logger = nullptr;
   std::function<std::string()> makeUuid;
   // Opens a database file (or ":memory:") and the repository on it, which
-  // brings the schema up to date; throws when either fails.
-  std::function<std::unique_ptr<SQLiteSnapshotRepository>(const std::string& path)> openRepository;
+  // brings the schema up to date when the connection can write; throws when
+  // either fails.
+  std::function<std::unique_ptr<SQLiteSnapshotRepository>(const std::string& path,
+                                                          SQLiteDatabase::Access access)>
+      openRepository;
+  // Reading opens the library through a connection that can't write (a
+  // library in an older shape is brought up to date first).
+  StorageAccess access = StorageAccess::write;
+  // Takes the library lock for a repair that moves files, for a caller that
+  // does not hold it already; empty when the caller holds it. Throws
+  // LibraryBusyError when another process keeps it.
+  std::function<std::unique_ptr<LibraryLock>()> lockForRepair;
 
-  static BootEnvironment standard(Logger& logger = nullLogger());
+  static BootEnvironment standard(Logger& logger = nullLogger(),
+                                  StorageAccess access = StorageAccess::write);
+};
+
+// A library that must be left exactly as it is and can't be used in this
+// run: made by a newer version, or needing a change (an update of its
+// tables, a repair) that its read-only file or folder does not allow.
+class LibraryUnavailableError : public std::runtime_error {
+ public:
+  enum class Reason { newerVersion, writeProtected };
+  LibraryUnavailableError(Reason reason, std::string path, const std::string& what)
+      : std::runtime_error(what), reason_(reason), path_(std::move(path)) {}
+  Reason reason() const { return reason_; }
+  const std::string& path() const { return path_; }
+
+ private:
+  Reason reason_;
+  std::string path_;
 };
 
 // Why the persistent storage could not be put together.
@@ -86,12 +132,15 @@ class PersistentStoreBootError : public std::runtime_error {
 
 class AppContainer {
  public:
-  // The storage of this run: persistent, recovered or temporary. Never
-  // fails; should every way fail, the program stops with
-  // "Failed to boot app storage (persistent + recovery + fallback): …".
+  // The storage of this run: persistent, recovered or temporary. Should
+  // every way fail, the program stops with "Failed to boot app storage
+  // (persistent + recovery + fallback): …". Throws LibraryUnavailableError
+  // for a library that must be left alone, and LibraryBusyError when a
+  // repair waits for the lock that another process keeps.
   static BootedStorage bootStorage(const BootEnvironment& environment);
 
-  // The library and media at their places. Throws PersistentStoreBootError.
+  // The library and media at their places. Throws PersistentStoreBootError,
+  // LibraryUnavailableError or LibraryBusyError.
   static BootedStorage bootPersistentStorage(const BootEnvironment& environment);
 
   // An in-memory library and media in <temporary>/Quorvane-fallback-media.
@@ -100,13 +149,20 @@ class AppContainer {
   // <application support>/Quorvane/<fileName>, the directory created.
   static std::string databaseURL(const BootEnvironment& environment, const std::string& fileName);
 
-  // Copies the database and its "-wal" and "-shm" files (those that exist)
-  // into <root or Recovery beside the database>/sqlite-recovery-<ms>-<uuid>,
-  // verifies each copy, writes manifest.json, then removes the sources.
-  // Nothing, and no directory, when none of the files exists. A failed copy
-  // or verification removes the copy directory and leaves the sources.
+  // Copies the database and its "-wal", "-shm" and "-journal" files (those
+  // that exist) into <root or Recovery beside the database>/
+  // sqlite-recovery-<ms>-<uuid>, verifies each copy, writes manifest.json,
+  // then removes the sources. Nothing, and no directory, when none of the
+  // files exists. A failed copy or verification removes the copy directory
+  // and leaves the sources.
   static std::optional<std::string> archiveDatabaseForRecovery(
       FileSystem& files, const std::string& databasePath,
+      const std::optional<std::string>& recoveryRoot, Date now, const std::string& uuid);
+
+  // The same for the given files only (side files that are not the
+  // library's own); the database stays where it is.
+  static std::optional<std::string> archiveFilesForRecovery(
+      FileSystem& files, const std::string& databasePath, const std::vector<std::string>& sources,
       const std::optional<std::string>& recoveryRoot, Date now, const std::string& uuid);
 
   static std::uint64_t fileByteSize(FileSystem& files, const std::string& path);

@@ -1,6 +1,9 @@
 #include "storage/schema.h"
 
 #include <array>
+#include <vector>
+
+#include "platform/domain_error.h"
 
 namespace quorvane {
 
@@ -221,6 +224,101 @@ std::string linkOwnTextAssetSql(const OwnTextAsset& asset) {
          ":' || p.id, COALESCE(p.updatedAt, p.createdAt, 0) FROM projects p;";
 }
 
+// Every table of the current shape with its columns, in creation order.
+struct TableShape {
+  std::string_view name;
+  std::vector<std::string_view> columns;
+};
+
+const std::vector<TableShape>& currentShape() {
+  static const std::vector<TableShape> shape{
+      {"schema_version", {"version"}},
+      {"projects",
+       {"id", "kind", "catalogueKind", "projectName", "projectTitle", "projectYear", "locale",
+        "currency", "unit", "orientation", "artworkLayoutMode", "archivedAt", "createdAt",
+        "updatedAt"}},
+      {"details", {"projectId", "json"}},
+      {"artworks", {"id",          "projectId",
+                    "title",       "medium",
+                    "year",        "width",
+                    "height",      "depth",
+                    "artworkText", "imgWidth",
+                    "imgHeight",   "aspect",
+                    "sortIndex",   "status",
+                    "priceCents",  "priceCurrency",
+                    "sizeWarning", "sizeWarningDismissed",
+                    "sizeBytes",   "originalSizeBytes"}},
+      {"project_artworks", {"projectId", "artworkId", "sortIndex"}},
+      {"media", {"id", "artworkId", "mimeType", "blob", "byteSize", "createdAt"}},
+      {"documents", {"id", "projectId", "type", "title", "orientation", "createdAt", "updatedAt"}},
+      {"document_artworks", {"id", "documentId", "artworkId", "position"}},
+      {"label_overrides", {"id", "scope", "locale", "key", "value", "updatedAt"}},
+      {"section_timestamps", {"projectId", "section", "createdAt", "updatedAt"}},
+      {"text_assets",
+       {"id", "type", "ownerProjectId", "title", "content", "json", "createdAt", "updatedAt",
+        "archivedAt"}},
+      {"project_text_asset_links", {"projectId", "type", "assetId", "updatedAt"}},
+  };
+  return shape;
+}
+
+// Whether `migrate` adds this column when a library lacks it.
+bool isAddedByMigration(std::string_view table, std::string_view column) {
+  for (const AddedColumn& added : kAddedProjectColumns) {
+    if (added.table == table && added.column == column) return true;
+  }
+  return (table == kArtworkTextColumn.table && column == kArtworkTextColumn.column) ||
+         (table == kDocumentOrientationColumn.table && column == kDocumentOrientationColumn.column);
+}
+
+std::vector<std::string> columnsOf(SQLiteDatabase& db, std::string_view table) {
+  std::vector<std::string> columns;
+  Statement info = db.prepare("PRAGMA table_info(" + std::string(table) + ")");
+  while (info.nextRow()) columns.push_back(info.textOrEmpty(1));
+  return columns;
+}
+
+bool contains(const std::vector<std::string>& names, std::string_view name) {
+  for (const std::string& candidate : names) {
+    if (candidate == name) return true;
+  }
+  return false;
+}
+
+bool anyRow(SQLiteDatabase& db, const std::string& sql) {
+  Statement probe = db.prepare(sql);
+  return probe.nextRow();
+}
+
+std::int64_t applicationIdOf(SQLiteDatabase& db) {
+  Statement select = db.prepare("PRAGMA application_id");
+  return select.nextRow() ? select.int64(0).value_or(0) : 0;
+}
+
+// Rows that the normalisation of `migrate` would change, and projects
+// without their own text assets or links.
+bool rowsNeedMigration(SQLiteDatabase& db) {
+  const std::string unnormalised =
+      "SELECT 1 FROM projects WHERE projectName IS NULL OR projectName = '' OR projectTitle IS "
+      "NULL OR projectTitle = '' OR projectYear IS NULL OR kind NOT IN ('portfolio', "
+      "'catalogue') OR (kind = 'portfolio' AND catalogueKind IS NOT NULL) OR (kind = "
+      "'catalogue' AND (catalogueKind IS NULL OR catalogueKind = '')) LIMIT 1";
+  if (anyRow(db, unnormalised)) return true;
+  for (const OwnTextAsset& asset : kOwnTextAssets) {
+    const std::string type(asset.type);
+    if (anyRow(db,
+               "SELECT 1 FROM projects p WHERE NOT EXISTS (SELECT 1 FROM text_assets a "
+               "WHERE a.id = 'asset:" +
+                   type +
+                   ":' || p.id) OR NOT EXISTS (SELECT 1 FROM "
+                   "project_text_asset_links l WHERE l.projectId = p.id AND l.type = '" +
+                   type + "') LIMIT 1")) {
+      return true;
+    }
+  }
+  return false;
+}
+
 bool tableExists(SQLiteDatabase& db, const char* probeSql) {
   Statement probe = db.prepare(probeSql);
   return probe.nextRow();
@@ -231,6 +329,65 @@ void addColumnIfMissing(SQLiteDatabase& db, const AddedColumn& added) {
 }
 
 }  // namespace
+
+SchemaAssessment assessSchema(SQLiteDatabase& db) {
+  SchemaAssessment result;
+  std::vector<std::string> tables;
+  {
+    Statement select = db.prepare("SELECT name FROM sqlite_master WHERE type = 'table'");
+    while (select.nextRow()) tables.push_back(select.textOrEmpty(0));
+  }
+  const std::int64_t applicationId = applicationIdOf(db);
+  if (applicationId != 0 && applicationId != kQuorvaneApplicationId) {
+    result.problem = "the database belongs to another program (application id " +
+                     std::to_string(applicationId) + ")";
+    return result;
+  }
+  if (applicationId == 0 && !tables.empty() && !contains(tables, "projects")) {
+    result.problem = "the database holds no Quorvane library";
+    return result;
+  }
+  result.isOurs = true;
+  result.needsMigration = applicationId != kQuorvaneApplicationId;
+  for (const TableShape& table : currentShape()) {
+    if (!contains(tables, table.name)) {
+      result.needsMigration = true;
+      continue;
+    }
+    const std::vector<std::string> columns = columnsOf(db, table.name);
+    for (const std::string_view column : table.columns) {
+      if (contains(columns, column)) continue;
+      if (!isAddedByMigration(table.name, column)) {
+        result.problem = "the table " + std::string(table.name) + " has no column " +
+                         std::string(column) + ", which this version can't add";
+        return result;
+      }
+      result.needsMigration = true;
+    }
+  }
+  if (contains(tables, "schema_version") &&
+      anyRow(db, "SELECT 1 FROM schema_version WHERE version > 1 LIMIT 1")) {
+    result.isNewer = true;
+    result.problem = "a newer version of Quorvane made this library";
+    return result;
+  }
+  result.canMigrate = true;
+  // Rows can be looked at only once every table and column is there.
+  if (!result.needsMigration) result.needsMigration = rowsNeedMigration(db);
+  return result;
+}
+
+void verifyCurrentShape(SQLiteDatabase& db) {
+  for (const TableShape& table : currentShape()) {
+    const std::vector<std::string> columns = columnsOf(db, table.name);
+    for (const std::string_view column : table.columns) {
+      if (contains(columns, column)) continue;
+      throw DomainError(std::string(kSQLiteDatabaseDomain), 2,
+                        "the library's table " + std::string(table.name) + " has no column " +
+                            std::string(column));
+    }
+  }
+}
 
 bool hasColumn(SQLiteDatabase& db, std::string_view table, std::string_view column) {
   Statement info = db.prepare("PRAGMA table_info(" + std::string(table) + ")");
@@ -257,6 +414,11 @@ void migrate(SQLiteDatabase& db) {
 
   for (const OwnTextAsset& asset : kOwnTextAssets) db.exec(createOwnTextAssetSql(asset));
   for (const OwnTextAsset& asset : kOwnTextAssets) db.exec(linkOwnTextAssetSql(asset));
+
+  // A table of ours missing a column that no step adds was not made by any
+  // version of Quorvane: nothing of the steps above may be kept.
+  verifyCurrentShape(db);
+  db.exec("PRAGMA application_id = " + std::to_string(kQuorvaneApplicationId) + ";");
 }
 
 }  // namespace quorvane

@@ -32,18 +32,24 @@ std::int64_t requirePosition(std::int64_t position) {
 // Steps a statement whose row may be refused as a duplicate: true when the
 // row was written, false when a constraint refused it. Any other failure
 // throws.
+int extendedCodeOf(Statement& statement) {
+  return sqlite3_extended_errcode(sqlite3_db_handle(statement.handle()));
+}
+
 bool stepUnlessConflicting(Statement& statement) {
   const int result = statement.step();
+  const int extended = extendedCodeOf(statement);
   statement.reset();
   if (result == SQLITE_DONE) return true;
   if ((result & 0xFF) == SQLITE_CONSTRAINT) return false;  // also as an extended code
-  throw statementFailure(result);
+  throw statementFailure(result, extended);
 }
 
 void stepStrictAndReset(Statement& statement) {
   const int result = statement.step();
+  const int extended = extendedCodeOf(statement);
   statement.reset();
-  if (result != SQLITE_DONE) throw statementFailure(result);
+  if (result != SQLITE_DONE) throw statementFailure(result, extended);
 }
 
 // The media rows of the library, by id and by artwork, read without their

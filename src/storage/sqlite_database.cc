@@ -9,21 +9,28 @@ namespace {
 // any valid address with length 0 binds an empty blob.
 constexpr std::uint8_t kEmptyBlob = 0;
 
-DomainError databaseError(int code, const std::string& description) {
-  return DomainError(std::string(kSQLiteDatabaseDomain), code, description);
+DomainError databaseError(int code, const std::string& description, int sqliteResultCode) {
+  return DomainError(std::string(kSQLiteDatabaseDomain), code, description, sqliteResultCode);
 }
 
 }  // namespace
 
-DomainError statementFailure(int resultCode) {
+DomainError statementFailure(int resultCode, int extendedResultCode) {
   return DomainError(std::string(kSQLiteSnapshotRepositoryDomain), resultCode,
-                     "SQLite statement failed with code " + std::to_string(resultCode));
+                     "SQLite statement failed with code " + std::to_string(resultCode),
+                     extendedResultCode != 0 ? extendedResultCode : resultCode);
 }
 
 // --- Statement ---------------------------------------------------------------
 
 void Statement::check(int resultCode) const {
-  if (resultCode != SQLITE_OK) throw statementFailure(resultCode);
+  if (resultCode != SQLITE_OK) throw failure(resultCode);
+}
+
+DomainError Statement::failure(int resultCode) const {
+  // The connection's extended code tells a full disk from a busy database.
+  const int extended = sqlite3_extended_errcode(sqlite3_db_handle(handle()));
+  return statementFailure(resultCode, (extended & 0xFF) == (resultCode & 0xFF) ? extended : 0);
 }
 
 void Statement::bindText(int index, std::string_view text) {
@@ -72,14 +79,14 @@ int Statement::step() { return sqlite3_step(handle()); }
 
 void Statement::stepStrict() {
   const int result = step();
-  if (result != SQLITE_DONE) throw statementFailure(result);
+  if (result != SQLITE_DONE) throw failure(result);
 }
 
 bool Statement::nextRow() {
   const int result = step();
   if (result == SQLITE_ROW) return true;
   if (result == SQLITE_DONE) return false;
-  throw statementFailure(result);
+  throw failure(result);
 }
 
 void Statement::reset() { sqlite3_reset(handle()); }
@@ -119,14 +126,20 @@ std::vector<std::uint8_t> Statement::blob(int column) const {
 
 // --- SQLiteDatabase -----------------------------------------------------------
 
-SQLiteDatabase::SQLiteDatabase(const std::string& path) {
+SQLiteDatabase::SQLiteDatabase(const std::string& path, Access access, int busyTimeoutMs) {
   sqlite3* raw = nullptr;
-  const int result = sqlite3_open(path.c_str(), &raw);
+  const int flags = access == Access::readOnly ? SQLITE_OPEN_READONLY
+                                               : SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE;
+  const int result = sqlite3_open_v2(path.c_str(), &raw, flags, nullptr);
   db_.reset(raw);  // closed by the owner on every path, also when opening failed
   if (result != SQLITE_OK) {
+    const int code = raw != nullptr ? sqlite3_extended_errcode(raw) : result;
     db_.reset();
-    throw databaseError(1, "Unable to open database");
+    throw databaseError(1, "Unable to open database", code);
   }
+  // Another process writing holds the database for a few milliseconds per
+  // commit: wait for it rather than failing the user's command.
+  sqlite3_busy_timeout(handle(), busyTimeoutMs);
   exec("PRAGMA foreign_keys = ON;");
 }
 
@@ -136,7 +149,7 @@ void SQLiteDatabase::exec(const std::string& sql) {
   if (result == SQLITE_OK) return;
   std::string description = message != nullptr ? message : "SQLite exec error";
   sqlite3_free(message);
-  throw databaseError(2, description);
+  throw databaseError(2, description, sqlite3_extended_errcode(handle()));
 }
 
 Statement SQLiteDatabase::prepare(const std::string& sql) {
@@ -144,12 +157,15 @@ Statement SQLiteDatabase::prepare(const std::string& sql) {
   const int result = sqlite3_prepare_v2(handle(), sql.c_str(), -1, &statement, nullptr);
   if (result != SQLITE_OK || statement == nullptr) {
     sqlite3_finalize(statement);
-    throw databaseError(3, sqlite3_errmsg(handle()));
+    throw databaseError(3, sqlite3_errmsg(handle()),
+                        result != SQLITE_OK ? sqlite3_extended_errcode(handle()) : SQLITE_MISUSE);
   }
   return Statement(statement);
 }
 
 int SQLiteDatabase::changes() const { return sqlite3_changes(handle()); }
+
+bool SQLiteDatabase::isReadOnly() const { return sqlite3_db_readonly(handle(), "main") == 1; }
 
 bool executeWithOptionalTexts(SQLiteDatabase& db, const std::string& sql,
                               const std::vector<std::optional<std::string>>& texts) {

@@ -1,8 +1,9 @@
 // A thin owner of one SQLite connection and of the statements prepared on it.
 //
-// `SQLiteDatabase` opens the library file with foreign keys enforced, runs
-// SQL scripts and prepares statements; it changes no other setting (journal
-// mode, busy timeout, …). Failures are thrown as `DomainError`s:
+// `SQLiteDatabase` opens the library file with foreign keys enforced and a
+// busy timeout, runs SQL scripts and prepares statements; the journal stays
+// SQLite's rollback journal. Failures are thrown as `DomainError`s, which
+// keep SQLite's extended result code:
 //
 //   "SQLiteDatabase" 1  "Unable to open database"            opening
 //   "SQLiteDatabase" 2  SQLite's message, else "SQLite exec error"   exec
@@ -32,8 +33,9 @@ namespace quorvane {
 inline constexpr std::string_view kSQLiteDatabaseDomain = "SQLiteDatabase";
 inline constexpr std::string_view kSQLiteSnapshotRepositoryDomain = "SQLiteSnapshotRepository";
 
-// The error of a statement whose step (or bind) returned `resultCode`.
-DomainError statementFailure(int resultCode);
+// The error of a statement whose step (or bind) returned `resultCode`;
+// `extendedResultCode`, when known, says more (SQLITE_IOERR_WRITE, …).
+DomainError statementFailure(int resultCode, int extendedResultCode = 0);
 
 // One prepared statement; finalised when it goes out of scope. Parameters
 // are 1-based, columns 0-based, as in SQLite's C interface.
@@ -75,15 +77,27 @@ class Statement {
     void operator()(sqlite3_stmt* statement) const { sqlite3_finalize(statement); }
   };
   void check(int resultCode) const;
+  DomainError failure(int resultCode) const;
   std::unique_ptr<sqlite3_stmt, Finalizer> statement_;
 };
 
+// How long a statement waits for another connection (of this process or
+// another) to release the database before it fails as busy.
+inline constexpr int kDefaultBusyTimeoutMs = 5000;
+
 class SQLiteDatabase {
  public:
-  // Opens (creating when missing) the database file at `path` read-write and
-  // turns foreign-key enforcement on. Throws code 1 when the file can't be
-  // opened; no handle stays open then.
-  explicit SQLiteDatabase(const std::string& path);
+  enum class Access {
+    readWrite,  // created when missing
+    readOnly,   // never written, not even to roll back a hot journal
+  };
+
+  // Opens the database file at `path` and turns foreign-key enforcement on.
+  // A statement that finds the database locked by another connection waits
+  // up to `busyTimeoutMs` before it fails. Throws code 1 when the file can't
+  // be opened; no handle stays open then.
+  explicit SQLiteDatabase(const std::string& path, Access access = Access::readWrite,
+                          int busyTimeoutMs = kDefaultBusyTimeoutMs);
 
   SQLiteDatabase(SQLiteDatabase&&) noexcept = default;
   SQLiteDatabase& operator=(SQLiteDatabase&&) noexcept = default;
@@ -96,6 +110,9 @@ class SQLiteDatabase {
 
   // Rows changed by the most recently finished INSERT, UPDATE or DELETE.
   int changes() const;
+
+  // True when the connection can't write (opened read-only).
+  bool isReadOnly() const;
 
   sqlite3* handle() const { return db_.get(); }
 

@@ -57,7 +57,31 @@ std::int64_t countOf(SQLiteDatabase& db, const char* sql) {
 SQLiteSnapshotRepository::SQLiteSnapshotRepository(SQLiteDatabase db, const Clock& clock,
                                                    FileSystem& files)
     : db_(std::move(db)), clock_(clock), files_(files) {
-  withImmediateTransaction(db_, [&] { migrate(db_); });
+  // Looking first keeps a start from writing (and from waiting for another
+  // process's write) when there is nothing to change; the look is repeated
+  // inside the transaction, where no other process can change the answer.
+  if (db_.isReadOnly()) {
+    const SchemaAssessment assessment = assessSchema(db_);
+    if (!assessment.isOurs || !assessment.canMigrate || assessment.needsMigration) {
+      throw DomainError(std::string(kSQLiteDatabaseDomain), 1,
+                        assessment.problem.empty()
+                            ? "the library needs updating and can't be written"
+                            : assessment.problem,
+                        SQLITE_READONLY);
+    }
+    return;
+  }
+  const auto assessedForWriting = [&] {
+    const SchemaAssessment assessment = assessSchema(db_);
+    if (!assessment.isOurs || !assessment.canMigrate) {
+      throw DomainError(std::string(kSQLiteDatabaseDomain), 2, assessment.problem, SQLITE_NOTADB);
+    }
+    return assessment;
+  };
+  if (!assessedForWriting().needsMigration) return;
+  withImmediateTransaction(db_, [&] {
+    if (assessedForWriting().needsMigration) migrate(db_);
+  });
 }
 
 std::int64_t SQLiteSnapshotRepository::nowMs() const { return millisecondsSince1970(clock_.now()); }

@@ -37,9 +37,13 @@ class SQLiteSnapshotRepository final : public SnapshotRepository,
                                        public AtomicProjectImportRepository,
                                        public LabelOverrideRepository {
  public:
-  // Takes the connection and migrates the database; throws when it can't.
-  // `clock` gives every time a write stamps; `files` reads the image files a
-  // save stores. Both must outlive the repository.
+  // Takes the connection and, when the database is not in the current shape,
+  // migrates it in one immediate transaction; throws when it can't (the
+  // database is then left as it was). A library in current shape is not
+  // written to at all, so a connection that only reads works on it; such a
+  // connection fails every write. `clock` gives every time a write stamps;
+  // `files` reads the image files a save stores. Both must outlive the
+  // repository.
   explicit SQLiteSnapshotRepository(SQLiteDatabase db, const Clock& clock = systemClock(),
                                     FileSystem& files = realFileSystem());
 
@@ -78,6 +82,9 @@ class SQLiteSnapshotRepository final : public SnapshotRepository,
   std::vector<LabelOverrideEntry> allLabelOverrides() override;
   void upsertLabelOverride(const LabelOverrideEntry& entry) override;
   void replaceAllLabelOverrides(const std::vector<LabelOverrideEntry>& entries) override;
+
+  // True when the connection can't write: every write then fails.
+  bool isReadOnly() const { return db_.isReadOnly(); }
 
   // Runs `work` on the connection under the repository's lock, for
   // operations that belong to other subsystems (such as the web CV import).

@@ -7,6 +7,7 @@
 #include <nlohmann/json.hpp>
 #include <sstream>
 
+#include "storage/side_files.h"
 #include "support/fakes.h"
 #include "support/temp_dir.h"
 
@@ -15,6 +16,10 @@ namespace {
 
 namespace fs = std::filesystem;
 using Names = std::vector<std::string>;
+
+// Long enough for another connection's commit, short enough for a test
+// that waits for one holding the database on purpose.
+constexpr int kTestBusyTimeoutMs = 200;
 
 void writeText(const fs::path& path, const std::string& text) {
   fs::create_directories(path.parent_path());
@@ -26,6 +31,13 @@ std::string readText(const fs::path& path) {
   std::stringstream text;
   text << in.rdbuf();
   return text.str();
+}
+
+bool logged(const testing::RecordingLogger& logger, const std::string& start) {
+  for (const std::string& line : logger.lines) {
+    if (line.starts_with(start)) return true;
+  }
+  return false;
 }
 
 Names namesIn(const fs::path& directory) {
@@ -61,13 +73,26 @@ class AppContainerTest : public ::testing::Test {
         .logger = &logger,
         .makeUuid = [this] { return "UUID-" + std::to_string(++uuids); },
         .openRepository =
-            [this](const std::string& path) {
+            [this](const std::string& path, SQLiteDatabase::Access access) {
               ++opens;
               if (failingOpens > 0) {
                 --failingOpens;
                 throw DomainError("SQLiteDatabase", 1, "Unable to open database");
               }
-              return std::make_unique<SQLiteSnapshotRepository>(SQLiteDatabase(path), clock);
+              return std::make_unique<SQLiteSnapshotRepository>(
+                  SQLiteDatabase(path, access, kTestBusyTimeoutMs), clock);
+            },
+        .access = StorageAccess::write,
+        // As a reader does: a repair takes the lock, and waits for no one.
+        .lockForRepair =
+            [this] {
+              ++repairs;
+              return LibraryLock::acquire((appData() / "quorvane.lock").string(),
+                                          LockHolder{1, "quorvane", "test"},
+                                          LockWait{.patience = std::chrono::milliseconds(0),
+                                                   .clock = &clock,
+                                                   .sleep = {},
+                                                   .onWait = {}});
             },
     };
   }
@@ -82,6 +107,7 @@ class AppContainerTest : public ::testing::Test {
   int uuids = 0;
   int opens = 0;
   int failingOpens = 0;
+  int repairs = 0;
   BootEnvironment environment;
 };
 
@@ -172,16 +198,213 @@ TEST_F(AppContainerTest, ACopyThatDoesNotMatchIsDroppedAndTheSourcesStay) {
   }
 }
 
-TEST_F(AppContainerTest, ALibraryInUseElsewhereIsNeverSetAside) {
+TEST_F(AppContainerTest, ALibraryThatAnotherProcessIsWritingOpensAndIsNeverSetAside) {
   AppContainer::bootStorage(environment);
   SQLiteDatabase otherProcess(database().string());
-  otherProcess.exec("BEGIN IMMEDIATE TRANSACTION;");
+  otherProcess.exec("BEGIN IMMEDIATE TRANSACTION; DELETE FROM projects;");
 
-  const BootedStorage storage = AppContainer::bootStorage(environment);
-  EXPECT_TRUE(storage.isFallback);
+  for (const StorageAccess access : {StorageAccess::write, StorageAccess::read}) {
+    environment.access = access;
+    const BootedStorage storage = AppContainer::bootStorage(environment);
+    EXPECT_FALSE(storage.isFallback) << "a library in current shape needs no write to open";
+    EXPECT_TRUE(storage.notices.empty());
+    EXPECT_EQ(storage.repository->isReadOnly(), access == StorageAccess::read);
+  }
   EXPECT_FALSE(fs::exists(appData() / "Recovery"));
   otherProcess.exec("ROLLBACK;");
-  EXPECT_TRUE(fs::exists(database()));
+}
+
+// A library with one project, written and closed.
+class LibraryOnDiskTest : public AppContainerTest {
+ protected:
+  LibraryOnDiskTest() {
+    const BootedStorage storage = AppContainer::bootStorage(environment);
+    Project project;
+    project.id = "kept";
+    project.projectName = "Years of work";
+    storage.repository->save(project, StudioSnapshot{});
+  }
+  // The project names of the library as a fresh connection reads them.
+  Names projectNames() {
+    SQLiteDatabase db(database().string(), SQLiteDatabase::Access::readOnly);
+    Statement select = db.prepare("SELECT projectName FROM projects ORDER BY id");
+    Names names;
+    while (select.nextRow()) names.push_back(select.textOrEmpty(0));
+    Statement check = db.prepare("PRAGMA integrity_check");
+    check.nextRow();
+    EXPECT_EQ(check.textOrEmpty(0), "ok");
+    return names;
+  }
+  fs::path onlyRecoveryCopy() {
+    const Names copies = namesIn(appData() / "Recovery");
+    EXPECT_EQ(copies.size(), 1u);
+    return copies.empty() ? fs::path() : appData() / "Recovery" / copies[0];
+  }
+};
+
+TEST_F(LibraryOnDiskTest, AnotherDatabasesWriteAheadLogIsSetAsideNotReplayed) {
+  const std::string stray = database().string() + "-wal";
+  testing::makeForeignWriteAheadLog(dir.file("other.sqlite"), stray, 50);
+  const std::string strayBytes = readText(stray);
+
+  for (const StorageAccess access : {StorageAccess::read, StorageAccess::write}) {
+    environment.access = access;
+    const BootedStorage storage = AppContainer::bootStorage(environment);
+    EXPECT_FALSE(storage.isFallback);
+    EXPECT_EQ(storage.repository->projectSummaries().size(), 1u);
+  }
+  EXPECT_EQ(projectNames(), Names{"Years of work"});
+  EXPECT_FALSE(fs::exists(stray));
+  EXPECT_EQ(repairs, 1) << "set aside once, under the lock, by the first start";
+  const fs::path copy = onlyRecoveryCopy();
+  EXPECT_EQ(namesIn(copy), (Names{"manifest.json", "quorvane.sqlite-wal"}));
+  EXPECT_EQ(readText(copy / "quorvane.sqlite-wal"), strayBytes);
+  EXPECT_TRUE(logged(logger, "[Quorvane][Storage] boot state=stray_files_set_aside"));
+}
+
+TEST_F(LibraryOnDiskTest, TheNoticeOfAStrayLogNamesItsCopy) {
+  testing::makeForeignWriteAheadLog(dir.file("other.sqlite"), database().string() + "-wal", 5);
+  const BootedStorage storage = AppContainer::bootStorage(environment);
+  EXPECT_EQ(storage.notices, (std::vector<StorageNotice>{
+                                 {"storage.recovery.stray_files", {onlyRecoveryCopy().string()}}}));
+}
+
+TEST_F(LibraryOnDiskTest, AKilledWritersJournalIsRolledBackIntoTheLibrary) {
+  testing::leaveHotJournal(
+      database().string(),
+      "UPDATE projects SET projectName = 'half written'; CREATE TABLE junk(x BLOB); "
+      "WITH RECURSIVE n(i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM n WHERE i < 300) "
+      "INSERT INTO junk SELECT randomblob(2000) FROM n;");
+  const BootedStorage storage = AppContainer::bootStorage(environment);
+  EXPECT_TRUE(storage.notices.empty()) << "the library's own journal is no stray";
+  EXPECT_EQ(repairs, 0);
+  EXPECT_EQ(projectNames(), Names{"Years of work"});
+  EXPECT_FALSE(fs::exists(database().string() + "-journal"));
+}
+
+TEST_F(LibraryOnDiskTest, AJournalOfAnotherProgramsDatabaseIsSetAsideNotRolledBack) {
+  const std::string other = dir.file("other.sqlite");
+  {
+    SQLiteDatabase db(other);
+    db.exec(
+        "PRAGMA application_id = 777; CREATE TABLE notes(body TEXT);"
+        "INSERT INTO notes VALUES('hello');");
+  }
+  testing::leaveHotJournal(other,
+                           "WITH RECURSIVE n(i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM n "
+                           "WHERE i < 300) INSERT INTO notes SELECT randomblob(2000) FROM n;");
+  fs::rename(other + "-journal", database().string() + "-journal");
+
+  const BootedStorage storage = AppContainer::bootStorage(environment);
+  ASSERT_EQ(storage.notices.size(), 1u);
+  EXPECT_EQ(storage.notices[0].key, "storage.recovery.stray_files");
+  EXPECT_EQ(projectNames(), Names{"Years of work"});
+  EXPECT_EQ(namesIn(onlyRecoveryCopy()), (Names{"manifest.json", "quorvane.sqlite-journal"}));
+}
+
+TEST_F(LibraryOnDiskTest, ARepairWaitsForTheLockAndIsNeverMadeWithoutIt) {
+  const auto holder = LibraryLock::acquire((appData() / "quorvane.lock").string(),
+                                           LockHolder{42, "quorvane-desktop", ""});
+  const std::string stray = database().string() + "-wal";
+  testing::makeForeignWriteAheadLog(dir.file("other.sqlite"), stray, 5);
+  environment.access = StorageAccess::read;
+  try {
+    AppContainer::bootStorage(environment);
+    FAIL() << "a repair may not be made while another process writes";
+  } catch (const LibraryBusyError& error) {
+    EXPECT_EQ(error.holder(), (LockHolder{42, "quorvane-desktop", ""}));
+  }
+  EXPECT_TRUE(fs::exists(stray));
+  EXPECT_FALSE(fs::exists(appData() / "Recovery"));
+}
+
+TEST_F(LibraryOnDiskTest, ATableShapeNoVersionMadeGoesToRecoveryByteForByte) {
+  {
+    SQLiteDatabase db(database().string());
+    db.exec(
+        "CREATE TABLE projects_old AS SELECT id, kind, locale, unit FROM projects;"
+        "PRAGMA foreign_keys = OFF; DROP TABLE projects;"
+        "ALTER TABLE projects_old RENAME TO projects;");
+  }
+  const std::string before = readText(database());
+  const BootedStorage storage = AppContainer::bootStorage(environment);
+  EXPECT_FALSE(storage.isFallback);
+  ASSERT_EQ(storage.notices.size(), 1u);
+  EXPECT_EQ(storage.notices[0].key, "storage.recovery.archived");
+  EXPECT_EQ(readText(onlyRecoveryCopy() / "quorvane.sqlite"), before)
+      << "the half-run migration left nothing behind";
+  EXPECT_TRUE(storage.repository->projectSummaries().empty()) << "a new library took its place";
+}
+
+TEST_F(LibraryOnDiskTest, AnotherProgramsDatabaseIsNeverTakenForTheLibrary) {
+  fs::remove(database());
+  {
+    SQLiteDatabase db(database().string());
+    db.exec("PRAGMA application_id = 777; CREATE TABLE notes(body TEXT);");
+  }
+  const std::string before = readText(database());
+  const BootedStorage storage = AppContainer::bootStorage(environment);
+  ASSERT_EQ(storage.notices.size(), 1u);
+  EXPECT_EQ(storage.notices[0].key, "storage.recovery.archived");
+  EXPECT_EQ(readText(onlyRecoveryCopy() / "quorvane.sqlite"), before);
+}
+
+TEST_F(LibraryOnDiskTest, ALibraryOfANewerVersionIsLeftExactlyAsItIs) {
+  {
+    SQLiteDatabase db(database().string());
+    db.exec("UPDATE schema_version SET version = 2;");
+  }
+  const std::string before = readText(database());
+  EXPECT_THROW(AppContainer::bootStorage(environment), LibraryUnavailableError);
+  EXPECT_EQ(readText(database()), before);
+  EXPECT_FALSE(fs::exists(appData() / "Recovery"));
+}
+
+// The real file system, except that nothing can be written.
+class WriteProtected final : public ForwardingFileSystem {
+ public:
+  WriteProtected() : ForwardingFileSystem(realFileSystem()) {}
+  bool isWritable(const std::string&) override { return false; }
+};
+
+TEST_F(LibraryOnDiskTest, AReadOnlyLibraryIsReadAndNothingIsMoved) {
+  WriteProtected readOnly;
+  environment.files = &readOnly;
+  const BootedStorage storage = AppContainer::bootStorage(environment);
+  EXPECT_FALSE(storage.isFallback);
+  EXPECT_TRUE(storage.isWriteProtected);
+  EXPECT_TRUE(storage.notices.empty());
+  EXPECT_TRUE(storage.repository->isReadOnly());
+  EXPECT_EQ(storage.repository->projectSummaries().size(), 1u);
+  EXPECT_THROW(storage.repository->archiveProject("kept"), DomainError);
+
+  writeText(database(), "damaged, and read-only");
+  try {
+    AppContainer::bootStorage(environment);
+    FAIL() << "a read-only library is never set aside";
+  } catch (const LibraryUnavailableError& error) {
+    EXPECT_EQ(error.reason(), LibraryUnavailableError::Reason::writeProtected);
+  }
+  EXPECT_EQ(readText(database()), "damaged, and read-only");
+  EXPECT_FALSE(fs::exists(appData() / "Recovery"));
+}
+
+TEST_F(AppContainerTest, AReaderBringsAnOlderLibraryUpToDateThenReadsWithoutWriting) {
+  fs::create_directories(appData());
+  {
+    SQLiteDatabase db(database().string());
+    db.exec(
+        "CREATE TABLE projects (id TEXT PRIMARY KEY, kind TEXT NOT NULL, title TEXT, "
+        "locale TEXT NOT NULL, currency TEXT, unit TEXT NOT NULL, createdAt INTEGER, "
+        "updatedAt INTEGER); INSERT INTO projects VALUES('old', 'portfolio', 'Old', 'en', "
+        "NULL, 'cm', 1, 2);");
+  }
+  environment.access = StorageAccess::read;
+  const BootedStorage storage = AppContainer::bootStorage(environment);
+  EXPECT_TRUE(storage.notices.empty());
+  EXPECT_TRUE(storage.repository->isReadOnly());
+  ASSERT_EQ(storage.repository->projectSummaries().size(), 1u);
+  EXPECT_EQ(storage.repository->projectSummaries()[0].projectName, "Old");
 }
 
 TEST_F(AppContainerTest, ALogBesideAnEmptyDatabaseIsCopiedBeforeSQLiteCanDropIt) {

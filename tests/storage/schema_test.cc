@@ -219,6 +219,94 @@ TEST_F(MigrationTest, AnOldLibraryLoadsThroughTheRepository) {
   EXPECT_EQ(named->snapshot.documents[0].orientation, DocumentOrientation::portrait);
 }
 
+std::string fileBytes(const std::string& path) {
+  std::FILE* file = std::fopen(path.c_str(), "rb");
+  std::string bytes;
+  char buffer[4096];
+  for (std::size_t n; (n = std::fread(buffer, 1, sizeof buffer, file)) > 0;)
+    bytes.append(buffer, n);
+  std::fclose(file);
+  return bytes;
+}
+
+TEST_F(MigrationTest, TheLibraryIsMarkedAsOursAndAStartInCurrentShapeWritesNothing) {
+  db.exec(kOldestLibrary);
+  EXPECT_TRUE(assessSchema(db).isOurs) << "older versions left no mark, but our tables";
+  EXPECT_TRUE(assessSchema(db).needsMigration);
+  testing::ManualClock clock;
+  { SQLiteSnapshotRepository first(SQLiteDatabase(path), clock); }
+  EXPECT_EQ(queryValue(db, "PRAGMA application_id"), std::to_string(kQuorvaneApplicationId));
+  EXPECT_FALSE(assessSchema(db).needsMigration);
+
+  const std::string before = fileBytes(path);
+  { SQLiteSnapshotRepository again(SQLiteDatabase(path), clock); }
+  {
+    SQLiteSnapshotRepository reader(SQLiteDatabase(path, SQLiteDatabase::Access::readOnly), clock);
+    EXPECT_TRUE(reader.isReadOnly());
+    EXPECT_EQ(reader.projectSummaries().size(), 3u);
+    EXPECT_THROW(reader.archiveProject("named"), DomainError);
+  }
+  EXPECT_EQ(fileBytes(path), before) << "not even the change counter moved";
+
+  // A project written without its texts, by hand or by an older version,
+  // brings the migration back.
+  db.exec(
+      "INSERT INTO projects(id, kind, projectName, projectTitle, projectYear, locale, unit) "
+      "VALUES('bare', 'portfolio', 'B', 'B', '', 'en', 'cm');");
+  EXPECT_TRUE(assessSchema(db).needsMigration);
+}
+
+TEST_F(MigrationTest, OnlyOurOwnDatabasesAreTakenForLibraries) {
+  EXPECT_TRUE(assessSchema(db).isOurs) << "an empty file becomes a library";
+  EXPECT_TRUE(assessSchema(db).needsMigration);
+
+  db.exec("CREATE TABLE notes(id INTEGER PRIMARY KEY, body TEXT);");
+  SchemaAssessment notes = assessSchema(db);
+  EXPECT_FALSE(notes.isOurs);
+  EXPECT_EQ(notes.problem, "the database holds no Quorvane library");
+
+  db.exec("DROP TABLE notes; PRAGMA application_id = 12345;");
+  SchemaAssessment marked = assessSchema(db);
+  EXPECT_FALSE(marked.isOurs);
+  EXPECT_EQ(marked.problem, "the database belongs to another program (application id 12345)");
+
+  testing::ManualClock clock;
+  EXPECT_THROW(SQLiteSnapshotRepository(SQLiteDatabase(path), clock), DomainError);
+  EXPECT_EQ(rows("SELECT COUNT(*) FROM sqlite_master"), Rows{"0"}) << "nothing of ours was added";
+}
+
+TEST_F(MigrationTest, AShapeNoVersionLeftIsRefusedAndLeftExactlyAsItWas) {
+  db.exec(R"sql(
+    CREATE TABLE schema_version (version INTEGER NOT NULL);
+    INSERT INTO schema_version VALUES(1);
+    CREATE TABLE projects (id TEXT PRIMARY KEY, kind TEXT NOT NULL, projectName TEXT,
+      locale TEXT NOT NULL, unit TEXT NOT NULL, createdAt INTEGER, updatedAt INTEGER);
+    INSERT INTO projects VALUES('p', 'portfolio', 'Kept', 'en', 'cm', 1, 2);
+  )sql");
+  const SchemaAssessment assessment = assessSchema(db);
+  EXPECT_TRUE(assessment.isOurs);
+  EXPECT_FALSE(assessment.canMigrate);
+  EXPECT_EQ(assessment.problem,
+            "the table projects has no column currency, which this version can't add");
+
+  const std::string before = fileBytes(path);
+  testing::ManualClock clock;
+  EXPECT_THROW(SQLiteSnapshotRepository(SQLiteDatabase(path), clock), DomainError);
+  EXPECT_EQ(fileBytes(path), before);
+
+  // Even when something calls the migration itself, nothing of it is kept.
+  EXPECT_THROW(migrateOnce(), DomainError);
+  EXPECT_EQ(fileBytes(path), before);
+}
+
+TEST_F(MigrationTest, ALibraryOfANewerVersionIsRecognisedAndNeverMigrated) {
+  migrateOnce();
+  db.exec("UPDATE schema_version SET version = 2;");
+  const SchemaAssessment assessment = assessSchema(db);
+  EXPECT_TRUE(assessment.isNewer);
+  EXPECT_FALSE(assessment.canMigrate);
+}
+
 TEST(HostileDatabaseTest, AFileThatIsNoDatabaseIsRefusedAndLeftAlone) {
   testing::TempDir dir;
   const std::string path = dir.file("quorvane.sqlite");

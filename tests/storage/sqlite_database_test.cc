@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <filesystem>
+
 #include "storage/sql_helpers.h"
 #include "support/temp_dir.h"
 
@@ -41,10 +43,26 @@ TEST(SQLiteDatabaseOpenTest, AFolderThatDoesNotExistCannotBeOpened) {
   EXPECT_EQ(error.description(), "Unable to open database");
 }
 
-TEST_F(SQLiteDatabaseTest, OpensWithForeignKeysEnforcedAndNothingElseChanged) {
+TEST_F(SQLiteDatabaseTest, OpensWithForeignKeysABusyTimeoutAndTheRollbackJournal) {
   EXPECT_EQ(queryValue(db, "PRAGMA foreign_keys"), "1");
   EXPECT_EQ(queryValue(db, "PRAGMA journal_mode"), "delete");
-  EXPECT_EQ(queryValue(db, "PRAGMA busy_timeout"), "0");
+  EXPECT_EQ(queryValue(db, "PRAGMA busy_timeout"), std::to_string(kDefaultBusyTimeoutMs));
+  EXPECT_FALSE(db.isReadOnly());
+}
+
+TEST_F(SQLiteDatabaseTest, AReadOnlyConnectionReadsAndRefusesEveryWrite) {
+  db.exec("CREATE TABLE t(x INTEGER); INSERT INTO t VALUES(1);");
+  SQLiteDatabase reader(dir.file("library.sqlite"), SQLiteDatabase::Access::readOnly);
+  EXPECT_TRUE(reader.isReadOnly());
+  EXPECT_EQ(queryValue(reader, "SELECT x FROM t"), "1");
+  const DomainError refused = errorOf([&] { reader.exec("INSERT INTO t VALUES(2);"); });
+  EXPECT_EQ(refused.code(), 2);
+  EXPECT_EQ(refused.sqliteResultCode() & 0xFF, SQLITE_READONLY);
+
+  const DomainError missing = errorOf(
+      [&] { SQLiteDatabase nothing(dir.file("absent.sqlite"), SQLiteDatabase::Access::readOnly); });
+  EXPECT_EQ(missing.code(), 1);
+  EXPECT_FALSE(std::filesystem::exists(dir.file("absent.sqlite"))) << "reading creates nothing";
 }
 
 TEST_F(SQLiteDatabaseTest, ReportsFailuresWithTheirDomainCodeAndSQLiteMessage) {
@@ -71,7 +89,9 @@ TEST_F(SQLiteDatabaseTest, AStrictStepRefusesEverythingButTheEndOfTheStatement) 
 
   db.exec("CREATE TABLE t(x TEXT NOT NULL);");
   Statement insert = db.prepare("INSERT INTO t(x) VALUES(NULL)");
-  EXPECT_EQ(errorOf([&] { insert.stepStrict(); }).code(), SQLITE_CONSTRAINT);
+  const DomainError refused = errorOf([&] { insert.stepStrict(); });
+  EXPECT_EQ(refused.code(), SQLITE_CONSTRAINT);
+  EXPECT_EQ(refused.sqliteResultCode(), SQLITE_CONSTRAINT_NOTNULL) << "the extended code is kept";
 
   Statement fine = db.prepare("INSERT INTO t(x) VALUES('a')");
   fine.stepStrict();
@@ -152,14 +172,20 @@ TEST_F(SQLiteDatabaseTest, AFailedRollbackNeverHidesTheBodysError) {
   }
 }
 
-TEST_F(SQLiteDatabaseTest, AnotherWriterMakesBeginImmediateFailAtOnce) {
+TEST(SQLiteDatabaseBusyTest, AWriterThatKeepsTheDatabaseFailsOthersAsBusyAfterTheTimeout) {
+  TempDir dir;
+  SQLiteDatabase patient(dir.file("library.sqlite"), SQLiteDatabase::Access::readWrite, 20);
   SQLiteDatabase other(dir.file("library.sqlite"));
-  other.exec("BEGIN IMMEDIATE TRANSACTION;");
-  const DomainError busy = errorOf([&] { withImmediateTransaction(db, [] {}); });
+  other.exec("CREATE TABLE t(x INTEGER); BEGIN IMMEDIATE TRANSACTION; INSERT INTO t VALUES(1);");
+  const DomainError busy = errorOf([&] { withImmediateTransaction(patient, [] {}); });
   EXPECT_EQ(busy.domain(), "SQLiteDatabase");
   EXPECT_EQ(busy.code(), 2);
   EXPECT_EQ(busy.description(), "database is locked");
+  EXPECT_EQ(busy.sqliteResultCode() & 0xFF, SQLITE_BUSY) << "told in words, not as a code";
+  EXPECT_EQ(queryValue(patient, "SELECT COUNT(*) FROM t"), "0")
+      << "a reader is not kept out by a writer that has not committed";
   other.exec("ROLLBACK;");
+  withImmediateTransaction(patient, [] {});
 }
 
 }  // namespace

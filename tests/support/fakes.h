@@ -44,7 +44,8 @@ class FakeFileSystem final : public ForwardingFileSystem {
 
 // The real file system, except that the Nth call of one operation fails
 // with EIO. Operations: "read", "write", "createDirectories", "exists",
-// "list", "move", "remove", "createDirectory", "copy", "size", "open".
+// "list", "move", "remove", "createDirectory", "copy", "size", "open",
+// "writable".
 class FaultyFileSystem final : public FileSystem {
  public:
   void failAt(std::string operation, int nthCall) {
@@ -100,6 +101,10 @@ class FaultyFileSystem final : public FileSystem {
   std::unique_ptr<FileReader> openForReading(const std::string& path) override {
     check("open", path);
     return real_.openForReading(path);
+  }
+  bool isWritable(const std::string& path) override {
+    check("writable", path);
+    return real_.isWritable(path);
   }
 
  private:
