@@ -282,8 +282,8 @@ UnitSystem AppStore::initialUnit() {
 
 void AppStore::reloadSummaries() { state_.projects = services_.snapshots.projectSummaries(); }
 
-void AppStore::rememberCurrentProject() {
-  services_.preferences.setString(preference_key::kCurrentProjectId, state_.project.id);
+bool AppStore::rememberCurrentProject() {
+  return services_.preferences.setString(preference_key::kCurrentProjectId, state_.project.id);
 }
 
 void AppStore::adopt(LoadedProject loaded) {
@@ -378,8 +378,8 @@ std::optional<std::string> AppStore::createProject(const ProjectChanges& changes
 
 bool AppStore::openProject(const std::string& projectId) {
   if (projectId == state_.project.id && !isUnsaved_) {
-    rememberCurrentProject();  // it may have been open for this run only
-    return true;
+    // It may have been open for this run only.
+    return rememberCurrentProject() || failSettingsWrite();
   }
   try {
     settleSaves();
@@ -807,32 +807,33 @@ std::vector<LabelOverrideEntry> AppStore::labelOverrides() {
 
 // ---- Settings ----------------------------------------------------------------
 
-void AppStore::setExportOptions(const ExportOptions& options) {
+bool AppStore::setExportOptions(const ExportOptions& options) {
   namespace key = preference_key;
-  Preferences& preferences = services_.preferences;
   const ExportOptions before = state_.exportOptions;
+  Preferences::Changes changes;
   const auto setOptional = [&](std::string_view name, const std::optional<bool>& value) {
     if (value) {
-      preferences.setBoolean(name, *value);
+      changes.set(name, *value);
     } else {
-      preferences.remove(name);
+      changes.remove(name);
     }
   };
-  preferences.setBoolean(key::kExportIncludeCV, options.includeCV);
-  preferences.setBoolean(key::kExportIncludeBiography, options.includeBiography);
-  preferences.setBoolean(key::kExportIncludeStatement, options.includeStatement);
-  preferences.setBoolean(key::kExportIncludeProjectStatement, options.includeProjectStatement);
-  preferences.setBoolean(key::kExportIncludeTableOfContents, options.includeTableOfContents);
+  changes.set(key::kExportIncludeCV, options.includeCV)
+      .set(key::kExportIncludeBiography, options.includeBiography)
+      .set(key::kExportIncludeStatement, options.includeStatement)
+      .set(key::kExportIncludeProjectStatement, options.includeProjectStatement)
+      .set(key::kExportIncludeTableOfContents, options.includeTableOfContents);
   setOptional(key::kExportShowBiographyTitle, options.showBiographyTitle);
   setOptional(key::kExportShowStatementTitle, options.showStatementTitle);
   setOptional(key::kExportShowProjectStatementTitle, options.showProjectStatementTitle);
-  preferences.setString(key::kExportFormat, std::string(rawValue(options.format)));
+  changes.set(key::kExportFormat, std::string(rawValue(options.format)));
   if (options.exportLocale.empty()) {
-    preferences.remove(key::kExportLocale);  // the project's own language
+    changes.remove(key::kExportLocale);  // the project's own language
   } else {
-    preferences.setString(key::kExportLocale, options.exportLocale);
+    changes.set(key::kExportLocale, options.exportLocale);
   }
-  preferences.setString(key::kExportImageQuality, std::string(rawValue(options.imageQuality)));
+  changes.set(key::kExportImageQuality, std::string(rawValue(options.imageQuality)));
+  const bool written = services_.preferences.apply(changes);
   state_.exportOptions = options;
   if (options.exportLocale != before.exportLocale) {
     services_.logger.log("app documents stale reason=export_locale_changed");
@@ -841,28 +842,37 @@ void AppStore::setExportOptions(const ExportOptions& options) {
     services_.logger.log("app documents stale reason=export_format_changed");
   }
   publish();
+  return written || failSettingsWrite();
 }
 
-void AppStore::setUiLanguage(const std::optional<std::string>& language) {
-  if (language && !language->empty()) {
-    services_.preferences.setString(preference_key::kUiLanguage, *language);
-  } else {
-    services_.preferences.remove(preference_key::kUiLanguage);
-  }
+bool AppStore::setUiLanguage(const std::optional<std::string>& language) {
+  const bool written = language && !language->empty()
+                           ? services_.preferences.setString(preference_key::kUiLanguage, *language)
+                           : services_.preferences.remove(preference_key::kUiLanguage);
   state_.uiLanguage = nonEmpty(language);
   publish();
+  return written || failSettingsWrite();
 }
 
-void AppStore::setThemeMode(ThemeMode mode) {
-  services_.preferences.setString(preference_key::kThemeMode, std::string(rawValue(mode)));
+bool AppStore::setThemeMode(ThemeMode mode) {
+  const bool written =
+      services_.preferences.setString(preference_key::kThemeMode, std::string(rawValue(mode)));
   state_.themeMode = mode;
   publish();
+  return written || failSettingsWrite();
 }
 
-void AppStore::setEditTitlesEnabled(bool enabled) {
-  services_.preferences.setBoolean(preference_key::kEditTitlesEnabled, enabled);
+bool AppStore::setEditTitlesEnabled(bool enabled) {
+  const bool written =
+      services_.preferences.setBoolean(preference_key::kEditTitlesEnabled, enabled);
   state_.isEditTitlesEnabled = enabled;
   publish();
+  return written || failSettingsWrite();
+}
+
+bool AppStore::failSettingsWrite() {
+  return failWithKey("app.error.settings_not_saved",
+                     {services_.preferences.lastWriteFailure().value_or("")});
 }
 
 // ---- Documents ----------------------------------------------------------------

@@ -255,12 +255,17 @@ class AppStore {
   std::vector<LabelOverrideEntry> labelOverrides();
 
   // Settings, remembered in the preferences. An empty export language
-  // means each project's own.
-  void setExportOptions(const ExportOptions& options);
-  void setUiLanguage(const std::optional<std::string>& language);
-  void setThemeMode(ThemeMode mode);
-  void setEditTitlesEnabled(bool enabled);
+  // means each project's own. False, with an error toast, when the
+  // preferences could not be written (the setting holds for this run).
+  bool setExportOptions(const ExportOptions& options);
+  bool setUiLanguage(const std::optional<std::string>& language);
+  bool setThemeMode(ThemeMode mode);
+  bool setEditTitlesEnabled(bool enabled);
   BackupReminders& backupReminders() { return reminders_; }
+  // Why the latest write of the preferences failed, when one did.
+  std::optional<std::string> preferencesWriteFailure() const {
+    return services_.preferences.lastWriteFailure();
+  }
   // Re-reads the reminder state into the published state.
   void refreshBackupReminderState();
 
@@ -311,7 +316,8 @@ class AppStore {
   void ensurePersisted();
   // Leaving a project never written: it goes from the list.
   void forgetIfUnsaved();
-  void rememberCurrentProject();
+  bool rememberCurrentProject();
+  bool failSettingsWrite();
   std::string imageFailureText(const class ImageIntakeError& error, const std::string& path) const;
 
   AppStoreServices services_;

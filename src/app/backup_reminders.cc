@@ -139,8 +139,9 @@ BackupReminders::BackupReminders(Preferences& preferences, Logger& logger,
   lastImportAt_ = secondsAt(preference_key::kLastImportAt);
 }
 
-void BackupReminders::save() {
-  preferences_.setJson(preference_key::kBackupReminderState, backupReminderStateToJson(state_));
+bool BackupReminders::save() {
+  return preferences_.setJson(preference_key::kBackupReminderState,
+                              backupReminderStateToJson(state_));
 }
 
 void BackupReminders::recordSignificantChanges(std::int64_t count) {
@@ -210,19 +211,19 @@ void BackupReminders::markProjectDataImported(Date at) {
   logger_.log("app markProjectDataImported atMs=" + std::to_string(millisecondsSince1970(at)));
 }
 
-void BackupReminders::setRemindersEnabled(bool enabled) {
+bool BackupReminders::setRemindersEnabled(bool enabled) {
   state_.remindersEnabled = enabled;
-  save();
+  return save();
 }
 
-void BackupReminders::setFrequency(BackupReminderFrequency frequency) {
+bool BackupReminders::setFrequency(BackupReminderFrequency frequency) {
   state_.frequency = frequency;
-  save();
+  return save();
 }
 
-void BackupReminders::setRemindBeforeLargeEdits(bool enabled) {
+bool BackupReminders::setRemindBeforeLargeEdits(bool enabled) {
   state_.remindBeforeLargeEdits = enabled;
-  save();
+  return save();
 }
 
 }  // namespace quorvane

@@ -91,12 +91,14 @@ class BackupReminders {
   void markProjectDataExported(Date at);
   void markProjectDataImported(Date at);
 
-  void setRemindersEnabled(bool enabled);
-  void setFrequency(BackupReminderFrequency frequency);
-  void setRemindBeforeLargeEdits(bool enabled);
+  // False when the preferences could not be written (the setting holds
+  // for this run).
+  bool setRemindersEnabled(bool enabled);
+  bool setFrequency(BackupReminderFrequency frequency);
+  bool setRemindBeforeLargeEdits(bool enabled);
 
  private:
-  void save();
+  bool save();
   void show(BackupReminderLevel level, Date now);
 
   Preferences& preferences_;

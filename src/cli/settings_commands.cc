@@ -78,7 +78,7 @@ struct Setting {
   const char* name;
   std::vector<std::string> values;
   std::function<std::string(AppStore&)> show;
-  std::function<void(AppStore&, const std::string&)> set;
+  std::function<bool(AppStore&, const std::string&)> set;
 };
 
 std::string onOff(bool value) { return value ? "on" : "off"; }
@@ -95,7 +95,7 @@ Setting exportSwitch(const char* name, bool ExportOptions::*field) {
           [field](AppStore& store, const std::string& value) {
             ExportOptions options = store.state().exportOptions;
             options.*field = value == "on";
-            store.setExportOptions(options);
+            return store.setExportOptions(options);
           }};
 }
 
@@ -106,7 +106,7 @@ Setting titleSwitch(const char* name, std::optional<bool> ExportOptions::*field)
           [field](AppStore& store, const std::string& value) {
             ExportOptions options = store.state().exportOptions;
             options.*field = parseOnOffAuto(value);
-            store.setExportOptions(options);
+            return store.setExportOptions(options);
           }};
 }
 
@@ -118,19 +118,19 @@ const std::vector<Setting>& settings() {
     list.push_back({"language", languages,
                     [](AppStore& store) { return store.state().uiLanguage.value_or("system"); },
                     [](AppStore& store, const std::string& value) {
-                      store.setUiLanguage(value == "system" ? std::nullopt
-                                                            : std::optional<std::string>(value));
+                      return store.setUiLanguage(
+                          value == "system" ? std::nullopt : std::optional<std::string>(value));
                     }});
     list.push_back({"theme", rawValues<ThemeMode>(),
                     [](AppStore& store) { return std::string(rawValue(store.state().themeMode)); },
                     [](AppStore& store, const std::string& value) {
-                      store.setThemeMode(*fromRawValue<ThemeMode>(value));
+                      return store.setThemeMode(*fromRawValue<ThemeMode>(value));
                     }});
     list.push_back({"edit-titles",
                     {"on", "off"},
                     [](AppStore& store) { return onOff(store.state().isEditTitlesEnabled); },
                     [](AppStore& store, const std::string& value) {
-                      store.setEditTitlesEnabled(value == "on");
+                      return store.setEditTitlesEnabled(value == "on");
                     }});
     std::vector<std::string> exportLanguages = languageNames();
     exportLanguages.emplace_back("project");
@@ -142,7 +142,7 @@ const std::vector<Setting>& settings() {
                     [](AppStore& store, const std::string& value) {
                       ExportOptions options = store.state().exportOptions;
                       options.exportLocale = value == "project" ? "" : value;
-                      store.setExportOptions(options);
+                      return store.setExportOptions(options);
                     }});
     list.push_back({"export.quality", rawValues<ExportImageQuality>(),
                     [](AppStore& store) {
@@ -151,7 +151,7 @@ const std::vector<Setting>& settings() {
                     [](AppStore& store, const std::string& value) {
                       ExportOptions options = store.state().exportOptions;
                       options.imageQuality = *fromRawValue<ExportImageQuality>(value);
-                      store.setExportOptions(options);
+                      return store.setExportOptions(options);
                     }});
     list.push_back(
         {"export.format", rawValues<PdfFormat>(),
@@ -159,7 +159,7 @@ const std::vector<Setting>& settings() {
          [](AppStore& store, const std::string& value) {
            ExportOptions options = store.state().exportOptions;
            options.format = *fromRawValue<PdfFormat>(value);
-           store.setExportOptions(options);
+           return store.setExportOptions(options);
          }});
     list.push_back(exportSwitch("export.include-cv", &ExportOptions::includeCV));
     list.push_back(exportSwitch("export.include-bio", &ExportOptions::includeBiography));
@@ -176,14 +176,14 @@ const std::vector<Setting>& settings() {
          {"on", "off"},
          [](AppStore& store) { return onOff(store.backupReminders().state().remindersEnabled); },
          [](AppStore& store, const std::string& value) {
-           store.backupReminders().setRemindersEnabled(value == "on");
+           return store.backupReminders().setRemindersEnabled(value == "on");
          }});
     list.push_back({"backup.frequency", rawValues<BackupReminderFrequency>(),
                     [](AppStore& store) {
                       return std::string(rawValue(store.backupReminders().state().frequency));
                     },
                     [](AppStore& store, const std::string& value) {
-                      store.backupReminders().setFrequency(
+                      return store.backupReminders().setFrequency(
                           *fromRawValue<BackupReminderFrequency>(value));
                     }});
     list.push_back({"backup.large-edits",
@@ -192,7 +192,7 @@ const std::vector<Setting>& settings() {
                       return onOff(store.backupReminders().state().remindBeforeLargeEdits);
                     },
                     [](AppStore& store, const std::string& value) {
-                      store.backupReminders().setRemindBeforeLargeEdits(value == "on");
+                      return store.backupReminders().setRemindBeforeLargeEdits(value == "on");
                     }});
     return list;
   }();
@@ -230,8 +230,12 @@ void setSetting(CliContext& context, const std::string& name, const std::string&
       for (const std::string& v : setting.values) values += (values.empty() ? "" : ", ") + v;
       throw CliError(context.format("cli.settings.bad_value", {value, name, values}));
     }
-    setting.set(context.store(), value);
-    return;
+    AppStore& store = context.store();
+    if (setting.set(store, value)) return;
+    // The store tells why when it can; a failed write of the reminders'
+    // state is told here.
+    throw CliError(store.state().lastErrorMessage.value_or(context.format(
+        "app.error.settings_not_saved", {store.preferencesWriteFailure().value_or("")})));
   }
 }
 

@@ -1,5 +1,7 @@
 #include "model/record_json.h"
 
+#include "model/bounded_json.h"
+
 #include <array>
 #include <nlohmann/json.hpp>
 
@@ -49,9 +51,9 @@ std::optional<CVEntry> cvEntryFromJson(const Json& json) {
 
 template <class Record>
 Record decodeOrDefault(std::string_view text, std::optional<Record> (*fromJson)(const Json&)) {
-  const Json json = Json::parse(text, /*callback=*/nullptr, /*allow_exceptions=*/false);
-  if (json.is_discarded()) return Record{};
-  return fromJson(json).value_or(Record{});
+  const std::optional<Json> json = parseBoundedJson(text);
+  if (!json) return Record{};
+  return fromJson(*json).value_or(Record{});
 }
 
 // Text read from a database may hold invalid UTF-8; encoding replaces such

@@ -3,28 +3,55 @@
 #include <cstdint>
 #include <filesystem>
 
+#include "model/bounded_json.h"
+
 namespace quorvane {
 
-Preferences::Preferences(std::string path, FileSystem& files, Logger& logger, const Clock& clock)
-    : path_(std::move(path)), files_(files), logger_(logger), clock_(clock) {
+Preferences::Changes& Preferences::Changes::set(std::string_view key, nlohmann::json value) {
+  edits_.emplace_back(std::string(key), std::move(value));
+  return *this;
+}
+
+Preferences::Changes& Preferences::Changes::remove(std::string_view key) {
+  edits_.emplace_back(std::string(key), std::nullopt);
+  return *this;
+}
+
+Preferences::Preferences(std::string path, FileSystem& files, Logger& logger, const Clock& clock,
+                         Access access)
+    : path_(std::move(path)), files_(files), logger_(logger), clock_(clock), access_(access) {
+  const std::lock_guard lock(mutex_);
   load();
 }
 
 void Preferences::load() {
+  if (std::optional<nlohmann::json> values = readFile()) values_ = std::move(*values);
+}
+
+std::optional<nlohmann::json> Preferences::readFile() {
   Bytes bytes;
   bool readable = true;
   try {
-    if (!files_.exists(path_)) return;
-    bytes = files_.readFile(path_);
+    if (!files_.exists(path_)) return nlohmann::json::object();
+    // The size first: a huge file is refused without being read.
+    if (files_.fileSize(path_) > kMaximumPreferencesBytes) {
+      readable = false;
+    } else {
+      bytes = files_.readFile(path_);
+    }
   } catch (const std::exception&) {
     readable = false;
   }
   if (readable) {
-    nlohmann::json parsed = nlohmann::json::parse(bytes.begin(), bytes.end(), nullptr, false);
-    if (parsed.is_object()) {
-      values_ = std::move(parsed);
-      return;
-    }
+    std::optional<nlohmann::json> parsed = parseBoundedJson(
+        std::string_view(reinterpret_cast<const char*>(bytes.data()), bytes.size()));
+    if (parsed && parsed->is_object()) return parsed;
+  }
+  if (access_ == Access::read) {
+    // Not ours to move without the lock: the defaults apply for this run,
+    // and the next run that writes sets the file aside.
+    logger_.log("[Quorvane][Preferences] state=unreadable path=" + path_);
+    return std::nullopt;
   }
   // Not ours to repair, nor to throw away: set it aside and start afresh.
   const std::string aside =
@@ -32,12 +59,14 @@ void Preferences::load() {
   try {
     files_.move(path_, aside);
     logger_.log("[Quorvane][Preferences] state=set_aside path=" + aside);
+    return nlohmann::json::object();
   } catch (const std::exception& error) {
     // It can be neither read nor moved: leave it be, and write nothing over
     // it in this run.
     writable_ = false;
     logger_.log("[Quorvane][Preferences] state=unreadable path=" + path_ +
                 " error=" + error.what());
+    return std::nullopt;
   }
 }
 
@@ -87,39 +116,72 @@ std::optional<nlohmann::json> Preferences::json(std::string_view key) const {
   return *it;
 }
 
-void Preferences::setString(std::string_view key, const std::string& value) { set(key, value); }
-void Preferences::setBoolean(std::string_view key, bool value) { set(key, value); }
-void Preferences::setInteger(std::string_view key, std::int64_t value) { set(key, value); }
-void Preferences::setStrings(std::string_view key, const std::vector<std::string>& value) {
-  set(key, value);
+bool Preferences::setString(std::string_view key, const std::string& value) {
+  return apply(Changes().set(key, value));
 }
-void Preferences::setDate(std::string_view key, Date value) {
-  set(key, millisecondsSince1970(value));
+bool Preferences::setBoolean(std::string_view key, bool value) {
+  return apply(Changes().set(key, value));
 }
-void Preferences::setJson(std::string_view key, const nlohmann::json& value) { set(key, value); }
+bool Preferences::setInteger(std::string_view key, std::int64_t value) {
+  return apply(Changes().set(key, value));
+}
+bool Preferences::setStrings(std::string_view key, const std::vector<std::string>& value) {
+  return apply(Changes().set(key, value));
+}
+bool Preferences::setDate(std::string_view key, Date value) {
+  return apply(Changes().set(key, millisecondsSince1970(value)));
+}
+bool Preferences::setJson(std::string_view key, const nlohmann::json& value) {
+  return apply(Changes().set(key, value));
+}
+bool Preferences::remove(std::string_view key) { return apply(Changes().remove(key)); }
 
-void Preferences::remove(std::string_view key) {
+bool Preferences::apply(const Changes& changes) {
   const std::lock_guard lock(mutex_);
-  if (values_.erase(std::string(key)) > 0) save();
+  if (access_ == Access::write && writable_) {
+    // What another run wrote since this one read the file stays.
+    if (std::optional<nlohmann::json> current = readFile()) values_ = std::move(*current);
+  }
+  for (const auto& [key, value] : changes.edits_) {
+    if (value) {
+      values_[key] = *value;
+    } else {
+      values_.erase(key);
+    }
+  }
+  if (access_ == Access::read) return true;
+  return save();
 }
 
-void Preferences::set(std::string_view key, nlohmann::json value) {
+std::optional<std::string> Preferences::lastWriteFailure() const {
   const std::lock_guard lock(mutex_);
-  values_[std::string(key)] = std::move(value);
-  save();
+  return lastWriteFailure_;
 }
 
-void Preferences::save() {
-  if (!writable_) return;
+int Preferences::writeFailureCount() const {
+  const std::lock_guard lock(mutex_);
+  return writeFailures_;
+}
+
+bool Preferences::save() {
+  if (!writable_) {
+    ++writeFailures_;
+    lastWriteFailure_ = path_ + " can be neither read nor set aside";
+    return false;
+  }
   const std::string text =
       values_.dump(2, ' ', false, nlohmann::json::error_handler_t::replace) + "\n";
   try {
     files_.createDirectories(std::filesystem::path(path_).parent_path().string());
     files_.writeFileAtomically(
         path_, std::span(reinterpret_cast<const std::uint8_t*>(text.data()), text.size()));
+    return true;
   } catch (const std::exception& error) {
+    ++writeFailures_;
+    lastWriteFailure_ = error.what();
     logger_.log("[Quorvane][Preferences] state=write_failed path=" + path_ +
                 " error=" + error.what());
+    return false;
   }
 }
 

@@ -2,11 +2,18 @@
 // pretty-printed with sorted keys, rewritten atomically on every change.
 //
 // Reading never fails the program: a missing file is empty preferences; a
-// file that is not a JSON object is renamed aside (kept for the curious,
-// reported in a diagnostic) and the defaults apply. A value of another type
-// than asked for reads as absent. A write that fails is reported in a
-// diagnostic and the value lives on in memory for this run. A file that can
-// be neither read nor set aside is left alone: nothing is written over it.
+// file that is not a JSON object (or larger than any of ours, or nested
+// deeper) is renamed aside (kept for the curious, reported in a diagnostic)
+// and the defaults apply. A value of another type than asked for reads as
+// absent. A file that can be neither read nor set aside is left alone:
+// nothing is written over it.
+//
+// Writing is for the one process that holds the library lock: each change
+// reads the file again, changes only its own keys and writes it back, so
+// that it never undoes what another run wrote since this one started. A
+// write that fails returns false, keeps the value in memory for this run
+// and is remembered (`lastWriteFailure`), so the caller can tell the user.
+// Preferences opened for reading never write: changes live in memory.
 #pragma once
 
 #include <cstdint>
@@ -60,10 +67,27 @@ inline constexpr std::string_view kThumbnailsRegenImportMarker =
     "quorvane.works.thumbnailsRegenImportMarker";
 }  // namespace preference_key
 
+// The largest preferences file read; ours are a few kilobytes.
+inline constexpr std::uint64_t kMaximumPreferencesBytes = 1 << 20;
+
 class Preferences {
  public:
+  enum class Access { write, read };
+
+  // Several changes written as one.
+  class Changes {
+   public:
+    Changes& set(std::string_view key, nlohmann::json value);
+    Changes& remove(std::string_view key);
+
+   private:
+    friend class Preferences;
+    std::vector<std::pair<std::string, std::optional<nlohmann::json>>> edits_;
+  };
+
   explicit Preferences(std::string path, FileSystem& files = realFileSystem(),
-                       Logger& logger = nullLogger(), const Clock& clock = systemClock());
+                       Logger& logger = nullLogger(), const Clock& clock = systemClock(),
+                       Access access = Access::write);
 
   const std::string& path() const { return path_; }
 
@@ -76,26 +100,39 @@ class Preferences {
   // Any JSON value, for structured state such as the backup reminder's.
   std::optional<nlohmann::json> json(std::string_view key) const;
 
-  void setString(std::string_view key, const std::string& value);
-  void setBoolean(std::string_view key, bool value);
-  void setInteger(std::string_view key, std::int64_t value);
-  void setStrings(std::string_view key, const std::vector<std::string>& value);
-  void setDate(std::string_view key, Date value);
-  void setJson(std::string_view key, const nlohmann::json& value);
-  void remove(std::string_view key);
+  // Each returns false when the change could not be written (it still
+  // holds in memory for this run).
+  bool setString(std::string_view key, const std::string& value);
+  bool setBoolean(std::string_view key, bool value);
+  bool setInteger(std::string_view key, std::int64_t value);
+  bool setStrings(std::string_view key, const std::vector<std::string>& value);
+  bool setDate(std::string_view key, Date value);
+  bool setJson(std::string_view key, const nlohmann::json& value);
+  bool remove(std::string_view key);
+  bool apply(const Changes& changes);
+
+  Access access() const { return access_; }
+  // Why the latest write failed, when one did.
+  std::optional<std::string> lastWriteFailure() const;
+  int writeFailureCount() const;
 
  private:
   void load();
-  void set(std::string_view key, nlohmann::json value);
-  void save();  // with mutex_ held
+  // The file's object, when it holds one; a file that holds none is set
+  // aside (and the run writes nothing when it can't be). With mutex_ held.
+  std::optional<nlohmann::json> readFile();
+  bool save();  // with mutex_ held
 
   std::string path_;
   FileSystem& files_;
   Logger& logger_;
   const Clock& clock_;
   mutable std::mutex mutex_;
+  const Access access_;
   nlohmann::json values_ = nlohmann::json::object();
   bool writable_ = true;
+  std::optional<std::string> lastWriteFailure_;
+  int writeFailures_ = 0;
 };
 
 }  // namespace quorvane

@@ -92,10 +92,62 @@ TEST_F(PreferencesTest, AFileThatIsNotAnObjectIsSetAsideAndDefaultsApply) {
 TEST_F(PreferencesTest, AFailedWriteIsReportedAndTheValueKeptForTheRun) {
   Preferences preferences(path, files, logger, clock);
   files.failAt("write", 1);
-  preferences.setString(preference_key::kThemeMode, "dark");
+  EXPECT_FALSE(preferences.setString(preference_key::kThemeMode, "dark"));
   EXPECT_EQ(preferences.string(preference_key::kThemeMode), "dark");
+  EXPECT_EQ(preferences.writeFailureCount(), 1);
+  EXPECT_EQ(preferences.lastWriteFailure(), "write " + path + ": Input/output error");
   ASSERT_EQ(logger.lines.size(), 1u);
   EXPECT_TRUE(logger.lines[0].starts_with("[Quorvane][Preferences] state=write_failed path="));
+  EXPECT_TRUE(preferences.setString(preference_key::kThemeMode, "light"));
+}
+
+TEST_F(PreferencesTest, TwoRunsThatChangeDifferentSettingsKeepBoth) {
+  // Both read the file before either wrote: the later write must not undo
+  // the earlier one with what it read at its start.
+  Preferences first(path, files, logger, clock);
+  Preferences second(path, files, logger, clock);
+  EXPECT_TRUE(first.setString(preference_key::kUiLanguage, "fr"));
+  EXPECT_TRUE(second.apply(Preferences::Changes()
+                               .set(preference_key::kThemeMode, "dark")
+                               .remove(preference_key::kExportLocale)));
+  const Preferences reloaded(path, files, logger, clock);
+  EXPECT_EQ(reloaded.string(preference_key::kUiLanguage), "fr");
+  EXPECT_EQ(reloaded.string(preference_key::kThemeMode), "dark");
+}
+
+TEST_F(PreferencesTest, PreferencesOpenedForReadingNeverWrite) {
+  std::filesystem::create_directories(dir.path() / "config/Quorvane");
+  std::ofstream(path) << "{\"quorvane.uiLanguage\": \"it\"";  // damaged
+  Preferences reading(path, files, logger, clock, Preferences::Access::read);
+  EXPECT_TRUE(reading.setString(preference_key::kThemeMode, "dark"));
+  EXPECT_EQ(reading.string(preference_key::kThemeMode), "dark") << "for this run";
+  EXPECT_EQ(files.calls("write"), 0);
+  EXPECT_EQ(files.calls("move"), 0) << "a damaged file is set aside by a run that writes";
+  EXPECT_EQ(contentOf(path), "{\"quorvane.uiLanguage\": \"it\"");
+}
+
+TEST_F(PreferencesTest, HostileFilesAreSetAsideInBoundedTimeAndMemory) {
+  std::filesystem::create_directories(dir.path() / "config/Quorvane");
+  const auto expectSetAside = [&](const std::string& content) {
+    std::ofstream(path) << content;
+    clock.advanceMs(1);
+    Preferences preferences(path, files, logger, clock);
+    EXPECT_EQ(preferences.string(preference_key::kUiLanguage), std::nullopt);
+    EXPECT_FALSE(std::filesystem::exists(path));
+    EXPECT_TRUE(std::filesystem::exists(path + ".unreadable-" + std::to_string(clock.nowMs())));
+  };
+  // Deep enough to take seconds and gigabytes, and to end the program,
+  // were it parsed.
+  expectSetAside(std::string(200'000, '[') + std::string(200'000, ']'));
+  expectSetAside("{\"a\": " + std::string(65, '[') + std::string(65, ']') + "}");
+  const int readsBefore = files.calls("read");
+  expectSetAside("{\"quorvane.uiLanguage\": \"" + std::string(2 << 20, 'x') + "\"}");
+  EXPECT_EQ(files.calls("read"), readsBefore) << "a file far too large is not even read";
+
+  // Brackets inside strings are text, not nesting.
+  std::ofstream(path) << "{\"quorvane.uiLanguage\": \"" + std::string(1000, '[') + "\"}";
+  EXPECT_EQ(Preferences(path, files, logger, clock).string(preference_key::kUiLanguage),
+            std::string(1000, '['));
 }
 
 using testing::ScopedVariable;
