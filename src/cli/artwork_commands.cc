@@ -227,7 +227,10 @@ void installArtworksCommand(CLI::App& command, CliContext& context) {
   add->callback([&context, paths] { addArtworks(context, *paths); });
 
   command.add_subcommand("list", "List the open project's artworks in their order")
-      ->callback([&context] { listArtworks(context); });
+      ->callback([&context] {
+        context.onlyReads();
+        listArtworks(context);
+      });
 
   auto order = std::make_shared<std::vector<std::string>>();
   CLI::App* reorder = command.add_subcommand(
@@ -277,6 +280,7 @@ void installVaultCommand(CLI::App& command, CliContext& context) {
       "Examples:\n  quorvane vault\n  quorvane vault add ID");
   command.callback([&context, &command] {
     if (!command.get_subcommands().empty()) return;
+    context.onlyReads();
     const auto assets = context.store().vault();
     if (context.json) {
       nlohmann::json json = nlohmann::json::array();

@@ -42,7 +42,11 @@ std::vector<const char*> argvFor(const std::vector<std::string>& args) {
 
 std::string CliContext::language() const {
   if (!languageOption.empty()) return languageOption;
-  if (!resolvedLanguage) resolvedLanguage = interfaceLanguage(Preferences(preferencesFilePath()));
+  if (!resolvedLanguage) {
+    resolvedLanguage =
+        interfaceLanguage(Preferences(preferencesFilePath(), realFileSystem(), nullLogger(),
+                                      systemClock(), Preferences::Access::read));
+  }
   return *resolvedLanguage;
 }
 
@@ -73,8 +77,11 @@ int runCli(const std::vector<std::string>& args, std::ostream& out, std::ostream
                      .resolvedLanguage = {},
                      .projectOption = {},
                      .in = in != nullptr ? in : &std::cin,
-                     .session = {}};
+                     .session = {},
+                     .access = StorageAccess::write,
+                     .root = nullptr};
   CLI::App app{kDescription, "quorvane"};
+  context.root = &app;
   app.footer(kFooter);
   app.get_formatter()->label("SUBCOMMAND", "COMMAND");
   app.set_version_flag("--version", std::string("quorvane ") + kQuorvaneVersion);

@@ -17,6 +17,8 @@
 #include <string>
 #include <string_view>
 
+#include "storage/app_container.h"
+
 namespace quorvane {
 
 class AppStore;
@@ -32,6 +34,11 @@ struct CliContext {
   std::string projectOption;                            // --project: this run's project
   std::istream* in = nullptr;                           // standard input ("-" as a file)
   std::shared_ptr<StoreSession> session;                // booted by the first `store()`
+  // What the command does with the library. A command that changes it holds
+  // the library lock from before the library is opened until everything is
+  // written; one that only reads says so (`onlyReads`) and takes no lock.
+  StorageAccess access = StorageAccess::write;
+  CLI::App* root = nullptr;  // the parsed command line, to name the command
 
   // The language messages are printed in: --lang, else the user's choice
   // in the preferences, else the system's (LANGUAGE, LC_ALL, …).
@@ -40,8 +47,15 @@ struct CliContext {
   std::string text(std::string_view key) const;
   std::string format(std::string_view key, std::initializer_list<std::string> arguments) const;
 
+  // Declares, before the first `store()`, that the command only reads: it
+  // then works while another process changes the library, and writes
+  // nothing, not even the preferences.
+  void onlyReads() { access = StorageAccess::read; }
   // The library's store for this run: booted, started on the open project
-  // (or --project) at the first call. Throws CliError when it can't start.
+  // (or --project) at the first call. Throws CliError when it can't start,
+  // and, for a command that changes the library, when another process keeps
+  // it, when it is read-only, or when only a temporary library could be
+  // opened.
   AppStore& store();
   // Throws CliError with the store's last error message unless `ok`.
   void check(bool ok);

@@ -151,7 +151,10 @@ void installExportCommand(CLI::App& command, CliContext& context) {
       "  quorvane export portfolio\n"
       "  quorvane export portfolio -o ~/Desktop --locale fr --quality print\n"
       "  quorvane export cv -o cv.pdf --format letter");
-  command.callback([&context, given] { exportDocument(context, *given); });
+  command.callback([&context, given] {
+    context.onlyReads();
+    exportDocument(context, *given);
+  });
 }
 
 }  // namespace quorvane

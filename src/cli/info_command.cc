@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "cli/command.h"
+#include "cli/store_session.h"
 #include "cli/text_width.h"
 #include "pdf/localization.h"
 #include "platform/paths.h"
@@ -43,8 +44,16 @@ std::string quickCheck(SQLiteSnapshotRepository& repository) {
 
 void printInfo(CliContext& context) {
   StreamLogger diagnostics(context.err);
-  const BootedStorage storage = AppContainer::bootStorage(BootEnvironment::standard(
-      context.verbose ? static_cast<Logger&>(diagnostics) : nullLogger()));
+  BootedStorage storage;
+  try {
+    storage = AppContainer::bootStorage(cliBootEnvironment(
+        context, context.verbose ? static_cast<Logger&>(diagnostics) : nullLogger(),
+        StorageAccess::read, false));
+  } catch (const LibraryBusyError& error) {
+    throw CliError(libraryBusyText(context, error.holder()));
+  } catch (const LibraryUnavailableError& error) {
+    throw CliError(libraryUnavailableText(context, error));
+  }
   for (const StorageNotice& notice : storage.notices) {
     context.err << "quorvane: " << noticeText(notice, context) << '\n';
   }

@@ -184,7 +184,10 @@ void installProjectSubcommands(CLI::App& command, CliContext& context) {
   });
 
   command.add_subcommand("show", "Show the open project: its settings and what it holds")
-      ->callback([&context] { showProject(context); });
+      ->callback([&context] {
+        context.onlyReads();
+        showProject(context);
+      });
 
   auto changed = std::make_shared<ProjectOptions>();
   CLI::App* set = command.add_subcommand("set", "Change the open project's settings");
@@ -230,7 +233,10 @@ void installProjectsCommand(CLI::App& command, CliContext& context) {
   command.footer(
       "\nThe open project is marked with *.\n\nExamples:\n  quorvane projects\n"
       "  quorvane --json projects");
-  command.callback([&context] { listProjects(context); });
+  command.callback([&context] {
+    context.onlyReads();
+    listProjects(context);
+  });
 }
 
 void installProjectCommand(CLI::App& command, CliContext& context) {

@@ -255,7 +255,10 @@ void installLabelsCommand(CLI::App& command, CliContext& context) {
   list->add_option("--scope", filter->scope, "Only this scope")->check(CLI::IsMember(scopeNames()));
   list->add_option("--locale", filter->locale, "In this language (default: the export language)")
       ->check(CLI::IsMember(languageNames()));
-  list->callback([&context, filter] { listLabels(context, *filter); });
+  list->callback([&context, filter] {
+    context.onlyReads();
+    listLabels(context, *filter);
+  });
 
   auto entry = std::make_shared<LabelOverrideEntry>();
   CLI::App* set = command.add_subcommand("set", "Replace a printed label");
@@ -299,7 +302,10 @@ void installSettingsCommand(CLI::App& command, CliContext& context) {
       "  quorvane settings set export.format letter\n"
       "  quorvane settings set backup.frequency frequent");
   command.add_subcommand("show", "Show every setting, its value and the values it takes")
-      ->callback([&context] { showSettings(context); });
+      ->callback([&context] {
+        context.onlyReads();
+        showSettings(context);
+      });
   auto pair = std::make_shared<std::pair<std::string, std::string>>();
   CLI::App* set = command.add_subcommand("set", "Change a setting; it is remembered");
   set->add_option("key", pair->first, "The setting, as 'quorvane settings show' lists it")

@@ -1,6 +1,13 @@
 #include "cli/store_session.h"
 
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdlib>
+#include <filesystem>
 #include <ostream>
+#include <system_error>
 
 #include "cli/command.h"
 #include "pdf/localization.h"
@@ -24,18 +31,123 @@ std::string_view reminderMessageKey(BackupReminderLevel level) {
   return "backup.reminder.soft.message";
 }
 
+std::chrono::milliseconds lockWait() {
+  if (const char* value = std::getenv("QUORVANE_LOCK_WAIT_MS")) {
+    try {
+      return std::chrono::milliseconds(std::max(0LL, std::stoll(value)));
+    } catch (const std::exception&) {
+    }
+  }
+  return kDefaultLockWait;
+}
+
+// "artworks add", from the parsed command line.
+std::string commandName(const CliContext& context) {
+  std::string name;
+  for (const CLI::App* app = context.root; app != nullptr;) {
+    const auto chosen = app->get_subcommands();
+    if (chosen.empty()) break;
+    app = chosen.front();
+    name += (name.empty() ? "" : " ") + app->get_name();
+  }
+  return name;
+}
+
+LockHolder thisRun(const CliContext& context) {
+  return LockHolder{::getpid(), std::string(kCommandLineProgram), commandName(context)};
+}
+
+std::string dataDirectory() { return applicationSupportDirectory() + "/Quorvane"; }
+
+LockWait waitTellingTheUser(CliContext& context) {
+  LockWait wait;
+  wait.patience = lockWait();
+  wait.onWait = [&context](const LockHolder& holder) {
+    const std::string key =
+        holder.program == kDesktopProgram ? "cli.lock.waiting_app" : "cli.lock.waiting";
+    context.err << context.format(key, {std::to_string(holder.pid), holder.command}) << '\n'
+                << std::flush;
+  };
+  return wait;
+}
+
+// Takes the lock for a command that changes the library.
+std::unique_ptr<LibraryLock> lockForChanges(CliContext& context) {
+  const std::string directory = dataDirectory();
+  try {
+    realFileSystem().createDirectories(directory);
+    return LibraryLock::acquire(directory + "/quorvane.lock", thisRun(context),
+                                waitTellingTheUser(context));
+  } catch (const LibraryBusyError& error) {
+    throw CliError(libraryBusyText(context, error.holder()));
+  } catch (const std::system_error& error) {
+    // No lock can be made where the library lives (filesystem_error is one
+    // too): nothing can be written there either.
+    const int code = error.code().value();
+    if (code == EACCES || code == EPERM || code == EROFS) {
+      throw CliError(context.format("cli.error.library_read_only", {directory}));
+    }
+    throw;
+  }
+}
+
 }  // namespace
+
+BootEnvironment cliBootEnvironment(CliContext& context, Logger& logger, StorageAccess access,
+                                   bool holdsLock) {
+  BootEnvironment environment = BootEnvironment::standard(logger, access);
+  if (!holdsLock) {
+    environment.lockForRepair = [&context] {
+      return LibraryLock::acquire(dataDirectory() + "/quorvane.lock", thisRun(context),
+                                  waitTellingTheUser(context));
+    };
+  }
+  return environment;
+}
+
+std::string libraryBusyText(const CliContext& context, const LockHolder& holder) {
+  const std::string pid = std::to_string(holder.pid);
+  if (holder.program == kDesktopProgram) return context.format("error.library_open_in_app", {pid});
+  return context.format("error.library_busy",
+                        {pid, holder.command, std::to_string(lockWait().count() / 1000)});
+}
+
+std::string libraryUnavailableText(const CliContext& context,
+                                   const LibraryUnavailableError& error) {
+  if (error.reason() == LibraryUnavailableError::Reason::newerVersion) {
+    return context.format("cli.error.library_newer", {error.path()});
+  }
+  return context.format("cli.error.library_read_only_unusable", {error.path(), error.what()});
+}
 
 StoreSession::StoreSession(CliContext& context)
     : context_(context),
       diagnostics_(context.err),
-      logger_(context.verbose ? static_cast<Logger&>(diagnostics_) : nullLogger()),
-      storage_(AppContainer::bootStorage(BootEnvironment::standard(logger_))),
-      preferences_(preferencesFilePath(), realFileSystem(), logger_) {
+      logger_(context.verbose ? static_cast<Logger&>(diagnostics_) : nullLogger()) {
+  const bool changes = context.access == StorageAccess::write;
+  if (changes) lock_ = lockForChanges(context);
+  try {
+    storage_ = AppContainer::bootStorage(
+        cliBootEnvironment(context, logger_, context.access, lock_ != nullptr));
+  } catch (const LibraryBusyError& error) {
+    throw CliError(libraryBusyText(context, error.holder()));
+  } catch (const LibraryUnavailableError& error) {
+    throw CliError(libraryUnavailableText(context, error));
+  }
   for (const StorageNotice& notice : storage_.notices) {
+    if (changes && notice.key == kFallbackTemporaryNotice) continue;  // said below, as an error
     context.err << "quorvane: " << fillPlaceholders(context.text(notice.key), notice.arguments)
                 << '\n';
   }
+  if (changes && storage_.isFallback) {
+    throw CliError(context.text("cli.error.temporary_library_refused"));
+  }
+  if (changes && storage_.isWriteProtected) {
+    throw CliError(context.format("cli.error.library_read_only", {storage_.databasePath}));
+  }
+  preferences_ = std::make_unique<Preferences>(
+      preferencesFilePath(), realFileSystem(), logger_, systemClock(),
+      changes ? Preferences::Access::write : Preferences::Access::read);
   renderer_ = std::make_unique<PdfRenderService>(*storage_.repository, *storage_.repository,
                                                  *storage_.media, optimizer_, logger_);
   std::optional<std::string> language;
@@ -46,7 +158,7 @@ StoreSession::StoreSession(CliContext& context)
       .labels = *storage_.repository,
       .media = *storage_.media,
       .images = optimizer_,
-      .preferences = preferences_,
+      .preferences = *preferences_,
       .main = mainLoop_,
       .saveQueue = saveQueue_,
       .clock = systemClock(),
@@ -79,6 +191,11 @@ void StoreSession::finish() {
   const std::optional<ToastMessage>& after = store_->state().errorToast;
   if (after && after != before && after->style == ToastStyle::error) {
     throw CliError(after->text);  // a write failed: the user must know
+  }
+  // Any setting this run could not write, a reminder's state included.
+  if (preferences_->writeFailureCount() > 0) {
+    throw CliError(context_.format("app.error.settings_not_saved",
+                                   {preferences_->lastWriteFailure().value_or("")}));
   }
   if (store_->changeCount() > 0) remindOfBackup();
 }

@@ -1,8 +1,15 @@
-// One run of a command that works on the library: boot the storage, start
-// the store on the open project, run the command, write everything, and
-// remind the user of a backup when one is due.
+// One run of a command that works on the library: take the library lock
+// (when the command changes it), boot the storage, start the store on the
+// open project, run the command, write everything, and remind the user of a
+// backup when one is due.
+//
+// A command that changes the library never runs on anything but the
+// library: when another process keeps the lock past a few seconds, when the
+// library is read-only, or when only a temporary library could be opened,
+// it stops before changing anything and says why.
 #pragma once
 
+#include <chrono>
 #include <memory>
 #include <optional>
 #include <string>
@@ -18,6 +25,22 @@
 namespace quorvane {
 
 struct CliContext;
+
+// How long a command waits for another one that changes the library; the
+// variable QUORVANE_LOCK_WAIT_MS (milliseconds) sets another wait.
+inline constexpr std::chrono::milliseconds kDefaultLockWait{5000};
+
+// The boot of the library as this run does it: `access` as the command
+// asks, and a repair (a stray file set aside, a recovery copy) made under
+// the library lock when the command does not hold it already.
+BootEnvironment cliBootEnvironment(CliContext& context, Logger& logger, StorageAccess access,
+                                   bool holdsLock);
+
+// The words telling that the library is kept by `holder`, and why nothing
+// was done.
+std::string libraryBusyText(const CliContext& context, const LockHolder& holder);
+// The words for a library that must be left as it is.
+std::string libraryUnavailableText(const CliContext& context, const LibraryUnavailableError& error);
 
 class StoreSession {
  public:
@@ -44,8 +67,11 @@ class StoreSession {
   CliContext& context_;
   StreamLogger diagnostics_;
   Logger& logger_;
+  // Taken before the library is opened, released after everything is
+  // written: the first member made, the last destroyed.
+  std::unique_ptr<LibraryLock> lock_;
   BootedStorage storage_;
-  Preferences preferences_;
+  std::unique_ptr<Preferences> preferences_;
   MainLoop mainLoop_;
   SerialQueue saveQueue_{"app.quorvane.snapshot-save"};
   ImageOptimizer optimizer_;

@@ -293,7 +293,10 @@ void installTextCommand(CLI::App& command, CliContext& context) {
   show->add_option("type", *shown, "bio, statement or project-statement")
       ->required()
       ->check(CLI::IsMember(textKindNames(false)));
-  show->callback([&context, shown] { showText(context, *shown); });
+  show->callback([&context, shown] {
+    context.onlyReads();
+    showText(context, *shown);
+  });
 
   auto reuse = std::make_shared<std::pair<std::string, std::optional<std::string>>>();
   CLI::App* reuseCommand = command.add_subcommand(
@@ -302,7 +305,10 @@ void installTextCommand(CLI::App& command, CliContext& context) {
       ->required()
       ->check(CLI::IsMember(textKindNames(true)));
   reuseCommand->add_option("id", reuse->second, "The text's id, as the list shows it");
-  reuseCommand->callback([&context, reuse] { reuseText(context, reuse->first, reuse->second); });
+  reuseCommand->callback([&context, reuse] {
+    if (!reuse->second) context.onlyReads();  // the list of texts to reuse
+    reuseText(context, reuse->first, reuse->second);
+  });
 }
 
 void installDetailsCommand(CLI::App& command, CliContext& context) {
@@ -314,6 +320,7 @@ void installDetailsCommand(CLI::App& command, CliContext& context) {
       "  quorvane details show");
   installDetailsSet(command, context);
   command.add_subcommand("show", "Show the artist's details")->callback([&context] {
+    context.onlyReads();
     showDetails(context);
   });
 }
@@ -346,6 +353,7 @@ void installCVCommand(CLI::App& command, CliContext& context) {
       [&context, removed] { removeCVEntry(context, removed->first, removed->second); });
 
   command.add_subcommand("show", "Show the CV of the open project")->callback([&context] {
+    context.onlyReads();
     showCV(context);
   });
 
