@@ -57,51 +57,11 @@ Bytes RealFileSystem::readFile(const std::string& path) {
   return bytes;
 }
 
-namespace {
-
-void writeAll(int fd, std::span<const std::uint8_t> bytes, const std::string& path) {
-  std::size_t written = 0;
-  while (written < bytes.size()) {
-    const ssize_t count = ::write(fd, bytes.data() + written, bytes.size() - written);
-    if (count < 0) {
-      if (errno == EINTR) continue;
-      throwErrno("write " + path);
-    }
-    written += static_cast<std::size_t>(count);
-  }
-}
-
-// Makes a finished rename durable: the directory entry itself is flushed.
-void syncDirectory(const std::string& directory) {
-  const FileDescriptor dir(::open(directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-  if (dir.get() >= 0) ::fsync(dir.get());
-}
-
-}  // namespace
-
 void RealFileSystem::writeFileAtomically(const std::string& path,
                                          std::span<const std::uint8_t> bytes) {
-  const std::filesystem::path target(path);
-  const std::string directory =
-      target.has_parent_path() ? target.parent_path().string() : std::string(".");
-  std::string temporary = directory + "/." + target.filename().string() + ".tmp-XXXXXX";
-  const int fd = ::mkostemp(temporary.data(), O_CLOEXEC);
-  if (fd < 0) throwErrno("create a temporary file in " + directory);
-  try {
-    const FileDescriptor file(fd);
-    writeAll(file.get(), bytes, temporary);
-    if (::fsync(file.get()) != 0) throwErrno("fsync " + temporary);
-    if (::fchmod(file.get(), 0644) != 0) throwErrno("chmod " + temporary);
-  } catch (...) {
-    ::unlink(temporary.c_str());
-    throw;
-  }
-  if (::rename(temporary.c_str(), path.c_str()) != 0) {
-    const int error = errno;
-    ::unlink(temporary.c_str());
-    throw std::system_error(error, std::generic_category(), "rename to " + path);
-  }
-  syncDirectory(directory);
+  AtomicFile file(path);
+  file.write(bytes);
+  file.commit();
 }
 
 void RealFileSystem::createDirectories(const std::string& path) {
@@ -185,40 +145,6 @@ bool RealFileSystem::isWritable(const std::string& path) {
 FileSystem& realFileSystem() {
   static RealFileSystem fileSystem;
   return fileSystem;
-}
-
-AtomicFileWriter::AtomicFileWriter(std::string path) : path_(std::move(path)) {
-  const std::filesystem::path target(path_);
-  const std::string directory =
-      target.has_parent_path() ? target.parent_path().string() : std::string(".");
-  temporary_ = directory + "/." + target.filename().string() + ".tmp-XXXXXX";
-  fd_ = ::mkostemp(temporary_.data(), O_CLOEXEC);
-  if (fd_ < 0) throwErrno("create a temporary file in " + directory);
-}
-
-AtomicFileWriter::~AtomicFileWriter() {
-  if (fd_ >= 0) {
-    ::close(fd_);
-    ::unlink(temporary_.c_str());
-  }
-}
-
-void AtomicFileWriter::write(std::span<const std::uint8_t> bytes) {
-  writeAll(fd_, bytes, temporary_);
-}
-
-void AtomicFileWriter::commit() {
-  if (::fsync(fd_) != 0) throwErrno("fsync " + temporary_);
-  if (::fchmod(fd_, 0644) != 0) throwErrno("chmod " + temporary_);
-  ::close(fd_);
-  fd_ = -1;
-  if (::rename(temporary_.c_str(), path_.c_str()) != 0) {
-    const int error = errno;
-    ::unlink(temporary_.c_str());
-    throw std::system_error(error, std::generic_category(), "rename to " + path_);
-  }
-  const std::filesystem::path target(path_);
-  syncDirectory(target.has_parent_path() ? target.parent_path().string() : std::string("."));
 }
 
 }  // namespace quorvane

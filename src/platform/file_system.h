@@ -9,6 +9,8 @@
 #include <string>
 #include <vector>
 
+#include "platform/atomic_file.h"
+
 namespace quorvane {
 
 using Bytes = std::vector<std::uint8_t>;
@@ -30,7 +32,7 @@ class FileSystem {
 
   // Writes `bytes` to a temporary file beside `path`, flushes it to the disk
   // and renames it over `path`: a reader sees the old file or the whole new
-  // one, never a part.
+  // one, never a part, and a kill leaves nothing behind (AtomicFile).
   virtual void writeFileAtomically(const std::string& path,
                                    std::span<const std::uint8_t> bytes) = 0;
 
@@ -96,25 +98,9 @@ class ForwardingFileSystem : public FileSystem {
   FileSystem& target_;
 };
 
-// A file written piece by piece that appears at `path` only when committed,
-// and then whole: the pieces go to a temporary file in the same directory,
-// which is flushed to disk and renamed over `path`. Abandoned (destroyed
-// without a commit), it leaves nothing behind. Throws std::system_error.
-class AtomicFileWriter {
- public:
-  explicit AtomicFileWriter(std::string path);
-  ~AtomicFileWriter();
-  AtomicFileWriter(const AtomicFileWriter&) = delete;
-  AtomicFileWriter& operator=(const AtomicFileWriter&) = delete;
-
-  void write(std::span<const std::uint8_t> bytes);
-  void commit();
-
- private:
-  std::string path_;
-  std::string temporary_;
-  int fd_ = -1;
-};
+// A file written piece by piece that appears at its path only when
+// committed, and then whole; see atomic_file.h.
+using AtomicFileWriter = AtomicFile;
 
 // The machine's real file system.
 class RealFileSystem final : public FileSystem {

@@ -1,0 +1,201 @@
+#include "platform/atomic_file.h"
+
+#include <dirent.h>
+#include <fcntl.h>
+#include <signal.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <chrono>
+#include <ctime>
+#include <mutex>
+#include <random>
+#include <set>
+#include <system_error>
+
+namespace quorvane {
+namespace {
+
+constexpr std::string_view kMarker = ".tmp-";
+constexpr std::size_t kSuffixLength = 6;
+// The target's name is shortened inside the temporary name, so that a
+// target of 255 bytes still has a temporary file.
+constexpr std::size_t kNameInTemporary = 100;
+constexpr std::time_t kPidlessStaleSeconds = 60 * 60;
+
+[[noreturn]] void throwErrno(int error, const std::string& what) {
+  throw std::system_error(error, std::generic_category(), what);
+}
+
+std::string directoryOf(const std::string& path) {
+  const auto slash = path.find_last_of('/');
+  if (slash == std::string::npos) return ".";
+  return slash == 0 ? "/" : path.substr(0, slash);
+}
+
+std::string fileNameOf(const std::string& path) {
+  const auto slash = path.find_last_of('/');
+  return slash == std::string::npos ? path : path.substr(slash + 1);
+}
+
+std::string randomSuffix() {
+  static constexpr char kLetters[] =
+      "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789";
+  thread_local std::mt19937_64 generator{std::random_device{}()};
+  std::string suffix;
+  for (std::size_t i = 0; i < kSuffixLength; ++i) {
+    suffix += kLetters[generator() % (sizeof kLetters - 1)];
+  }
+  return suffix;
+}
+
+std::string temporaryNameFor(const std::string& path) {
+  std::string name = fileNameOf(path).substr(0, kNameInTemporary);
+  return directoryOf(path) + "/." + name + std::string(kMarker) + std::to_string(::getpid()) + "-" +
+         randomSuffix();
+}
+
+void syncDirectory(const std::string& directory) {
+  const int fd = ::open(directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+  if (fd < 0) return;
+  ::fsync(fd);
+  ::close(fd);
+}
+
+// The permissions the committed file gets: those of the file it replaces.
+mode_t modeFor(const std::string& path) {
+  struct stat info {};
+  if (::stat(path.c_str(), &info) == 0 && S_ISREG(info.st_mode)) return info.st_mode & 07777;
+  return 0644;
+}
+
+// Once per folder and process: temporary files of processes that are gone.
+void tidyOnce(const std::string& directory) {
+  static std::mutex mutex;
+  static std::set<std::string> tidied;
+  {
+    const std::lock_guard lock(mutex);
+    if (!tidied.insert(directory).second) return;
+  }
+  removeStaleTemporaryFiles(directory);
+}
+
+bool canLinkUnnamedFiles() {
+  static const bool possible = ::access("/proc/self/fd", X_OK) == 0;
+  return possible;
+}
+
+}  // namespace
+
+AtomicFile::AtomicFile(std::string path) : path_(std::move(path)), directory_(directoryOf(path_)) {
+  tidyOnce(directory_);
+  if (canLinkUnnamedFiles()) {
+    fd_ = ::open(directory_.c_str(), O_TMPFILE | O_WRONLY | O_CLOEXEC, 0600);
+    if (fd_ >= 0) {
+      unnamed_ = true;
+      return;
+    }
+    if (errno == ENOENT || errno == EACCES || errno == EROFS || errno == ENOSPC ||
+        errno == ENOTDIR || errno == EDQUOT) {
+      throwErrno(errno, "create a file in " + directory_);
+    }
+    // Any other answer means this file system has no unnamed files.
+  }
+  for (int attempt = 0; fd_ < 0; ++attempt) {
+    temporary_ = temporaryNameFor(path_);
+    fd_ = ::open(temporary_.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600);
+    if (fd_ < 0 && (errno != EEXIST || attempt > 100)) {
+      throwErrno(errno, "create a temporary file in " + directory_);
+    }
+  }
+}
+
+AtomicFile::~AtomicFile() {
+  if (fd_ >= 0) ::close(fd_);
+  if (!temporary_.empty()) ::unlink(temporary_.c_str());
+}
+
+void AtomicFile::write(std::span<const std::uint8_t> bytes) {
+  std::size_t written = 0;
+  while (written < bytes.size()) {
+    const ssize_t count = ::write(fd_, bytes.data() + written, bytes.size() - written);
+    if (count < 0) {
+      if (errno == EINTR) continue;
+      throwErrno(errno, "write " + path_);
+    }
+    written += static_cast<std::size_t>(count);
+  }
+}
+
+void AtomicFile::commit() {
+  if (::fsync(fd_) != 0) throwErrno(errno, "write " + path_);
+  if (::fchmod(fd_, modeFor(path_)) != 0) throwErrno(errno, "chmod " + path_);
+  if (unnamed_) {
+    const std::string self = "/proc/self/fd/" + std::to_string(fd_);
+    for (int attempt = 0;; ++attempt) {
+      temporary_ = temporaryNameFor(path_);
+      if (::linkat(AT_FDCWD, self.c_str(), AT_FDCWD, temporary_.c_str(), AT_SYMLINK_FOLLOW) == 0) {
+        break;
+      }
+      const int error = errno;
+      temporary_.clear();
+      if (error != EEXIST || attempt > 100) throwErrno(error, "write " + path_);
+    }
+  }
+  ::close(fd_);
+  fd_ = -1;
+  if (::rename(temporary_.c_str(), path_.c_str()) != 0) {
+    const int error = errno;
+    ::unlink(temporary_.c_str());
+    temporary_.clear();
+    throwErrno(error, "rename to " + path_);
+  }
+  temporary_.clear();
+  syncDirectory(directory_);
+}
+
+std::optional<long> temporaryFileOwner(const std::string& name) {
+  if (name.size() < 2 || name[0] != '.') return std::nullopt;
+  const auto marker = name.rfind(kMarker);
+  if (marker == std::string::npos || marker == 0) return std::nullopt;
+  const std::string tail = name.substr(marker + kMarker.size());
+  const auto isSuffix = [](std::string_view text) {
+    if (text.size() != kSuffixLength) return false;
+    for (const char c : text) {
+      if (!std::isalnum(static_cast<unsigned char>(c))) return false;
+    }
+    return true;
+  };
+  if (isSuffix(tail)) return 0;  // an older version's name, without a pid
+  const auto dash = tail.find('-');
+  if (dash == std::string::npos || dash == 0 || dash > 10 || !isSuffix(tail.substr(dash + 1))) {
+    return std::nullopt;
+  }
+  for (std::size_t i = 0; i < dash; ++i) {
+    if (!std::isdigit(static_cast<unsigned char>(tail[i]))) return std::nullopt;
+  }
+  return std::stol(tail.substr(0, dash));
+}
+
+int removeStaleTemporaryFiles(const std::string& directory) {
+  DIR* listing = ::opendir(directory.c_str());
+  if (listing == nullptr) return 0;
+  int removed = 0;
+  const std::time_t now = std::time(nullptr);
+  while (const dirent* entry = ::readdir(listing)) {
+    const std::string name = entry->d_name;
+    const std::optional<long> owner = temporaryFileOwner(name);
+    if (!owner) continue;
+    const std::string path = directory + "/" + name;
+    struct stat info {};
+    if (::lstat(path.c_str(), &info) != 0 || !S_ISREG(info.st_mode)) continue;
+    const bool stale = *owner > 0 ? ::kill(static_cast<pid_t>(*owner), 0) != 0 && errno == ESRCH
+                                  : now - info.st_mtime > kPidlessStaleSeconds;
+    if (stale && ::unlink(path.c_str()) == 0) ++removed;
+  }
+  ::closedir(listing);
+  return removed;
+}
+
+}  // namespace quorvane
