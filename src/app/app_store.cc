@@ -332,6 +332,11 @@ bool AppStore::start(const std::optional<std::string>& projectId) {
 
 void AppStore::quit() { settleSaves(); }
 
+TidyReport AppStore::tidyAfterInterruptedRuns(const std::vector<std::string>& otherFolders) {
+  return tidyLibrary(services_.media, services_.snapshots, otherFolders, services_.clock,
+                     services_.logger);
+}
+
 void AppStore::settleSaves() {
   pipeline_->flushPendingSaves();
   if (services_.drainSaveQueue) services_.drainSaveQueue();
@@ -525,27 +530,33 @@ std::vector<ImageAddResult> AppStore::addImages(const std::vector<std::string>& 
   std::vector<ImageAddResult> results;
   std::vector<OversizedImageNotice> oversized;
   std::optional<std::string> lastFailure;
-  auto& images = state_.snapshot.artworks.images;
+  std::vector<Artwork> added;
   std::int64_t nextIndex = 0;
-  for (const Artwork& existing : images) nextIndex = std::max(nextIndex, existing.sortIndex + 1);
+  for (const Artwork& existing : state_.snapshot.artworks.images) {
+    nextIndex = std::max(nextIndex, existing.sortIndex + 1);
+  }
 
+  // The files of every image wait in one media transaction; they take their
+  // places, and the artworks theirs in the library, together or not at all.
+  OriginalMediaImportTransaction transaction =
+      OriginalMediaImportTransaction::open(services_.media);
   for (const std::string& path : paths) {
     ImageAddResult result{path, std::nullopt, {}};
     try {
       const PreparedImage image = prepareImage(services_.media.files(), services_.images, path);
-      Artwork added;
-      added.id = services_.makeUuid();
-      added.sortIndex = nextIndex++;
-      applyImage(added, image, storeImage(services_.media, added.id, image));
-      if (added.nearLimit) {
-        state_.imageSizeWarning = text(kNearLimitWarningKey, {megabytes(*added.originalByteSize)});
-        result.message = state_.imageSizeWarning;
+      Artwork artwork;
+      artwork.id = services_.makeUuid();
+      artwork.sortIndex = nextIndex++;
+      stageImage(transaction, artwork.id, image);
+      applyImage(artwork, image, services_.media.webDerivativePath(artwork.id));
+      if (artwork.nearLimit) {
+        result.message = text(kNearLimitWarningKey, {megabytes(*artwork.originalByteSize)});
       }
-      services_.logger.log("app add image id=" + added.id +
-                           " bytes=" + std::to_string(*added.originalByteSize) +
-                           " web_bytes=" + std::to_string(*added.imageByteSize));
-      result.artworkId = added.id;
-      images.push_back(std::move(added));
+      services_.logger.log("app add image id=" + artwork.id +
+                           " bytes=" + std::to_string(*artwork.originalByteSize) +
+                           " web_bytes=" + std::to_string(*artwork.imageByteSize));
+      result.artworkId = artwork.id;
+      added.push_back(std::move(artwork));
     } catch (const ImageIntakeError& error) {
       result.message = imageFailureText(error, path);
       lastFailure = result.message;
@@ -558,11 +569,23 @@ std::vector<ImageAddResult> AppStore::addImages(const std::vector<std::string>& 
     if (progress) progress(results.size(), paths.size());
   }
 
-  const auto added = std::count_if(results.begin(), results.end(),
-                                   [](const ImageAddResult& r) { return r.artworkId.has_value(); });
-  if (added > 0) {
-    countChanges(added);
-    scheduleSave(SaveSection::artworks);
+  if (!added.empty()) {
+    if (const std::optional<std::string> failure = putImagesInPlace(transaction, added)) {
+      // None of them is in the library: each says why.
+      for (ImageAddResult& result : results) {
+        if (!result.artworkId) continue;
+        result.artworkId.reset();
+        result.message = *failure;
+      }
+      return results;
+    }
+    for (const Artwork& artwork : added) {
+      if (artwork.nearLimit) {
+        state_.imageSizeWarning =
+            text(kNearLimitWarningKey, {megabytes(*artwork.originalByteSize)});
+      }
+    }
+    countChanges(static_cast<std::int64_t>(added.size()));
   }
   if (!oversized.empty()) {
     state_.oversizedImageNotices = oversized;
@@ -574,27 +597,73 @@ std::vector<ImageAddResult> AppStore::addImages(const std::vector<std::string>& 
     }
   }
   if (lastFailure) fail(*lastFailure);
+  publish();
   return results;
 }
 
-bool AppStore::replaceImage(const std::string& artworkId, const std::string& path) {
-  Artwork* target = artwork(artworkId);
-  if (target == nullptr) return failWithKey("app.error.no_such_artwork", {artworkId});
+std::optional<std::string> AppStore::putImagesInPlace(OriginalMediaImportTransaction& transaction,
+                                                      const std::vector<Artwork>& artworks) {
+  auto& images = state_.snapshot.artworks.images;
   try {
-    const PreparedImage image = prepareImage(services_.media.files(), services_.images, path);
-    applyImage(*target, image, storeImage(services_.media, artworkId, image));
-    state_.imageSizeWarning =
-        target->nearLimit ? text(kNearLimitWarningKey, {megabytes(*target->originalByteSize)})
-                          : std::string();
+    transaction.commit();
+  } catch (const std::exception& error) {
+    const std::string message = text("app.error.cannot_store_images", {error.what()});
+    fail(message);
+    return message;
+  }
+  // The artworks as they were, to put back should the save fail.
+  std::vector<Artwork> before = images;
+  for (const Artwork& artwork : artworks) {
+    const auto existing = std::find_if(images.begin(), images.end(),
+                                       [&](const Artwork& a) { return a.id == artwork.id; });
+    if (existing != images.end()) {
+      *existing = artwork;
+    } else {
+      images.push_back(artwork);
+    }
+  }
+  ensurePersisted();
+  if (!pipeline_->saveNow(SaveSection::artworks, state_.project, state_.snapshot)) {
+    transaction.rollback();
+    images = std::move(before);
+    // Other changes of the artworks written with this save must still go.
+    pipeline_->scheduleSave(SaveSection::artworks, state_.project, state_.snapshot);
+    publish();
+    return state_.lastErrorMessage.value_or(text("app.error.save_failed", {""}));
+  }
+  transaction.discard();
+  return std::nullopt;
+}
+
+bool AppStore::replaceImage(const std::string& artworkId, const std::string& path) {
+  const Artwork* target = artwork(artworkId);
+  if (target == nullptr) return failWithKey("app.error.no_such_artwork", {artworkId});
+  Artwork replaced = *target;
+  std::optional<PreparedImage> image;
+  OriginalMediaImportTransaction transaction =
+      OriginalMediaImportTransaction::open(services_.media);
+  try {
+    image = prepareImage(services_.media.files(), services_.images, path);
+    stageImage(transaction, artworkId, *image);
   } catch (const ImageIntakeError& error) {
+    transaction.rollback();
     if (error.errorCase() == ImageIntakeError::Case::tooLarge) {
       state_.oversizedImageNotices = {
           OversizedImageNotice{services_.makeUuid(), fileNameOf(path), error.byteSize(), {}}};
     }
     return fail(imageFailureText(error, path));
   }
+  applyImage(replaced, *image, services_.media.webDerivativePath(artworkId));
+  // The old original and its derivatives stay until the library holds the
+  // new image; should that fail, they are put back.
+  if (putImagesInPlace(transaction, {replaced})) return false;
+  state_.imageSizeWarning =
+      replaced.nearLimit ? text(kNearLimitWarningKey, {megabytes(*replaced.originalByteSize)})
+                         : std::string();
+  services_.logger.log("app replace image id=" + artworkId +
+                       " bytes=" + std::to_string(*replaced.originalByteSize));
   countChanges(1);
-  scheduleSave(SaveSection::artworks);
+  publish();
   return true;
 }
 

@@ -37,6 +37,7 @@
 #include <vector>
 
 #include "app/backup_reminders.h"
+#include "app/library_tidy.h"
 #include "app/pdf_render_service.h"
 #include "app/save_pipeline.h"
 #include "app/save_section.h"
@@ -202,6 +203,11 @@ class AppStore {
   // Writes every pending save; the program may then end.
   void quit();
 
+  // Puts in order what runs that were killed left (library_tidy.h), in the
+  // media folder and `otherFolders`. Only for a run that holds the library
+  // lock, before `start`.
+  TidyReport tidyAfterInterruptedRuns(const std::vector<std::string>& otherFolders);
+
   const AppState& state() const { return state_; }
   // `observer` is called on the main executor after each change of the
   // state; the returned number takes it off again.
@@ -222,7 +228,11 @@ class AppStore {
   std::optional<std::string> duplicateProject();
   bool deleteProject();
 
-  // Artworks of the open project.
+  // Artworks of the open project. Images are written to the library at
+  // once, files and rows together: a result with an id is in the library;
+  // should the write fail, none of the batch is, and nothing of it stays in
+  // the media folder. Replacing keeps the old image (its original and its
+  // derivatives) until the library holds the new one.
   std::vector<ImageAddResult> addImages(const std::vector<std::string>& paths,
                                         const Progress& progress = {});
   bool replaceImage(const std::string& artworkId, const std::string& path);
@@ -319,6 +329,12 @@ class AppStore {
   bool rememberCurrentProject();
   bool failSettingsWrite();
   std::string imageFailureText(const class ImageIntakeError& error, const std::string& path) const;
+  // Commits the staged files of `artworks`, puts the artworks into the open
+  // project (replacing those of the same id) and saves them at once. On a
+  // failure the files and the artworks are as they were, and the error's
+  // text is returned (and shown).
+  std::optional<std::string> putImagesInPlace(OriginalMediaImportTransaction& transaction,
+                                              const std::vector<Artwork>& artworks);
 
   AppStoreServices services_;
   AppState state_;

@@ -47,21 +47,10 @@ PreparedImage prepareImage(FileSystem& files, const ImageOptimizer& optimizer,
   return image;
 }
 
-std::string storeImage(FilesMediaStore& media, const std::string& artworkId,
-                       const PreparedImage& image) {
+void stageImage(OriginalMediaImportTransaction& transaction, const std::string& artworkId,
+                const PreparedImage& image) {
   try {
-    const std::string webPath = media.writeWebDerivative(artworkId, image.web.data);
-    const std::string originalPath =
-        media.writeOriginal(artworkId, image.original, image.extension);
-    for (const std::string& other : media.originalFiles(artworkId)) {
-      if (other == originalPath) continue;
-      try {
-        media.files().removeAll(other);
-      } catch (const std::exception&) {
-        // A stale original of another type only wastes space.
-      }
-    }
-    return webPath;
+    transaction.stage({artworkId, image.original, image.extension, image.web.data});
   } catch (const std::exception& error) {
     throw ImageIntakeError(ImageIntakeError::Case::cannotStore, error.what(),
                            static_cast<std::int64_t>(image.original.size()));

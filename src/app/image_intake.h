@@ -72,11 +72,12 @@ struct PreparedImage {
 PreparedImage prepareImage(FileSystem& files, const ImageOptimizer& optimizer,
                            const std::string& path);
 
-// Writes the web derivative and the original of `artworkId` into the media
-// folder, removing originals of other types that an earlier image left, and
-// returns the web derivative's path. Throws ImageIntakeError (cannotStore).
-std::string storeImage(FilesMediaStore& media, const std::string& artworkId,
-                       const PreparedImage& image);
+// Stages the original and the web derivative of `artworkId` in a media
+// transaction: they take their places (and those of any earlier image of the
+// artwork, of whatever type) only when it commits. Throws ImageIntakeError
+// (cannotStore).
+void stageImage(OriginalMediaImportTransaction& transaction, const std::string& artworkId,
+                const PreparedImage& image);
 
 // Points `artwork` at the stored web derivative and fills in its sizes and
 // size warning (a new image's warning is not dismissed).

@@ -157,6 +157,27 @@ void SavePipeline::flushPendingSaves() {
   }
 }
 
+bool SavePipeline::saveNow(SaveSection section, const Project& project,
+                           const StudioSnapshot& snapshot) {
+  if (const auto pending = pending_.find(section); pending != pending_.end()) {
+    pending->second.workItem.cancel();
+    pending_.erase(pending);
+    updateWaiting();
+  }
+  const Write write{section,
+                    project,
+                    snapshot,
+                    sectionFingerprint(section, project, snapshot),
+                    generationOf(project.id),
+                    nextSequence_++};
+  beginSaving();
+  SavedProject saved;
+  std::exception_ptr error;
+  const Outcome outcome = this->write(write, saved, error);
+  finish(write, outcome, saved, error);
+  return outcome == Outcome::written;
+}
+
 void SavePipeline::beginWebCVImport(const std::string& projectId) {
   webCVImportTarget_ = projectId;
 }

@@ -63,6 +63,11 @@ class SavePipeline {
   // they are written.
   void flushPendingSaves();
 
+  // Writes `section` of this content now, on the calling thread, in place of
+  // any pending save of it; true when it was written. For changes whose
+  // files and rows go together (a replaced image), which must know at once.
+  bool saveNow(SaveSection section, const Project& project, const StudioSnapshot& snapshot);
+
   void beginWebCVImport(const std::string& projectId);
   // Drops the saves issued before the import, then schedules the sections
   // held back during it, with the content last given for them.

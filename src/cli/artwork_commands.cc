@@ -61,6 +61,7 @@ void addArtworks(CliContext& context, const std::vector<std::string>& paths) {
       progress.update(done, total, paths[done - 1]);
     });
   }
+  context.writeNow();
   nlohmann::json json = nlohmann::json::array();
   std::size_t failed = 0;
   for (const ImageAddResult& result : results) {

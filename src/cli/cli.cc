@@ -55,6 +55,10 @@ AppStore& CliContext::store() {
   return session->store();
 }
 
+void CliContext::writeNow() {
+  if (session) session->writeNow();
+}
+
 void CliContext::check(bool ok) {
   if (ok) return;
   throw CliError(store().state().lastErrorMessage.value_or(text("cli.error.failed")));

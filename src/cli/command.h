@@ -59,6 +59,10 @@ struct CliContext {
   AppStore& store();
   // Throws CliError with the store's last error message unless `ok`.
   void check(bool ok);
+  // Writes what the command changed so far; throws CliError when it could
+  // not. Called before printing what a change made (an id), so that nothing
+  // is printed as done that is not in the library.
+  void writeNow();
 };
 
 // A user-facing failure: bad arguments, unreadable input.

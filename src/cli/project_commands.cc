@@ -166,6 +166,7 @@ void installProjectSubcommands(CLI::App& command, CliContext& context) {
     AppStore& store = context.store();
     const auto id = store.createProject(changesFrom(options, context));
     context.check(id.has_value());
+    context.writeNow();
     context.err << context.format("cli.project.created", {store.state().project.projectName})
                 << '\n';
     printProjectId(context, *id);
@@ -210,6 +211,7 @@ void installProjectSubcommands(CLI::App& command, CliContext& context) {
       ->callback([&context] {
         const auto id = context.store().duplicateProject();
         context.check(id.has_value());
+        context.writeNow();
         printToast(context);
         printProjectId(context, *id);
       });

@@ -170,6 +170,7 @@ StoreSession::StoreSession(CliContext& context)
       .pdfRenderQueue = &pdfQueue_,
       .languageOverride = language,
   });
+  if (changes) store_->tidyAfterInterruptedRuns({dataDirectory(), preferencesDirectory()});
   const std::optional<std::string> project =
       context.projectOption.empty() ? std::nullopt : std::optional(context.projectOption);
   if (!store_->start(project)) {
@@ -184,7 +185,7 @@ StoreSession::~StoreSession() {
   store_.reset();
 }
 
-void StoreSession::finish() {
+void StoreSession::writeNow() {
   const std::optional<ToastMessage> before = store_->state().errorToast;
   store_->quit();
   mainLoop_.runUntilIdle();
@@ -197,6 +198,10 @@ void StoreSession::finish() {
     throw CliError(context_.format("app.error.settings_not_saved",
                                    {preferences_->lastWriteFailure().value_or("")}));
   }
+}
+
+void StoreSession::finish() {
+  writeNow();
   if (store_->changeCount() > 0) remindOfBackup();
 }
 

@@ -60,6 +60,9 @@ class StoreSession {
   // close, so a printed reminder counts as seen and is snoozed. Throws
   // CliError when a write failed.
   void finish();
+  // Writes every edit now. Throws CliError when a write failed: what a
+  // command prints as done (an id) must be in the library first.
+  void writeNow();
 
  private:
   void remindOfBackup();

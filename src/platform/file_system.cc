@@ -142,6 +142,13 @@ bool RealFileSystem::isWritable(const std::string& path) {
   return ::access(path.c_str(), W_OK) == 0;
 }
 
+Date RealFileSystem::modificationTime(const std::string& path) {
+  struct stat info {};
+  if (::stat(path.c_str(), &info) != 0) throwErrno("stat " + path);
+  return dateFromMilliseconds(static_cast<std::int64_t>(info.st_mtim.tv_sec) * 1000 +
+                              info.st_mtim.tv_nsec / 1'000'000);
+}
+
 FileSystem& realFileSystem() {
   static RealFileSystem fileSystem;
   return fileSystem;

@@ -9,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "model/date.h"
 #include "platform/atomic_file.h"
 
 namespace quorvane {
@@ -65,6 +66,9 @@ class FileSystem {
   // Whether this process may write the file, or create files in the
   // directory, at `path` (false for what does not exist).
   virtual bool isWritable(const std::string& path) = 0;
+
+  // When the file at `path` was last written.
+  virtual Date modificationTime(const std::string& path) = 0;
 };
 
 // Hands every call on to another file system; a base for seams that change
@@ -93,6 +97,7 @@ class ForwardingFileSystem : public FileSystem {
     return target_.openForReading(path);
   }
   bool isWritable(const std::string& path) override { return target_.isWritable(path); }
+  Date modificationTime(const std::string& path) override { return target_.modificationTime(path); }
 
  private:
   FileSystem& target_;
@@ -117,6 +122,7 @@ class RealFileSystem final : public FileSystem {
   std::uint64_t fileSize(const std::string& path) override;
   std::unique_ptr<FileReader> openForReading(const std::string& path) override;
   bool isWritable(const std::string& path) override;
+  Date modificationTime(const std::string& path) override;
 };
 
 // The process-wide real file system, for callers that are not handed one.

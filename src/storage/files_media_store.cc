@@ -5,6 +5,9 @@
 #include <set>
 #include <stdexcept>
 
+#include <nlohmann/json.hpp>
+
+#include "model/bounded_json.h"
 #include "platform/uuid.h"
 
 namespace quorvane {
@@ -67,6 +70,40 @@ std::vector<std::string> FilesMediaStore::originalFiles(const std::string& artwo
   }
   std::sort(originals.begin(), originals.end());
   return originals;
+}
+
+std::vector<std::string> FilesMediaStore::mediaFiles(const std::string& artworkId) const {
+  std::vector<std::string> names;
+  try {
+    names = files_.listDirectory(directory_);
+  } catch (const std::exception&) {
+    return {};
+  }
+  std::vector<std::string> paths;
+  for (const std::string& name : names) {
+    if (artworkOfMediaFile(name) == artworkId) paths.push_back(pathOf(name));
+  }
+  std::sort(paths.begin(), paths.end());
+  return paths;
+}
+
+std::optional<std::string> FilesMediaStore::artworkOfMediaFile(const std::string& name) {
+  if (const auto original = name.rfind("_orig.");
+      original != std::string::npos && original > 0 && original + 6 < name.size()) {
+    return name.substr(0, original);
+  }
+  constexpr std::string_view kWeb = "_web_v1.jpg";
+  if (name.size() > kWeb.size() && name.ends_with(kWeb)) {
+    return name.substr(0, name.size() - kWeb.size());
+  }
+  const auto print = name.rfind("_print_v");
+  if (print == std::string::npos || print == 0 || !name.ends_with(".jpg")) return std::nullopt;
+  const std::string version = name.substr(print + 8, name.size() - print - 8 - 4);
+  if (version.empty() || !std::all_of(version.begin(), version.end(),
+                                      [](unsigned char c) { return std::isdigit(c) != 0; })) {
+    return std::nullopt;
+  }
+  return name.substr(0, print);
 }
 
 std::string FilesMediaStore::webDerivativePath(const std::string& artworkId) const {
@@ -158,6 +195,33 @@ void FilesMediaStore::removeQuietly(const std::string& path) {
 
 // --- OriginalMediaImportTransaction ----------------------------------------------
 
+namespace {
+
+constexpr const char* kItemList = "transaction.json";
+constexpr const char* kStagingPrefix = ".import-staging-";
+
+std::string lastComponent(const std::string& path) {
+  return path.substr(path.find_last_of('/') + 1);
+}
+
+void removeQuietly(FileSystem& files, const std::string& path) noexcept {
+  try {
+    files.removeAll(path);
+  } catch (const std::exception&) {
+  }
+}
+
+// The replaced files first and the list of items last: a kill part way
+// leaves a list whose files say what happened, never set-aside files
+// without the list that tells where they belong.
+void removeStagingArea(FileSystem& files, const std::string& root) noexcept {
+  removeQuietly(files, root + "/backup");
+  removeQuietly(files, root + "/staged");
+  removeQuietly(files, root);
+}
+
+}  // namespace
+
 std::optional<OriginalMediaImportTransaction> OriginalMediaImportTransaction::begin(
     FilesMediaStore& store, const std::vector<OriginalMediaImportItem>& items) {
   if (items.empty()) return std::nullopt;
@@ -171,41 +235,84 @@ std::optional<OriginalMediaImportTransaction> OriginalMediaImportTransaction::be
       throw std::invalid_argument("an import brings two originals for artwork '" + item.id + "'");
     }
   }
-  FileSystem& files = store.files();
-  OriginalMediaImportTransaction transaction(store, store.pathOf(".import-staging-" + makeUuid()));
+  OriginalMediaImportTransaction transaction = open(store);
   try {
-    files.createDirectories(transaction.rootPath_ + "/staged");
-    files.createDirectories(transaction.backupPath_);
-    for (const OriginalMediaImportItem& item : items) {
-      const std::string name = item.id + "_orig." + item.fileExtension;
-      const std::string staged = transaction.rootPath_ + "/staged/" + name;
-      files.writeFileAtomically(staged, item.data);
-      transaction.items_.push_back(StagedItem{item.id, staged, store.pathOf(name)});
-    }
+    for (const OriginalMediaImportItem& item : items) transaction.stage(item);
   } catch (...) {
-    try {
-      files.removeAll(transaction.rootPath_);
-    } catch (const std::exception&) {
-    }
+    removeQuietly(store.files(), transaction.rootPath_);
     throw;
   }
   return transaction;
 }
 
+OriginalMediaImportTransaction OriginalMediaImportTransaction::open(FilesMediaStore& store) {
+  return OriginalMediaImportTransaction(store, store.pathOf(kStagingPrefix + makeUuid()));
+}
+
+void OriginalMediaImportTransaction::stage(const OriginalMediaImportItem& item) {
+  requireNamePart(item.id, "artwork id");
+  requireNamePart(item.fileExtension, "extension");
+  for (const StagedItem& staged : items_) {
+    if (staged.id == item.id) {
+      throw std::invalid_argument("an import brings two originals for artwork '" + item.id + "'");
+    }
+  }
+  FileSystem& files = store_->files();
+  if (items_.empty()) {
+    files.createDirectories(rootPath_ + "/staged");
+    files.createDirectories(backupPath_);
+  }
+  const std::string name = item.id + "_orig." + item.fileExtension;
+  StagedItem staged{item.id, rootPath_ + "/staged/" + name, store_->pathOf(name), {}, {}};
+  files.writeFileAtomically(staged.stagedPath, item.data);
+  if (item.webDerivative) {
+    const std::string webName = lastComponent(store_->webDerivativePath(item.id));
+    staged.stagedWebPath = rootPath_ + "/staged/" + webName;
+    staged.webTargetPath = store_->pathOf(webName);
+    try {
+      files.writeFileAtomically(*staged.stagedWebPath, *item.webDerivative);
+    } catch (...) {
+      removeQuietly(files, staged.stagedPath);
+      throw;
+    }
+  }
+  items_.push_back(std::move(staged));
+}
+
+void OriginalMediaImportTransaction::writeItemList() {
+  nlohmann::json list = nlohmann::json::array();
+  for (const StagedItem& item : items_) {
+    nlohmann::json entry{{"id", item.id}, {"original", lastComponent(item.targetPath)}};
+    if (item.webTargetPath) entry["web"] = lastComponent(*item.webTargetPath);
+    list.push_back(std::move(entry));
+  }
+  const std::string text = nlohmann::json{{"items", list}}.dump(2) + "\n";
+  store_->files().writeFileAtomically(
+      rootPath_ + "/" + kItemList,
+      std::span(reinterpret_cast<const std::uint8_t*>(text.data()), text.size()));
+}
+
 void OriginalMediaImportTransaction::commit() {
   if (ended_) throw std::logic_error("an import transaction can be committed only once");
   ended_ = true;
+  if (items_.empty()) return;
   FileSystem& files = store_->files();
   try {
+    // Before anything moves: a crash from here on leaves what is needed to
+    // put it back.
+    writeItemList();
     for (const StagedItem& item : items_) {
-      for (const std::string& original : store_->originalFiles(item.id)) {
-        const std::string backup =
-            backupPath_ + "/" + original.substr(original.find_last_of('/') + 1);
-        files.move(original, backup);
-        backups_.emplace_back(backup, original);
+      for (const std::string& current : store_->mediaFiles(item.id)) {
+        const std::string backup = backupPath_ + "/" + lastComponent(current);
+        files.move(current, backup);
+        backups_.emplace_back(backup, current);
       }
       files.move(item.stagedPath, item.targetPath);
       committedTargetPaths_.push_back(item.targetPath);
+      if (item.stagedWebPath) {
+        files.move(*item.stagedWebPath, *item.webTargetPath);
+        committedTargetPaths_.push_back(*item.webTargetPath);
+      }
     }
   } catch (...) {
     rollback();
@@ -216,19 +323,14 @@ void OriginalMediaImportTransaction::commit() {
 void OriginalMediaImportTransaction::rollback() noexcept {
   ended_ = true;
   FileSystem& files = store_->files();
-  for (const std::string& target : committedTargetPaths_) {
-    try {
-      files.removeAll(target);
-    } catch (const std::exception&) {
-    }
-  }
+  for (const std::string& target : committedTargetPaths_) removeQuietly(files, target);
   for (auto it = backups_.rbegin(); it != backups_.rend(); ++it) {
     try {
       if (files.exists(it->first)) files.move(it->first, it->second);
     } catch (const std::exception&) {
     }
   }
-  // A second rollback must not remove the originals just put back.
+  // A second rollback must not remove the files just put back.
   committedTargetPaths_.clear();
   backups_.clear();
   discard();
@@ -236,10 +338,102 @@ void OriginalMediaImportTransaction::rollback() noexcept {
 
 void OriginalMediaImportTransaction::discard() noexcept {
   ended_ = true;
+  if (items_.empty()) return;  // nothing was ever made on disk
+  removeStagingArea(store_->files(), rootPath_);
+}
+
+std::vector<OriginalMediaImportTransaction::LeftTransaction>
+OriginalMediaImportTransaction::leftTransactions(FilesMediaStore& store) {
+  std::vector<LeftTransaction> left;
+  FileSystem& files = store.files();
+  std::vector<std::string> names;
   try {
-    store_->files().removeAll(rootPath_);
+    names = files.listDirectory(store.directory());
+  } catch (const std::exception&) {
+    return left;
+  }
+  std::sort(names.begin(), names.end());
+  for (const std::string& name : names) {
+    if (!name.starts_with(kStagingPrefix)) continue;
+    LeftTransaction transaction{store.pathOf(name), {}};
+    const std::string listPath = transaction.rootPath + "/" + kItemList;
+    std::optional<nlohmann::json> list;
+    try {
+      if (files.exists(listPath)) {
+        const Bytes bytes = files.readFile(listPath);
+        list = parseBoundedJson(
+            std::string_view(reinterpret_cast<const char*>(bytes.data()), bytes.size()));
+      }
+    } catch (const std::exception&) {
+    }
+    if (list && list->is_object() && (*list)["items"].is_array()) {
+      for (const nlohmann::json& entry : (*list)["items"]) {
+        if (!entry.is_object() || !entry.value("id", nlohmann::json()).is_string() ||
+            !entry.value("original", nlohmann::json()).is_string()) {
+          continue;
+        }
+        const std::string id = entry["id"].get<std::string>();
+        const std::string original = entry["original"].get<std::string>();
+        try {
+          requireNamePart(id, "artwork id");
+          requireNamePart(original, "file name");
+        } catch (const std::invalid_argument&) {
+          continue;  // not a list this program wrote
+        }
+        StagedItem item{
+            id, transaction.rootPath + "/staged/" + original, store.pathOf(original), {}, {}};
+        if (entry.contains("web") && entry["web"].is_string()) {
+          const std::string web = entry["web"].get<std::string>();
+          if (web == lastComponent(store.webDerivativePath(id))) {
+            item.stagedWebPath = transaction.rootPath + "/staged/" + web;
+            item.webTargetPath = store.pathOf(web);
+          }
+        }
+        transaction.items.push_back(std::move(item));
+      }
+    }
+    left.push_back(std::move(transaction));
+  }
+  return left;
+}
+
+void OriginalMediaImportTransaction::rollBackLeft(FilesMediaStore& store,
+                                                  const LeftTransaction& left) noexcept {
+  FileSystem& files = store.files();
+  // A file still staged never reached its place; one no longer staged did,
+  // and is the new one there.
+  for (const StagedItem& item : left.items) {
+    try {
+      if (!files.exists(item.stagedPath)) removeQuietly(files, item.targetPath);
+      if (item.stagedWebPath && !files.exists(*item.stagedWebPath)) {
+        removeQuietly(files, *item.webTargetPath);
+      }
+    } catch (const std::exception&) {
+    }
+  }
+  try {
+    const std::string backup = left.rootPath + "/backup";
+    if (left.items.empty() && files.exists(backup) && !files.listDirectory(backup).empty()) {
+      // Files set aside with no list of where they belong: nothing here
+      // wrote that. They stay where they are, for a person to look at.
+      return;
+    }
+    if (files.exists(backup)) {
+      for (const std::string& name : files.listDirectory(backup)) {
+        try {
+          files.move(backup + "/" + name, store.pathOf(name));
+        } catch (const std::exception&) {
+        }
+      }
+    }
   } catch (const std::exception&) {
   }
+  removeStagingArea(files, left.rootPath);
+}
+
+void OriginalMediaImportTransaction::finishLeft(FilesMediaStore& store,
+                                                const LeftTransaction& left) noexcept {
+  removeStagingArea(store.files(), left.rootPath);
 }
 
 }  // namespace quorvane

@@ -45,6 +45,11 @@ class FilesMediaStore {
   // Every original of the artwork (several extensions may exist), sorted;
   // none when the directory can't be listed. "a1" never finds "a10"'s.
   std::vector<std::string> originalFiles(const std::string& artworkId) const;
+  // Every file of the artwork: its originals, its web derivative and its
+  // print derivatives, sorted.
+  std::vector<std::string> mediaFiles(const std::string& artworkId) const;
+  // The artwork whose media file is named `name`, when it names one.
+  static std::optional<std::string> artworkOfMediaFile(const std::string& name);
 
   std::string webDerivativePath(const std::string& artworkId) const;
   std::string writeWebDerivative(const std::string& artworkId, std::span<const std::uint8_t> jpeg);
@@ -81,29 +86,42 @@ class FilesMediaStore {
   Logger& logger_;
 };
 
-// What a batch import brings for one artwork: its original file.
+// What a batch brings for one artwork: its original file and, when it is
+// made already, its web derivative.
 struct OriginalMediaImportItem {
   std::string id;
   Bytes data;
   std::string fileExtension;  // without the dot
+  std::optional<Bytes> webDerivative;
 
   bool operator==(const OriginalMediaImportItem&) const = default;
 };
 
-// Puts a batch of originals in place all together or not at all. Every file
-// is staged first; `commit` then swaps them in, setting aside the originals
-// they replace, and `rollback` puts everything back as it was.
+// Puts a batch of originals (with their web derivatives) in place all
+// together or not at all: a package import, new images, a replaced image.
+// Every file is staged first; `commit` then swaps them in, setting aside
+// every media file of the artwork they replace (originals of any type, its
+// web derivative, its print derivatives, which were made from the old
+// original), and `rollback` puts everything back as it was.
 //
-// Order of calls: `begin`, `commit`, then `discard` once the imported data is
-// saved, or `rollback` when saving it fails. A failed `commit` has already
-// rolled itself back. A crash between `commit` and `discard` leaves the
-// staging directory, the replaced originals in its "backup".
+// Order of calls: `begin` (or `open` and `stage`), `commit`, then `discard`
+// once the database is saved, or `rollback` when saving it fails. A failed
+// `commit` has already rolled itself back.
+//
+// A crash can leave a staging area behind. Its "transaction.json", written
+// before the first file moves, lists the items; `leftTransactions` finds
+// such areas and `rollBackLeft` or `finishLeft` ends them, as the database
+// says the save did or did not happen. Without the list nothing had moved.
 class OriginalMediaImportTransaction {
  public:
   struct StagedItem {
     std::string id;
     std::string stagedPath;
     std::string targetPath;
+    std::optional<std::string> stagedWebPath;  // with a web derivative
+    std::optional<std::string> webTargetPath;
+
+    bool operator==(const StagedItem&) const = default;
   };
 
   // Stages every item under <directory>/.import-staging-<UUID>/staged.
@@ -114,22 +132,44 @@ class OriginalMediaImportTransaction {
   static std::optional<OriginalMediaImportTransaction> begin(
       FilesMediaStore& store, const std::vector<OriginalMediaImportItem>& items);
 
-  // For each item in order: the artwork's current originals (any extension)
-  // move to the backup, the staged file to its place. On a failure
-  // everything is rolled back and the error thrown. Only once.
+  // A transaction to which items are staged one by one; its directory is
+  // made with the first.
+  static OriginalMediaImportTransaction open(FilesMediaStore& store);
+  // Stages one more item. Refuses (std::invalid_argument) a second item of
+  // an artwork or a name part that could leave the folder; throws when a
+  // write fails, with what was staged before left staged.
+  void stage(const OriginalMediaImportItem& item);
+
+  // Writes the list of items, then for each item in order: the artwork's
+  // current media files move to the backup, the staged files to their
+  // places. On a failure everything is rolled back and the error thrown.
+  // Only once; an empty transaction commits nothing.
   void commit();
   // Undoes what `commit` did, as far as it got; never throws. Running it
   // again does nothing more.
   void rollback() noexcept;
-  // Ends a successful import: the staging area and the replaced originals go.
+  // Ends a successful import: the staging area and the replaced files go.
   void discard() noexcept;
 
   const std::string& rootPath() const { return rootPath_; }
   const std::vector<StagedItem>& items() const { return items_; }
 
+  // A staging area that a process left behind.
+  struct LeftTransaction {
+    std::string rootPath;
+    std::vector<StagedItem> items;  // empty when nothing had moved yet
+  };
+  static std::vector<LeftTransaction> leftTransactions(FilesMediaStore& store);
+  // Puts back what the left transaction had replaced and removes what it
+  // had put in place, then its staging area.
+  static void rollBackLeft(FilesMediaStore& store, const LeftTransaction& left) noexcept;
+  // Keeps what it put in place; its staging area (the replaced files) goes.
+  static void finishLeft(FilesMediaStore& store, const LeftTransaction& left) noexcept;
+
  private:
   OriginalMediaImportTransaction(FilesMediaStore& store, std::string rootPath)
       : store_(&store), rootPath_(std::move(rootPath)), backupPath_(rootPath_ + "/backup") {}
+  void writeItemList();
 
   FilesMediaStore* store_;
   std::string rootPath_;

@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <map>
 #include <optional>
+#include <set>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -88,6 +89,10 @@ class SnapshotRepository {
       const std::optional<std::string>& currentProjectId) = 0;
 
   virtual LibraryKPIOverview libraryCounts() = 0;
+
+  // The id of every artwork of the library, the Vault's and archived
+  // projects' included.
+  virtual std::set<std::string> artworkIds() = 0;
 
   // The bytes of the artwork's media row, or nothing without one.
   virtual std::optional<std::vector<std::uint8_t>> imageBytes(const std::string& artworkId) = 0;

@@ -293,6 +293,14 @@ LibraryKPIOverview SQLiteSnapshotRepository::libraryCounts() {
   };
 }
 
+std::set<std::string> SQLiteSnapshotRepository::artworkIds() {
+  const std::lock_guard lock(mutex_);
+  std::set<std::string> ids;
+  Statement select = db_.prepare("SELECT id FROM artworks");
+  while (select.nextRow()) ids.insert(select.textOrEmpty(0));
+  return ids;
+}
+
 std::optional<std::vector<std::uint8_t>> SQLiteSnapshotRepository::imageBytes(
     const std::string& artworkId) {
   const std::lock_guard lock(mutex_);

@@ -60,6 +60,7 @@ class SQLiteSnapshotRepository final : public SnapshotRepository,
   std::vector<ReusableArtworkAsset> reusableArtworks(
       const std::optional<std::string>& currentProjectId) override;
   LibraryKPIOverview libraryCounts() override;
+  std::set<std::string> artworkIds() override;
   std::optional<std::vector<std::uint8_t>> imageBytes(const std::string& artworkId) override;
   bool attachTextAsset(const std::string& projectId, TextAssetType type,
                        const std::string& assetId) override;

@@ -30,6 +30,22 @@ bool logged(const testing::RecordingLogger& logger, const std::string& line) {
   return std::find(logger.lines.begin(), logger.lines.end(), line) != logger.lines.end();
 }
 
+// The library's section saves, which fail while `failing` is set, as they do
+// on a full disk.
+class FailableSaves final : public IncrementalSnapshotRepository {
+ public:
+  explicit FailableSaves(IncrementalSnapshotRepository& target) : target_(target) {}
+  SavedProject save(const Project& project, const StudioSnapshot& snapshot,
+                    std::string_view section) override {
+    if (failing) throw DomainError("SQLiteSnapshotRepository", 13, "disk full", SQLITE_FULL);
+    return target_.save(project, snapshot, section);
+  }
+  bool failing = false;
+
+ private:
+  IncrementalSnapshotRepository& target_;
+};
+
 // A store on a real library file and media folder in a temporary home, run
 // in virtual time: the save queue is run by hand, as its thread would.
 class AppStoreTest : public ::testing::Test {
@@ -46,10 +62,11 @@ class AppStoreTest : public ::testing::Test {
       repository =
           std::make_unique<SQLiteSnapshotRepository>(SQLiteDatabase(dir.file("lib.sqlite")), main);
       renderer = std::make_unique<PdfRenderService>(*repository, *repository, media, optimizer);
+      saves = std::make_unique<FailableSaves>(*repository);
     }
     store = std::make_unique<AppStore>(AppStoreServices{
         .snapshots = *repository,
-        .sectionSaves = *repository,
+        .sectionSaves = *saves,
         .labels = *repository,
         .media = media,
         .images = optimizer,
@@ -100,6 +117,7 @@ class AppStoreTest : public ::testing::Test {
   int uuids = 0;
   std::unique_ptr<SQLiteSnapshotRepository> repository;
   std::unique_ptr<PdfRenderService> renderer;
+  std::unique_ptr<FailableSaves> saves;
   std::unique_ptr<AppStore> store;
   bool started = false;
 };
@@ -264,6 +282,72 @@ TEST_F(AppStoreTest, ImagesThatCannotBeAddedAreReportedAndTheOthersStillAdded) {
   EXPECT_EQ(store.state().lastErrorMessage->rfind("This image is larger than 15 MB.", 0), 0u);
   EXPECT_EQ(store.state().errorToast->title, "Error");
   EXPECT_EQ(store.state().errorToast->style, ToastStyle::error);
+}
+
+// The names in the media folder, sorted, without its thumbnail folder.
+std::vector<std::string> mediaNames(const FilesMediaStore& media) {
+  std::vector<std::string> names;
+  for (const auto& entry : std::filesystem::directory_iterator(media.directory())) {
+    const std::string name = entry.path().filename().string();
+    if (name != "derived_web") names.push_back(name);
+  }
+  std::sort(names.begin(), names.end());
+  return names;
+}
+
+TEST_F(AppStoreTest, AReplacementTheLibraryCannotSaveLeavesTheOldImageAndItsRowAsTheyWere) {
+  AppStore& store = open();
+  const std::string id = *store.addImages({writeImage("first.png", 400, 300)})[0].artworkId;
+  settle();
+  const std::string rowBefore =
+      sql("SELECT originalSizeBytes || '|' || imgWidth || '|' || hex(m.blob) FROM artworks a "
+          "JOIN media m ON m.artworkId = a.id WHERE a.id = '" +
+          id + "'");
+  const Bytes originalBefore = *media.readFile(media.pathOf(id + "_orig.png"));
+  media.writePrintVariant(id, 1, Bytes{1, 2, 3});  // made from the old original
+
+  saves->failing = true;
+  EXPECT_FALSE(store.replaceImage(id, writeImage("second.jpg", 900, 600)));
+  EXPECT_EQ(store.state().lastErrorMessage, "Your changes could not be saved: disk full");
+  EXPECT_EQ(store.state().snapshot.artworks.images[0].width, 400) << "the project shows the old";
+  EXPECT_EQ(mediaNames(media),
+            (std::vector<std::string>{id + "_orig.png", id + "_print_v1.jpg", id + "_web_v1.jpg"}));
+  EXPECT_EQ(*media.readFile(media.pathOf(id + "_orig.png")), originalBefore);
+
+  saves->failing = false;
+  settle();
+  EXPECT_EQ(sql("SELECT originalSizeBytes || '|' || imgWidth || '|' || hex(m.blob) FROM artworks "
+                "a JOIN media m ON m.artworkId = a.id WHERE a.id = '" +
+                id + "'"),
+            rowBefore);
+
+  // Once it can be saved, the new image replaces the whole set.
+  EXPECT_TRUE(store.replaceImage(id, writeImage("second.jpg", 900, 600)));
+  EXPECT_EQ(mediaNames(media), (std::vector<std::string>{id + "_orig.jpg", id + "_web_v1.jpg"}));
+  EXPECT_EQ(sql("SELECT imgWidth FROM artworks WHERE id = '" + id + "'"), "900");
+  EXPECT_EQ(repository->imageBytes(id), media.readFile(media.webDerivativePath(id)))
+      << "the library's row and the web derivative on disk are the same image";
+}
+
+TEST_F(AppStoreTest, ImagesTheLibraryCannotSaveAreNotAddedAndLeaveNoFiles) {
+  AppStore& store = open();
+  store.addImages({writeImage("kept.jpg", 300, 200)});
+  settle();
+  const std::vector<std::string> filesBefore = mediaNames(media);
+
+  saves->failing = true;
+  const auto results =
+      store.addImages({writeImage("a.jpg", 300, 200), writeImage("b.png", 200, 300)});
+  ASSERT_EQ(results.size(), 2u);
+  for (const ImageAddResult& result : results) {
+    EXPECT_FALSE(result.artworkId) << "an id is given only for an image in the library";
+    EXPECT_EQ(result.message, "Your changes could not be saved: disk full");
+  }
+  EXPECT_EQ(store.state().snapshot.artworks.images.size(), 1u);
+  EXPECT_EQ(mediaNames(media), filesBefore);
+  saves->failing = false;
+  settle();
+  EXPECT_EQ(sql("SELECT COUNT(*) FROM artworks"), "1");
 }
 
 TEST_F(AppStoreTest, AnOriginalJustOver15MiBIsKeptWithAWarning) {

@@ -130,9 +130,9 @@ class OriginalImportTest : public FilesMediaStoreTest {
     }
   }
   std::vector<OriginalMediaImportItem> batch() {
-    return {{"a1", bytesOf("new a1"), "jpg"},
-            {"a2", bytesOf("new a2"), "jpg"},
-            {"a3", bytesOf("new a3"), "jpg"}};
+    return {{"a1", bytesOf("new a1"), "jpg", {}},
+            {"a2", bytesOf("new a2"), "jpg", {}},
+            {"a3", bytesOf("new a3"), "jpg", {}}};
   }
 };
 
@@ -184,7 +184,7 @@ TEST_F(OriginalImportTest, ARollbackAfterCommitRestoresTheOldOriginals) {
 
 TEST_F(OriginalImportTest, ReplacingOriginalsOfTheSameNameSurvivesARepeatedRollback) {
   std::optional<OriginalMediaImportTransaction> transaction = OriginalMediaImportTransaction::begin(
-      store, {{"a1", bytesOf("new a1"), "png"}, {"a2", bytesOf("new a2"), "png"}});
+      store, {{"a1", bytesOf("new a1"), "png", {}}, {"a2", bytesOf("new a2"), "png", {}}});
   transaction->commit();
   EXPECT_EQ(contentOf("a1_orig.png"), "new a1");
   transaction->rollback();
@@ -206,9 +206,9 @@ TEST_F(OriginalImportTest, AFailureWhileSettingAnOriginalAsideRestoresTheEarlier
 
 TEST_F(OriginalImportTest, ABatchWithTwoOriginalsForOneArtworkIsRefusedUntouched) {
   EXPECT_THROW(OriginalMediaImportTransaction::begin(
-                   store, {{"a1", bytesOf("x"), "jpg"}, {"a1", bytesOf("y"), "png"}}),
+                   store, {{"a1", bytesOf("x"), "jpg", {}}, {"a1", bytesOf("y"), "png", {}}}),
                std::invalid_argument);
-  EXPECT_THROW(OriginalMediaImportTransaction::begin(store, {{"../a1", bytesOf("x"), "jpg"}}),
+  EXPECT_THROW(OriginalMediaImportTransaction::begin(store, {{"../a1", bytesOf("x"), "jpg", {}}}),
                std::invalid_argument);
   EXPECT_EQ(namesIn(), (Names{"a1_orig.png", "a2_orig.png", "a3_orig.png", "derived_web"}));
 }
@@ -217,6 +217,118 @@ TEST_F(OriginalImportTest, AFailedStagingWriteLeavesNoStagingArea) {
   files.failAt("write", 2);
   EXPECT_THROW(OriginalMediaImportTransaction::begin(store, batch()), std::system_error);
   EXPECT_EQ(namesIn(), (Names{"a1_orig.png", "a2_orig.png", "a3_orig.png", "derived_web"}));
+}
+
+// --- a replaced image, and what a crash leaves ------------------------------------
+
+// The real file system until the Nth move; from then on nothing at all
+// happens, as when the process is killed at that moment.
+class KilledAtMove final : public ForwardingFileSystem {
+ public:
+  explicit KilledAtMove(int nthMove) : ForwardingFileSystem(realFileSystem()), nth_(nthMove) {}
+  void move(const std::string& from, const std::string& to) override {
+    if (++moves_ >= nth_) dead_ = true;
+    alive();
+    ForwardingFileSystem::move(from, to);
+  }
+  void removeAll(const std::string& path) override {
+    alive();
+    ForwardingFileSystem::removeAll(path);
+  }
+  bool exists(const std::string& path) override {
+    alive();
+    return ForwardingFileSystem::exists(path);
+  }
+  std::vector<std::string> listDirectory(const std::string& path) override {
+    alive();
+    return ForwardingFileSystem::listDirectory(path);
+  }
+
+ private:
+  void alive() const {
+    if (dead_) throw std::runtime_error("killed");
+  }
+  int nth_;
+  int moves_ = 0;
+  bool dead_ = false;
+};
+
+class ReplacedImageTest : public FilesMediaStoreTest {
+ protected:
+  void SetUp() override {
+    FilesMediaStore real(dir.file("media"));
+    real.writeOriginal("a1", bytesOf("old original"), "png");
+    real.writeWebDerivative("a1", bytesOf("old web"));
+    real.writePrintVariant("a1", 1, bytesOf("old print"));
+    real.writeOriginal("a2", bytesOf("other work"), "jpg");
+  }
+  OriginalMediaImportItem replacement() {
+    return {"a1", bytesOf("new original"), "jpg", bytesOf("new web")};
+  }
+  const Names before{"a1_orig.png", "a1_print_v1.jpg", "a1_web_v1.jpg", "a2_orig.jpg",
+                     "derived_web"};
+};
+
+TEST_F(ReplacedImageTest, TheWholeMediaSetOfTheArtworkIsReplacedAndCanBePutBack) {
+  auto transaction = OriginalMediaImportTransaction::begin(store, {replacement()});
+  transaction->commit();
+  const std::string staging = std::filesystem::path(transaction->rootPath()).filename();
+  EXPECT_EQ(namesIn(),
+            (Names{staging, "a1_orig.jpg", "a1_web_v1.jpg", "a2_orig.jpg", "derived_web"}))
+      << "the print derivative of the old image goes too";
+  EXPECT_EQ(contentOf("a1_web_v1.jpg"), "new web");
+  transaction->rollback();
+  EXPECT_EQ(namesIn(), before);
+  EXPECT_EQ(contentOf("a1_orig.png"), "old original");
+  EXPECT_EQ(contentOf("a1_print_v1.jpg"), "old print");
+}
+
+TEST_F(ReplacedImageTest, AKillAtAnyMomentIsUndoneFromWhatItLeft) {
+  // Moves, after the list is written: three files aside, two in.
+  for (int killedAt = 1; killedAt <= 5; ++killedAt) {
+    SCOPED_TRACE(killedAt);
+    KilledAtMove killed(killedAt);
+    FilesMediaStore dying(dir.file("media"), killed);
+    auto transaction = OriginalMediaImportTransaction::begin(dying, {replacement()});
+    EXPECT_ANY_THROW(transaction->commit());  // its own rollback dies with it
+
+    const auto left = OriginalMediaImportTransaction::leftTransactions(store);
+    ASSERT_EQ(left.size(), 1u);
+    ASSERT_EQ(left[0].items.size(), 1u);
+    OriginalMediaImportTransaction::rollBackLeft(store, left[0]);
+    EXPECT_EQ(namesIn(), before);
+    EXPECT_EQ(contentOf("a1_orig.png"), "old original");
+    EXPECT_EQ(contentOf("a1_web_v1.jpg"), "old web");
+  }
+}
+
+TEST_F(ReplacedImageTest, AKillAfterTheSaveKeepsTheNewImage) {
+  auto transaction = OriginalMediaImportTransaction::begin(store, {replacement()});
+  transaction->commit();  // … the database is saved, and the process dies
+  const auto left = OriginalMediaImportTransaction::leftTransactions(store);
+  ASSERT_EQ(left.size(), 1u);
+  OriginalMediaImportTransaction::finishLeft(store, left[0]);
+  EXPECT_EQ(namesIn(), (Names{"a1_orig.jpg", "a1_web_v1.jpg", "a2_orig.jpg", "derived_web"}));
+}
+
+TEST_F(ReplacedImageTest, AStagingAreaWithoutItsListNeverMovedAnything) {
+  auto transaction = OriginalMediaImportTransaction::open(store);
+  transaction.stage(replacement());  // killed before the commit
+  const auto left = OriginalMediaImportTransaction::leftTransactions(store);
+  ASSERT_EQ(left.size(), 1u);
+  EXPECT_TRUE(left[0].items.empty());
+  OriginalMediaImportTransaction::rollBackLeft(store, left[0]);
+  EXPECT_EQ(namesIn(), before);
+}
+
+TEST(MediaFileNameTest, TellsWhoseFileItIs) {
+  EXPECT_EQ(FilesMediaStore::artworkOfMediaFile("A1-B2_orig.heic"), "A1-B2");
+  EXPECT_EQ(FilesMediaStore::artworkOfMediaFile("a1_web_v1.jpg"), "a1");
+  EXPECT_EQ(FilesMediaStore::artworkOfMediaFile("a1_print_v12.jpg"), "a1");
+  EXPECT_EQ(FilesMediaStore::artworkOfMediaFile("a1_print_vx.jpg"), std::nullopt);
+  EXPECT_EQ(FilesMediaStore::artworkOfMediaFile("a1_orig."), std::nullopt);
+  EXPECT_EQ(FilesMediaStore::artworkOfMediaFile("derived_web"), std::nullopt);
+  EXPECT_EQ(FilesMediaStore::artworkOfMediaFile(".import-staging-X"), std::nullopt);
 }
 
 }  // namespace

@@ -45,7 +45,7 @@ class FakeFileSystem final : public ForwardingFileSystem {
 // The real file system, except that the Nth call of one operation fails
 // with EIO. Operations: "read", "write", "createDirectories", "exists",
 // "list", "move", "remove", "createDirectory", "copy", "size", "open",
-// "writable".
+// "writable", "time".
 class FaultyFileSystem final : public FileSystem {
  public:
   void failAt(std::string operation, int nthCall) {
@@ -105,6 +105,10 @@ class FaultyFileSystem final : public FileSystem {
   bool isWritable(const std::string& path) override {
     check("writable", path);
     return real_.isWritable(path);
+  }
+  Date modificationTime(const std::string& path) override {
+    check("time", path);
+    return real_.modificationTime(path);
   }
 
  private:

@@ -1,0 +1,41 @@
+// What runs that were killed leave behind, put in order by the next run that
+// writes (it holds the library lock, so no other writer is at work):
+//
+// - temporary files of ours whose process is gone, in the media folder, the
+//   library's folder and the preferences' folder;
+// - media transactions that were interrupted (a staging area of replaced or
+//   added images): when the library holds the new images they are kept,
+//   otherwise what was replaced is put back and what was added removed;
+// - media files of artworks that the library does not know, once they are
+//   an hour old (younger ones may belong to an import under way elsewhere).
+//
+// Each thing done is told in a diagnostic line; nothing here fails the run.
+#pragma once
+
+#include <chrono>
+#include <string>
+#include <vector>
+
+#include "platform/clock.h"
+#include "platform/logger.h"
+#include "storage/files_media_store.h"
+#include "storage/snapshot_repository.h"
+
+namespace quorvane {
+
+inline constexpr std::chrono::milliseconds kStrayMediaAge{60 * 60 * 1000};
+
+struct TidyReport {
+  int temporaryFiles = 0;
+  int transactionsUndone = 0;
+  int transactionsKept = 0;
+  int strayMediaFiles = 0;
+
+  bool operator==(const TidyReport&) const = default;
+};
+
+TidyReport tidyLibrary(FilesMediaStore& media, SnapshotRepository& repository,
+                       const std::vector<std::string>& otherFolders, const Clock& clock,
+                       Logger& logger);
+
+}  // namespace quorvane
