@@ -161,8 +161,13 @@ CvDrawResult CvPdfRenderer::draw(PdfCanvas& canvas, const ArtistDetails& details
     y = style_.margin;
     return true;
   };
+  // Measured no further than a page and a line: an entry taller than a page
+  // is cut wherever it starts, and measuring all of a huge one would take
+  // as long as the text is.
   const auto entryHeight = [&](const std::string& text) {
-    return canvas.flowText(text, textLeft, 0, textWidth, 1e9, body, style_.lineHeight, false)
+    return canvas
+        .flowText(text, textLeft, 0, textWidth, bottom - style_.margin + style_.lineHeight, body,
+                  style_.lineHeight, false)
         .bottom;
   };
 

@@ -4,6 +4,7 @@
 #include <cairo.h>
 #include <pango/pangocairo.h>
 
+#include <algorithm>
 #include <cstring>
 #include <stdexcept>
 
@@ -57,6 +58,22 @@ cairo_status_t writeTo(void* closure, const unsigned char* data, unsigned int le
                                                               : CAIRO_STATUS_WRITE_ERROR;
 }
 
+// A piece of a long paragraph laid out for one line never grows past this.
+constexpr std::size_t kLargestPiece = 64 * 1024;
+
+// At most `bytes` bytes of `text`, never ending inside a UTF-8 character.
+std::string_view utf8Prefix(std::string_view text, std::size_t bytes) {
+  if (bytes >= text.size()) return text;
+  while (bytes > 0 && (static_cast<unsigned char>(text[bytes]) & 0xC0) == 0x80) --bytes;
+  return text.substr(0, bytes);
+}
+
+// Bytes of two lines of the narrowest glyphs (a fifth of an em) at `width`.
+std::size_t pieceFor(double width, const TextStyle& style) {
+  const double narrowest = std::max(style.size * 0.2, 0.5);
+  return std::max<std::size_t>(128, static_cast<std::size_t>(2 * width / narrowest));
+}
+
 // The paragraphs of a text: its lines, a blank line being an empty one.
 std::vector<std::string_view> linesOf(std::string_view text) {
   std::vector<std::string_view> lines;
@@ -99,6 +116,33 @@ struct PdfCanvas::Impl {
     }
     pango_layout_set_text(layout.get(), text.data(), static_cast<int>(text.size()));
     return layout;
+  }
+
+  // The first line of `text` at `width`, laid out from a piece of the text
+  // only, a few lines long: pango breaks a paragraph in time that grows
+  // faster than its length (an unbreakable word of 40,000 letters takes
+  // seconds), so a long paragraph is broken one line at a time, each from
+  // a piece of bounded size. The piece grows when its first line took it
+  // whole (very narrow glyphs) and more text follows.
+  struct FirstLine {
+    GObject<PangoLayout> layout;
+    std::size_t length = 0;  // bytes of `text` the line holds
+  };
+  FirstLine firstLine(std::string_view text, const TextStyle& style, double width,
+                      std::size_t piece) const {
+    for (;;) {
+      const std::string_view part = utf8Prefix(text, piece);
+      FirstLine line{layout(part, style, width), 0};
+      const PangoLayoutLine* first = pango_layout_get_line_readonly(line.layout.get(), 0);
+      line.length = first != nullptr ? static_cast<std::size_t>(first->length) : part.size();
+      const bool complete = pango_layout_get_line_count(line.layout.get()) > 1 ||
+                            part.size() == text.size() || piece >= kLargestPiece;
+      if (complete) {
+        if (line.length == 0) line.length = part.size();  // always move on
+        return line;
+      }
+      piece *= 2;
+    }
   }
 
   void setColor(const Color& color) const {
@@ -167,42 +211,76 @@ TextFlowResult PdfCanvas::flowText(std::string_view text, double x, double y, do
   // Each line sits in its slot of `lineHeight` as a line of its own font
   // sits in its own height.
   const double ownHeight = this->lineHeight(style);
+  const std::size_t piece = pieceFor(width, style);
   double top = y;
+  const auto roomForALine = [&] { return top + lineHeight <= maxY + 1e-6; };
+  const auto show = [&](PangoLayout* layout, int index) {
+    PangoLayoutLine* line = pango_layout_get_line_readonly(layout, index);
+    const int baseline = pango_layout_get_baseline(layout);
+    impl_->setColor(style.color);
+    cairo_move_to(cr, x,
+                  top + (lineHeight - ownHeight) / 2 + static_cast<double>(baseline) / PANGO_SCALE);
+    pango_cairo_show_layout_line(cr, line);
+  };
+  const auto advance = [&] {
+    top += lineHeight;
+    result.bottom = top;
+    ++result.lines;
+  };
   for (const std::string_view paragraph : linesOf(text)) {
-    const auto layout = impl_->layout(paragraph.empty() ? " " : paragraph, style, width);
-    const int count = pango_layout_get_line_count(layout.get());
-    const int baseline = pango_layout_get_baseline(layout.get());
-    for (int i = 0; i < count; ++i) {
-      if (top + lineHeight > maxY + 1e-6) {
+    if (paragraph.size() <= 2 * piece) {
+      const auto layout = impl_->layout(paragraph.empty() ? " " : paragraph, style, width);
+      const int count = pango_layout_get_line_count(layout.get());
+      for (int i = 0; i < count; ++i) {
+        if (!roomForALine()) {
+          result.complete = false;
+          return result;
+        }
+        if (draw && !paragraph.empty()) show(layout.get(), i);
+        advance();
+      }
+      continue;
+    }
+    // Only what fits is laid out: the time taken follows the page, not the
+    // length of the text.
+    for (std::size_t position = 0; position < paragraph.size();) {
+      if (!roomForALine()) {
         result.complete = false;
         return result;
       }
-      if (draw && !paragraph.empty()) {
-        PangoLayoutLine* line = pango_layout_get_line_readonly(layout.get(), i);
-        impl_->setColor(style.color);
-        cairo_move_to(
-            cr, x,
-            top + (lineHeight - ownHeight) / 2 + static_cast<double>(baseline) / PANGO_SCALE);
-        pango_cairo_show_layout_line(cr, line);
-      }
-      top += lineHeight;
-      result.bottom = top;
-      ++result.lines;
+      const auto line = impl_->firstLine(paragraph.substr(position), style, width, piece);
+      if (draw) show(line.layout.get(), 0);
+      advance();
+      position += line.length;
     }
   }
   return result;
 }
 
 std::vector<std::string> PdfCanvas::wrapParagraph(std::string_view paragraph, double width,
-                                                  const TextStyle& style) const {
+                                                  const TextStyle& style,
+                                                  std::size_t maxLines) const {
   std::vector<std::string> lines;
-  const auto layout = impl_->layout(paragraph, style, width);
-  const char* text = pango_layout_get_text(layout.get());
-  for (int i = 0; i < pango_layout_get_line_count(layout.get()); ++i) {
-    const PangoLayoutLine* line = pango_layout_get_line_readonly(layout.get(), i);
-    std::string piece(text + line->start_index, static_cast<std::size_t>(line->length));
-    while (!piece.empty() && piece.back() == ' ') piece.pop_back();
-    lines.push_back(std::move(piece));
+  const auto addLine = [&](const char* start, std::size_t length) {
+    std::string line(start, length);
+    while (!line.empty() && line.back() == ' ') line.pop_back();
+    lines.push_back(std::move(line));
+  };
+  const std::size_t piece = pieceFor(width, style);
+  if (paragraph.size() <= 2 * piece) {
+    const auto layout = impl_->layout(paragraph, style, width);
+    const char* text = pango_layout_get_text(layout.get());
+    const int count = pango_layout_get_line_count(layout.get());
+    for (int i = 0; i < count && lines.size() < maxLines; ++i) {
+      const PangoLayoutLine* line = pango_layout_get_line_readonly(layout.get(), i);
+      addLine(text + line->start_index, static_cast<std::size_t>(line->length));
+    }
+    return lines;
+  }
+  for (std::size_t position = 0; position < paragraph.size() && lines.size() < maxLines;) {
+    const auto line = impl_->firstLine(paragraph.substr(position), style, width, piece);
+    addLine(paragraph.data() + position, line.length);
+    position += line.length;
   }
   return lines;
 }

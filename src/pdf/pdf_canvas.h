@@ -8,6 +8,7 @@
 // before drawing (to lay a page out) is exactly what the drawing gives.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <functional>
 #include <memory>
@@ -80,14 +81,16 @@ class PdfCanvas {
   // above `maxY`. Lines break between words (inside a word only when the
   // word alone is wider than the column); a line break starts a new line, an
   // empty line leaves an empty line. Draws nothing when `draw` is false, to
-  // measure.
+  // measure. Only the lines that fit are laid out, so the time it takes
+  // follows the room, however long the text.
   TextFlowResult flowText(std::string_view text, double x, double y, double width, double maxY,
                           const TextStyle& style, double lineHeight, bool draw = true);
 
-  // The lines one paragraph (no line breaks in it) breaks into at `width`,
-  // as `flowText` would break it.
+  // The first `maxLines` lines one paragraph (no line breaks in it) breaks
+  // into at `width`, as `flowText` would break it.
   std::vector<std::string> wrapParagraph(std::string_view paragraph, double width,
-                                         const TextStyle& style) const;
+                                         const TextStyle& style,
+                                         std::size_t maxLines = SIZE_MAX) const;
 
   void fillRect(double x, double y, double width, double height, const Color& color);
   void strokeLine(double x1, double y1, double x2, double y2, double lineWidth, const Color& color);

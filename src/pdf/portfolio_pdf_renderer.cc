@@ -271,8 +271,9 @@ void PortfolioPdfRenderer::drawArtwork(PdfCanvas& canvas, const Project& project
     // towards the right margin.
     const double column =
         std::min(std::max(width - (imageLeft - left) * 2, width * 0.62), left + width - imageLeft);
+    const auto room = static_cast<std::size_t>(std::max(0.0, (bottom - y) / style_.lineHeight));
     for (const WrappedArtworkLine& line : ArtworkDescriptionWrapCache::shared().lines(
-             canvas, trimmedWhitespaceAndNewlines(artwork.artworkText), body, column)) {
+             canvas, trimmedWhitespaceAndNewlines(artwork.artworkText), body, column, room + 1)) {
       if (y + style_.lineHeight > bottom) break;  // the page is full
       if (!line.isSpacer) {
         canvas.drawText(line.text, imageLeft, y + (style_.lineHeight - canvas.lineHeight(body)) / 2,

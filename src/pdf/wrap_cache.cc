@@ -12,10 +12,11 @@ ArtworkDescriptionWrapCache& ArtworkDescriptionWrapCache::shared() {
 std::vector<WrappedArtworkLine> ArtworkDescriptionWrapCache::lines(const PdfCanvas& canvas,
                                                                    const std::string& text,
                                                                    const TextStyle& style,
-                                                                   double maxWidth) {
-  char measure[64];
-  std::snprintf(measure, sizeof measure, "%.3f|%d|%.3f|", style.size,
-                static_cast<int>(style.weight), maxWidth);
+                                                                   double maxWidth,
+                                                                   std::size_t maxLines) {
+  char measure[96];
+  std::snprintf(measure, sizeof measure, "%.3f|%d|%.3f|%zu|", style.size,
+                static_cast<int>(style.weight), maxWidth, maxLines);
   const std::string key = measure + text;
   {
     const std::lock_guard guard(lock_);
@@ -27,7 +28,7 @@ std::vector<WrappedArtworkLine> ArtworkDescriptionWrapCache::lines(const PdfCanv
   }
   std::vector<WrappedArtworkLine> wrapped;
   std::size_t start = 0;
-  while (start <= text.size()) {
+  while (start <= text.size() && wrapped.size() < maxLines) {
     auto end = text.find('\n', start);
     if (end == std::string::npos) end = text.size();
     std::string_view paragraph(text.data() + start, end - start);
@@ -35,7 +36,8 @@ std::vector<WrappedArtworkLine> ArtworkDescriptionWrapCache::lines(const PdfCanv
     if (paragraph.find_first_not_of(" \t") == std::string_view::npos) {
       wrapped.push_back({"", true});
     } else {
-      for (std::string& line : canvas.wrapParagraph(paragraph, maxWidth, style)) {
+      for (std::string& line :
+           canvas.wrapParagraph(paragraph, maxWidth, style, maxLines - wrapped.size())) {
         wrapped.push_back({std::move(line), false});
       }
     }

@@ -3,6 +3,7 @@
 // by one, does not break the same texts into lines again.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <map>
 #include <mutex>
@@ -24,10 +25,13 @@ class ArtworkDescriptionWrapCache {
  public:
   static ArtworkDescriptionWrapCache& shared();
 
-  // The lines of `text` at `maxWidth` in `style`: each paragraph's lines,
-  // one spacer for each empty line between paragraphs. Safe from any thread.
+  // The first `maxLines` lines of `text` at `maxWidth` in `style`: each
+  // paragraph's lines, one spacer for each empty line between paragraphs.
+  // Only what a page can show is broken, however long the text. Safe from
+  // any thread.
   std::vector<WrappedArtworkLine> lines(const PdfCanvas& canvas, const std::string& text,
-                                        const TextStyle& style, double maxWidth);
+                                        const TextStyle& style, double maxWidth,
+                                        std::size_t maxLines = SIZE_MAX);
 
   std::int64_t hitCount() const;
   std::int64_t missCount() const;

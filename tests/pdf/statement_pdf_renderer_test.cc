@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+
 #include "pdf/pdf_reader.h"
 
 namespace quorvane {
@@ -69,6 +71,29 @@ TEST(StatementPdfRendererTest, AnOverlongTextIsCutToOnePageAndSaidSo) {
   // room, at 14 points a line.
   EXPECT_TRUE(contains(pages[0].text, "Line 48 of"));
   EXPECT_FALSE(contains(pages[0].text, "Line 49 of"));
+  EXPECT_EQ(qpdfProblems(result.data), "");
+}
+
+TEST(StatementPdfRendererTest, AOneWordTextOfFourMegabytesFillsOnePageWithinItsMargins) {
+  const PdfRenderResult result =
+      renderStatement(std::string(4 << 20, 'x'), kBiographyTitleKey, "en", "bio");
+  EXPECT_EQ(result.warnings, std::vector<PdfWarning>{PdfWarning::statementTruncated});
+  const auto pages = readPdf(result.data);
+  ASSERT_EQ(pages.size(), 1u);
+  // The word is broken at the right margin, line after line, to the bottom
+  // margin: 49 lines, as for any text, each as long as the column allows.
+  std::vector<std::size_t> lengths;
+  std::size_t start = 0;
+  while (start < pages[0].text.size()) {
+    std::size_t end = pages[0].text.find('\n', start);
+    if (end == std::string::npos) end = pages[0].text.size();
+    const std::string line = pages[0].text.substr(start, end - start);
+    if (line.find('x') != std::string::npos) lengths.push_back(line.size());
+    start = end + 1;
+  }
+  ASSERT_EQ(lengths.size(), 49u);
+  EXPECT_EQ(*std::min_element(lengths.begin(), lengths.end()),
+            *std::max_element(lengths.begin(), lengths.end()));
   EXPECT_EQ(qpdfProblems(result.data), "");
 }
 
