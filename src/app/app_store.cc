@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <exception>
 
+#include "app/failure_text.h"
 #include "app/image_intake.h"
 #include "model/text.h"
 #include "model/text_assets.h"
@@ -101,7 +102,7 @@ AppStore::AppStore(AppStoreServices services)
   listener.failed = [this](SaveSection section, std::exception_ptr error) {
     services_.logger.log("app save failed section=" + std::string(rawValue(section)) +
                          " error=" + describe(error));
-    fail(text("app.error.save_failed", {describe(error)}));
+    fail(text("app.error.save_failed", {failureText(error, language())}));
   };
   listener.stateChanged = [this] {
     state_.isSaving = pipeline_->isSaving();
@@ -173,6 +174,11 @@ bool AppStore::fail(const std::string& message) {
   return false;
 }
 
+bool AppStore::failWith(const std::exception& error) {
+  services_.logger.log(failureDiagnostic(error));
+  return fail(failureText(error, language()));
+}
+
 bool AppStore::failWithKey(std::string_view key, std::initializer_list<std::string> arguments) {
   return fail(text(key, arguments));
 }
@@ -214,6 +220,41 @@ void AppStore::ensurePersisted() {
   for (const SaveSection section : allCases<SaveSection>()) {
     pipeline_->scheduleSave(section, state_.project, state_.snapshot);
   }
+}
+
+// ---- What the user writes ---------------------------------------------------
+
+std::string AppStore::cleaned(std::string_view text, TextShape shape) {
+  CleanedText result = withoutControlCharacters(text, shape);
+  if (result.removed > 0) {
+    removedCharacters_ += result.removed;
+    state_.inputNotice =
+        this->text("app.notice.control_characters_removed", {std::to_string(removedCharacters_)});
+    services_.logger.log("app input cleaned removed=" + std::to_string(result.removed));
+  }
+  return std::move(result.text);
+}
+
+ProjectChanges AppStore::cleaned(const ProjectChanges& given) {
+  ProjectChanges changes = given;
+  for (std::optional<std::string>* field :
+       {&changes.name, &changes.title, &changes.year, &changes.locale, &changes.currency}) {
+    if (*field) **field = cleaned(**field, TextShape::singleLine);
+  }
+  return changes;
+}
+
+ArtworkMetadata AppStore::cleaned(const ArtworkMetadata& given) {
+  ArtworkMetadata metadata = given;
+  for (std::string* field : {&metadata.title, &metadata.medium, &metadata.year, &metadata.width,
+                             &metadata.height, &metadata.depth}) {
+    *field = cleaned(*field, TextShape::singleLine);
+  }
+  metadata.text = cleaned(metadata.text, TextShape::multiLine);
+  if (metadata.priceCurrency) {
+    metadata.priceCurrency = cleaned(*metadata.priceCurrency, TextShape::singleLine);
+  }
+  return metadata;
 }
 
 // ---- Start and preferences ----------------------------------------------
@@ -326,7 +367,8 @@ bool AppStore::start(const std::optional<std::string>& projectId) {
         remembered && !remembered->empty() && !services_.snapshots.load(*remembered);
     return startNewProject({}, false, reusable ? remembered : std::nullopt).has_value();
   } catch (const std::exception& error) {
-    return failWithKey("app.error.library_unreadable", {error.what()});
+    services_.logger.log(failureDiagnostic(error));
+    return failWithKey("app.error.library_unreadable", {failureText(error, language())});
   }
 }
 
@@ -370,13 +412,14 @@ std::optional<std::string> AppStore::startNewProject(const ProjectChanges& chang
   return project.id;
 }
 
-std::optional<std::string> AppStore::createProject(const ProjectChanges& changes) {
+std::optional<std::string> AppStore::createProject(const ProjectChanges& given) {
+  const ProjectChanges changes = cleaned(given);
   try {
     settleSaves();
     forgetIfUnsaved();
     return startNewProject(changes, true);
   } catch (const std::exception& error) {
-    fail(error.what());
+    failWith(error);
     return std::nullopt;
   }
 }
@@ -398,11 +441,12 @@ bool AppStore::openProject(const std::string& projectId) {
     }
     return failWithKey("app.error.no_such_project", {projectId});
   } catch (const std::exception& error) {
-    return fail(error.what());
+    return failWith(error);
   }
 }
 
-bool AppStore::updateProject(const ProjectChanges& changes) {
+bool AppStore::updateProject(const ProjectChanges& given) {
+  const ProjectChanges changes = cleaned(given);
   if (changes.name && isBlank(*changes.name)) return failWithKey("app.error.empty_name");
   const UnitSystem unitBefore = state_.snapshot.artworks.unit;
   applyChanges(changes, state_.project, state_.snapshot.artworks);
@@ -457,7 +501,7 @@ std::optional<std::string> AppStore::duplicateProject() {
     showToast(ToastStyle::success, text("inspector.project.duplicate.done"));
     return copy.id;
   } catch (const std::exception& error) {
-    fail(error.what());
+    failWith(error);
     return std::nullopt;
   }
 }
@@ -491,7 +535,7 @@ bool AppStore::deleteProject() {
     showToast(ToastStyle::success, text("inspector.project.delete.done"));
     return true;
   } catch (const std::exception& error) {
-    return fail(error.what());
+    return failWith(error);
   }
 }
 
@@ -607,7 +651,9 @@ std::optional<std::string> AppStore::putImagesInPlace(OriginalMediaImportTransac
   try {
     transaction.commit();
   } catch (const std::exception& error) {
-    const std::string message = text("app.error.cannot_store_images", {error.what()});
+    services_.logger.log(failureDiagnostic(error));
+    const std::string message =
+        text("app.error.cannot_store_images", {failureText(error, language())});
     fail(message);
     return message;
   }
@@ -667,7 +713,8 @@ bool AppStore::replaceImage(const std::string& artworkId, const std::string& pat
   return true;
 }
 
-bool AppStore::updateArtwork(const std::string& artworkId, const ArtworkMetadata& metadata) {
+bool AppStore::updateArtwork(const std::string& artworkId, const ArtworkMetadata& given) {
+  const ArtworkMetadata metadata = cleaned(given);
   Artwork* target = artwork(artworkId);
   if (target == nullptr) return failWithKey("app.error.no_such_artwork", {artworkId});
   target->title = metadata.title;
@@ -719,7 +766,7 @@ std::vector<ReusableArtworkAsset> AppStore::vault() {
     settleSaves();
     return services_.snapshots.reusableArtworks(state_.project.id);
   } catch (const std::exception& error) {
-    fail(error.what());
+    failWith(error);
     return {};
   }
 }
@@ -757,8 +804,11 @@ void AppStore::setLayoutMode(ArtworkLayoutMode mode) {
 
 // ---- Texts, CV, details -----------------------------------------------------
 
-bool AppStore::setText(SaveSection section, const std::string& content,
-                       const std::optional<std::string>& title) {
+bool AppStore::setText(SaveSection section, const std::string& givenContent,
+                       const std::optional<std::string>& givenTitle) {
+  const std::string content = cleaned(givenContent, TextShape::multiLine);
+  std::optional<std::string> title;
+  if (givenTitle) title = cleaned(*givenTitle, TextShape::singleLine);
   StudioSnapshot& s = state_.snapshot;
   switch (section) {
     case SaveSection::bio:
@@ -782,13 +832,19 @@ bool AppStore::setText(SaveSection section, const std::string& content,
   return true;
 }
 
-void AppStore::setCV(const CVData& cv) {
+void AppStore::setCV(const CVData& given) {
+  CVData cv = given;
+  for (const CVDataSection& section : kCVDataSections) {
+    for (CVEntry& entry : cv.*section.entries) {
+      for (auto& [field, value] : entry) value = cleaned(value, TextShape::multiLine);
+    }
+  }
   state_.snapshot.cv = cv;
   scheduleSave(SaveSection::cv);
 }
 
 void AppStore::setCVTitle(const std::string& title) {
-  state_.snapshot.cvTitle = title;
+  state_.snapshot.cvTitle = cleaned(title, TextShape::singleLine);
   scheduleSave(SaveSection::cv);
 }
 
@@ -797,7 +853,7 @@ std::vector<ReusableTextAsset> AppStore::reusableTexts(TextAssetType type) {
     settleSaves();
     return services_.snapshots.reusableTexts(type, state_.project.id);
   } catch (const std::exception& error) {
-    fail(error.what());
+    failWith(error);
     return {};
   }
 }
@@ -807,7 +863,7 @@ std::vector<ReusableCVAsset> AppStore::reusableCVs() {
     settleSaves();
     return services_.snapshots.reusableCVs(state_.project.id);
   } catch (const std::exception& error) {
-    fail(error.what());
+    failWith(error);
     return {};
   }
 }
@@ -837,18 +893,28 @@ bool AppStore::reuseText(TextAssetType type, const std::string& assetId) {
     publish();
     return true;
   } catch (const std::exception& error) {
-    return fail(error.what());
+    return failWith(error);
   }
 }
 
-void AppStore::setDetails(const ArtistDetails& details) {
+void AppStore::setDetails(const ArtistDetails& given) {
+  ArtistDetails details = given;
+  for (std::string* field :
+       {&details.firstName, &details.lastName, &details.artistName, &details.nameDisplayMode,
+        &details.zipcode, &details.currentCity, &details.country, &details.website, &details.email,
+        &details.phone, &details.birthYear, &details.birthPlace, &details.birthCountry}) {
+    *field = cleaned(*field, TextShape::singleLine);
+  }
+  details.address = cleaned(details.address, TextShape::multiLine);
   state_.snapshot.details = details;
   scheduleSave(SaveSection::details);
 }
 
 // ---- Labels -----------------------------------------------------------------
 
-bool AppStore::setLabelOverride(const LabelOverrideEntry& entry) {
+bool AppStore::setLabelOverride(const LabelOverrideEntry& given) {
+  LabelOverrideEntry entry = given;
+  entry.value = cleaned(entry.value, TextShape::singleLine);
   try {
     services_.labels.upsertLabelOverride(entry);
     services_.logger.log("app documents stale reason=pdf_labels_changed scope=" + entry.scope);
@@ -856,7 +922,7 @@ bool AppStore::setLabelOverride(const LabelOverrideEntry& entry) {
     publish();
     return true;
   } catch (const std::exception& error) {
-    return fail(error.what());
+    return failWith(error);
   }
 }
 
@@ -869,7 +935,7 @@ std::vector<LabelOverrideEntry> AppStore::labelOverrides() {
   try {
     return services_.labels.allLabelOverrides();
   } catch (const std::exception& error) {
-    fail(error.what());
+    failWith(error);
     return {};
   }
 }
@@ -965,7 +1031,8 @@ std::optional<PdfRenderResult> AppStore::renderPDF(const RenderRequest& request,
     publish();
     return result;
   } catch (const std::exception& error) {
-    fail(text("app.error.render_failed", {error.what()}));
+    services_.logger.log(failureDiagnostic(error));
+    fail(text("app.error.render_failed", {failureText(error, language())}));
     return std::nullopt;
   }
 }
@@ -980,20 +1047,20 @@ std::optional<std::vector<PdfWarning>> AppStore::exportPDF(const RenderRequest& 
   }
   try {
     AtomicFileWriter file(path);
-    std::string writeError;
+    std::exception_ptr writeError;
     // cairo calls this from C: nothing may be thrown through it.
     const PdfSink sink = [&](std::span<const std::uint8_t> bytes) {
       try {
         file.write(bytes);
         return true;
-      } catch (const std::exception& error) {
-        writeError = error.what();
+      } catch (const std::exception&) {
+        writeError = std::current_exception();
         return false;
       }
     };
     const PdfRenderResult result = services_.renderer->renderTo(
         request, state_.project, state_.snapshot, options, sink, progress);
-    if (!writeError.empty()) throw std::runtime_error(writeError);
+    if (writeError) std::rethrow_exception(writeError);
     file.commit();
     if (request.kind == RenderKind::portfolio) {
       ++state_.completePortfolioExportCount;
@@ -1005,7 +1072,8 @@ std::optional<std::vector<PdfWarning>> AppStore::exportPDF(const RenderRequest& 
     publish();
     return result.warnings;
   } catch (const std::exception& error) {
-    fail(text("app.error.export_failed", {path, error.what()}));
+    services_.logger.log(failureDiagnostic(error));
+    fail(text("app.error.export_failed", {path, failureText(error, language())}));
     return std::nullopt;
   }
 }
@@ -1061,7 +1129,7 @@ bool AppStore::deleteAllUserData() {
     showToast(ToastStyle::success, text("settings.desktop.delete_done"));
     return true;
   } catch (const std::exception& error) {
-    return fail(error.what());
+    return failWith(error);
   }
 }
 

@@ -22,6 +22,9 @@
 //   reaches the library counts one (a burst of typing is one write), and
 //   each image added or replaced counts one more, a batch of twenty images
 //   being twenty works to lose.
+// - Whatever the user writes (texts, titles, details, CV entries, labels)
+//   is kept without control characters: NUL and the like are no text, stop
+//   a PDF short and upset a terminal.
 // - Switching, creating, duplicating or deleting a project, reusing a text
 //   and deleting all data first write every pending save, so no edit of the
 //   project being left is lost or written into the wrong place.
@@ -42,6 +45,7 @@
 #include "app/save_pipeline.h"
 #include "app/save_section.h"
 #include "images/image_optimizer.h"
+#include "model/control_characters.h"
 #include "model/records.h"
 #include "platform/clock.h"
 #include "platform/executor.h"
@@ -114,6 +118,9 @@ struct AppState {
   bool isPdfRendering = false;
   std::optional<std::string> worksInspectorArtworkID;
   SaveSection activeStatementSection = SaveSection::statement;
+  // Said once something the user wrote held characters that are no text
+  // (control characters), which were taken out.
+  std::optional<std::string> inputNotice;
 };
 
 // The collaborators of the store, owned by whoever builds it.
@@ -309,6 +316,8 @@ class AppStore {
   Artwork* artwork(const std::string& artworkId);
   bool failWithKey(std::string_view key, std::initializer_list<std::string> arguments = {});
   bool fail(const std::string& text);
+  // The failure in the user's words; its domain and codes in a diagnostic.
+  bool failWith(const std::exception& error);
   void showToast(ToastStyle style, const std::string& text, std::optional<ToastAction> action = {});
   std::string text(std::string_view key, std::initializer_list<std::string> arguments = {}) const;
   void reloadSummaries();
@@ -327,6 +336,10 @@ class AppStore {
   // Leaving a project never written: it goes from the list.
   void forgetIfUnsaved();
   bool rememberCurrentProject();
+  // What the user wrote, without control characters (see inputNotice).
+  std::string cleaned(std::string_view text, TextShape shape);
+  ProjectChanges cleaned(const ProjectChanges& changes);
+  ArtworkMetadata cleaned(const ArtworkMetadata& metadata);
   bool failSettingsWrite();
   std::string imageFailureText(const class ImageIntakeError& error, const std::string& path) const;
   // Commits the staged files of `artworks`, puts the artworks into the open
@@ -343,6 +356,7 @@ class AppStore {
   std::map<std::size_t, Observer> observers_;
   std::size_t nextObserver_ = 1;
   std::uint64_t changeCount_ = 0;
+  std::size_t removedCharacters_ = 0;
   bool isUnsaved_ = false;                           // the open project is not in the library yet
   std::map<std::string, std::size_t> silentWrites_;  // project id → writes not counted
   std::uint64_t latestPreviewRequestID_ = 0;

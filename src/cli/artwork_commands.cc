@@ -9,6 +9,7 @@
 #include "cli/command.h"
 #include "cli/command_support.h"
 #include "cli/record_output.h"
+#include "model/control_characters.h"
 
 namespace quorvane {
 namespace {
@@ -32,18 +33,18 @@ std::string fileNameOf(const std::string& path) {
 class ProgressLine {
  public:
   ProgressLine(CliContext& context, std::size_t total)
-      : context_(context),
-        shown_(total > 1 && &context.err == &std::cerr && ::isatty(STDERR_FILENO) == 1) {}
+      : context_(context), shown_(total > 1 && context.terminal != nullptr) {}
   ~ProgressLine() {
-    if (shown_ && drawn_) context_.err << '\n';
+    if (shown_ && drawn_) *context_.terminal << '\n';
   }
   void update(std::size_t done, std::size_t total, const std::string& path) {
     if (!shown_) return;
     drawn_ = true;
-    context_.err << '\r'
-                 << context_.format("cli.artworks.progress",
-                                    {std::to_string(done), std::to_string(total), fileNameOf(path)})
-                 << "\x1b[K" << std::flush;
+    *context_.terminal << '\r'
+                       << escapedForTerminal(context_.format(
+                              "cli.artworks.progress",
+                              {std::to_string(done), std::to_string(total), fileNameOf(path)}))
+                       << "\x1b[K" << std::flush;
   }
 
  private:

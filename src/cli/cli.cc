@@ -1,5 +1,7 @@
 #include "cli/cli.h"
 
+#include <unistd.h>
+
 #include <CLI/CLI.hpp>
 #include <exception>
 #include <iostream>
@@ -7,6 +9,7 @@
 
 #include "cli/command.h"
 #include "cli/store_session.h"
+#include "cli/terminal_stream.h"
 #include "pdf/localization.h"
 #include "platform/paths.h"
 #include "platform/preferences.h"
@@ -71,19 +74,27 @@ std::string CliContext::format(std::string_view key,
   return uiFormat(key, language(), arguments);
 }
 
-int runCli(const std::vector<std::string>& args, std::ostream& out, std::ostream& err,
+int runCli(const std::vector<std::string>& args, std::ostream& rawOut, std::ostream& rawErr,
            std::istream* in) {
-  CliContext context{.out = out,
-                     .err = err,
-                     .json = false,
-                     .verbose = false,
-                     .languageOption = {},
-                     .resolvedLanguage = {},
-                     .projectOption = {},
-                     .in = in != nullptr ? in : &std::cin,
-                     .session = {},
-                     .access = StorageAccess::write,
-                     .root = nullptr};
+  // Everything printed has its control characters escaped: the library's
+  // texts and the user's file names reach the terminal as text only.
+  EscapingStreamBuffer outBuffer(rawOut.rdbuf());
+  EscapingStreamBuffer errBuffer(rawErr.rdbuf());
+  std::ostream out(&outBuffer);
+  std::ostream err(&errBuffer);
+  CliContext context{
+      .out = out,
+      .err = err,
+      .json = false,
+      .verbose = false,
+      .languageOption = {},
+      .resolvedLanguage = {},
+      .projectOption = {},
+      .in = in != nullptr ? in : &std::cin,
+      .session = {},
+      .access = StorageAccess::write,
+      .root = nullptr,
+      .terminal = &rawErr == &std::cerr && ::isatty(STDERR_FILENO) == 1 ? &rawErr : nullptr};
   CLI::App app{kDescription, "quorvane"};
   context.root = &app;
   app.footer(kFooter);

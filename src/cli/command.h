@@ -39,6 +39,9 @@ struct CliContext {
   // written; one that only reads says so (`onlyReads`) and takes no lock.
   StorageAccess access = StorageAccess::write;
   CLI::App* root = nullptr;  // the parsed command line, to name the command
+  // Standard error itself when it is a terminal, for progress lines that
+  // redraw themselves (what they show must be escaped by the caller).
+  std::ostream* terminal = nullptr;
 
   // The language messages are printed in: --lang, else the user's choice
   // in the preferences, else the system's (LANGUAGE, LC_ALL, …).

@@ -11,6 +11,7 @@
 #include <sstream>
 
 #include "app/app_store.h"
+#include "model/control_characters.h"
 
 namespace quorvane {
 
@@ -67,43 +68,13 @@ std::string readTextInput(CliContext& context, const std::string& path) {
         context.format("cli.error.text_too_large", {path, std::to_string(kLimit >> 20)}));
   }
   if (!isUtf8(content)) throw CliError(context.format("cli.error.not_utf8", {path}));
+  // NUL is valid UTF-8 but no text: a file full of them is UTF-16 or binary.
+  if (holdsNul(content)) throw CliError(context.format("cli.error.nul_in_text", {path}));
   return content;
 }
 
 std::string jsonText(const nlohmann::json& json) {
   return json.dump(2, ' ', false, nlohmann::json::error_handler_t::replace);
-}
-
-std::optional<std::int64_t> parseAmountToCents(std::string_view amount) {
-  std::string digits;
-  std::optional<std::size_t> decimals;
-  // The last '.' or ',' followed by one or two digits is the decimal mark;
-  // every other '.', ',', space or apostrophe groups thousands.
-  const auto mark = amount.find_last_of(".,");
-  const bool hasDecimals = mark != std::string_view::npos && amount.size() - mark - 1 >= 1 &&
-                           amount.size() - mark - 1 <= 2;
-  for (std::size_t i = 0; i < amount.size(); ++i) {
-    const char c = amount[i];
-    if (std::isdigit(static_cast<unsigned char>(c))) {
-      digits += c;
-      if (decimals) ++*decimals;
-    } else if (hasDecimals && i == mark) {
-      decimals = 0;
-    } else if (c == ',' || c == '.' || c == ' ' || c == '\'') {
-      if (i == 0 || i + 1 == amount.size()) return std::nullopt;
-    } else {
-      return std::nullopt;
-    }
-  }
-  if (digits.empty() || digits.size() > 15) return std::nullopt;
-  std::int64_t cents = std::stoll(digits);
-  for (std::size_t d = decimals.value_or(0); d < 2; ++d) cents *= 10;
-  return cents;
-}
-
-std::string formatCents(std::int64_t cents) {
-  const std::int64_t fraction = cents % 100;
-  return std::to_string(cents / 100) + "." + (fraction < 10 ? "0" : "") + std::to_string(fraction);
 }
 
 std::string resolveId(CliContext& context, const std::string& given,

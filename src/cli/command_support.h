@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "cli/command.h"
+#include "model/amount.h"
 #include "model/date.h"
 #include "model/raw_value.h"
 
@@ -45,11 +46,6 @@ std::string readTextInput(CliContext& context, const std::string& path);
 // JSON as the commands print it: indented, and never failing on text that
 // is not UTF-8 (such bytes show as U+FFFD).
 std::string jsonText(const nlohmann::json& json);
-
-// "1200", "1200.5", "1,200.50", "1 200,50" → cents. Nothing for anything else.
-std::optional<std::int64_t> parseAmountToCents(std::string_view amount);
-// 120050 → "1200.50".
-std::string formatCents(std::int64_t cents);
 
 // The id among `ids` that `given` names: itself, or the one id it begins
 // (ignoring case) when only one does, so that "90d8" can stand for a long

@@ -78,19 +78,18 @@ void exportDocument(CliContext& context, const ExportOptionsGiven& given) {
       options.exportLocale, systemClock().now(), state.project.projectTitle);
   const std::string path = outputPath(given, fileName);
 
-  const bool showProgress = &context.err == &std::cerr && ::isatty(STDERR_FILENO) == 1 &&
-                            kind->render == RenderKind::portfolio &&
+  const bool showProgress = context.terminal != nullptr && kind->render == RenderKind::portfolio &&
                             !state.snapshot.artworks.images.empty();
   // A line that counts the artwork pages as they are made, on a terminal.
   const AppStore::Progress progress = [&](std::size_t done, std::size_t total) {
-    context.err << '\r'
-                << context.format("cli.export.progress",
-                                  {std::to_string(done), std::to_string(total)})
-                << "\x1b[K" << std::flush;
+    *context.terminal << '\r'
+                      << context.format("cli.export.progress",
+                                        {std::to_string(done), std::to_string(total)})
+                      << "\x1b[K" << std::flush;
   };
   const std::optional<std::vector<PdfWarning>> result = store.exportPDF(
       {kind->render, {}}, options, path, showProgress ? progress : AppStore::Progress());
-  if (showProgress) context.err << "\r\x1b[K" << std::flush;
+  if (showProgress) *context.terminal << "\r\x1b[K" << std::flush;
   context.check(result.has_value());
   nlohmann::json warnings = nlohmann::json::array();
   for (const PdfWarning warning : *result) {

@@ -202,6 +202,9 @@ void StoreSession::writeNow() {
 
 void StoreSession::finish() {
   writeNow();
+  if (const auto& notice = store_->state().inputNotice) {
+    context_.err << context_.format("cli.warning", {*notice}) << '\n';
+  }
   if (store_->changeCount() > 0) remindOfBackup();
 }
 

@@ -308,7 +308,7 @@ TEST_F(AppStoreTest, AReplacementTheLibraryCannotSaveLeavesTheOldImageAndItsRowA
 
   saves->failing = true;
   EXPECT_FALSE(store.replaceImage(id, writeImage("second.jpg", 900, 600)));
-  EXPECT_EQ(store.state().lastErrorMessage, "Your changes could not be saved: disk full");
+  EXPECT_EQ(store.state().lastErrorMessage, "Your changes could not be saved: the disk is full");
   EXPECT_EQ(store.state().snapshot.artworks.images[0].width, 400) << "the project shows the old";
   EXPECT_EQ(mediaNames(media),
             (std::vector<std::string>{id + "_orig.png", id + "_print_v1.jpg", id + "_web_v1.jpg"}));
@@ -341,7 +341,7 @@ TEST_F(AppStoreTest, ImagesTheLibraryCannotSaveAreNotAddedAndLeaveNoFiles) {
   ASSERT_EQ(results.size(), 2u);
   for (const ImageAddResult& result : results) {
     EXPECT_FALSE(result.artworkId) << "an id is given only for an image in the library";
-    EXPECT_EQ(result.message, "Your changes could not be saved: disk full");
+    EXPECT_EQ(result.message, "Your changes could not be saved: the disk is full");
   }
   EXPECT_EQ(store.state().snapshot.artworks.images.size(), 1u);
   EXPECT_EQ(mediaNames(media), filesBefore);

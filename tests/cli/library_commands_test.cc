@@ -263,18 +263,7 @@ TEST(ResolveIdTest, AnIdOrTheOneIdItBeginsIsMeantAndTwoAreRefused) {
   }
 }
 
-TEST(AmountTest, AmountsAreReadAsArtistsWriteThem) {
-  EXPECT_EQ(parseAmountToCents("1200"), 120000);
-  EXPECT_EQ(parseAmountToCents("1200.5"), 120050);
-  EXPECT_EQ(parseAmountToCents("1,200.50"), 120050);
-  EXPECT_EQ(parseAmountToCents("1.200,50"), 120050);
-  EXPECT_EQ(parseAmountToCents("1 200"), 120000);
-  EXPECT_EQ(parseAmountToCents("1,200"), 120000);
-  EXPECT_EQ(parseAmountToCents("0.05"), 5);
-  for (const char* bad : {"", "-5", "12a", ".", "1.", "1e3", "99999999999999999"}) {
-    EXPECT_EQ(parseAmountToCents(bad), std::nullopt) << bad;
-  }
-  EXPECT_EQ(formatCents(120005), "1200.05");
+TEST(CurrencyCodeTest, ThreeLettersUpperCased) {
   EXPECT_EQ(currencyCode("eur"), "EUR");
   EXPECT_EQ(currencyCode("EURO"), std::nullopt);
 }

@@ -1,0 +1,23 @@
+// Amounts of money as artists write them, read strictly: a price that could
+// be read two ways is refused, never guessed ("1.5.5" is no 15.50).
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace quorvane {
+
+// Cents of an amount written as whole units ("1200"), with one or two
+// decimals after "." or "," ("1200.5", "1200,50"), with thousands grouped by
+// one separator throughout — ",", ".", a space, a no-break space or an
+// apostrophe — in groups of three after the first ("1,200.50", "1.200,50",
+// "1 200", "1'200.50"), the decimal mark then being the other one. Nothing
+// for anything else, for negative amounts and for more than 15 digits.
+std::optional<std::int64_t> parseAmountToCents(std::string_view amount);
+
+// 120050 → "1200.50".
+std::string formatCents(std::int64_t cents);
+
+}  // namespace quorvane

@@ -1,0 +1,42 @@
+#include "model/amount.h"
+
+#include <gtest/gtest.h>
+
+namespace quorvane {
+namespace {
+
+TEST(AmountTest, AmountsAreReadAsArtistsWriteThem) {
+  EXPECT_EQ(parseAmountToCents("1200"), 120000);
+  EXPECT_EQ(parseAmountToCents("1200.5"), 120050);
+  EXPECT_EQ(parseAmountToCents("1200,50"), 120050);
+  EXPECT_EQ(parseAmountToCents("1,200.50"), 120050);
+  EXPECT_EQ(parseAmountToCents("1.200,50"), 120050);
+  EXPECT_EQ(parseAmountToCents("1 200"), 120000);
+  EXPECT_EQ(parseAmountToCents("1\u00A0200,50"), 120050) << "a no-break space groups too";
+  EXPECT_EQ(parseAmountToCents("1'234'567.80"), 123456780);
+  EXPECT_EQ(parseAmountToCents("1,200"), 120000) << "three digits after one mark group";
+  EXPECT_EQ(parseAmountToCents("4.800"), 480000);
+  EXPECT_EQ(parseAmountToCents(" 0.05 "), 5);
+  EXPECT_EQ(parseAmountToCents("999999999999999"), 99999999999999900);
+  EXPECT_EQ(formatCents(120005), "1200.05");
+}
+
+TEST(AmountTest, WhatCouldBeReadTwoWaysIsRefused) {
+  for (const char* bad : {"1.5.5",        "1,2,3",
+                          "1.200.50",     "1,200,5",
+                          "12,34.567",    "1 20",
+                          "1,2345.00",    "1.,5",
+                          "1..5",         ",5",
+                          "5,",           "",
+                          "-5",           "+5",
+                          "12a",          ".",
+                          "1.",           "1e3",
+                          "1.234,5.6",    "1,200 000",
+                          "12345,678.90", "99999999999999999",
+                          "1 200.5.0"}) {
+    EXPECT_EQ(parseAmountToCents(bad), std::nullopt) << bad;
+  }
+}
+
+}  // namespace
+}  // namespace quorvane
