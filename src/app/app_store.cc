@@ -10,6 +10,7 @@
 #include "model/text_assets.h"
 #include "pdf/localization.h"
 #include "platform/file_system.h"
+#include "platform/paths.h"
 
 namespace quorvane {
 namespace {
@@ -1043,6 +1044,10 @@ std::optional<std::vector<PdfWarning>> AppStore::exportPDF(const RenderRequest& 
                                                            const Progress& progress) {
   if (services_.renderer == nullptr) {
     fail(text("app.error.render_failed", {"no renderer"}));
+    return std::nullopt;
+  }
+  if (services_.libraryDirectory && isInsideDirectory(path, *services_.libraryDirectory)) {
+    fail(text("app.error.export_into_library", {path, *services_.libraryDirectory}));
     return std::nullopt;
   }
   try {

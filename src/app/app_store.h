@@ -146,6 +146,9 @@ struct AppStoreServices {
   Executor* pdfRenderQueue = nullptr;
   // Overrides the interface language for this run (the command line's --lang).
   std::optional<std::string> languageOverride;
+  // The folder of the library (its database, media and lock): no export is
+  // ever written into it.
+  std::optional<std::string> libraryDirectory;
 };
 
 // The project fields a user sets; absent fields stay as they are (or take
@@ -291,8 +294,9 @@ class AppStore {
   std::optional<PdfRenderResult> renderPDF(const RenderRequest& request,
                                            const ExportOptions& options);
   // Writes the document to `path` as it is made, atomically (the file
-  // appears whole, or not at all); its warnings, or nothing with an error
-  // toast.
+  // appears whole, or not at all; a file it replaces keeps its permissions);
+  // its warnings, or nothing with an error toast. A path in the library's
+  // folder is refused: an export must never take the place of the library.
   std::optional<std::vector<PdfWarning>> exportPDF(const RenderRequest& request,
                                                    const ExportOptions& options,
                                                    const std::string& path,

@@ -33,7 +33,7 @@ struct ExportOptionsGiven {
   std::string kind;
   std::optional<std::string> output, locale, format, quality;
   bool noToc = false, noCV = false, noBio = false, noStatement = false, noProjectStatement = false,
-       showTitles = false, hideTitles = false;
+       showTitles = false, hideTitles = false, force = false;
 };
 
 // The remembered options, changed by what this command was given.
@@ -77,6 +77,10 @@ void exportDocument(CliContext& context, const ExportOptionsGiven& given) {
       catalogue ? ExportDocumentKind::catalogue : kind->document, state.snapshot.details,
       options.exportLocale, systemClock().now(), state.project.projectTitle);
   const std::string path = outputPath(given, fileName);
+  std::error_code error;
+  if (std::filesystem::exists(path, error) && !given.force) {
+    throw CliError(context.format("cli.export.exists", {path}));
+  }
 
   const bool showProgress = context.terminal != nullptr && kind->render == RenderKind::portfolio &&
                             !state.snapshot.artworks.images.empty();
@@ -133,6 +137,7 @@ void installExportCommand(CLI::App& command, CliContext& context) {
                   "web (images re-encoded at 1600 px: small files) or print (originals as "
                   "supplied)")
       ->check(CLI::IsMember(rawValues<ExportImageQuality>()));
+  command.add_flag("--force", given->force, "Replace the file when it exists already");
   command.add_flag("--no-toc", given->noToc, "Leave out the contents page");
   command.add_flag("--no-cv", given->noCV, "Leave out the CV");
   command.add_flag("--no-bio", given->noBio, "Leave out the biography");
@@ -146,10 +151,11 @@ void installExportCommand(CLI::App& command, CliContext& context) {
   command.footer(
       "\nThe options apply to this export only; the defaults are those of 'quorvane settings'.\n"
       "Prints the path written, and each warning (text cut for want of room) on standard\n"
-      "error.\n\nExamples:\n"
+      "error. An existing file is replaced only with --force (it keeps its permissions);\n"
+      "nothing is ever written into the library's own folder.\n\nExamples:\n"
       "  quorvane export portfolio\n"
       "  quorvane export portfolio -o ~/Desktop --locale fr --quality print\n"
-      "  quorvane export cv -o cv.pdf --format letter");
+      "  quorvane export cv -o cv.pdf --format letter --force");
   command.callback([&context, given] {
     context.onlyReads();
     exportDocument(context, *given);

@@ -169,6 +169,7 @@ StoreSession::StoreSession(CliContext& context)
       .renderer = renderer_.get(),
       .pdfRenderQueue = &pdfQueue_,
       .languageOverride = language,
+      .libraryDirectory = dataDirectory(),
   });
   if (changes) store_->tidyAfterInterruptedRuns({dataDirectory(), preferencesDirectory()});
   const std::optional<std::string> project =

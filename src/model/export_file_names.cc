@@ -74,13 +74,17 @@ std::string exportFileName(ExportDocumentKind kind, const ArtistDetails& details
   std::string name = slug(printedArtistName(details), kArtistSlugMaxLength);
   name += '-';
   name += exportKindWord(kind, exportLocale);
+  const std::string date = exportDatePart(now);
   if (kind == ExportDocumentKind::catalogue) {
     const bool unlabelled = isBlank(catalogueLabel);
     name += '-';
-    name += slug(unlabelled ? std::string_view("catalogue") : catalogueLabel);
+    // The label's slug takes what is left of the 255 bytes a file name can
+    // have (the slug is ASCII: bytes are characters).
+    const auto room = static_cast<int>(kMaximumFileNameBytes - name.size() - 1 - date.size() - 4);
+    name += slug(unlabelled ? std::string_view("catalogue") : catalogueLabel, room);
   }
   name += '-';
-  name += exportDatePart(now);
+  name += date;
   name += ".pdf";
   return name;
 }

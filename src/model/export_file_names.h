@@ -9,7 +9,8 @@
 // "-" + date + ".pdf". The label is the project's printed title
 // (`Project::projectTitle`): it is what tells one catalogue from another,
 // where the catalogue kind would repeat across a whole year of price lists.
-// An empty label slugs the word "catalogue".
+// An empty label slugs the word "catalogue". The label's slug is cut so that
+// the whole name fits the 255 bytes a file system gives a file name.
 #pragma once
 
 #include <string>
@@ -30,6 +31,7 @@ enum class ExportDocumentKind {
 };
 
 inline constexpr int kArtistSlugMaxLength = 60;
+inline constexpr std::size_t kMaximumFileNameBytes = 255;
 
 // The kind's word in the export language ("fr", "it", "es", "de"; any other
 // code, after trimming and lower-casing, counts as English).

@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include <cstdlib>
+#include <filesystem>
 
 namespace quorvane {
 namespace {
@@ -36,6 +37,20 @@ std::string preferencesDirectory() {
 }
 
 std::string preferencesFilePath() { return preferencesDirectory() + "/preferences.json"; }
+
+bool isInsideDirectory(const std::string& path, const std::string& directory) {
+  namespace fs = std::filesystem;
+  std::error_code error;
+  const fs::path resolvedPath = fs::weakly_canonical(fs::absolute(path, error), error);
+  const fs::path resolvedDirectory = fs::weakly_canonical(fs::absolute(directory, error), error);
+  if (error) return false;
+  auto file = resolvedPath.begin();
+  for (auto part = resolvedDirectory.begin(); part != resolvedDirectory.end(); ++part, ++file) {
+    if (part->empty()) continue;  // the trailing "/" of a directory
+    if (file == resolvedPath.end() || *file != *part) return false;
+  }
+  return true;
+}
 
 std::string temporaryDirectory() {
   if (const char* temporary = variable("TMPDIR")) return temporary;

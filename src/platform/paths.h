@@ -18,4 +18,8 @@ std::string preferencesFilePath();
 // $TMPDIR, else /tmp.
 std::string temporaryDirectory();
 
+// Whether `path` is `directory` or lies somewhere inside it, once symbolic
+// links and "..", on the part of each that exists, are resolved.
+bool isInsideDirectory(const std::string& path, const std::string& directory);
+
 }  // namespace quorvane

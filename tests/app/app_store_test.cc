@@ -81,6 +81,7 @@ class AppStoreTest : public ::testing::Test {
         .renderer = renderer.get(),
         .pdfRenderQueue = &pdfQueue,
         .languageOverride = language,
+        .libraryDirectory = dir.file("library"),
     });
     started = store->start(projectId);
     return *store;

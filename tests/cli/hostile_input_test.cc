@@ -3,6 +3,9 @@
 // refused or cleaned with a message; nothing of it reaches the library or
 // the terminal as it came.
 #include <gtest/gtest.h>
+#include <sys/stat.h>
+
+#include <filesystem>
 
 #include <fstream>
 #include <nlohmann/json.hpp>
@@ -110,6 +113,51 @@ TEST_F(HostileInputTest, APriceThatCouldBeReadTwoWaysIsRefusedWithTheFormsThatWo
         << refused.err;
   }
   EXPECT_EQ(sql("SELECT COALESCE(priceCents, 'none') FROM artworks"), "none");
+}
+
+TEST_F(HostileInputTest, AnExportNeverTakesThePlaceOfTheLibraryOrOfAFileUnasked) {
+  const std::string library = dir.file("data") + "/Quorvane/quorvane.sqlite";
+  const std::string libraryBefore = sql("SELECT COUNT(*) || projectName FROM projects");
+  for (const std::string& target :
+       {library, dir.file("data") + "/Quorvane", dir.file("data") + "/Quorvane/media/x.pdf",
+        dir.file("data") + "/Quorvane/../Quorvane/quorvane.sqlite"}) {
+    const CliRun refused = runCommandLine({"export", "cv", "-o", target, "--force"});
+    EXPECT_EQ(refused.code, 1) << target;
+    EXPECT_TRUE(contains(refused.err, "is inside the library’s folder")) << refused.err;
+  }
+  EXPECT_EQ(sql("SELECT COUNT(*) || projectName FROM projects"), libraryBefore);
+  EXPECT_EQ(runCommandLine({"projects"}).code, 0) << "the library is still the library";
+
+  const std::string existing = dir.file("cv.pdf");
+  std::ofstream(existing) << "an earlier export";
+  ::chmod(existing.c_str(), 0600);
+  const CliRun refused = runCommandLine({"export", "cv", "-o", existing});
+  EXPECT_EQ(refused.code, 1);
+  EXPECT_TRUE(contains(refused.err, "exists already, so nothing was written. Add --force"))
+      << refused.err;
+  std::ifstream unchanged(existing);
+  EXPECT_EQ(std::string(std::istreambuf_iterator<char>(unchanged), {}), "an earlier export");
+
+  const CliRun replaced = runCommandLine({"export", "cv", "-o", existing, "--force"});
+  EXPECT_EQ(replaced.code, 0) << replaced.err;
+  struct stat info {};
+  ::stat(existing.c_str(), &info);
+  EXPECT_EQ(info.st_mode & 07777, 0600u) << "the replaced file keeps its permissions";
+  EXPECT_GT(info.st_size, 1000);
+}
+
+TEST_F(HostileInputTest, ACatalogueWithAVeryLongTitleStillExportsUnderItsOwnName) {
+  const std::string title(360, 'w');
+  ASSERT_EQ(runCommandLine({"project", "set", "--kind", "catalogue", "--title", title}).code, 0);
+  const std::filesystem::path folder = dir.path() / "out";
+  std::filesystem::create_directories(folder);
+  const CliRun exported = runCommandLine({"export", "portfolio", "-o", folder.string()});
+  EXPECT_EQ(exported.code, 0) << exported.err;
+  const std::string name =
+      std::filesystem::path(exported.out.substr(0, exported.out.find('\n'))).filename().string();
+  EXPECT_LE(name.size(), 255u);
+  EXPECT_TRUE(name.starts_with("quorvane-catalogue-www")) << name;
+  EXPECT_TRUE(std::filesystem::exists(folder / name));
 }
 
 TEST(ControlCharactersTest, OnlyWhatIsNoTextIsTakenOut) {

@@ -153,12 +153,22 @@ TEST(ExportFileNameTest, CataloguesNameTheirLabelAfterTheArtist) {
   EXPECT_EQ(exportFileName(ExportDocumentKind::catalogue, named("Zoë", "Müller"), "en",
                            kFifthOfMarch, "  "),
             "zoe-muller-catalogue-catalogue-2026-03-05.pdf");
-  // The label is not limited to 60 characters.
+  // The label is not limited to 60 characters, only to what a file name
+  // can hold.
   const std::string longLabel(70, 'x');
   EXPECT_NE(
       exportFileName(ExportDocumentKind::catalogue, ArtistDetails{}, "en", kFifthOfMarch, longLabel)
           .find(longLabel),
       std::string::npos);
+  std::string title;
+  for (int i = 0; i < 40; ++i) title += "Paysages d’été ";  // 600 characters
+  const std::string capped = exportFileName(ExportDocumentKind::catalogue, named("Zoë", "Müller"),
+                                            "fr", kFifthOfMarch, title);
+  EXPECT_LE(capped.size(), 255u);
+  EXPECT_GE(capped.size(), 250u) << "as much of the title as fits";
+  EXPECT_TRUE(capped.starts_with("zoe-muller-catalogue-paysages-d-ete-paysages")) << capped;
+  EXPECT_TRUE(capped.ends_with("-2026-03-05.pdf")) << capped;
+  EXPECT_EQ(capped.find("--"), std::string::npos) << "cut between words, never leaving a dash";
 }
 
 TEST(ExportFileNameTest, TheDayIsTheLocalDay) {
