@@ -2,7 +2,7 @@
 # installs only what is missing), so a fresh machine needs nothing but `make test`.
 PREFIX ?= /usr/local
 
-.PHONY: deps build test demo bench asan install fuzz format clean
+.PHONY: deps build test demo bench asan crash install fuzz format clean
 
 deps:
 	@scripts/install-deps
@@ -20,6 +20,15 @@ asan: deps
 	cmake --preset asan
 	cmake --build --preset asan
 	ctest --preset asan
+
+# The crash harness at length: the real program killed CRASH_KILLS times
+# (default 1000) at random moments, the library checked after each kill.
+CRASH_KILLS ?= 1000
+crash: deps
+	cmake --preset debug
+	cmake --build --preset debug
+	QUORVANE_CRASH_KILLS=$(CRASH_KILLS) build/debug/tests/quorvane_process_tests \
+	  --gtest_filter='CrashHarness.*'
 
 bench: build
 	@scripts/install-deps bench
