@@ -48,11 +48,17 @@ format:
 clean:
 	rm -rf build
 
-# Fuzz the decoders of stored text for FUZZ_SECONDS (clang, libFuzzer).
+# Fuzz every reader of outside input, each for FUZZ_SECONDS (clang, libFuzzer):
+# stored text, hostile input (JSON, prices, pasted text, file names), and the
+# library's header and journal.
 FUZZ_SECONDS ?= 60
+FUZZ_TARGETS = stored_text hostile_input library_files
 fuzz:
 	@scripts/install-deps fuzz
 	cmake --preset fuzz
 	cmake --build --preset fuzz
-	mkdir -p build/fuzz/corpus
-	build/fuzz/fuzz/fuzz_stored_text -max_total_time=$(FUZZ_SECONDS) build/fuzz/corpus
+	for target in $(FUZZ_TARGETS); do \
+	  mkdir -p build/fuzz/corpus/$$target && \
+	  build/fuzz/fuzz/fuzz_$$target -max_total_time=$(FUZZ_SECONDS) build/fuzz/corpus/$$target \
+	    || exit 1; \
+	done

@@ -120,5 +120,31 @@ TEST_F(OneWriterTest, ReadingCommandsNeverWriteTheLibraryOrThePreferences) {
                LibraryLock::currentHolder(lockPath()).has_value());
 }
 
+TEST_F(OneWriterTest, AChangeNeverGoesIntoATemporaryLibrary) {
+  // The media folder can't be made: only a temporary library could open.
+  std::filesystem::remove_all(libraryDirectory() + "/media");
+  std::ofstream(libraryDirectory() + "/media") << "a file where the folder should be";
+  const CliRun refused = runCommandLine({"cv", "add", "soloExhibitions", "title=Tides"});
+  EXPECT_EQ(refused.code, 1);
+  EXPECT_TRUE(contains(refused.err,
+                       "Quorvane could not open or create your library, so nothing "
+                       "was changed"))
+      << refused.err;
+  EXPECT_FALSE(contains(refused.out, "1")) << "no entry number for a change that was not kept";
+
+  const CliRun read = runCommandLine({"projects"});
+  EXPECT_EQ(read.code, 0) << "reading may show the temporary library, and says so";
+  EXPECT_TRUE(contains(read.err, "temporary")) << read.err;
+}
+
+TEST_F(OneWriterTest, ASettingThatCannotBeWrittenIsReportedNotLost) {
+  // Where the preferences go is a file, not a folder: nothing can be written.
+  std::filesystem::remove_all(dir.file("config"));
+  std::ofstream(dir.file("config")) << "not a folder";
+  const CliRun refused = runCommandLine({"settings", "set", "theme", "dark"});
+  EXPECT_EQ(refused.code, 1);
+  EXPECT_TRUE(contains(refused.err, "Your settings could not be saved:")) << refused.err;
+}
+
 }  // namespace
 }  // namespace quorvane
