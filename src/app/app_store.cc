@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cstdio>
 #include <exception>
+#include <filesystem>
+#include <system_error>
 
 #include "app/failure_text.h"
 #include "app/image_intake.h"
@@ -377,7 +379,7 @@ void AppStore::quit() { settleSaves(); }
 
 TidyReport AppStore::tidyAfterInterruptedRuns(const std::vector<std::string>& otherFolders) {
   return tidyLibrary(services_.media, services_.snapshots, otherFolders, services_.clock,
-                     services_.logger);
+                     services_.logger, services_.makeUuid);
 }
 
 void AppStore::settleSaves() {
@@ -1041,7 +1043,8 @@ std::optional<PdfRenderResult> AppStore::renderPDF(const RenderRequest& request,
 std::optional<std::vector<PdfWarning>> AppStore::exportPDF(const RenderRequest& request,
                                                            const ExportOptions& options,
                                                            const std::string& path,
-                                                           const Progress& progress) {
+                                                           const Progress& progress,
+                                                           bool replaceExisting) {
   if (services_.renderer == nullptr) {
     fail(text("app.error.render_failed", {"no renderer"}));
     return std::nullopt;
@@ -1051,6 +1054,11 @@ std::optional<std::vector<PdfWarning>> AppStore::exportPDF(const RenderRequest& 
     return std::nullopt;
   }
   try {
+    // A killed export of this name left its temporary file: it goes now.
+    const std::filesystem::path target(path);
+    removeStaleTemporaryFiles(
+        target.has_parent_path() ? target.parent_path().string() : std::string("."),
+        target.filename().string());
     AtomicFileWriter file(path);
     std::exception_ptr writeError;
     // cairo calls this from C: nothing may be thrown through it.
@@ -1066,7 +1074,7 @@ std::optional<std::vector<PdfWarning>> AppStore::exportPDF(const RenderRequest& 
     const PdfRenderResult result = services_.renderer->renderTo(
         request, state_.project, state_.snapshot, options, sink, progress);
     if (writeError) std::rethrow_exception(writeError);
-    file.commit();
+    file.commit(replaceExisting ? AtomicFile::Replace::existing : AtomicFile::Replace::nothing);
     if (request.kind == RenderKind::portfolio) {
       ++state_.completePortfolioExportCount;
       services_.preferences.setInteger(preference_key::kCompletePortfolioExportCount,
@@ -1078,7 +1086,12 @@ std::optional<std::vector<PdfWarning>> AppStore::exportPDF(const RenderRequest& 
     return result.warnings;
   } catch (const std::exception& error) {
     services_.logger.log(failureDiagnostic(error));
-    fail(text("app.error.export_failed", {path, failureText(error, language())}));
+    const auto* system = dynamic_cast<const std::system_error*>(&error);
+    if (system != nullptr && system->code().value() == EEXIST) {
+      fail(text("app.error.export_exists", {path}));
+    } else {
+      fail(text("app.error.export_failed", {path, failureText(error, language())}));
+    }
     return std::nullopt;
   }
 }

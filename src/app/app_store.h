@@ -297,10 +297,13 @@ class AppStore {
   // appears whole, or not at all; a file it replaces keeps its permissions);
   // its warnings, or nothing with an error toast. A path in the library's
   // folder is refused: an export must never take the place of the library.
+  // Without `replaceExisting`, a file already at `path` is never replaced
+  // (checked in the same step that puts the export there).
   std::optional<std::vector<PdfWarning>> exportPDF(const RenderRequest& request,
                                                    const ExportOptions& options,
                                                    const std::string& path,
-                                                   const Progress& progress = {});
+                                                   const Progress& progress = {},
+                                                   bool replaceExisting = true);
   // Renders a preview on the render queue and publishes it on the main
   // executor, unless a newer preview was asked for meanwhile: the latest
   // request wins.

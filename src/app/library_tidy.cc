@@ -18,7 +18,12 @@ bool libraryHoldsNewImages(FilesMediaStore& media, SnapshotRepository& repositor
   for (const Transaction::StagedItem& item : left.items) {
     const std::optional<std::vector<std::uint8_t>> stored = repository.imageBytes(item.id);
     if (!stored) return false;
-    if (!item.stagedWebPath) continue;  // an original alone: its row is enough
+    // An original alone: a new artwork's row tells, a replaced one's can't
+    // (its row was there before), and what can't be told is put back.
+    if (!item.stagedWebPath) {
+      if (!item.replaces.empty()) return false;
+      continue;
+    }
     if (files.exists(*item.stagedWebPath)) return false;
     const std::optional<Bytes> placed = media.readFile(*item.webTargetPath);
     if (!placed || *placed != *stored) return false;
@@ -29,7 +34,11 @@ bool libraryHoldsNewImages(FilesMediaStore& media, SnapshotRepository& repositor
 void resolveTransactions(FilesMediaStore& media, SnapshotRepository& repository, Logger& logger,
                          TidyReport& report) {
   for (const Transaction::LeftTransaction& left : Transaction::leftTransactions(media)) {
-    if (libraryHoldsNewImages(media, repository, left)) {
+    // A decision taken before the kill is carried on; else the library
+    // decides: the images are kept when it holds them.
+    const bool keep = left.outcome ? *left.outcome == Transaction::Outcome::keep
+                                   : libraryHoldsNewImages(media, repository, left);
+    if (keep) {
       Transaction::finishLeft(media, left);
       ++report.transactionsKept;
       logger.log("[Quorvane][Tidy] state=transaction_kept root=" + left.rootPath);
@@ -41,8 +50,12 @@ void resolveTransactions(FilesMediaStore& media, SnapshotRepository& repository,
   }
 }
 
-void removeStrayMedia(FilesMediaStore& media, SnapshotRepository& repository, const Clock& clock,
-                      Logger& logger, TidyReport& report) {
+// Files of artworks the library does not know are moved, never deleted:
+// they may be all that is left of a library that was set aside, or belong to
+// a copy of the library the user will put back.
+void setAsideStrayMedia(FilesMediaStore& media, SnapshotRepository& repository, const Clock& clock,
+                        Logger& logger, const std::function<std::string()>& makeUuid,
+                        TidyReport& report) {
   FileSystem& files = media.files();
   std::vector<std::string> names;
   try {
@@ -53,6 +66,7 @@ void removeStrayMedia(FilesMediaStore& media, SnapshotRepository& repository, co
   std::set<std::string> known;
   bool knownRead = false;
   const Date now = clock.now();
+  std::string folder;
   for (const std::string& name : names) {
     const std::optional<std::string> artwork = FilesMediaStore::artworkOfMediaFile(name);
     if (!artwork) continue;
@@ -64,9 +78,16 @@ void removeStrayMedia(FilesMediaStore& media, SnapshotRepository& repository, co
     const std::string path = media.pathOf(name);
     try {
       if (now - files.modificationTime(path) < kStrayMediaAge) continue;
-      files.removeAll(path);
+      if (folder.empty()) {
+        const std::string library = media.directory().substr(0, media.directory().rfind('/'));
+        folder = library + "/Recovery/unreferenced-media-" +
+                 std::to_string(millisecondsSince1970(now)) + "-" + makeUuid();
+        files.createDirectories(folder);
+      }
+      files.move(path, folder + "/" + name);
       ++report.strayMediaFiles;
-      logger.log("[Quorvane][Tidy] state=stray_media_removed path=" + path);
+      report.strayMediaFolder = folder;
+      logger.log("[Quorvane][Tidy] state=stray_media_set_aside path=" + path + " to=" + folder);
     } catch (const std::exception&) {
     }
   }
@@ -76,7 +97,7 @@ void removeStrayMedia(FilesMediaStore& media, SnapshotRepository& repository, co
 
 TidyReport tidyLibrary(FilesMediaStore& media, SnapshotRepository& repository,
                        const std::vector<std::string>& otherFolders, const Clock& clock,
-                       Logger& logger) {
+                       Logger& logger, const std::function<std::string()>& makeUuid) {
   TidyReport report;
   std::vector<std::string> folders{media.directory()};
   folders.insert(folders.end(), otherFolders.begin(), otherFolders.end());
@@ -89,7 +110,7 @@ TidyReport tidyLibrary(FilesMediaStore& media, SnapshotRepository& repository,
   }
   try {
     resolveTransactions(media, repository, logger, report);
-    removeStrayMedia(media, repository, clock, logger, report);
+    setAsideStrayMedia(media, repository, clock, logger, makeUuid, report);
   } catch (const std::exception& error) {
     // The library could not be read: what is left waits for the next run.
     logger.log(std::string("[Quorvane][Tidy] state=stopped error=") + error.what());

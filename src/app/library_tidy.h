@@ -7,12 +7,17 @@
 //   added images): when the library holds the new images they are kept,
 //   otherwise what was replaced is put back and what was added removed;
 // - media files of artworks that the library does not know, once they are
-//   an hour old (younger ones may belong to an import under way elsewhere).
+//   an hour old (younger ones may belong to an import under way elsewhere),
+//   are moved into Recovery/unreferenced-media-<ms>-<UUID>/ beside the
+//   library — never deleted: they may be all that is left of a library that
+//   was set aside, or belong to a copy of it that the user will put back.
 //
 // Each thing done is told in a diagnostic line; nothing here fails the run.
 #pragma once
 
 #include <chrono>
+#include <functional>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -30,12 +35,13 @@ struct TidyReport {
   int transactionsUndone = 0;
   int transactionsKept = 0;
   int strayMediaFiles = 0;
+  std::optional<std::string> strayMediaFolder;  // where they went
 
   bool operator==(const TidyReport&) const = default;
 };
 
 TidyReport tidyLibrary(FilesMediaStore& media, SnapshotRepository& repository,
                        const std::vector<std::string>& otherFolders, const Clock& clock,
-                       Logger& logger);
+                       Logger& logger, const std::function<std::string()>& makeUuid);
 
 }  // namespace quorvane

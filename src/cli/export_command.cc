@@ -91,8 +91,9 @@ void exportDocument(CliContext& context, const ExportOptionsGiven& given) {
                                         {std::to_string(done), std::to_string(total)})
                       << "\x1b[K" << std::flush;
   };
-  const std::optional<std::vector<PdfWarning>> result = store.exportPDF(
-      {kind->render, {}}, options, path, showProgress ? progress : AppStore::Progress());
+  const std::optional<std::vector<PdfWarning>> result =
+      store.exportPDF({kind->render, {}}, options, path,
+                      showProgress ? progress : AppStore::Progress(), given.force);
   if (showProgress) *context.terminal << "\r\x1b[K" << std::flush;
   context.check(result.has_value());
   nlohmann::json warnings = nlohmann::json::array();

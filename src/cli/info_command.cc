@@ -50,7 +50,7 @@ void printInfo(CliContext& context) {
         context, context.verbose ? static_cast<Logger&>(diagnostics) : nullLogger(),
         StorageAccess::read, false));
   } catch (const LibraryBusyError& error) {
-    throw CliError(libraryBusyText(context, error.holder()));
+    throw CliError(libraryBusyText(context, error.holder(), true));
   } catch (const LibraryUnavailableError& error) {
     throw CliError(libraryUnavailableText(context, error));
   }

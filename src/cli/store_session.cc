@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cstdio>
 #include <cstdlib>
 #include <filesystem>
 #include <ostream>
@@ -71,21 +72,42 @@ LockWait waitTellingTheUser(CliContext& context) {
   return wait;
 }
 
-// Takes the lock for a command that changes the library.
-std::unique_ptr<LibraryLock> lockForChanges(CliContext& context) {
+// "5" for 5000 ms, "0.5" for 500.
+std::string secondsText(std::chrono::milliseconds wait) {
+  if (wait.count() % 1000 == 0) return std::to_string(wait.count() / 1000);
+  char text[32];
+  std::snprintf(text, sizeof text, "%.1f", static_cast<double>(wait.count()) / 1000.0);
+  return text;
+}
+
+// Takes the lock for a command that changes the library. Nothing, with a
+// warning, where the file system has no locks (some network and FUSE
+// mounts): the command then runs as before there were locks.
+std::unique_ptr<LibraryLock> lockForChanges(CliContext& context, bool& locksWork) {
   const std::string directory = dataDirectory();
+  const std::string path = directory + "/quorvane.lock";
+  locksWork = true;
   try {
     realFileSystem().createDirectories(directory);
-    return LibraryLock::acquire(directory + "/quorvane.lock", thisRun(context),
-                                waitTellingTheUser(context));
+    return LibraryLock::acquire(path, thisRun(context), waitTellingTheUser(context));
   } catch (const LibraryBusyError& error) {
-    throw CliError(libraryBusyText(context, error.holder()));
+    throw CliError(libraryBusyText(context, error.holder(), false));
   } catch (const std::system_error& error) {
-    // No lock can be made where the library lives (filesystem_error is one
-    // too): nothing can be written there either.
     const int code = error.code().value();
+    if (code == ENOLCK || code == EOPNOTSUPP || code == ENOSYS) {
+      locksWork = false;
+      context.err << context.format("cli.warning",
+                                    {context.format("cli.lock.unsupported", {directory})})
+                  << '\n';
+      return nullptr;
+    }
     if (code == EACCES || code == EPERM || code == EROFS) {
-      throw CliError(context.format("cli.error.library_read_only", {directory}));
+      // A folder that can't be written can't hold the library's changes
+      // either; a lock file of another user's (after a run with sudo) can.
+      if (!realFileSystem().isWritable(directory)) {
+        throw CliError(context.format("cli.error.library_read_only", {directory}));
+      }
+      throw CliError(context.format("cli.error.lock_not_writable", {path}));
     }
     throw;
   }
@@ -105,11 +127,11 @@ BootEnvironment cliBootEnvironment(CliContext& context, Logger& logger, StorageA
   return environment;
 }
 
-std::string libraryBusyText(const CliContext& context, const LockHolder& holder) {
+std::string libraryBusyText(const CliContext& context, const LockHolder& holder, bool forReading) {
   const std::string pid = std::to_string(holder.pid);
+  if (forReading) return context.format("cli.error.repair_waits", {pid});
   if (holder.program == kDesktopProgram) return context.format("error.library_open_in_app", {pid});
-  return context.format("error.library_busy",
-                        {pid, holder.command, std::to_string(lockWait().count() / 1000)});
+  return context.format("error.library_busy", {pid, holder.command, secondsText(lockWait())});
 }
 
 std::string libraryUnavailableText(const CliContext& context,
@@ -125,22 +147,29 @@ StoreSession::StoreSession(CliContext& context)
       diagnostics_(context.err),
       logger_(context.verbose ? static_cast<Logger&>(diagnostics_) : nullLogger()) {
   const bool changes = context.access == StorageAccess::write;
-  if (changes) lock_ = lockForChanges(context);
+  bool locksWork = true;
+  if (changes) lock_ = lockForChanges(context, locksWork);
   try {
     storage_ = AppContainer::bootStorage(
-        cliBootEnvironment(context, logger_, context.access, lock_ != nullptr));
+        cliBootEnvironment(context, logger_, context.access, lock_ != nullptr || !locksWork));
   } catch (const LibraryBusyError& error) {
-    throw CliError(libraryBusyText(context, error.holder()));
+    throw CliError(libraryBusyText(context, error.holder(), !changes));
   } catch (const LibraryUnavailableError& error) {
     throw CliError(libraryUnavailableText(context, error));
   }
   for (const StorageNotice& notice : storage_.notices) {
-    if (changes && notice.key == kFallbackTemporaryNotice) continue;  // said below, as an error
+    if (notice.key == kFallbackTemporaryNotice) continue;  // said below, as an error
     context.err << "quorvane: " << fillPlaceholders(context.text(notice.key), notice.arguments)
                 << '\n';
   }
-  if (changes && storage_.isFallback) {
-    throw CliError(context.text("cli.error.temporary_library_refused"));
+  // A command never works on the temporary library: a change would be
+  // lost, and what is read would be an empty library shown as the user's.
+  if (storage_.isFallback) {
+    throw CliError(
+        storage_.fallbackCause == FallbackCause::busy
+            ? context.format("cli.error.library_busy_storage",
+                             {secondsText(std::chrono::milliseconds(kDefaultBusyTimeoutMs))})
+            : context.text("cli.error.temporary_library_refused"));
   }
   if (changes && storage_.isWriteProtected) {
     throw CliError(context.format("cli.error.library_read_only", {storage_.databasePath}));
@@ -171,7 +200,17 @@ StoreSession::StoreSession(CliContext& context)
       .languageOverride = language,
       .libraryDirectory = dataDirectory(),
   });
-  if (changes) store_->tidyAfterInterruptedRuns({dataDirectory(), preferencesDirectory()});
+  if (changes) {
+    const TidyReport tidied =
+        store_->tidyAfterInterruptedRuns({dataDirectory(), preferencesDirectory()});
+    if (tidied.strayMediaFolder) {
+      context.err << "quorvane: "
+                  << context.format(
+                         "cli.notice.stray_media_set_aside",
+                         {std::to_string(tidied.strayMediaFiles), *tidied.strayMediaFolder})
+                  << '\n';
+    }
+  }
   const std::optional<std::string> project =
       context.projectOption.empty() ? std::nullopt : std::optional(context.projectOption);
   if (!store_->start(project)) {
@@ -194,10 +233,17 @@ void StoreSession::writeNow() {
   if (after && after != before && after->style == ToastStyle::error) {
     throw CliError(after->text);  // a write failed: the user must know
   }
-  // Any setting this run could not write, a reminder's state included.
-  if (preferences_->writeFailureCount() > 0) {
-    throw CliError(context_.format("app.error.settings_not_saved",
-                                   {preferences_->lastWriteFailure().value_or("")}));
+  // A setting this run could not write on the way (the open project, a
+  // reminder's state) is said, once; it does not undo the command's own
+  // change, which is written. (A command that sets a setting fails itself
+  // when that can't be written.)
+  if (preferences_->writeFailureCount() > 0 && !preferenceFailureTold_) {
+    preferenceFailureTold_ = true;
+    context_.err << context_.format(
+                        "cli.warning",
+                        {context_.format("app.error.settings_not_saved",
+                                         {preferences_->lastWriteFailure().value_or("")})})
+                 << '\n';
   }
 }
 

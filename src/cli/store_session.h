@@ -3,10 +3,10 @@
 // open project, run the command, write everything, and remind the user of a
 // backup when one is due.
 //
-// A command that changes the library never runs on anything but the
-// library: when another process keeps the lock past a few seconds, when the
-// library is read-only, or when only a temporary library could be opened,
-// it stops before changing anything and says why.
+// A command never runs on anything but the library: when another process
+// keeps the lock past a few seconds (for a change), when the library is
+// read-only (for a change), or when only a temporary library could be
+// opened, it stops before doing anything and says why.
 #pragma once
 
 #include <chrono>
@@ -37,8 +37,9 @@ BootEnvironment cliBootEnvironment(CliContext& context, Logger& logger, StorageA
                                    bool holdsLock);
 
 // The words telling that the library is kept by `holder`, and why nothing
-// was done.
-std::string libraryBusyText(const CliContext& context, const LockHolder& holder);
+// was done: a change waits for it, and so does reading when the library
+// needs a repair first.
+std::string libraryBusyText(const CliContext& context, const LockHolder& holder, bool forReading);
 // The words for a library that must be left as it is.
 std::string libraryUnavailableText(const CliContext& context, const LibraryUnavailableError& error);
 
@@ -60,8 +61,9 @@ class StoreSession {
   // close, so a printed reminder counts as seen and is snoozed. Throws
   // CliError when a write failed.
   void finish();
-  // Writes every edit now. Throws CliError when a write failed: what a
-  // command prints as done (an id) must be in the library first.
+  // Writes every edit now. Throws CliError when a write of the library
+  // failed: what a command prints as done (an id) must be in the library
+  // first. A preference it could not write is a warning.
   void writeNow();
 
  private:
@@ -82,6 +84,7 @@ class StoreSession {
   // After the renderer: destroyed (and drained) before it.
   SerialQueue pdfQueue_{"app.quorvane.pdf-render"};
   std::unique_ptr<AppStore> store_;
+  bool preferenceFailureTold_ = false;
 };
 
 }  // namespace quorvane

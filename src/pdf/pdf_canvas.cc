@@ -64,8 +64,11 @@ constexpr std::size_t kLargestPiece = 64 * 1024;
 // At most `bytes` bytes of `text`, never ending inside a UTF-8 character.
 std::string_view utf8Prefix(std::string_view text, std::size_t bytes) {
   if (bytes >= text.size()) return text;
-  while (bytes > 0 && (static_cast<unsigned char>(text[bytes]) & 0xC0) == 0x80) --bytes;
-  return text.substr(0, bytes);
+  std::size_t cut = bytes;
+  while (cut > 0 && (static_cast<unsigned char>(text[cut]) & 0xC0) == 0x80) --cut;
+  // Bytes that are no UTF-8 (a long run of continuation bytes): cut where
+  // asked, so that every piece holds something and the text moves on.
+  return text.substr(0, cut > 0 ? cut : bytes);
 }
 
 // Bytes of two lines of the narrowest glyphs (a fifth of an em) at `width`.

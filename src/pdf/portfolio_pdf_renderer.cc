@@ -15,8 +15,25 @@
 #include "pdf/price_format.h"
 #include "pdf/wrap_cache.h"
 
+#if defined(__SANITIZE_ADDRESS__)
+#define QUORVANE_OWN_ALLOCATOR 1
+#elif defined(__has_feature)
+#if __has_feature(address_sanitizer)
+#define QUORVANE_OWN_ALLOCATOR 1
+#endif
+#endif
+
 namespace quorvane {
 namespace {
+
+// Hands freed memory of the malloc arenas back to the system. Under a
+// sanitizer the allocator is the sanitizer's own, and glibc's trim would
+// walk arenas it never made.
+void returnFreedMemory() {
+#if !defined(QUORVANE_OWN_ALLOCATOR)
+  ::malloc_trim(0);
+#endif
+}
 
 constexpr Color kMuted{0.42, 0.42, 0.42};
 constexpr Color kRule{0.8, 0.8, 0.8};
@@ -147,7 +164,7 @@ class PortfolioPdfRenderer::ImageFeed {
                        // Each worker thread allocates from a malloc arena of its own;
                        // hand the decoder's freed buffers back, or they pile up across
                        // the arenas of many threads.
-                       if (renderer_.policy_) ::malloc_trim(0);
+                       if (renderer_.policy_) returnFreedMemory();
                        return image;
                      }));
   }

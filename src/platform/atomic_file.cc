@@ -70,17 +70,6 @@ mode_t modeFor(const std::string& path) {
   return 0644;
 }
 
-// Once per folder and process: temporary files of processes that are gone.
-void tidyOnce(const std::string& directory) {
-  static std::mutex mutex;
-  static std::set<std::string> tidied;
-  {
-    const std::lock_guard lock(mutex);
-    if (!tidied.insert(directory).second) return;
-  }
-  removeStaleTemporaryFiles(directory);
-}
-
 bool canLinkUnnamedFiles() {
   static const bool possible = ::access("/proc/self/fd", X_OK) == 0;
   return possible;
@@ -89,9 +78,10 @@ bool canLinkUnnamedFiles() {
 }  // namespace
 
 AtomicFile::AtomicFile(std::string path) : path_(std::move(path)), directory_(directoryOf(path_)) {
-  tidyOnce(directory_);
   if (canLinkUnnamedFiles()) {
-    fd_ = ::open(directory_.c_str(), O_TMPFILE | O_WRONLY | O_CLOEXEC, 0600);
+    // Readable too: should linking it fail at the commit, its content is
+    // copied into a named file instead.
+    fd_ = ::open(directory_.c_str(), O_TMPFILE | O_RDWR | O_CLOEXEC, 0600);
     if (fd_ >= 0) {
       unnamed_ = true;
       return;
@@ -128,24 +118,82 @@ void AtomicFile::write(std::span<const std::uint8_t> bytes) {
   }
 }
 
-void AtomicFile::commit() {
-  if (::fsync(fd_) != 0) throwErrno(errno, "write " + path_);
-  if (::fchmod(fd_, modeFor(path_)) != 0) throwErrno(errno, "chmod " + path_);
-  if (unnamed_) {
-    const std::string self = "/proc/self/fd/" + std::to_string(fd_);
-    for (int attempt = 0;; ++attempt) {
-      temporary_ = temporaryNameFor(path_);
-      if (::linkat(AT_FDCWD, self.c_str(), AT_FDCWD, temporary_.c_str(), AT_SYMLINK_FOLLOW) == 0) {
-        break;
+namespace {
+
+// Copies the whole content of `from` into `to`, from their starts.
+void copyContent(int from, int to, const std::string& path) {
+  if (::lseek(from, 0, SEEK_SET) != 0) throwErrno(errno, "write " + path);
+  char buffer[1 << 16];
+  for (;;) {
+    const ssize_t count = ::read(from, buffer, sizeof buffer);
+    if (count < 0) {
+      if (errno == EINTR) continue;
+      throwErrno(errno, "write " + path);
+    }
+    if (count == 0) return;
+    for (ssize_t written = 0; written < count;) {
+      const ssize_t n = ::write(to, buffer + written, static_cast<std::size_t>(count - written));
+      if (n < 0) {
+        if (errno == EINTR) continue;
+        throwErrno(errno, "write " + path);
       }
-      const int error = errno;
-      temporary_.clear();
-      if (error != EEXIST || attempt > 100) throwErrno(error, "write " + path_);
+      written += n;
     }
   }
+}
+
+}  // namespace
+
+// Gives the unnamed file a temporary name beside the target; where linking
+// through /proc is not allowed (some sandboxes), its content goes into a
+// named temporary file instead.
+void AtomicFile::nameTheUnnamedFile() {
+  const std::string self = "/proc/self/fd/" + std::to_string(fd_);
+  for (int attempt = 0;; ++attempt) {
+    temporary_ = temporaryNameFor(path_);
+    if (::linkat(AT_FDCWD, self.c_str(), AT_FDCWD, temporary_.c_str(), AT_SYMLINK_FOLLOW) == 0) {
+      return;
+    }
+    const int error = errno;
+    temporary_.clear();
+    if (error == EEXIST && attempt < 100) continue;
+    if (error != EPERM && error != ENOENT && error != EACCES) throwErrno(error, "write " + path_);
+    break;
+  }
+  int named = -1;
+  for (int attempt = 0; named < 0; ++attempt) {
+    temporary_ = temporaryNameFor(path_);
+    named = ::open(temporary_.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600);
+    if (named < 0 && (errno != EEXIST || attempt > 100)) {
+      const int error = errno;
+      temporary_.clear();
+      throwErrno(error, "create a temporary file in " + directory_);
+    }
+  }
+  try {
+    copyContent(fd_, named, path_);
+    if (::fsync(named) != 0) throwErrno(errno, "write " + path_);
+    if (::fchmod(named, modeFor(path_)) != 0) throwErrno(errno, "chmod " + path_);
+  } catch (...) {
+    ::close(named);
+    throw;
+  }
+  ::close(named);
+}
+
+void AtomicFile::commit(Replace replace) {
+  if (::fsync(fd_) != 0) throwErrno(errno, "write " + path_);
+  if (::fchmod(fd_, modeFor(path_)) != 0) throwErrno(errno, "chmod " + path_);
+  if (unnamed_) nameTheUnnamedFile();
   ::close(fd_);
   fd_ = -1;
-  if (::rename(temporary_.c_str(), path_.c_str()) != 0) {
+  // Replacing is one rename; not replacing, a rename that refuses a file
+  // already there, so that no check can be overtaken by another writer.
+  const int renamed =
+      replace == Replace::existing
+          ? ::rename(temporary_.c_str(), path_.c_str())
+          : ::renameat2(AT_FDCWD, temporary_.c_str(), AT_FDCWD, path_.c_str(), RENAME_NOREPLACE);
+  if (renamed != 0) {
     const int error = errno;
     ::unlink(temporary_.c_str());
     temporary_.clear();
@@ -178,13 +226,19 @@ std::optional<long> temporaryFileOwner(const std::string& name) {
   return std::stol(tail.substr(0, dash));
 }
 
-int removeStaleTemporaryFiles(const std::string& directory) {
+int removeStaleTemporaryFiles(const std::string& directory,
+                              const std::optional<std::string>& targetName) {
+  const std::optional<std::string> prefix =
+      targetName ? std::optional<std::string>("." + targetName->substr(0, kNameInTemporary) +
+                                              std::string(kMarker))
+                 : std::nullopt;
   DIR* listing = ::opendir(directory.c_str());
   if (listing == nullptr) return 0;
   int removed = 0;
   const std::time_t now = std::time(nullptr);
   while (const dirent* entry = ::readdir(listing)) {
     const std::string name = entry->d_name;
+    if (prefix && !name.starts_with(*prefix)) continue;
     const std::optional<long> owner = temporaryFileOwner(name);
     if (!owner) continue;
     const std::string path = directory + "/" + name;

@@ -31,15 +31,20 @@ class AtomicFile {
   AtomicFile(const AtomicFile&) = delete;
   AtomicFile& operator=(const AtomicFile&) = delete;
 
+  enum class Replace { existing, nothing };
+
   void write(std::span<const std::uint8_t> bytes);
-  // Flushes the file, puts it at its path (replacing what was there) and
+  // Flushes the file, puts it at its path (replacing what is there, or,
+  // with Replace::nothing, failing with EEXIST when a file is there) and
   // flushes the directory. Throws std::system_error; nothing stays then.
-  void commit();
+  void commit(Replace replace = Replace::existing);
 
   // True when the pieces go to a file without a name.
   bool isUnnamed() const { return unnamed_; }
 
  private:
+  void nameTheUnnamedFile();
+
   std::string path_;
   std::string directory_;
   std::string temporary_;  // the named temporary file, when there is one
@@ -52,7 +57,10 @@ class AtomicFile {
 std::optional<long> temporaryFileOwner(const std::string& name);
 
 // Removes our temporary files in `directory` whose process is gone (and
-// pid-less ones older than an hour); how many. Errors are ignored.
-int removeStaleTemporaryFiles(const std::string& directory);
+// pid-less ones older than an hour) — only those of `targetName` when it is
+// given (a folder of the user's holds what is not ours to tidy); how many.
+// Errors are ignored.
+int removeStaleTemporaryFiles(const std::string& directory,
+                              const std::optional<std::string>& targetName = std::nullopt);
 
 }  // namespace quorvane

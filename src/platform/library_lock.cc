@@ -69,12 +69,13 @@ LockHolder readHolder(int fd) {
   return parseHolder(text);
 }
 
-// Says who holds the lock now. Failing to write it costs only the waiter's
-// message, never the lock.
+// Says who holds the lock now: written over the old words, then cut to its
+// length, so that a waiter reading meanwhile finds whole lines. Failing to
+// write it costs only the waiter's message, never the lock.
 void recordHolder(int fd, const LockHolder& self) {
   const std::string text = describe(self);
-  if (::ftruncate(fd, 0) != 0) return;
-  [[maybe_unused]] const ssize_t written = ::pwrite(fd, text.data(), text.size(), 0);
+  if (::pwrite(fd, text.data(), text.size(), 0) != static_cast<ssize_t>(text.size())) return;
+  [[maybe_unused]] const int cut = ::ftruncate(fd, static_cast<off_t>(text.size()));
 }
 
 }  // namespace
@@ -99,17 +100,25 @@ std::unique_ptr<LibraryLock> LibraryLock::acquire(const std::string& path, const
         wait.sleep ? wait.sleep : [](milliseconds d) { std::this_thread::sleep_for(d); };
     const Date deadline = clock.now() + wait.patience;
     LockHolder holder = readHolder(fd);
-    if (wait.onWait) wait.onWait(holder);
+    bool told = false;
     milliseconds poll = kFirstPoll;
     while (clock.now() < deadline) {
+      // Told once, as soon as the holder's words are there to read (a holder
+      // that has just taken the lock may not have written them yet).
+      if (!told && (holder.pid != 0 || poll > kFirstPoll)) {
+        if (wait.onWait) wait.onWait(holder);
+        told = true;
+      }
       sleep(poll);
       if (lockWithoutWaiting(fd, path)) {
         recordHolder(fd, self);
         return std::make_unique<LibraryLock>(Held{}, path, fd);
       }
-      holder = readHolder(fd);
+      const LockHolder now = readHolder(fd);
+      if (now.pid != 0) holder = now;
       poll = std::min(poll * 2, kLongestPoll);
     }
+    if (!told && wait.onWait) wait.onWait(holder);
     throw LibraryBusyError(holder);
   } catch (...) {
     ::close(fd);

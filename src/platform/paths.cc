@@ -40,10 +40,16 @@ std::string preferencesFilePath() { return preferencesDirectory() + "/preference
 
 bool isInsideDirectory(const std::string& path, const std::string& directory) {
   namespace fs = std::filesystem;
-  std::error_code error;
-  const fs::path resolvedPath = fs::weakly_canonical(fs::absolute(path, error), error);
-  const fs::path resolvedDirectory = fs::weakly_canonical(fs::absolute(directory, error), error);
-  if (error) return false;
+  // Resolved where possible; else as written, made absolute and normal.
+  const auto resolved = [](const std::string& given) {
+    std::error_code error;
+    fs::path absolute = fs::absolute(given, error);
+    if (error) absolute = fs::path(given);
+    fs::path canonical = fs::weakly_canonical(absolute, error);
+    return error ? absolute.lexically_normal() : canonical;
+  };
+  const fs::path resolvedPath = resolved(path);
+  const fs::path resolvedDirectory = resolved(directory);
   auto file = resolvedPath.begin();
   for (auto part = resolvedDirectory.begin(); part != resolvedDirectory.end(); ++part, ++file) {
     if (part->empty()) continue;  // the trailing "/" of a directory

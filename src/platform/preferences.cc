@@ -30,19 +30,22 @@ void Preferences::load() {
 
 std::optional<nlohmann::json> Preferences::readFile() {
   Bytes bytes;
-  bool readable = true;
+  bool tooLarge = false;
   try {
     if (!files_.exists(path_)) return nlohmann::json::object();
     // The size first: a huge file is refused without being read.
-    if (files_.fileSize(path_) > kMaximumPreferencesBytes) {
-      readable = false;
-    } else {
-      bytes = files_.readFile(path_);
-    }
-  } catch (const std::exception&) {
-    readable = false;
+    tooLarge = files_.fileSize(path_) > kMaximumPreferencesBytes;
+    if (!tooLarge) bytes = files_.readFile(path_);
+  } catch (const std::exception& error) {
+    // The file could not be read just now (a disk error, too many open
+    // files): nothing is known of its content, so nothing is written over
+    // it, and it is not taken for a damaged one.
+    writable_ = false;
+    logger_.log("[Quorvane][Preferences] state=read_failed path=" + path_ +
+                " error=" + error.what());
+    return std::nullopt;
   }
-  if (readable) {
+  if (!tooLarge) {
     std::optional<nlohmann::json> parsed = parseBoundedJson(
         std::string_view(reinterpret_cast<const char*>(bytes.data()), bytes.size()));
     if (parsed && parsed->is_object()) return parsed;
@@ -139,18 +142,36 @@ bool Preferences::remove(std::string_view key) { return apply(Changes().remove(k
 bool Preferences::apply(const Changes& changes) {
   const std::lock_guard lock(mutex_);
   if (access_ == Access::write && writable_) {
-    // What another run wrote since this one read the file stays.
-    if (std::optional<nlohmann::json> current = readFile()) values_ = std::move(*current);
-  }
-  for (const auto& [key, value] : changes.edits_) {
-    if (value) {
-      values_[key] = *value;
-    } else {
-      values_.erase(key);
+    // What another run wrote since this one read the file stays; so do this
+    // run's changes that could not be written yet.
+    if (std::optional<nlohmann::json> current = readFile()) {
+      values_ = std::move(*current);
+      for (const auto& [key, value] : unwritten_) applyEdit(key, value);
     }
   }
+  bool changed = false;
+  for (const auto& [key, value] : changes.edits_) changed |= applyEdit(key, value);
   if (access_ == Access::read) return true;
-  return save();
+  // A value set again as it is needs no write, and can't fail one.
+  if (!changed && unwritten_.empty()) return true;
+  if (save()) {
+    unwritten_.clear();
+    return true;
+  }
+  unwritten_.insert(unwritten_.end(), changes.edits_.begin(), changes.edits_.end());
+  return false;
+}
+
+bool Preferences::applyEdit(const std::string& key, const std::optional<nlohmann::json>& value) {
+  const auto it = values_.find(key);
+  if (value) {
+    if (it != values_.end() && *it == *value) return false;
+    values_[key] = *value;
+    return true;
+  }
+  if (it == values_.end()) return false;
+  values_.erase(it);
+  return true;
 }
 
 std::optional<std::string> Preferences::lastWriteFailure() const {

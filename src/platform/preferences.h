@@ -12,8 +12,11 @@
 // reads the file again, changes only its own keys and writes it back, so
 // that it never undoes what another run wrote since this one started. A
 // write that fails returns false, keeps the value in memory for this run
-// and is remembered (`lastWriteFailure`), so the caller can tell the user.
-// Preferences opened for reading never write: changes live in memory.
+// and is remembered (`lastWriteFailure`), so the caller can tell the user;
+// it is written with the next change that can be. A change that changes
+// nothing writes nothing. A file that can't be read just now (a disk
+// error) is neither set aside nor written over in this run. Preferences
+// opened for reading never write: changes live in memory.
 #pragma once
 
 #include <cstdint>
@@ -122,6 +125,8 @@ class Preferences {
   // aside (and the run writes nothing when it can't be). With mutex_ held.
   std::optional<nlohmann::json> readFile();
   bool save();  // with mutex_ held
+  // Sets or removes one key of values_; true when that changed it.
+  bool applyEdit(const std::string& key, const std::optional<nlohmann::json>& value);
 
   std::string path_;
   FileSystem& files_;
@@ -133,6 +138,8 @@ class Preferences {
   bool writable_ = true;
   std::optional<std::string> lastWriteFailure_;
   int writeFailures_ = 0;
+  // Changes of this run that could not be written, kept over each re-read.
+  std::vector<std::pair<std::string, std::optional<nlohmann::json>>> unwritten_;
 };
 
 }  // namespace quorvane

@@ -54,18 +54,43 @@ std::string describe(const std::exception_ptr& error) {
 }
 
 // Another process writing to the library makes a read or write wait and,
-// past the busy timeout, fail "locked": the library is in use, not damaged,
-// and must not be set aside.
-bool isInUse(const PersistentStoreBootError& error) {
+// past the busy timeout, fail "locked": the library is in use, not damaged.
+bool isInUse(const std::exception_ptr& error) {
   try {
-    std::rethrow_exception(error.underlying());
+    std::rethrow_exception(error);
   } catch (const DomainError& domainError) {
     const int primary = domainError.sqliteResultCode() & 0xFF;
-    if (primary == SQLITE_BUSY || primary == SQLITE_LOCKED) return true;
+    return primary == SQLITE_BUSY || primary == SQLITE_LOCKED;
   } catch (...) {
   }
-  const std::string what = error.what();
-  return what == "database is locked" || what == "database table is locked";
+  return false;
+}
+
+// Whether a failure says that the library can't be used as it is — not a
+// SQLite database, damaged, not ours, tables no version made — as opposed to
+// what this moment brings (another process keeping it, a disk or system
+// error, no memory). Only the first sets a library aside.
+bool showsDamage(const std::exception_ptr& error) {
+  try {
+    std::rethrow_exception(error);
+  } catch (const DomainError& domainError) {
+    switch (domainError.sqliteResultCode() & 0xFF) {
+      case SQLITE_NOTADB:
+      case SQLITE_CORRUPT:
+      case SQLITE_ERROR:  // a statement the library's tables can't run
+      case SQLITE_SCHEMA:
+      case SQLITE_CONSTRAINT:
+      case SQLITE_MISMATCH:
+      case SQLITE_FORMAT:
+      case SQLITE_RANGE:
+      case SQLITE_TOOBIG:
+        return true;
+      default:
+        return false;
+    }
+  } catch (...) {
+  }
+  return false;
 }
 
 std::string appDataDirectory(const BootEnvironment& environment) {
@@ -77,28 +102,43 @@ std::unique_ptr<LibraryLock> lockForRepair(const BootEnvironment& environment) {
   return environment.lockForRepair ? environment.lockForRepair() : nullptr;
 }
 
+// The same environment for a boot that holds the lock already.
+BootEnvironment holdingTheLock(const BootEnvironment& environment) {
+  BootEnvironment holding = environment;
+  holding.lockForRepair = {};
+  return holding;
+}
+
 [[noreturn]] void throwNotADatabase(const std::string& why) {
   throw DomainError(std::string(kSQLiteDatabaseDomain), 1, "Unable to open database: " + why,
                     SQLITE_NOTADB);
 }
 
-// Sets aside the side files that are not the library's own, and removes
-// empty ones, which hold nothing to replay. A stray file that can't be set
-// aside keeps the library closed: SQLite would replay it.
-void repairSideFiles(const BootEnvironment& environment, const std::string& path,
-                     const LibraryFiles& found, BootedStorage& storage) {
+// Sets aside the side files that are not the library's own, and removes an
+// empty "-wal", which holds nothing to replay. What was found is looked at
+// again under the lock: it may have changed while the lock was awaited. A
+// stray file that can't be set aside keeps the library closed: SQLite would
+// replay it.
+LibraryFiles repairSideFiles(const BootEnvironment& environment, const std::string& path,
+                             LibraryFiles found, BootedStorage& storage) {
   Logger& log = *environment.logger;
-  const bool strays = !found.strayFiles.empty();
-  const bool empties = !found.emptySideFiles.empty() && environment.access == StorageAccess::write;
-  if (!strays && !empties) return;
+  const auto needsRepair = [&](const LibraryFiles& files) {
+    return !files.strayFiles.empty() ||
+           (!files.emptySideFiles.empty() && environment.access == StorageAccess::write);
+  };
+  if (!needsRepair(found)) return found;
   if (found.readOnly) {
-    if (!strays) return;
+    if (found.strayFiles.empty()) return found;
     throw LibraryUnavailableError(
         LibraryUnavailableError::Reason::writeProtected, path,
         "files beside the read-only library must be set aside: " + found.strayReason);
   }
   const std::unique_ptr<LibraryLock> lock = lockForRepair(environment);
-  if (strays) {
+  if (lock) {
+    found = inspectLibraryFiles(*environment.files, path);
+    if (!needsRepair(found)) return found;
+  }
+  if (!found.strayFiles.empty()) {
     const std::optional<std::string> copy = AppContainer::archiveFilesForRecovery(
         *environment.files, path, found.strayFiles, std::nullopt, environment.clock->now(),
         environment.makeUuid());
@@ -115,10 +155,14 @@ void repairSideFiles(const BootEnvironment& environment, const std::string& path
     } catch (const std::exception&) {
     }
   }
+  found.strayFiles.clear();
+  found.emptySideFiles.clear();
+  return found;
 }
 
 // A journal left by a writer that was killed is the library's own: SQLite
-// rolls it back when a connection that can write first reads.
+// rolls it back when a connection that can write first reads. (A journal of
+// a writer at work is no hot journal: SQLite, under its own locks, leaves it.)
 void rollBackInterruptedWrite(const BootEnvironment& environment, const std::string& path) {
   if (!environment.files->exists(path + "-journal")) return;
   SQLiteDatabase db(path, SQLiteDatabase::Access::readWrite);
@@ -128,8 +172,10 @@ void rollBackInterruptedWrite(const BootEnvironment& environment, const std::str
 
 std::unique_ptr<SQLiteSnapshotRepository> openLibrary(const BootEnvironment& environment,
                                                       const std::string& path,
-                                                      const LibraryFiles& found) {
+                                                      const LibraryFiles& found,
+                                                      BootedStorage& storage) {
   using Access = SQLiteDatabase::Access;
+  const bool reading = environment.access == StorageAccess::read;
   const auto unavailable = [&](LibraryUnavailableError::Reason reason, const std::string& why) {
     return LibraryUnavailableError(reason, path, why);
   };
@@ -139,6 +185,11 @@ std::unique_ptr<SQLiteSnapshotRepository> openLibrary(const BootEnvironment& env
                         "the read-only library is not an SQLite database");
     }
     throwNotADatabase("the file is not an SQLite database");
+  }
+  if (found.condition == LibraryFiles::Condition::absent && reading) {
+    // Nothing to read yet: an empty library in memory, and no file made.
+    storage.isEmptyStandIn = true;
+    return environment.openRepository(":memory:", Access::readWrite);
   }
   if (found.readOnly) {
     if (found.condition == LibraryFiles::Condition::absent) {
@@ -152,17 +203,22 @@ std::unique_ptr<SQLiteSnapshotRepository> openLibrary(const BootEnvironment& env
     }
   }
   rollBackInterruptedWrite(environment, path);
-  bool needsMigration = found.condition == LibraryFiles::Condition::absent;
-  if (!needsMigration) {
+  SchemaAssessment assessment;
+  if (found.condition != LibraryFiles::Condition::absent) {
     SQLiteDatabase probe(path, Access::readOnly);
-    const SchemaAssessment assessment = assessSchema(probe);
+    assessment = assessSchema(probe);
     if (assessment.isNewer) {
       throw unavailable(LibraryUnavailableError::Reason::newerVersion, assessment.problem);
     }
     if (!assessment.isOurs || !assessment.canMigrate) throwNotADatabase(assessment.problem);
-    needsMigration = assessment.needsMigration;
   }
-  if (environment.access == StorageAccess::read && !needsMigration) {
+  if (reading) {
+    if (assessment.needsSchemaChange) {
+      // Tables of an older version must be brought up to date before they
+      // can be read: a change, made under the lock.
+      const std::unique_ptr<LibraryLock> lock = lockForRepair(environment);
+      environment.openRepository(path, Access::readWrite);
+    }
     return environment.openRepository(path, Access::readOnly);
   }
   std::unique_ptr<SQLiteSnapshotRepository> repository =
@@ -177,11 +233,11 @@ std::unique_ptr<SQLiteSnapshotRepository> openLibrary(const BootEnvironment& env
       }
     });
   }
-  if (environment.access == StorageAccess::read) {
-    repository.reset();
-    return environment.openRepository(path, Access::readOnly);
-  }
   return repository;
+}
+
+void logFailure(Logger& log, const std::string& state, const std::exception_ptr& error) {
+  log.log("[Quorvane][Storage] boot state=" + state + " error=" + describe(error));
 }
 
 }  // namespace
@@ -212,13 +268,16 @@ std::string AppContainer::databaseURL(const BootEnvironment& environment,
 
 BootedStorage AppContainer::bootPersistentStorage(const BootEnvironment& environment) {
   using Case = PersistentStoreBootError::Case;
+  const bool reading = environment.access == StorageAccess::read;
   BootedStorage storage;
   try {
-    storage.databasePath = databaseURL(environment, "quorvane.sqlite");
-    const LibraryFiles found = inspectLibraryFiles(*environment.files, storage.databasePath);
+    // Reading makes no folder: a library not there yet reads as empty.
+    storage.databasePath = reading ? appDataDirectory(environment) + "/quorvane.sqlite"
+                                   : databaseURL(environment, "quorvane.sqlite");
+    LibraryFiles found = inspectLibraryFiles(*environment.files, storage.databasePath);
     storage.isWriteProtected = found.readOnly;
-    repairSideFiles(environment, storage.databasePath, found, storage);
-    storage.repository = openLibrary(environment, storage.databasePath, found);
+    found = repairSideFiles(environment, storage.databasePath, std::move(found), storage);
+    storage.repository = openLibrary(environment, storage.databasePath, found, storage);
   } catch (const LibraryUnavailableError&) {
     throw;
   } catch (const LibraryBusyError&) {
@@ -228,8 +287,9 @@ BootedStorage AppContainer::bootPersistentStorage(const BootEnvironment& environ
     throw PersistentStoreBootError(Case::sqlite, error, describe(error));
   }
   try {
-    storage.media = std::make_unique<FilesMediaStore>(appDataDirectory(environment) + "/media",
-                                                      *environment.files, *environment.logger);
+    storage.media =
+        std::make_unique<FilesMediaStore>(appDataDirectory(environment) + "/media",
+                                          *environment.files, *environment.logger, !reading);
   } catch (...) {
     const std::exception_ptr error = std::current_exception();
     throw PersistentStoreBootError(Case::media, error, describe(error));
@@ -251,54 +311,81 @@ BootedStorage AppContainer::bootFallbackStorage(const BootEnvironment& environme
 
 BootedStorage AppContainer::bootStorage(const BootEnvironment& environment) {
   Logger& log = *environment.logger;
+  FallbackCause cause = FallbackCause::unavailable;
   try {
     return bootPersistentStorage(environment);
   } catch (const PersistentStoreBootError& error) {
     log.log(std::string("[Quorvane][Storage] boot state=persistent_failed case=") +
             (error.errorCase() == PersistentStoreBootError::Case::media ? "media" : "sqlite") +
             " error=" + error.what());
-    if (error.errorCase() == PersistentStoreBootError::Case::sqlite && !isInUse(error)) {
-      // A recovery copy can help the database only; a media folder that
-      // can't be made goes straight to the temporary storage.
-      std::optional<std::string> copy;
-      try {
-        const std::unique_ptr<LibraryLock> lock = lockForRepair(environment);
-        const std::string path = databaseURL(environment, "quorvane.sqlite");
-        const Date now = environment.clock->now();
-        copy = archiveDatabaseForRecovery(*environment.files, path, std::nullopt, now,
-                                          environment.makeUuid());
-      } catch (const LibraryBusyError&) {
-        throw;
-      } catch (...) {
-        log.log("[Quorvane][Storage] boot state=recovery_failed error=" +
-                describe(std::current_exception()));
-      }
-      if (copy || !environment.files->exists(databaseURL(environment, "quorvane.sqlite"))) {
-        try {
-          BootedStorage storage = bootPersistentStorage(environment);
-          if (copy) {
-            log.log("[Quorvane][Storage] boot state=recovered copy=" + *copy);
-            storage.notices.push_back({std::string(kRecoveryArchivedNotice), {*copy}});
-          }
-          return storage;
-        } catch (const LibraryBusyError&) {
-          throw;
-        } catch (...) {
-          log.log("[Quorvane][Storage] boot state=recovery_failed error=" +
-                  describe(std::current_exception()));
-        }
+    if (error.errorCase() == PersistentStoreBootError::Case::sqlite) {
+      if (std::optional<BootedStorage> recovered = recoverFrom(environment, error, cause)) {
+        return std::move(*recovered);
       }
     }
   }
   try {
     BootedStorage storage = bootFallbackStorage(environment);
-    log.log("[Quorvane][Storage] boot state=fallback");
+    storage.fallbackCause = cause;
+    log.log(std::string("[Quorvane][Storage] boot state=fallback cause=") +
+            (cause == FallbackCause::busy ? "busy" : "unavailable"));
     storage.notices.push_back({std::string(kFallbackTemporaryNotice), {}});
     return storage;
   } catch (...) {
     std::fprintf(stderr, "Failed to boot app storage (persistent + recovery + fallback): %s\n",
                  describe(std::current_exception()).c_str());
     std::abort();
+  }
+}
+
+std::optional<BootedStorage> AppContainer::recoverFrom(const BootEnvironment& environment,
+                                                       const PersistentStoreBootError& error,
+                                                       FallbackCause& cause) {
+  Logger& log = *environment.logger;
+  const std::string path = appDataDirectory(environment) + "/quorvane.sqlite";
+  if (!showsDamage(error.underlying())) {
+    if (isInUse(error.underlying())) cause = FallbackCause::busy;
+    // Nothing there to set aside: the start is tried once more.
+    if (cause != FallbackCause::busy && !environment.files->exists(path)) {
+      try {
+        return bootPersistentStorage(environment);
+      } catch (const PersistentStoreBootError&) {
+      }
+    }
+    return std::nullopt;
+  }
+  // Set aside only under the lock, and only when a look taken under it still
+  // finds the library unusable: what failed may have been the moment.
+  const std::unique_ptr<LibraryLock> lock = lockForRepair(environment);
+  const BootEnvironment holding = holdingTheLock(environment);
+  if (lock) {
+    try {
+      return bootPersistentStorage(holding);
+    } catch (const PersistentStoreBootError& again) {
+      if (!showsDamage(again.underlying())) {
+        if (isInUse(again.underlying())) cause = FallbackCause::busy;
+        return std::nullopt;
+      }
+    }
+  }
+  std::optional<std::string> copy;
+  try {
+    copy = archiveDatabaseForRecovery(*environment.files, path, std::nullopt,
+                                      environment.clock->now(), environment.makeUuid());
+  } catch (...) {
+    logFailure(log, "recovery_failed", std::current_exception());
+    return std::nullopt;
+  }
+  try {
+    BootedStorage storage = bootPersistentStorage(holding);
+    if (copy) {
+      log.log("[Quorvane][Storage] boot state=recovered copy=" + *copy);
+      storage.notices.push_back({std::string(kRecoveryArchivedNotice), {*copy}});
+    }
+    return storage;
+  } catch (const PersistentStoreBootError&) {
+    logFailure(log, "recovery_failed", std::current_exception());
+    return std::nullopt;
   }
 }
 

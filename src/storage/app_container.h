@@ -21,9 +21,13 @@
 // newer version is not touched at all.
 //
 // A damaged library is never thrown away: its files are removed only after
-// their copy has been verified. A library that another process is writing
-// is in use, not damaged: it is never set aside. Moving files (a recovery
-// copy, a stray log) happens only under the library lock.
+// their copy has been verified. Only a failure that shows damage (not an
+// SQLite file, not ours, tables no version made) sets a library aside, and
+// only when a look taken again under the library lock still shows it: a
+// library that another process is writing, or a disk error of the moment,
+// never does. Moving files (a recovery copy, a stray log) happens only
+// under the lock. Reading creates nothing: a library not there yet reads as
+// an empty one in memory.
 #pragma once
 
 #include <cstdint>
@@ -62,6 +66,13 @@ inline constexpr std::string_view kStrayFilesNotice = "storage.recovery.stray_fi
 // What a run will do with the library: read it only, or change it too.
 enum class StorageAccess { read, write };
 
+// Why a run is on the temporary library.
+enum class FallbackCause {
+  none,
+  busy,         // another process kept the library past the busy timeout
+  unavailable,  // it could not be opened or created now (a disk, the system)
+};
+
 // The storage a run works on.
 struct BootedStorage {
   std::unique_ptr<SQLiteSnapshotRepository> repository;
@@ -71,6 +82,10 @@ struct BootedStorage {
   // The library's file or folder can't be written: it was opened for
   // reading whatever the access asked for, and nothing can be changed.
   bool isWriteProtected = false;
+  // Reading found no library yet: an empty one in memory stands in, and no
+  // file was made.
+  bool isEmptyStandIn = false;
+  FallbackCause fallbackCause = FallbackCause::none;
   std::vector<StorageNotice> notices;
 };
 
@@ -145,6 +160,14 @@ class AppContainer {
 
   // An in-memory library and media in <temporary>/Quorvane-fallback-media.
   static BootedStorage bootFallbackStorage(const BootEnvironment& environment);
+
+  // After a failed persistent start: the library set aside and a new one
+  // started when the failure shows damage (and still does under the lock),
+  // or the start tried once more when there is nothing to set aside;
+  // nothing when the run must go on the temporary library, `cause` saying why.
+  static std::optional<BootedStorage> recoverFrom(const BootEnvironment& environment,
+                                                  const PersistentStoreBootError& error,
+                                                  FallbackCause& cause);
 
   // <application support>/Quorvane/<fileName>, the directory created.
   static std::string databaseURL(const BootEnvironment& environment, const std::string& fileName);

@@ -33,11 +33,13 @@ std::string lowerCased(std::string text) {
 
 }  // namespace
 
-FilesMediaStore::FilesMediaStore(std::string directory, FileSystem& files, Logger& logger)
+FilesMediaStore::FilesMediaStore(std::string directory, FileSystem& files, Logger& logger,
+                                 bool createMissing)
     : directory_(std::move(directory)),
       pdfThumbDirectory_(directory_ + "/derived_web/pdfthumb"),
       files_(files),
       logger_(logger) {
+  if (!createMissing) return;
   files_.createDirectories(directory_);
   files_.createDirectories(directory_ + "/derived_web");
   files_.createDirectories(pdfThumbDirectory_);
@@ -56,23 +58,8 @@ std::string FilesMediaStore::writeOriginal(const std::string& artworkId,
   return path;
 }
 
-std::vector<std::string> FilesMediaStore::originalFiles(const std::string& artworkId) const {
-  std::vector<std::string> names;
-  try {
-    names = files_.listDirectory(directory_);
-  } catch (const std::exception&) {
-    return {};
-  }
-  const std::string prefix = artworkId + "_orig.";
-  std::vector<std::string> originals;
-  for (const std::string& name : names) {
-    if (name.starts_with(prefix)) originals.push_back(pathOf(name));
-  }
-  std::sort(originals.begin(), originals.end());
-  return originals;
-}
-
-std::vector<std::string> FilesMediaStore::mediaFiles(const std::string& artworkId) const {
+std::vector<std::string> FilesMediaStore::filesWhere(
+    const std::function<bool(const std::string& name)>& wanted) const {
   std::vector<std::string> names;
   try {
     names = files_.listDirectory(directory_);
@@ -81,10 +68,19 @@ std::vector<std::string> FilesMediaStore::mediaFiles(const std::string& artworkI
   }
   std::vector<std::string> paths;
   for (const std::string& name : names) {
-    if (artworkOfMediaFile(name) == artworkId) paths.push_back(pathOf(name));
+    if (wanted(name)) paths.push_back(pathOf(name));
   }
   std::sort(paths.begin(), paths.end());
   return paths;
+}
+
+std::vector<std::string> FilesMediaStore::originalFiles(const std::string& artworkId) const {
+  const std::string prefix = artworkId + "_orig.";
+  return filesWhere([&](const std::string& name) { return name.starts_with(prefix); });
+}
+
+std::vector<std::string> FilesMediaStore::mediaFiles(const std::string& artworkId) const {
+  return filesWhere([&](const std::string& name) { return artworkOfMediaFile(name) == artworkId; });
 }
 
 std::optional<std::string> FilesMediaStore::artworkOfMediaFile(const std::string& name) {
@@ -258,12 +254,13 @@ void OriginalMediaImportTransaction::stage(const OriginalMediaImportItem& item) 
     }
   }
   FileSystem& files = store_->files();
-  if (items_.empty()) {
+  if (!created_) {
+    created_ = true;  // from here on, ending the transaction removes the area
     files.createDirectories(rootPath_ + "/staged");
     files.createDirectories(backupPath_);
   }
   const std::string name = item.id + "_orig." + item.fileExtension;
-  StagedItem staged{item.id, rootPath_ + "/staged/" + name, store_->pathOf(name), {}, {}};
+  StagedItem staged{item.id, rootPath_ + "/staged/" + name, store_->pathOf(name), {}, {}, {}};
   files.writeFileAtomically(staged.stagedPath, item.data);
   if (item.webDerivative) {
     const std::string webName = lastComponent(store_->webDerivativePath(item.id));
@@ -279,17 +276,30 @@ void OriginalMediaImportTransaction::stage(const OriginalMediaImportItem& item) 
   items_.push_back(std::move(staged));
 }
 
-void OriginalMediaImportTransaction::writeItemList() {
+void OriginalMediaImportTransaction::writeItemList(FileSystem& files, const std::string& root,
+                                                   const std::vector<StagedItem>& items,
+                                                   std::optional<Outcome> outcome) {
   nlohmann::json list = nlohmann::json::array();
-  for (const StagedItem& item : items_) {
-    nlohmann::json entry{{"id", item.id}, {"original", lastComponent(item.targetPath)}};
+  for (const StagedItem& item : items) {
+    nlohmann::json entry{
+        {"id", item.id}, {"original", lastComponent(item.targetPath)}, {"replaces", item.replaces}};
     if (item.webTargetPath) entry["web"] = lastComponent(*item.webTargetPath);
     list.push_back(std::move(entry));
   }
-  const std::string text = nlohmann::json{{"items", list}}.dump(2) + "\n";
-  store_->files().writeFileAtomically(
-      rootPath_ + "/" + kItemList,
+  nlohmann::json document{{"items", list}};
+  if (outcome) document["outcome"] = *outcome == Outcome::keep ? "keep" : "rollback";
+  const std::string text = document.dump(2) + "\n";
+  files.writeFileAtomically(
+      root + "/" + kItemList,
       std::span(reinterpret_cast<const std::uint8_t*>(text.data()), text.size()));
+}
+
+void OriginalMediaImportTransaction::recordOutcome(Outcome outcome) noexcept {
+  try {
+    writeItemList(store_->files(), rootPath_, items_, outcome);
+  } catch (const std::exception&) {
+    // Without it, the next run decides from the library, as for a kill.
+  }
 }
 
 void OriginalMediaImportTransaction::commit() {
@@ -298,14 +308,21 @@ void OriginalMediaImportTransaction::commit() {
   if (items_.empty()) return;
   FileSystem& files = store_->files();
   try {
-    // Before anything moves: a crash from here on leaves what is needed to
-    // put it back.
-    writeItemList();
-    for (const StagedItem& item : items_) {
+    // What each item replaces, and the list of it all, before anything
+    // moves: a crash from here on leaves what is needed to put it back.
+    for (StagedItem& item : items_) {
+      item.replaces.clear();
       for (const std::string& current : store_->mediaFiles(item.id)) {
-        const std::string backup = backupPath_ + "/" + lastComponent(current);
-        files.move(current, backup);
-        backups_.emplace_back(backup, current);
+        item.replaces.push_back(lastComponent(current));
+      }
+    }
+    writeItemList(files, rootPath_, items_, std::nullopt);
+    committed_ = true;
+    for (const StagedItem& item : items_) {
+      for (const std::string& name : item.replaces) {
+        const std::string backup = backupPath_ + "/" + name;
+        files.move(store_->pathOf(name), backup);
+        backups_.emplace_back(backup, store_->pathOf(name));
       }
       files.move(item.stagedPath, item.targetPath);
       committedTargetPaths_.push_back(item.targetPath);
@@ -322,23 +339,36 @@ void OriginalMediaImportTransaction::commit() {
 
 void OriginalMediaImportTransaction::rollback() noexcept {
   ended_ = true;
+  if (!created_) return;
+  if (committed_) recordOutcome(Outcome::rollback);
   FileSystem& files = store_->files();
-  for (const std::string& target : committedTargetPaths_) removeQuietly(files, target);
+  // The replaced files back over the new ones of the same name, then the new
+  // ones that replaced nothing of that name away: at no moment is an old
+  // file gone without a way back.
+  std::set<std::string> restored;
+  bool complete = true;
   for (auto it = backups_.rbegin(); it != backups_.rend(); ++it) {
     try {
       if (files.exists(it->first)) files.move(it->first, it->second);
+      restored.insert(it->second);
     } catch (const std::exception&) {
+      complete = false;
     }
   }
-  // A second rollback must not remove the files just put back.
+  for (const std::string& target : committedTargetPaths_) {
+    if (!restored.contains(target)) removeQuietly(files, target);
+  }
+  // A second rollback must not touch the files just put back.
   committedTargetPaths_.clear();
   backups_.clear();
-  discard();
+  // The staging area goes only once every replaced file is back.
+  if (complete) removeStagingArea(files, rootPath_);
 }
 
 void OriginalMediaImportTransaction::discard() noexcept {
   ended_ = true;
-  if (items_.empty()) return;  // nothing was ever made on disk
+  if (!created_) return;  // nothing was ever made on disk
+  if (committed_) recordOutcome(Outcome::keep);
   removeStagingArea(store_->files(), rootPath_);
 }
 
@@ -355,7 +385,7 @@ OriginalMediaImportTransaction::leftTransactions(FilesMediaStore& store) {
   std::sort(names.begin(), names.end());
   for (const std::string& name : names) {
     if (!name.starts_with(kStagingPrefix)) continue;
-    LeftTransaction transaction{store.pathOf(name), {}};
+    LeftTransaction transaction{store.pathOf(name), {}, std::nullopt};
     const std::string listPath = transaction.rootPath + "/" + kItemList;
     std::optional<nlohmann::json> list;
     try {
@@ -367,29 +397,13 @@ OriginalMediaImportTransaction::leftTransactions(FilesMediaStore& store) {
     } catch (const std::exception&) {
     }
     if (list && list->is_object() && (*list)["items"].is_array()) {
+      const nlohmann::json outcome = list->value("outcome", nlohmann::json());
+      if (outcome == "keep") transaction.outcome = Outcome::keep;
+      if (outcome == "rollback") transaction.outcome = Outcome::rollback;
       for (const nlohmann::json& entry : (*list)["items"]) {
-        if (!entry.is_object() || !entry.value("id", nlohmann::json()).is_string() ||
-            !entry.value("original", nlohmann::json()).is_string()) {
-          continue;
+        if (std::optional<StagedItem> item = itemFromList(store, transaction.rootPath, entry)) {
+          transaction.items.push_back(std::move(*item));
         }
-        const std::string id = entry["id"].get<std::string>();
-        const std::string original = entry["original"].get<std::string>();
-        try {
-          requireNamePart(id, "artwork id");
-          requireNamePart(original, "file name");
-        } catch (const std::invalid_argument&) {
-          continue;  // not a list this program wrote
-        }
-        StagedItem item{
-            id, transaction.rootPath + "/staged/" + original, store.pathOf(original), {}, {}};
-        if (entry.contains("web") && entry["web"].is_string()) {
-          const std::string web = entry["web"].get<std::string>();
-          if (web == lastComponent(store.webDerivativePath(id))) {
-            item.stagedWebPath = transaction.rootPath + "/staged/" + web;
-            item.webTargetPath = store.pathOf(web);
-          }
-        }
-        transaction.items.push_back(std::move(item));
       }
     }
     left.push_back(std::move(transaction));
@@ -397,42 +411,83 @@ OriginalMediaImportTransaction::leftTransactions(FilesMediaStore& store) {
   return left;
 }
 
+std::optional<OriginalMediaImportTransaction::StagedItem>
+OriginalMediaImportTransaction::itemFromList(FilesMediaStore& store, const std::string& root,
+                                             const nlohmann::json& entry) {
+  const auto text = [&](const char* key) -> std::optional<std::string> {
+    if (!entry.is_object() || !entry.contains(key) || !entry[key].is_string()) return std::nullopt;
+    return entry[key].get<std::string>();
+  };
+  const std::optional<std::string> id = text("id");
+  const std::optional<std::string> original = text("original");
+  if (!id || !original) return std::nullopt;
+  try {
+    requireNamePart(*id, "artwork id");
+    requireNamePart(*original, "file name");
+  } catch (const std::invalid_argument&) {
+    return std::nullopt;  // not a list this program wrote
+  }
+  StagedItem item{*id, root + "/staged/" + *original, store.pathOf(*original), {}, {}, {}};
+  if (const std::optional<std::string> web = text("web");
+      web && *web == lastComponent(store.webDerivativePath(*id))) {
+    item.stagedWebPath = root + "/staged/" + *web;
+    item.webTargetPath = store.pathOf(*web);
+  }
+  if (entry.contains("replaces") && entry["replaces"].is_array()) {
+    for (const nlohmann::json& name : entry["replaces"]) {
+      if (name.is_string()) item.replaces.push_back(name.get<std::string>());
+    }
+  }
+  return item;
+}
+
 void OriginalMediaImportTransaction::rollBackLeft(FilesMediaStore& store,
                                                   const LeftTransaction& left) noexcept {
   FileSystem& files = store.files();
-  // A file still staged never reached its place; one no longer staged did,
-  // and is the new one there.
-  for (const StagedItem& item : left.items) {
-    try {
-      if (!files.exists(item.stagedPath)) removeQuietly(files, item.targetPath);
-      if (item.stagedWebPath && !files.exists(*item.stagedWebPath)) {
-        removeQuietly(files, *item.webTargetPath);
-      }
-    } catch (const std::exception&) {
-    }
-  }
   try {
     const std::string backup = left.rootPath + "/backup";
-    if (left.items.empty() && files.exists(backup) && !files.listDirectory(backup).empty()) {
+    const bool hasBackups = files.exists(backup) && !files.listDirectory(backup).empty();
+    if (left.items.empty() && hasBackups) {
       // Files set aside with no list of where they belong: nothing here
       // wrote that. They stay where they are, for a person to look at.
       return;
     }
+    if (!left.items.empty()) writeItemList(files, left.rootPath, left.items, Outcome::rollback);
+    // A new file in place (its staged copy gone) is removed, unless an old
+    // one of its name was set aside: that one comes back over it below. So a
+    // second run, after a kill in this one, removes no file put back.
+    for (const StagedItem& item : left.items) {
+      const std::set<std::string> replaced(item.replaces.begin(), item.replaces.end());
+      const auto removeIfNew = [&](const std::string& staged, const std::string& target) {
+        if (!files.exists(staged) && !replaced.contains(lastComponent(target))) {
+          removeQuietly(files, target);
+        }
+      };
+      removeIfNew(item.stagedPath, item.targetPath);
+      if (item.stagedWebPath) removeIfNew(*item.stagedWebPath, *item.webTargetPath);
+    }
+    bool complete = true;
     if (files.exists(backup)) {
       for (const std::string& name : files.listDirectory(backup)) {
         try {
           files.move(backup + "/" + name, store.pathOf(name));
         } catch (const std::exception&) {
+          complete = false;
         }
       }
     }
+    if (complete) removeStagingArea(files, left.rootPath);
   } catch (const std::exception&) {
+    // Left as it is: the next run that writes tries again.
   }
-  removeStagingArea(files, left.rootPath);
 }
 
 void OriginalMediaImportTransaction::finishLeft(FilesMediaStore& store,
                                                 const LeftTransaction& left) noexcept {
+  try {
+    if (!left.items.empty()) writeItemList(store.files(), left.rootPath, left.items, Outcome::keep);
+  } catch (const std::exception&) {
+  }
   removeStagingArea(store.files(), left.rootPath);
 }
 

@@ -15,6 +15,8 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
+#include <nlohmann/json.hpp>
 #include <optional>
 #include <span>
 #include <string>
@@ -28,9 +30,10 @@ namespace quorvane {
 class FilesMediaStore {
  public:
   // A store on `directory`, created with its parents, and the thumbnail
-  // directory inside it. Throws when a directory can't be created.
+  // directory inside it. Throws when a directory can't be created. A store
+  // for reading only (`createMissing` false) makes no directory.
   FilesMediaStore(std::string directory, FileSystem& files = realFileSystem(),
-                  Logger& logger = nullLogger());
+                  Logger& logger = nullLogger(), bool createMissing = true);
 
   const std::string& directory() const { return directory_; }
   const std::string& pdfThumbDirectory() const { return pdfThumbDirectory_; }
@@ -77,6 +80,10 @@ class FilesMediaStore {
   void removeAllMedia();
 
  private:
+  // The files of the media directory whose name is `wanted`, sorted; none
+  // when it can't be listed.
+  std::vector<std::string> filesWhere(
+      const std::function<bool(const std::string& name)>& wanted) const;
   std::string pdfThumbFile(const std::string& key, const char* extension) const;
   void removeQuietly(const std::string& path);
 
@@ -109,9 +116,11 @@ struct OriginalMediaImportItem {
 // `commit` has already rolled itself back.
 //
 // A crash can leave a staging area behind. Its "transaction.json", written
-// before the first file moves, lists the items; `leftTransactions` finds
-// such areas and `rollBackLeft` or `finishLeft` ends them, as the database
-// says the save did or did not happen. Without the list nothing had moved.
+// before the first file moves, lists the items and what each replaces; the
+// outcome (keep or roll back) is added to it before it is carried out.
+// `leftTransactions` finds such areas and `rollBackLeft` or `finishLeft`
+// ends them — as the outcome says, else as the database says the save did
+// or did not happen. Without the list nothing had moved.
 class OriginalMediaImportTransaction {
  public:
   struct StagedItem {
@@ -120,9 +129,16 @@ class OriginalMediaImportTransaction {
     std::string targetPath;
     std::optional<std::string> stagedWebPath;  // with a web derivative
     std::optional<std::string> webTargetPath;
+    // The names of the artwork's files that the commit set aside.
+    std::vector<std::string> replaces;
 
     bool operator==(const StagedItem&) const = default;
   };
+
+  // What became of a transaction, once decided: written into its list
+  // before it is carried out, so that a kill half-way is finished the same
+  // way by the next run.
+  enum class Outcome { keep, rollback };
 
   // Stages every item under <directory>/.import-staging-<UUID>/staged.
   // Nothing, and no directory, for an empty batch. Two items of one artwork,
@@ -157,11 +173,13 @@ class OriginalMediaImportTransaction {
   // A staging area that a process left behind.
   struct LeftTransaction {
     std::string rootPath;
-    std::vector<StagedItem> items;  // empty when nothing had moved yet
+    std::vector<StagedItem> items;   // empty when nothing had moved yet
+    std::optional<Outcome> outcome;  // absent when killed before deciding
   };
   static std::vector<LeftTransaction> leftTransactions(FilesMediaStore& store);
   // Puts back what the left transaction had replaced and removes what it
-  // had put in place, then its staging area.
+  // had put in place, then its staging area (kept when something could not
+  // be put back). Safe to run again after a kill in the middle.
   static void rollBackLeft(FilesMediaStore& store, const LeftTransaction& left) noexcept;
   // Keeps what it put in place; its staging area (the replaced files) goes.
   static void finishLeft(FilesMediaStore& store, const LeftTransaction& left) noexcept;
@@ -169,7 +187,11 @@ class OriginalMediaImportTransaction {
  private:
   OriginalMediaImportTransaction(FilesMediaStore& store, std::string rootPath)
       : store_(&store), rootPath_(std::move(rootPath)), backupPath_(rootPath_ + "/backup") {}
-  void writeItemList();
+  static void writeItemList(FileSystem& files, const std::string& root,
+                            const std::vector<StagedItem>& items, std::optional<Outcome> outcome);
+  static std::optional<StagedItem> itemFromList(FilesMediaStore& store, const std::string& root,
+                                                const nlohmann::json& entry);
+  void recordOutcome(Outcome outcome) noexcept;
 
   FilesMediaStore* store_;
   std::string rootPath_;
@@ -178,6 +200,8 @@ class OriginalMediaImportTransaction {
   std::vector<std::string> committedTargetPaths_;
   std::vector<std::pair<std::string, std::string>> backups_;  // (backup, original)
   bool ended_ = false;                                        // committed, rolled back or discarded
+  bool created_ = false;                                      // its directories exist
+  bool committed_ = false;  // its list is written: files may have moved
 };
 
 }  // namespace quorvane

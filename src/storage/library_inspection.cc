@@ -2,7 +2,9 @@
 
 #include <algorithm>
 #include <array>
+#include <cerrno>
 #include <string_view>
+#include <system_error>
 
 #include "storage/schema.h"
 
@@ -49,7 +51,13 @@ Bytes readUpTo(FileReader& reader, std::size_t count) { return reader.read(count
 // the header page must carry our mark (or none, as libraries of older
 // versions do). Empty string when it belongs; else why not.
 std::string journalMismatch(FileSystem& files, const std::string& journal, const Bytes& database) {
-  const std::unique_ptr<FileReader> reader = files.openForReading(journal);
+  std::unique_ptr<FileReader> reader;
+  try {
+    reader = files.openForReading(journal);
+  } catch (const std::system_error& error) {
+    if (error.code().value() == ENOENT) return {};  // its writer just finished
+    throw;
+  }
   const Bytes header = readUpTo(*reader, 28);
   if (header.size() < 28 ||
       !std::equal(kJournalMagic.begin(), kJournalMagic.end(), header.begin())) {
@@ -65,10 +73,7 @@ std::string journalMismatch(FileSystem& files, const std::string& journal, const
     return "its header is not one SQLite writes";
   }
   std::uint64_t records = bigEndian32(header, 8);
-  const std::uint64_t size = files.fileSize(journal);
-  if (records == 0 || records == 0xFFFFFFFFu) {
-    records = size > sectorSize ? (size - sectorSize) / (pageSize + 8) : 0;
-  }
+  if (records == 0 || records == 0xFFFFFFFFu) records = kMaximumJournalRecords;
   records = std::min<std::uint64_t>(records, kMaximumJournalRecords);
   readUpTo(*reader, sectorSize - 28);  // the rest of the header's sector
   for (std::uint64_t i = 0; i < records; ++i) {
@@ -104,9 +109,16 @@ LibraryFiles inspectLibraryFiles(FileSystem& files, const std::string& databaseP
   const std::string wal = databasePath + "-wal";
   const std::string shm = databasePath + "-shm";
   const std::string journal = databasePath + "-journal";
+  // A side file may go between two looks at it: a writer of this library
+  // (another process) finishing its transaction. Gone is absent.
   const auto sizeIfPresent = [&](const std::string& path) -> std::optional<std::uint64_t> {
-    if (!files.exists(path)) return std::nullopt;
-    return files.fileSize(path);
+    try {
+      if (!files.exists(path)) return std::nullopt;
+      return files.fileSize(path);
+    } catch (const std::system_error& error) {
+      if (error.code().value() == ENOENT) return std::nullopt;
+      throw;
+    }
   };
   const auto setAside = [&](const std::string& path, const std::string& reason) {
     found.strayFiles.push_back(path);
@@ -116,8 +128,10 @@ LibraryFiles inspectLibraryFiles(FileSystem& files, const std::string& databaseP
   const std::optional<std::uint64_t> databaseSize = sizeIfPresent(databasePath);
   const std::optional<std::uint64_t> walSize = sizeIfPresent(wal);
   const std::optional<std::uint64_t> journalSize = sizeIfPresent(journal);
-  found.readOnly = !files.isWritable(parentOf(databasePath)) ||
-                   (databaseSize && !files.isWritable(databasePath));
+  // A folder not made yet is made by the first run that writes.
+  const std::string folder = parentOf(databasePath);
+  found.readOnly = files.exists(folder) &&
+                   (!files.isWritable(folder) || (databaseSize && !files.isWritable(databasePath)));
 
   Bytes header;
   if (databaseSize && *databaseSize > 0) {
@@ -139,10 +153,10 @@ LibraryFiles inspectLibraryFiles(FileSystem& files, const std::string& databaseP
       if (files.exists(shm)) setAside(shm, "");
     }
   }
-  if (journalSize) {
-    if (*journalSize == 0) {
-      found.emptySideFiles.push_back(journal);
-    } else if (!hasDatabase) {
+  // An empty journal is left alone: SQLite ignores it, and it may be the
+  // journal another process has just begun.
+  if (journalSize && *journalSize > 0) {
+    if (!hasDatabase) {
       setAside(journal, "a journal without its library");
     } else if (const std::string mismatch = journalMismatch(files, journal, header);
                !mismatch.empty()) {

@@ -348,10 +348,18 @@ SchemaAssessment assessSchema(SQLiteDatabase& db) {
     return result;
   }
   result.isOurs = true;
+  // A newer version may have changed any table: that is known first, and
+  // such a library is never taken for a damaged one.
+  if (contains(tables, "schema_version") && contains(columnsOf(db, "schema_version"), "version") &&
+      anyRow(db, "SELECT 1 FROM schema_version WHERE version > 1 LIMIT 1")) {
+    result.isNewer = true;
+    result.problem = "a newer version of Quorvane made this library";
+    return result;
+  }
   result.needsMigration = applicationId != kQuorvaneApplicationId;
   for (const TableShape& table : currentShape()) {
     if (!contains(tables, table.name)) {
-      result.needsMigration = true;
+      result.needsSchemaChange = true;
       continue;
     }
     const std::vector<std::string> columns = columnsOf(db, table.name);
@@ -362,16 +370,11 @@ SchemaAssessment assessSchema(SQLiteDatabase& db) {
                          std::string(column) + ", which this version can't add";
         return result;
       }
-      result.needsMigration = true;
+      result.needsSchemaChange = true;
     }
   }
-  if (contains(tables, "schema_version") &&
-      anyRow(db, "SELECT 1 FROM schema_version WHERE version > 1 LIMIT 1")) {
-    result.isNewer = true;
-    result.problem = "a newer version of Quorvane made this library";
-    return result;
-  }
   result.canMigrate = true;
+  result.needsMigration = result.needsMigration || result.needsSchemaChange;
   // Rows can be looked at only once every table and column is there.
   if (!result.needsMigration) result.needsMigration = rowsNeedMigration(db);
   return result;
@@ -384,7 +387,8 @@ void verifyCurrentShape(SQLiteDatabase& db) {
       if (contains(columns, column)) continue;
       throw DomainError(std::string(kSQLiteDatabaseDomain), 2,
                         "the library's table " + std::string(table.name) + " has no column " +
-                            std::string(column));
+                            std::string(column),
+                        SQLITE_NOTADB);
     }
   }
 }

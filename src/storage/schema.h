@@ -32,6 +32,10 @@ struct SchemaAssessment {
   bool canMigrate = false;
   // Migrating would change something; false for a library in current shape.
   bool needsMigration = false;
+  // A table or column is missing: the library can't be read until migrated.
+  // (Rows that the migration would normalise, and an unmarked library, read
+  // well as they are.)
+  bool needsSchemaChange = false;
   // schema_version holds a version above ours: a newer program made it.
   bool isNewer = false;
   std::string problem;

@@ -62,7 +62,7 @@ SQLiteSnapshotRepository::SQLiteSnapshotRepository(SQLiteDatabase db, const Cloc
   // inside the transaction, where no other process can change the answer.
   if (db_.isReadOnly()) {
     const SchemaAssessment assessment = assessSchema(db_);
-    if (!assessment.isOurs || !assessment.canMigrate || assessment.needsMigration) {
+    if (!assessment.isOurs || !assessment.canMigrate || assessment.needsSchemaChange) {
       throw DomainError(std::string(kSQLiteDatabaseDomain), 1,
                         assessment.problem.empty()
                             ? "the library needs updating and can't be written"

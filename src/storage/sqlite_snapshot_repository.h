@@ -40,8 +40,9 @@ class SQLiteSnapshotRepository final : public SnapshotRepository,
   // Takes the connection and, when the database is not in the current shape,
   // migrates it in one immediate transaction; throws when it can't (the
   // database is then left as it was). A library in current shape is not
-  // written to at all, so a connection that only reads works on it; such a
-  // connection fails every write. `clock` gives every time a write stamps;
+  // written to at all, so a connection that only reads works on it (also
+  // when only rows await normalising: loading applies the same defaults);
+  // such a connection fails every write. `clock` gives every time a write stamps;
   // `files` reads the image files a save stores. Both must outlive the
   // repository.
   explicit SQLiteSnapshotRepository(SQLiteDatabase db, const Clock& clock = systemClock(),

@@ -9,6 +9,7 @@
 
 #include <filesystem>
 #include <fstream>
+#include <iterator>
 
 #include "storage/sqlite_snapshot_repository.h"
 #include "support/fakes.h"
@@ -60,7 +61,8 @@ class LibraryTidyTest : public ::testing::Test {
     return bytes ? std::string(bytes->begin(), bytes->end()) : "<none>";
   }
   TidyReport tidy(const std::vector<std::string>& folders = {}) {
-    return tidyLibrary(media, repository, folders, clock, logger);
+    return tidyLibrary(media, repository, folders, clock, logger,
+                       [this] { return "U" + std::to_string(++uuids); });
   }
 
   testing::TempDir dir;
@@ -68,24 +70,33 @@ class LibraryTidyTest : public ::testing::Test {
   testing::RecordingLogger logger;
   FilesMediaStore media{dir.file("media")};
   SQLiteSnapshotRepository repository{SQLiteDatabase(dir.file("library.sqlite")), clock};
+  int uuids = 0;
 };
+
+// What a tidy did, in one line.
+std::string counts(const TidyReport& report) {
+  return std::to_string(report.temporaryFiles) + " temporary, " +
+         std::to_string(report.transactionsUndone) + " undone, " +
+         std::to_string(report.transactionsKept) + " kept, " +
+         std::to_string(report.strayMediaFiles) + " stray";
+}
 
 TEST_F(LibraryTidyTest, AReplacementKilledBeforeTheSaveIsUndone) {
   replaceFilesAndDie();
-  EXPECT_EQ(tidy(), (TidyReport{0, 1, 0, 0}));
+  EXPECT_EQ(counts(tidy()), "0 temporary, 1 undone, 0 kept, 0 stray");
   EXPECT_EQ(mediaNames(), (Names{"a1_orig.png", "a1_web_v1.jpg"}));
   EXPECT_EQ(contentOf("a1_orig.png"), "old original");
   EXPECT_EQ(repository.imageBytes("a1"), bytesOf("old web"));
   EXPECT_EQ(contentOf("a1_web_v1.jpg"), "old web") << "the files are the row's image again";
   EXPECT_EQ(logger.lines.size(), 1u);
   EXPECT_TRUE(logger.lines[0].starts_with("[Quorvane][Tidy] state=transaction_undone root="));
-  EXPECT_EQ(tidy(), TidyReport{}) << "done once, nothing left";
+  EXPECT_EQ(counts(tidy()), "0 temporary, 0 undone, 0 kept, 0 stray") << "done once";
 }
 
 TEST_F(LibraryTidyTest, AReplacementKilledAfterTheSaveKeepsTheNewImage) {
   replaceFilesAndDie();
   saveArtworkShowing(media.webDerivativePath("a1"));  // the save happened
-  EXPECT_EQ(tidy(), (TidyReport{0, 0, 1, 0}));
+  EXPECT_EQ(counts(tidy()), "0 temporary, 0 undone, 1 kept, 0 stray");
   EXPECT_EQ(mediaNames(), (Names{"a1_orig.jpg", "a1_web_v1.jpg"}));
   EXPECT_EQ(contentOf("a1_orig.jpg"), "new original");
 }
@@ -94,21 +105,60 @@ TEST_F(LibraryTidyTest, AnAddKilledBeforeTheSaveLeavesNoFilesOfArtworksNeverSave
   auto transaction = OriginalMediaImportTransaction::begin(
       media, {{"new", bytesOf("original"), "jpg", bytesOf("web")}});
   transaction->commit();
-  EXPECT_EQ(tidy(), (TidyReport{0, 1, 0, 0}));
+  EXPECT_EQ(counts(tidy()), "0 temporary, 1 undone, 0 kept, 0 stray");
   EXPECT_EQ(mediaNames(), (Names{"a1_orig.png", "a1_web_v1.jpg"}));
 }
 
-TEST_F(LibraryTidyTest, FilesOfArtworksTheLibraryDoesNotKnowGoOnceAnHourOld) {
-  media.writeOriginal("ghost", bytesOf("x"), "jpg");
+TEST_F(LibraryTidyTest, FilesOfArtworksTheLibraryDoesNotKnowAreSetAsideNeverDeleted) {
+  // Say, the library was set aside as damaged, or replaced by an older copy:
+  // these files are all that is left of its artworks.
+  media.writeOriginal("ghost", bytesOf("the only original"), "jpg");
   media.writeWebDerivative("ghost", bytesOf("x"));
   media.writeOriginal("recent", bytesOf("x"), "jpg");
   const timeval twoHoursAgo[2] = {{::time(nullptr) - 7200, 0}, {::time(nullptr) - 7200, 0}};
   for (const char* name : {"ghost_orig.jpg", "ghost_web_v1.jpg", "a1_orig.png"}) {
     ::utimes(media.pathOf(name).c_str(), twoHoursAgo);
   }
-  EXPECT_EQ(tidy(), (TidyReport{0, 0, 0, 2}));
+  const TidyReport report = tidy();
+  EXPECT_EQ(counts(report), "0 temporary, 0 undone, 0 kept, 2 stray");
   EXPECT_EQ(mediaNames(), (Names{"a1_orig.png", "a1_web_v1.jpg", "recent_orig.jpg"}))
       << "an hour-young file may belong to an import under way";
+  ASSERT_TRUE(report.strayMediaFolder);
+  EXPECT_EQ(std::filesystem::path(*report.strayMediaFolder).parent_path(), dir.path() / "Recovery");
+  std::ifstream kept(*report.strayMediaFolder + "/ghost_orig.jpg");
+  EXPECT_EQ(std::string(std::istreambuf_iterator<char>(kept), {}), "the only original");
+}
+
+TEST_F(LibraryTidyTest, ARollbackKilledAtAnyMomentIsFinishedAndNeverLosesTheOldImage) {
+  // The moves of a replacement: two old files aside, two new ones in; then,
+  // its save having failed, the rollback's: two old files back. A kill at any
+  // of the rollback's moves (the web derivative comes back first), and one
+  // in the next run's own rollback, must both end with the old image.
+  for (int killedAt = 5; killedAt <= 7; ++killedAt) {
+    for (const bool tidyDiesToo : {false, true}) {
+      SCOPED_TRACE(std::to_string(killedAt) + (tidyDiesToo ? ", tidy killed too" : ""));
+      {
+        testing::KilledAtMove dying(killedAt);
+        FilesMediaStore dyingMedia(dir.file("media"), dying);
+        auto transaction = OriginalMediaImportTransaction::begin(
+            dyingMedia, {{"a1", bytesOf("new original"), "jpg", bytesOf("new web")}});
+        transaction->commit();
+        transaction->rollback();  // the save failed; the process dies in here
+      }
+      if (tidyDiesToo) {
+        testing::KilledAtMove dying(1);
+        FilesMediaStore dyingMedia(dir.file("media"), dying);
+        for (const auto& left : OriginalMediaImportTransaction::leftTransactions(media)) {
+          OriginalMediaImportTransaction::rollBackLeft(dyingMedia, left);
+        }
+      }
+      tidy();
+      tidy();  // and again: nothing more happens
+      EXPECT_EQ(mediaNames(), (Names{"a1_orig.png", "a1_web_v1.jpg"}));
+      EXPECT_EQ(contentOf("a1_orig.png"), "old original");
+      EXPECT_EQ(contentOf("a1_web_v1.jpg"), "old web");
+    }
+  }
 }
 
 TEST_F(LibraryTidyTest, TemporaryFilesOfEndedProcessesGoFromEveryFolderGiven) {

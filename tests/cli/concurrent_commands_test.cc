@@ -26,14 +26,9 @@ bool contains(const std::string& text, const std::string& part) {
 
 class ConcurrentCommandsTest : public ::testing::Test {
  protected:
-  ProcessRun quorvane(const std::vector<std::string>& arguments, const std::string& patience) {
+  ProcessRun quorvane(const std::vector<std::string>& arguments, int patience) {
     ProcessOptions options;
-    options.environment = {"XDG_DATA_HOME=" + home.file("data"),
-                           "XDG_CONFIG_HOME=" + home.file("config"),
-                           "LANG=C.UTF-8",
-                           "LANGUAGE=",
-                           "LC_ALL=",
-                           "QUORVANE_LOCK_WAIT_MS=" + patience};
+    options.environment = testing::homeEnvironment(home.path().string(), patience);
     return runQuorvane(arguments, options);
   }
   // The titles of the CV's solo exhibitions, as the library holds them.
@@ -52,7 +47,7 @@ class ConcurrentCommandsTest : public ::testing::Test {
 };
 
 TEST_F(ConcurrentCommandsTest, EveryChangeReportedDoneIsKeptAndNoneIsLostSilently) {
-  ASSERT_EQ(quorvane({"project", "new", "Shared"}, "5000").exitCode, 0);
+  ASSERT_EQ(quorvane({"project", "new", "Shared"}, 5000).exitCode, 0);
   constexpr int kWriters = 3;
   constexpr int kCommandsEach = 50;
   std::mutex mutex;
@@ -69,7 +64,7 @@ TEST_F(ConcurrentCommandsTest, EveryChangeReportedDoneIsKeptAndNoneIsLostSilentl
       for (int i = 0; i < kCommandsEach; ++i) {
         const std::string title = "W" + std::to_string(w) + "-" + std::to_string(i);
         const ProcessRun run =
-            quorvane({"cv", "add", "soloExhibitions", "title=" + title, "year=2026"}, "20");
+            quorvane({"cv", "add", "soloExhibitions", "title=" + title, "year=2026"}, 20);
         const std::lock_guard lock(mutex);
         if (run.exitCode == 0) {
           done.insert(title);
@@ -88,7 +83,7 @@ TEST_F(ConcurrentCommandsTest, EveryChangeReportedDoneIsKeptAndNoneIsLostSilentl
   std::thread reader([&] {
     // A few reads while the writers write; more would only slow them.
     for (int i = 0; i < 15 && writing; ++i) {
-      const ProcessRun run = quorvane({"--json", "cv", "show"}, "150");
+      const ProcessRun run = quorvane({"--json", "cv", "show"}, 150);
       const std::lock_guard lock(mutex);
       if (run.exitCode != 0) problems.push_back("a read failed: " + run.err);
       ++reads;

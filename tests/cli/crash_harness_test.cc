@@ -89,9 +89,7 @@ class CrashHarness : public ::testing::Test {
   ProcessRun quorvane(const std::vector<std::string>& arguments, const std::string& input = "",
                       std::optional<microseconds> killAfter = {}) {
     ProcessOptions options;
-    options.environment = {"XDG_DATA_HOME=" + home.file("data"),
-                           "XDG_CONFIG_HOME=" + home.file("config"), "LANG=C.UTF-8",
-                           "LANGUAGE=", "LC_ALL="};
+    options.environment = testing::homeEnvironment(home.path().string());
     options.input = input;
     options.killAfter = killAfter;
     return runQuorvane(arguments, options);

@@ -11,6 +11,7 @@
 #include <nlohmann/json.hpp>
 
 #include "cli/cli_run.h"
+#include "cli/library_home.h"
 #include "images/test_images.h"
 #include "model/control_characters.h"
 #include "storage/sql_helpers.h"
@@ -24,21 +25,14 @@ namespace {
 using testing::CliRun;
 using testing::runCommandLine;
 
-bool contains(const std::string& text, const std::string& part) {
-  return text.find(part) != std::string::npos;
-}
+using testing::contains;
 
-class HostileInputTest : public ::testing::Test {
+class HostileInputTest : public testing::LibraryHomeTest {
  protected:
-  HostileInputTest() { EXPECT_EQ(runCommandLine({"project", "new", "Atelier"}).code, 0); }
   std::string sql(const std::string& query) {
-    SQLiteDatabase db(dir.file("data") + "/Quorvane/quorvane.sqlite");
+    SQLiteDatabase db(libraryPath());
     return testing::queryValue(db, query);
   }
-
-  testing::TempDir dir;
-  testing::ScopedVariable data{"XDG_DATA_HOME", dir.file("data").c_str()};
-  testing::ScopedVariable config{"XDG_CONFIG_HOME", dir.file("config").c_str()};
 };
 
 TEST_F(HostileInputTest, ATextFileWithNulBytesIsRefusedAsNoText) {

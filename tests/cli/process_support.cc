@@ -26,6 +26,15 @@ void closeQuietly(int& fd) {
 
 }  // namespace
 
+std::vector<std::string> homeEnvironment(const std::string& home, int lockWaitMs) {
+  return {"XDG_DATA_HOME=" + home + "/data",
+          "XDG_CONFIG_HOME=" + home + "/config",
+          "LANG=C.UTF-8",
+          "LANGUAGE=",
+          "LC_ALL=",
+          "QUORVANE_LOCK_WAIT_MS=" + std::to_string(lockWaitMs)};
+}
+
 ProcessRun runQuorvane(const std::vector<std::string>& arguments, const ProcessOptions& options) {
   std::vector<std::string> command;
   if (options.asUser) {

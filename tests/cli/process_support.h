@@ -26,6 +26,10 @@ struct ProcessOptions {
   std::optional<std::string> asUser;
 };
 
+// The environment of a run whose library and preferences live in `home`,
+// in English, waiting `lockWaitMs` for another writer.
+std::vector<std::string> homeEnvironment(const std::string& home, int lockWaitMs = 5000);
+
 // Runs the quorvane program built with these tests with `arguments`.
 ProcessRun runQuorvane(const std::vector<std::string>& arguments,
                        const ProcessOptions& options = {});

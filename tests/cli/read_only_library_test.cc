@@ -32,12 +32,7 @@ class ReadOnlyLibraryTest : public ::testing::Test {
  protected:
   ProcessRun quorvane(const std::vector<std::string>& arguments, bool asReader) {
     ProcessOptions options;
-    options.environment = {"XDG_DATA_HOME=" + home.file("data"),
-                           "XDG_CONFIG_HOME=" + home.file("config"),
-                           "LANG=C.UTF-8",
-                           "LANGUAGE=",
-                           "LC_ALL=",
-                           "QUORVANE_LOCK_WAIT_MS=100"};
+    options.environment = testing::homeEnvironment(home.path().string(), 100);
     // Permissions do not hold back the super-user: the reader is then
     // another account.
     if (asReader && ::geteuid() == 0) options.asUser = "65534";

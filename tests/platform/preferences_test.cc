@@ -101,6 +101,32 @@ TEST_F(PreferencesTest, AFailedWriteIsReportedAndTheValueKeptForTheRun) {
   EXPECT_TRUE(preferences.setString(preference_key::kThemeMode, "light"));
 }
 
+TEST_F(PreferencesTest, AChangeThatCouldNotBeWrittenGoesWithTheNextOneAndNoChangeWritesNothing) {
+  Preferences preferences(path, files, logger, clock);
+  EXPECT_TRUE(preferences.setString(preference_key::kThemeMode, "light"));
+  const int writes = files.calls("write");
+  EXPECT_TRUE(preferences.setString(preference_key::kThemeMode, "light"));
+  EXPECT_TRUE(preferences.remove(preference_key::kUiLanguage));
+  EXPECT_EQ(files.calls("write"), writes) << "setting what is set writes nothing";
+
+  files.failAt("write", 1);
+  EXPECT_FALSE(preferences.setString(preference_key::kThemeMode, "dark"));
+  EXPECT_TRUE(preferences.setString(preference_key::kUiLanguage, "it"));
+  const Preferences reloaded(path, files, logger, clock);
+  EXPECT_EQ(reloaded.string(preference_key::kThemeMode), "dark") << "not lost, only late";
+  EXPECT_EQ(reloaded.string(preference_key::kUiLanguage), "it");
+}
+
+TEST_F(PreferencesTest, AFileThatCannotBeReadJustNowIsNeitherSetAsideNorWrittenOver) {
+  std::filesystem::create_directories(dir.path() / "config/Quorvane");
+  std::ofstream(path) << "{\"quorvane.uiLanguage\": \"fr\"}";
+  files.failAt("read", 1);  // a disk error, too many open files…
+  Preferences preferences(path, files, logger, clock);
+  EXPECT_EQ(files.calls("move"), 0) << "an error of the moment is no damaged file";
+  EXPECT_FALSE(preferences.setString(preference_key::kThemeMode, "dark"));
+  EXPECT_EQ(contentOf(path), "{\"quorvane.uiLanguage\": \"fr\"}");
+}
+
 TEST_F(PreferencesTest, TwoRunsThatChangeDifferentSettingsKeepBoth) {
   // Both read the file before either wrote: the later write must not undo
   // the earlier one with what it read at its start.

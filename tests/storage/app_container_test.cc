@@ -77,7 +77,7 @@ class AppContainerTest : public ::testing::Test {
               ++opens;
               if (failingOpens > 0) {
                 --failingOpens;
-                throw DomainError("SQLiteDatabase", 1, "Unable to open database");
+                throw DomainError("SQLiteDatabase", 1, "Unable to open database", failingCode);
               }
               return std::make_unique<SQLiteSnapshotRepository>(
                   SQLiteDatabase(path, access, kTestBusyTimeoutMs), clock);
@@ -108,6 +108,7 @@ class AppContainerTest : public ::testing::Test {
   int opens = 0;
   int failingOpens = 0;
   int repairs = 0;
+  int failingCode = 0;  // SQLite's code of the failing opens
   BootEnvironment environment;
 };
 
@@ -387,6 +388,67 @@ TEST_F(LibraryOnDiskTest, AReadOnlyLibraryIsReadAndNothingIsMoved) {
   }
   EXPECT_EQ(readText(database()), "damaged, and read-only");
   EXPECT_FALSE(fs::exists(appData() / "Recovery"));
+}
+
+TEST_F(LibraryOnDiskTest, AFailureOfTheMomentNeverSetsALibraryAside) {
+  const std::string before = readText(database());
+  for (const int code : {SQLITE_IOERR_READ, SQLITE_CANTOPEN, SQLITE_NOMEM, SQLITE_BUSY}) {
+    SCOPED_TRACE(code);
+    failingOpens = 1;
+    failingCode = code;
+    const BootedStorage storage = AppContainer::bootStorage(environment);
+    EXPECT_TRUE(storage.isFallback);
+    EXPECT_EQ(storage.fallbackCause,
+              code == SQLITE_BUSY ? FallbackCause::busy : FallbackCause::unavailable);
+  }
+  EXPECT_EQ(readText(database()), before);
+  EXPECT_FALSE(fs::exists(appData() / "Recovery"));
+  EXPECT_EQ(repairs, 0) << "no repair was even begun";
+}
+
+TEST_F(LibraryOnDiskTest, WhatLooksDamagedIsLookedAtAgainUnderTheLockBeforeItIsSetAside) {
+  // The first look fails as a damaged file would (a race with a writer, a
+  // file being copied in); under the lock the library opens: it stays.
+  failingOpens = 1;
+  failingCode = SQLITE_NOTADB;
+  const BootedStorage storage = AppContainer::bootStorage(environment);
+  EXPECT_FALSE(storage.isFallback);
+  EXPECT_TRUE(storage.notices.empty());
+  EXPECT_EQ(repairs, 1);
+  EXPECT_FALSE(fs::exists(appData() / "Recovery"));
+  EXPECT_EQ(projectNames(), Names{"Years of work"});
+}
+
+TEST_F(LibraryOnDiskTest, ANewerLibraryThatChangedItsTablesIsStillLeftAlone) {
+  {
+    SQLiteDatabase db(database().string());
+    db.exec("UPDATE schema_version SET version = 3; ALTER TABLE artworks DROP COLUMN depth;");
+  }
+  const std::string before = readText(database());
+  EXPECT_THROW(AppContainer::bootStorage(environment), LibraryUnavailableError);
+  EXPECT_EQ(readText(database()), before);
+}
+
+TEST_F(LibraryOnDiskTest, AReadOnlyLibraryWhoseRowsAwaitNormalisingIsStillRead) {
+  {
+    SQLiteDatabase db(database().string());
+    db.exec("UPDATE projects SET projectTitle = '';");
+  }
+  WriteProtected readOnly;
+  environment.files = &readOnly;
+  const BootedStorage storage = AppContainer::bootStorage(environment);
+  ASSERT_EQ(storage.repository->projectSummaries().size(), 1u);
+  EXPECT_EQ(storage.repository->load("kept")->project.projectTitle, "Portfolio")
+      << "loading gives the defaults the migration would write";
+}
+
+TEST_F(AppContainerTest, ReadingBeforeThereIsALibraryMakesNothing) {
+  environment.access = StorageAccess::read;
+  const BootedStorage storage = AppContainer::bootStorage(environment);
+  EXPECT_FALSE(storage.isFallback);
+  EXPECT_TRUE(storage.isEmptyStandIn);
+  EXPECT_TRUE(storage.repository->projectSummaries().empty());
+  EXPECT_FALSE(fs::exists(dir.path() / "support")) << "no folder, no file";
 }
 
 TEST_F(AppContainerTest, AReaderBringsAnOlderLibraryUpToDateThenReadsWithoutWriting) {

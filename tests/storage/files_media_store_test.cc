@@ -221,38 +221,6 @@ TEST_F(OriginalImportTest, AFailedStagingWriteLeavesNoStagingArea) {
 
 // --- a replaced image, and what a crash leaves ------------------------------------
 
-// The real file system until the Nth move; from then on nothing at all
-// happens, as when the process is killed at that moment.
-class KilledAtMove final : public ForwardingFileSystem {
- public:
-  explicit KilledAtMove(int nthMove) : ForwardingFileSystem(realFileSystem()), nth_(nthMove) {}
-  void move(const std::string& from, const std::string& to) override {
-    if (++moves_ >= nth_) dead_ = true;
-    alive();
-    ForwardingFileSystem::move(from, to);
-  }
-  void removeAll(const std::string& path) override {
-    alive();
-    ForwardingFileSystem::removeAll(path);
-  }
-  bool exists(const std::string& path) override {
-    alive();
-    return ForwardingFileSystem::exists(path);
-  }
-  std::vector<std::string> listDirectory(const std::string& path) override {
-    alive();
-    return ForwardingFileSystem::listDirectory(path);
-  }
-
- private:
-  void alive() const {
-    if (dead_) throw std::runtime_error("killed");
-  }
-  int nth_;
-  int moves_ = 0;
-  bool dead_ = false;
-};
-
 class ReplacedImageTest : public FilesMediaStoreTest {
  protected:
   void SetUp() override {
@@ -287,7 +255,7 @@ TEST_F(ReplacedImageTest, AKillAtAnyMomentIsUndoneFromWhatItLeft) {
   // Moves, after the list is written: three files aside, two in.
   for (int killedAt = 1; killedAt <= 5; ++killedAt) {
     SCOPED_TRACE(killedAt);
-    KilledAtMove killed(killedAt);
+    testing::KilledAtMove killed(killedAt);
     FilesMediaStore dying(dir.file("media"), killed);
     auto transaction = OriginalMediaImportTransaction::begin(dying, {replacement()});
     EXPECT_ANY_THROW(transaction->commit());  // its own rollback dies with it

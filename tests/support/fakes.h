@@ -1,10 +1,12 @@
 // Stand-ins for the platform seams: a clock that only moves when told, an
-// in-memory file system that counts its reads, a file system that fails on
-// purpose, and a logger that keeps what it was told.
+// in-memory file system that counts its reads, file systems that fail on
+// purpose or die as a killed process does, and a logger that keeps what it
+// was told.
 #pragma once
 
 #include <cerrno>
 #include <map>
+#include <stdexcept>
 #include <string>
 #include <system_error>
 #include <vector>
@@ -122,6 +124,46 @@ class FaultyFileSystem final : public FileSystem {
   std::string failingOperation_;
   int failingCall_ = 0;
   std::map<std::string, int> calls_;
+};
+
+// The real file system until the Nth move; from then on nothing at all
+// happens, as when the process is killed at that moment.
+class KilledAtMove final : public ForwardingFileSystem {
+ public:
+  explicit KilledAtMove(int nthMove) : ForwardingFileSystem(realFileSystem()), nth_(nthMove) {}
+  void move(const std::string& from, const std::string& to) override {
+    if (++moves_ >= nth_) dead_ = true;
+    alive();
+    ForwardingFileSystem::move(from, to);
+  }
+  void removeAll(const std::string& path) override {
+    alive();
+    ForwardingFileSystem::removeAll(path);
+  }
+  bool exists(const std::string& path) override {
+    alive();
+    return ForwardingFileSystem::exists(path);
+  }
+  std::vector<std::string> listDirectory(const std::string& path) override {
+    alive();
+    return ForwardingFileSystem::listDirectory(path);
+  }
+  void writeFileAtomically(const std::string& path, std::span<const std::uint8_t> bytes) override {
+    alive();
+    ForwardingFileSystem::writeFileAtomically(path, bytes);
+  }
+  void createDirectories(const std::string& path) override {
+    alive();
+    ForwardingFileSystem::createDirectories(path);
+  }
+
+ private:
+  void alive() const {
+    if (dead_) throw std::runtime_error("killed");
+  }
+  int nth_;
+  int moves_ = 0;
+  bool dead_ = false;
 };
 
 class RecordingLogger final : public Logger {
