@@ -91,7 +91,7 @@ void exportPortfolio(const std::vector<std::string>& paths, ExportImageQuality q
   options.imageQuality = quality;
   const ImageOptimizer optimizer;
   const PortfolioPdfRenderer renderer(
-      PDFStyle{}, PdfStrings("en", "portfolio", {}), PdfStrings("en", "cv", {}),
+      PDFStyle{}, PdfStrings("en", "portfolio", {}),
       [](const Artwork& artwork) -> std::optional<std::vector<std::uint8_t>> {
         return realFileSystem().readFile(*artwork.imagePath);
       },

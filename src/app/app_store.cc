@@ -5,6 +5,7 @@
 #include <exception>
 #include <filesystem>
 #include <system_error>
+#include <tuple>
 
 #include "app/failure_text.h"
 #include "app/image_intake.h"
@@ -151,6 +152,11 @@ std::string AppStore::language() const {
                                                           : systemLanguageCode();
 }
 
+std::string AppStore::exportLanguage() const {
+  return state_.exportOptions.exportLocale.empty() ? state_.project.locale
+                                                   : state_.exportOptions.exportLocale;
+}
+
 std::string AppStore::text(std::string_view key,
                            std::initializer_list<std::string> arguments) const {
   return uiFormat(key, language(), arguments);
@@ -197,7 +203,26 @@ void AppStore::countChanges(std::int64_t count) {
   state_.backupReminderState = reminders_.state();
 }
 
+void AppStore::stampSection(SaveSection section) {
+  const std::uint64_t content = sectionContentFingerprint(section, state_.snapshot);
+  const auto [stamped, first] = stampedContent_.try_emplace(section, content);
+  if (!first && stamped->second == content) return;  // saved again, not changed
+  stamped->second = content;
+  const SectionTimes times = sectionTimes(state_.snapshot, section);
+  const Date now = services_.clock.now();
+  if (!times.createdAt) times.createdAt = now;
+  times.updatedAt = now;
+}
+
+void AppStore::rememberStampedContent() {
+  stampedContent_.clear();
+  for (const SaveSection section : allCases<SaveSection>()) {
+    stampedContent_[section] = sectionContentFingerprint(section, state_.snapshot);
+  }
+}
+
 void AppStore::scheduleSave(SaveSection section) {
+  stampSection(section);
   if (isUnsaved_) {
     ensurePersisted();
   } else {
@@ -231,8 +256,9 @@ std::string AppStore::cleaned(std::string_view text, TextShape shape) {
   CleanedText result = withoutControlCharacters(text, shape);
   if (result.removed > 0) {
     removedCharacters_ += result.removed;
-    state_.inputNotice =
-        this->text("app.notice.control_characters_removed", {std::to_string(removedCharacters_)});
+    state_.inputNotice = uiPlural("app.notice.control_characters_removed", language(),
+                                  static_cast<std::int64_t>(removedCharacters_),
+                                  {std::to_string(removedCharacters_)});
     services_.logger.log("app input cleaned removed=" + std::to_string(result.removed));
   }
   return std::move(result.text);
@@ -295,7 +321,7 @@ void AppStore::loadPreferences() {
 
   state_.completePortfolioExportCount =
       preferences.integer(key::kCompletePortfolioExportCount).value_or(0);
-  refreshBackupReminderState();
+  publishBackupReminderState();
 }
 
 std::string AppStore::upperCaseRegion() const {
@@ -305,12 +331,51 @@ std::string AppStore::upperCaseRegion() const {
   return region;
 }
 
-void AppStore::refreshBackupReminderState() {
+void AppStore::publishBackupReminderState() {
   state_.backupReminderState = reminders_.state();
   state_.activeBackupReminderLevel = reminders_.activeLevel();
   state_.showBackupReminderSheet = reminders_.isSheetShown();
   state_.lastProjectDataExportAt = reminders_.lastProjectDataExportAt();
   state_.lastProjectDataImportAt = reminders_.lastProjectDataImportAt();
+  publish();
+}
+
+void AppStore::evaluateBackupReminder() {
+  reminders_.evaluate(services_.clock.now());
+  publishBackupReminderState();
+}
+
+void AppStore::dismissBackupReminder(BackupReminderLevel level, bool snooze) {
+  reminders_.dismiss(level, snooze, services_.clock.now());
+  publishBackupReminderState();
+}
+
+bool AppStore::setBackupRemindersEnabled(bool enabled) {
+  const bool written = reminders_.setRemindersEnabled(enabled);
+  publishBackupReminderState();
+  return written || failSettingsWrite();
+}
+
+bool AppStore::setBackupReminderFrequency(BackupReminderFrequency frequency) {
+  const bool written = reminders_.setFrequency(frequency);
+  publishBackupReminderState();
+  return written || failSettingsWrite();
+}
+
+bool AppStore::setRemindBeforeLargeEdits(bool enabled) {
+  const bool written = reminders_.setRemindBeforeLargeEdits(enabled);
+  publishBackupReminderState();
+  return written || failSettingsWrite();
+}
+
+void AppStore::markProjectDataExported(Date at) {
+  reminders_.markProjectDataExported(at);
+  publishBackupReminderState();
+}
+
+void AppStore::markProjectDataImported(Date at) {
+  reminders_.markProjectDataImported(at);
+  publishBackupReminderState();
 }
 
 UnitSystem AppStore::initialUnit() {
@@ -334,6 +399,7 @@ void AppStore::adopt(LoadedProject loaded) {
   isUnsaved_ = false;
   state_.project = std::move(loaded.project);
   state_.snapshot = std::move(loaded.snapshot);
+  rememberStampedContent();
   state_.worksInspectorArtworkID.reset();
   state_.imageSizeWarning.clear();
 }
@@ -403,6 +469,7 @@ std::optional<std::string> AppStore::startNewProject(const ProjectChanges& chang
 
   state_.project = project;
   state_.snapshot = std::move(snapshot);
+  rememberStampedContent();
   state_.worksInspectorArtworkID.reset();
   state_.projects.insert(state_.projects.begin(),
                          ProjectSummary{project.id, project.projectName, project.projectTitle,
@@ -462,8 +529,11 @@ bool AppStore::updateProject(const ProjectChanges& given) {
     services_.logger.log("app documents stale reason=artworks_unit_changed");
   }
   // The project row goes with every section's write; the details write is
-  // the smallest.
-  scheduleSave(SaveSection::details);
+  // the smallest, unless the unit or layout of the artworks changed, whose
+  // section times must say so.
+  const bool artworksChanged = sectionContentFingerprint(SaveSection::artworks, state_.snapshot) !=
+                               stampedContent_[SaveSection::artworks];
+  scheduleSave(artworksChanged ? SaveSection::artworks : SaveSection::details);
   return true;
 }
 
@@ -498,6 +568,9 @@ std::optional<std::string> AppStore::duplicateProject() {
                            ProjectSummary{copy.id, copy.projectName, copy.projectTitle,
                                           copy.createdAt, copy.updatedAt});
     rememberCurrentProject();
+    rememberStampedContent();
+    // Six writes for one decision of the user's: they count as one change.
+    silentWrites_[copy.id] = allCases<SaveSection>().size() - 1;
     for (const SaveSection section : allCases<SaveSection>()) {
       pipeline_->scheduleSave(section, state_.project, state_.snapshot);
     }
@@ -558,8 +631,9 @@ std::string AppStore::imageFailureText(const ImageIntakeError& error,
     case Case::unreadable:
       return text("app.error.cannot_read_file", {path, error.what()});
     case Case::tooLarge:
-      return text("error.image_too_large") + " " +
-             text("app.error.image_size_limit", {fileNameOf(path), megabytes(error.byteSize()),
+      // Not "error.image_too_large", whose 15 MB is the near-limit warning's
+      // figure: the refusal names the limit that refused.
+      return text("app.error.image_over_limit", {fileNameOf(path), megabytes(error.byteSize()),
                                                  megabytes(kMaximumOriginalBytes)});
     case Case::notAnImage:
       return text("app.error.not_an_image", {path});
@@ -637,9 +711,10 @@ std::vector<ImageAddResult> AppStore::addImages(const std::vector<std::string>& 
   if (!oversized.empty()) {
     state_.oversizedImageNotices = oversized;
     if (paths.size() > 1) {
-      showToast(ToastStyle::error, text("error.image_too_large_review"),
-                ToastAction::showOversizedImages);
-      state_.lastErrorMessage = text("error.image_too_large_review");
+      const std::string review =
+          text("app.error.images_over_limit_review", {megabytes(kMaximumOriginalBytes)});
+      state_.showOversizedImagesHelper = true;
+      showToast(ToastStyle::error, review, ToastAction::showOversizedImages);
       return results;
     }
   }
@@ -662,6 +737,8 @@ std::optional<std::string> AppStore::putImagesInPlace(OriginalMediaImportTransac
   }
   // The artworks as they were, to put back should the save fail.
   std::vector<Artwork> before = images;
+  const auto timesBefore =
+      std::pair(state_.snapshot.artworksCreatedAt, state_.snapshot.artworksUpdatedAt);
   for (const Artwork& artwork : artworks) {
     const auto existing = std::find_if(images.begin(), images.end(),
                                        [&](const Artwork& a) { return a.id == artwork.id; });
@@ -671,10 +748,14 @@ std::optional<std::string> AppStore::putImagesInPlace(OriginalMediaImportTransac
       images.push_back(artwork);
     }
   }
+  stampSection(SaveSection::artworks);
   ensurePersisted();
   if (!pipeline_->saveNow(SaveSection::artworks, state_.project, state_.snapshot)) {
     transaction.rollback();
     images = std::move(before);
+    std::tie(state_.snapshot.artworksCreatedAt, state_.snapshot.artworksUpdatedAt) = timesBefore;
+    stampedContent_[SaveSection::artworks] =
+        sectionContentFingerprint(SaveSection::artworks, state_.snapshot);
     // Other changes of the artworks written with this save must still go.
     pipeline_->scheduleSave(SaveSection::artworks, state_.project, state_.snapshot);
     publish();
@@ -1107,11 +1188,13 @@ void AppStore::requestPreview(const RenderRequest& request) {
   services_.pdfRenderQueue->post([weak, renderer, &main, request, id, project = state_.project,
                                   snapshot = state_.snapshot, options = state_.exportOptions] {
     std::optional<PdfRenderResult> result;
+    std::exception_ptr failure;
     try {
       result = renderer->render(request, project, snapshot, options);
-    } catch (const std::exception&) {
+    } catch (...) {
+      failure = std::current_exception();
     }
-    main.post([weak, request, id, result = std::move(result)] {
+    main.post([weak, request, id, result = std::move(result), failure] {
       const auto self = weak.lock();
       if (!self) return;
       AppStore& store = **self;
@@ -1125,10 +1208,29 @@ void AppStore::requestPreview(const RenderRequest& request) {
         store.state_.pdfPreviewData = result->data;
         store.state_.pdfWarnings = result->warnings;
         store.services_.logger.log("render done kind=" + kind + " request=" + std::to_string(id));
+        store.publish();
+        return;
       }
-      store.publish();
+      // The preview shown no longer matches what was asked for: it goes,
+      // and the user learns why.
+      store.state_.pdfPreviewData.reset();
+      store.state_.pdfWarnings.clear();
+      store.services_.logger.log("render failed kind=" + kind + " request=" + std::to_string(id));
+      store.failRender(failure);
     });
   });
+}
+
+void AppStore::failRender(const std::exception_ptr& failure) {
+  try {
+    if (failure) std::rethrow_exception(failure);
+    failWithKey("app.error.render_failed", {""});
+  } catch (const std::exception& error) {
+    services_.logger.log(failureDiagnostic(error));
+    failWithKey("app.error.render_failed", {failureText(error, language())});
+  } catch (...) {
+    failWithKey("app.error.render_failed", {""});
+  }
 }
 
 // ---- Reset -------------------------------------------------------------------

@@ -226,6 +226,9 @@ class AppStore {
 
   // The interface language of toasts and messages.
   std::string language() const;
+  // The language documents are printed in now: the chosen export language,
+  // else the open project's own.
+  std::string exportLanguage() const;
   // Data changes made through this store since it started.
   std::uint64_t changeCount() const { return changeCount_; }
 
@@ -281,13 +284,23 @@ class AppStore {
   bool setUiLanguage(const std::optional<std::string>& language);
   bool setThemeMode(ThemeMode mode);
   bool setEditTitlesEnabled(bool enabled);
-  BackupReminders& backupReminders() { return reminders_; }
+  // Backup reminders; each publishes the reminder state. `evaluate…`
+  // shows the reminder due now, if any; dismissing closes it (a snooze
+  // keeps reminders away for 7 days, 14 after a strong one). The settings
+  // return false, with an error toast, when the preferences could not be
+  // written (the setting holds for this run).
+  void evaluateBackupReminder();
+  void dismissBackupReminder(BackupReminderLevel level, bool snooze);
+  bool setBackupRemindersEnabled(bool enabled);
+  bool setBackupReminderFrequency(BackupReminderFrequency frequency);
+  bool setRemindBeforeLargeEdits(bool enabled);
+  // A project package was written (or read) at `at`.
+  void markProjectDataExported(Date at);
+  void markProjectDataImported(Date at);
   // Why the latest write of the preferences failed, when one did.
   std::optional<std::string> preferencesWriteFailure() const {
     return services_.preferences.lastWriteFailure();
   }
-  // Re-reads the reminder state into the published state.
-  void refreshBackupReminderState();
 
   // Documents. `renderPDF` renders now, for an export (a complete portfolio
   // is counted); nothing, with an error toast, when it fails.
@@ -318,7 +331,13 @@ class AppStore {
   void publish();
   // Writes what is pending and waits for writes in flight.
   void settleSaves();
+  // Stamps the section's times (created at its first change, updated at
+  // each) and schedules its save.
   void scheduleSave(SaveSection section);
+  void stampSection(SaveSection section);
+  // The content of each section as it now is, against which the next edits
+  // are told from saves that change nothing.
+  void rememberStampedContent();
   void countChanges(std::int64_t count);
   Artwork* artwork(const std::string& artworkId);
   bool failWithKey(std::string_view key, std::initializer_list<std::string> arguments = {});
@@ -329,6 +348,8 @@ class AppStore {
   std::string text(std::string_view key, std::initializer_list<std::string> arguments = {}) const;
   void reloadSummaries();
   void loadPreferences();
+  // Copies the reminder state into the published state and tells observers.
+  void publishBackupReminderState();
   UnitSystem initialUnit();
   // The region of the user's locale, upper-cased; empty when unknown.
   std::string upperCaseRegion() const;
@@ -348,6 +369,8 @@ class AppStore {
   ProjectChanges cleaned(const ProjectChanges& changes);
   ArtworkMetadata cleaned(const ArtworkMetadata& metadata);
   bool failSettingsWrite();
+  // A render that failed, through the one toast path.
+  void failRender(const std::exception_ptr& failure);
   std::string imageFailureText(const class ImageIntakeError& error, const std::string& path) const;
   // Commits the staged files of `artworks`, puts the artworks into the open
   // project (replacing those of the same id) and saves them at once. On a
@@ -366,6 +389,7 @@ class AppStore {
   std::size_t removedCharacters_ = 0;
   bool isUnsaved_ = false;                           // the open project is not in the library yet
   std::map<std::string, std::size_t> silentWrites_;  // project id → writes not counted
+  std::map<SaveSection, std::uint64_t> stampedContent_;  // content at its last stamp
   std::uint64_t latestPreviewRequestID_ = 0;
   std::shared_ptr<AppStore*> self_;  // render results reach the store through it while it lives
 };

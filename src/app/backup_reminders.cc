@@ -130,6 +130,9 @@ BackupReminders::BackupReminders(Preferences& preferences, Logger& logger,
   if (const auto stored = preferences_.json(preference_key::kBackupReminderState)) {
     state_ = backupReminderStateFromJson(*stored).value_or(BackupReminderState{});
   }
+  // A new launch: the changes of earlier sessions are no large edit of this
+  // one (kept in the file only until the next save of the state).
+  state_.sessionSignificantChanges = 0;
   const auto secondsAt = [&](std::string_view key) -> std::optional<Date> {
     const auto value = preferences_.json(key);
     if (!value || !value->is_number()) return std::nullopt;

@@ -67,7 +67,8 @@ class BackupReminders {
   using SuccessToast = std::function<void(const std::string& key)>;
 
   // Reads the state from the preferences; none, or one that does not decode,
-  // gives the defaults.
+  // gives the defaults. Built once per launch: the session's changes start
+  // at 0.
   BackupReminders(Preferences& preferences, Logger& logger = nullLogger(),
                   SuccessToast successToast = {});
 

@@ -33,8 +33,7 @@ std::map<std::string, std::string> overridesOf(LabelOverrideRepository& labels,
 // Everything a rendering depends on, as one key.
 std::string cacheKey(const RenderRequest& request, const Project& project,
                      const StudioSnapshot& snapshot, const ExportOptions& options,
-                     const std::map<std::string, std::string>& overrides,
-                     const std::map<std::string, std::string>& cvOverrides) {
+                     const std::map<std::string, std::string>& overrides) {
   nlohmann::json key{rawValue(request.kind),
                      request.artworkId.value_or(""),
                      rawValue(options.format),
@@ -48,8 +47,7 @@ std::string cacheKey(const RenderRequest& request, const Project& project,
                      options.showBiographyTitle.value_or(2),
                      options.showStatementTitle.value_or(2),
                      options.showProjectStatementTitle.value_or(2),
-                     overrides,
-                     cvOverrides};
+                     overrides};
   for (const SaveSection section : allCases<SaveSection>()) {
     key.push_back(sectionFingerprint(section, project, snapshot));
   }
@@ -114,8 +112,7 @@ PdfRenderResult PdfRenderService::draw(const RenderRequest& request, const Proje
                       [&](const Artwork& a) { return a.id != *request.artworkId; });
       }
       const PortfolioPdfRenderer renderer(
-          style, labels, PdfStrings(locale, "cv", overridesOf(labels_, "cv", locale)),
-          [this](const Artwork& artwork) { return imageData(artwork); }, optimizer_,
+          style, labels, [this](const Artwork& artwork) { return imageData(artwork); }, optimizer_,
           imagePreparationPolicy(options.imageQuality));
       return renderer.render(project, content, options, request.kind == RenderKind::portfolio, sink,
                              progress);
@@ -145,8 +142,7 @@ PdfRenderResult PdfRenderService::render(const RenderRequest& request, const Pro
   const std::string& locale = options.exportLocale;
   const std::string_view scope = scopeOf(request.kind);
   const auto overrides = overridesOf(labels_, scope, locale);
-  const auto cvOverrides = overridesOf(labels_, "cv", locale);
-  const std::string key = cacheKey(request, project, snapshot, options, overrides, cvOverrides);
+  const std::string key = cacheKey(request, project, snapshot, options, overrides);
   {
     const std::lock_guard lock(mutex_);
     for (auto it = cache_.begin(); it != cache_.end(); ++it) {

@@ -25,9 +25,9 @@ bool SavePipeline::isSaved(SaveSection section) const {
   return it != savedFlags_.end() && it->second;
 }
 
-std::uint64_t SavePipeline::generationOf(const std::string& projectId) const {
+std::uint64_t SavePipeline::generationOf(const std::string& projectId, SaveSection section) const {
   const std::lock_guard lock(writeMutex_);
-  const auto it = generations_.find(projectId);
+  const auto it = generations_.find({projectId, section});
   return it == generations_.end() ? 0 : it->second;
 }
 
@@ -54,8 +54,9 @@ void SavePipeline::scheduleSave(SaveSection section, const Project& project,
   WorkItem item = main_.postAfter(kQuietBeforeSave, [weak, section] {
     if (const auto self = weak.lock()) (*self)->fire(section);
   });
-  pending_.insert_or_assign(section, PendingSave{item, project, snapshot, fingerprint,
-                                                 generationOf(project.id), nextSequence_++});
+  pending_.insert_or_assign(
+      section, PendingSave{item, project, snapshot, fingerprint, generationOf(project.id, section),
+                           nextSequence_++});
   updateWaiting();
 }
 
@@ -89,9 +90,9 @@ SavePipeline::Outcome SavePipeline::write(const Write& write, SavedProject& save
   // One write at a time, here or in a flush: the checks and the write must
   // not be overtaken by a newer write of the same section.
   const std::lock_guard lock(writeMutex_);
-  const auto generation = generations_.find(write.project.id);
+  const auto generation = generations_.find({write.project.id, write.section});
   if ((generation == generations_.end() ? 0 : generation->second) != write.generation) {
-    return Outcome::dropped;  // issued before a web CV import changed the project
+    return Outcome::dropped;  // issued before a web CV import replaced this section
   }
   std::uint64_t& lastWritten = lastWrittenSequences_[write.section];
   if (lastWritten > write.sequence) return Outcome::dropped;  // newer content is written
@@ -168,7 +169,7 @@ bool SavePipeline::saveNow(SaveSection section, const Project& project,
                     project,
                     snapshot,
                     sectionFingerprint(section, project, snapshot),
-                    generationOf(project.id),
+                    generationOf(project.id, section),
                     nextSequence_++};
   beginSaving();
   SavedProject saved;
@@ -182,11 +183,12 @@ void SavePipeline::beginWebCVImport(const std::string& projectId) {
   webCVImportTarget_ = projectId;
 }
 
-void SavePipeline::endWebCVImport(const std::string& projectId) {
+void SavePipeline::endWebCVImport(const std::string& projectId,
+                                  const std::set<SaveSection>& replaced) {
   if (webCVImportTarget_ == projectId) webCVImportTarget_.reset();
   {
     const std::lock_guard lock(writeMutex_);
-    ++generations_[projectId];
+    for (const SaveSection section : replaced) ++generations_[{projectId, section}];
   }
   const auto snapshot = deferredSnapshots_.find(projectId);
   const auto sections = deferredSections_.find(projectId);

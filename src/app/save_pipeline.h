@@ -9,7 +9,9 @@
 // - the "saving" indicator stays on at least 650 ms; a section's "saved"
 //   badge shows for 2.4 s;
 // - while a web CV import runs into a project, its saves are held back and
-//   written when the import ends; saves issued before the import are dropped;
+//   written when the import ends; a save issued before the import is dropped
+//   only when the import replaced its section (it would overwrite newer
+//   content), every other is written;
 // - `flushPendingSaves` writes everything pending at once (quitting calls it,
 //   so no edit is lost on exit).
 //
@@ -69,9 +71,10 @@ class SavePipeline {
   bool saveNow(SaveSection section, const Project& project, const StudioSnapshot& snapshot);
 
   void beginWebCVImport(const std::string& projectId);
-  // Drops the saves issued before the import, then schedules the sections
-  // held back during it, with the content last given for them.
-  void endWebCVImport(const std::string& projectId);
+  // Drops the saves issued before the import of the sections it `replaced`
+  // in the library, then schedules the sections held back during it, with
+  // the content last given for them.
+  void endWebCVImport(const std::string& projectId, const std::set<SaveSection>& replaced);
 
   bool isSaveWaiting() const { return isSaveWaiting_; }
   bool isSaving() const { return isSaving_; }
@@ -105,7 +108,7 @@ class SavePipeline {
   void endSaving();
   void updateWaiting();
   void changed();
-  std::uint64_t generationOf(const std::string& projectId) const;
+  std::uint64_t generationOf(const std::string& projectId, SaveSection section) const;
 
   Executor& main_;
   const Clock& clock_;
@@ -133,7 +136,7 @@ class SavePipeline {
 
   // Shared with the save queue.
   mutable std::mutex writeMutex_;
-  std::map<std::string, std::uint64_t> generations_;
+  std::map<std::pair<std::string, SaveSection>, std::uint64_t> generations_;
   std::map<SaveSection, std::uint64_t> lastWrittenSequences_;
 };
 

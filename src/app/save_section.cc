@@ -7,14 +7,6 @@
 namespace quorvane {
 namespace {
 
-nlohmann::json timesJson(const std::optional<Date>& createdAt,
-                         const std::optional<Date>& updatedAt) {
-  const auto ms = [](const std::optional<Date>& date) {
-    return date ? nlohmann::json(millisecondsSince1970(*date)) : nlohmann::json(nullptr);
-  };
-  return {ms(createdAt), ms(updatedAt)};
-}
-
 nlohmann::json projectJson(const Project& project, const StudioSnapshot& snapshot) {
   return {project.id,
           rawValue(project.kind),
@@ -71,7 +63,7 @@ nlohmann::json artworksSectionJson(const StudioSnapshot& s) {
   for (const DocumentArtworkLink& l : s.documentArtworkLinks) {
     links.push_back({l.id, l.documentId, l.artworkId, l.position});
   }
-  return {artworks, documents, links, timesJson(s.artworksCreatedAt, s.artworksUpdatedAt)};
+  return {artworks, documents, links};
 }
 
 nlohmann::json sectionJson(SaveSection section, const StudioSnapshot& s) {
@@ -79,18 +71,24 @@ nlohmann::json sectionJson(SaveSection section, const StudioSnapshot& s) {
     case SaveSection::artworks:
       return artworksSectionJson(s);
     case SaveSection::bio:
-      return {s.biography, s.biographyTitle, timesJson(s.biographyCreatedAt, s.biographyUpdatedAt)};
+      return {s.biography, s.biographyTitle};
     case SaveSection::statement:
-      return {s.statement, s.statementTitle, timesJson(s.statementCreatedAt, s.statementUpdatedAt)};
+      return {s.statement, s.statementTitle};
     case SaveSection::projectStatement:
-      return {s.projectStatement, s.projectStatementTitle,
-              timesJson(s.projectStatementCreatedAt, s.projectStatementUpdatedAt)};
+      return {s.projectStatement, s.projectStatementTitle};
     case SaveSection::cv:
-      return {cvDataToJson(s.cv), s.cvTitle, timesJson(s.cvCreatedAt, s.cvUpdatedAt)};
+      return {cvDataToJson(s.cv), s.cvTitle};
     case SaveSection::details:
-      return {artistDetailsToJson(s.details), timesJson(s.detailsCreatedAt, s.detailsUpdatedAt)};
+      return {artistDetailsToJson(s.details)};
   }
   return nullptr;
+}
+
+std::uint64_t hashOf(const nlohmann::json& value) {
+  const std::string text = value.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace);
+  std::uint64_t hash = 14695981039346656037ull;  // FNV-1a
+  for (const unsigned char c : text) hash = (hash ^ c) * 1099511628211ull;
+  return hash;
 }
 
 }  // namespace
@@ -100,14 +98,37 @@ std::string_view storageSectionName(SaveSection section) {
                                                   : rawValue(section);
 }
 
+SectionTimes sectionTimes(StudioSnapshot& s, SaveSection section) {
+  switch (section) {
+    case SaveSection::artworks:
+      return {s.artworksCreatedAt, s.artworksUpdatedAt};
+    case SaveSection::bio:
+      return {s.biographyCreatedAt, s.biographyUpdatedAt};
+    case SaveSection::statement:
+      return {s.statementCreatedAt, s.statementUpdatedAt};
+    case SaveSection::projectStatement:
+      return {s.projectStatementCreatedAt, s.projectStatementUpdatedAt};
+    case SaveSection::cv:
+      return {s.cvCreatedAt, s.cvUpdatedAt};
+    case SaveSection::details:
+      break;
+  }
+  return {s.detailsCreatedAt, s.detailsUpdatedAt};
+}
+
 std::uint64_t sectionFingerprint(SaveSection section, const Project& project,
                                  const StudioSnapshot& snapshot) {
-  const std::string text = nlohmann::json{rawValue(section), projectJson(project, snapshot),
-                                          sectionJson(section, snapshot)}
-                               .dump(-1, ' ', false, nlohmann::json::error_handler_t::replace);
-  std::uint64_t hash = 14695981039346656037ull;  // FNV-1a
-  for (const unsigned char c : text) hash = (hash ^ c) * 1099511628211ull;
-  return hash;
+  return hashOf(
+      {rawValue(section), projectJson(project, snapshot), sectionJson(section, snapshot)});
+}
+
+std::uint64_t sectionContentFingerprint(SaveSection section, const StudioSnapshot& snapshot) {
+  nlohmann::json content = sectionJson(section, snapshot);
+  if (section == SaveSection::artworks) {
+    content.push_back(rawValue(snapshot.artworks.unit));
+    content.push_back(rawValue(snapshot.artworks.layoutMode));
+  }
+  return hashOf({rawValue(section), std::move(content)});
 }
 
 }  // namespace quorvane

@@ -29,10 +29,24 @@ struct RawValueTable<SaveSection> {
 // project statement).
 std::string_view storageSectionName(SaveSection section);
 
+// The created / updated times of a section, in the snapshot.
+struct SectionTimes {
+  std::optional<Date>& createdAt;
+  std::optional<Date>& updatedAt;
+};
+SectionTimes sectionTimes(StudioSnapshot& snapshot, SaveSection section);
+
 // A hash of everything the save of `section` writes: the project row (every
-// save writes it) and the section's own content and times. It changes
-// whenever that persisted content changes.
+// save writes it) and the section's own content. It changes whenever that
+// persisted content changes. The section's times are left out: they follow
+// the content (stamped when it changes), and an edit undone before its save
+// must write nothing, not a new time.
 std::uint64_t sectionFingerprint(SaveSection section, const Project& project,
                                  const StudioSnapshot& snapshot);
+
+// A hash of the section's own content alone (for the artworks: with the
+// unit and layout), without the project row or times: what an edit of the
+// section changes.
+std::uint64_t sectionContentFingerprint(SaveSection section, const StudioSnapshot& snapshot);
 
 }  // namespace quorvane

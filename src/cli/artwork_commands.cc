@@ -83,7 +83,7 @@ void addArtworks(CliContext& context, const std::vector<std::string>& paths) {
   if (context.json) context.out << jsonText(json) << '\n';
   if (failed > 0 && results.size() == 1) throw CliError(results[0].message);
   if (failed > 0) {
-    throw CliError(context.format("cli.artworks.not_added",
+    throw CliError(context.plural("cli.artworks.not_added", failed,
                                   {std::to_string(failed), std::to_string(results.size())}));
   }
 }

@@ -69,6 +69,15 @@ void CliContext::check(bool ok) {
 
 std::string CliContext::text(std::string_view key) const { return uiText(key, language()); }
 
+std::string CliContext::plural(std::string_view key, std::int64_t count,
+                               std::initializer_list<std::string> arguments) const {
+  return uiPlural(key, language(), count, arguments);
+}
+
+std::string CliContext::count(std::string_view key, std::int64_t count) const {
+  return uiCount(key, language(), count);
+}
+
 std::string CliContext::format(std::string_view key,
                                std::initializer_list<std::string> arguments) const {
   return uiFormat(key, language(), arguments);

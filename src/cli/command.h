@@ -49,6 +49,10 @@ struct CliContext {
   // An interface text in that language, its placeholders filled in order.
   std::string text(std::string_view key) const;
   std::string format(std::string_view key, std::initializer_list<std::string> arguments) const;
+  // The plural form of `key` for `count` (uiPlural, uiCount).
+  std::string plural(std::string_view key, std::int64_t count,
+                     std::initializer_list<std::string> arguments) const;
+  std::string count(std::string_view key, std::int64_t count) const;
 
   // Declares, before the first `store()`, that the command only reads: it
   // then works while another process changes the library, and writes

@@ -11,23 +11,32 @@ namespace {
 
 // A field's catalogue text serves every section that has the field; the
 // built-in English is the section's own wording ("Residency name" rather
-// than "Name"). So English keeps the section's wording, and a translation
-// is used where there is one.
+// than "Name"). So English keeps the section's wording, and another
+// language shows its catalogue as it is (even a word it shares with
+// English), falling back to that wording only where the catalogue has no
+// text.
 std::string localized(const std::string& key, std::string_view sectionEnglish,
                       const CliContext& context) {
-  const std::string text = context.text(key);
-  return text == key || text == uiText(key, "en") ? std::string(sectionEnglish) : text;
+  const std::string language = context.language();
+  if (language.starts_with("en")) return std::string(sectionEnglish);
+  return uiTextIn(key, language).value_or(std::string(sectionEnglish));
+}
+
+// An example only where the section has one: the catalogue's example of a
+// field ("Paris" for a place) belongs to the section that shows it.
+std::string placeholder(const CVFieldConfig& field, const CliContext& context) {
+  if (field.placeholder.empty()) return {};
+  return localized(cvFieldPlaceholderKey(field.id), field.placeholder, context);
 }
 
 nlohmann::json sectionJson(const CVSectionConfig& section, const CliContext& context) {
   nlohmann::json fields = nlohmann::json::array();
   for (const CVFieldConfig& field : section.fields) {
-    fields.push_back(
-        {{"id", field.id},
-         {"label", localized(cvFieldLabelKey(field.id), field.label, context)},
-         {"placeholder", localized(cvFieldPlaceholderKey(field.id), field.placeholder, context)},
-         {"labelKey", cvFieldLabelKey(field.id)},
-         {"placeholderKey", cvFieldPlaceholderKey(field.id)}});
+    fields.push_back({{"id", field.id},
+                      {"label", localized(cvFieldLabelKey(field.id), field.label, context)},
+                      {"placeholder", placeholder(field, context)},
+                      {"labelKey", cvFieldLabelKey(field.id)},
+                      {"placeholderKey", cvFieldPlaceholderKey(field.id)}});
   }
   return {
       {"key", rawValue(section.id)},
@@ -44,9 +53,8 @@ void printSectionText(const CVSectionConfig& section, const CliContext& context)
       << rawValue(section.id) << ")\n";
   for (const CVFieldConfig& field : section.fields) {
     out << "  " << field.id << ": " << localized(cvFieldLabelKey(field.id), field.label, context);
-    const std::string placeholder =
-        localized(cvFieldPlaceholderKey(field.id), field.placeholder, context);
-    if (!placeholder.empty()) out << "  — " << placeholder;
+    const std::string example = placeholder(field, context);
+    if (!example.empty()) out << "  — " << example;
     out << '\n';
   }
 }

@@ -66,12 +66,18 @@ void printInfo(CliContext& context) {
     integrity = error.what();
   }
   std::optional<std::size_t> projects;
-  std::optional<std::int64_t> artworks;
+  std::optional<LibraryKPIOverview> counts;
   try {
     projects = storage.repository->projectSummaries().size();
-    artworks = storage.repository->libraryCounts().artworksCount;
+    counts = storage.repository->libraryCounts();
   } catch (const std::exception&) {
   }
+  const auto count = [&](std::int64_t LibraryKPIOverview::*field) {
+    return counts ? nlohmann::json((*counts).*field) : nlohmann::json(nullptr);
+  };
+  const auto countText = [&](std::int64_t LibraryKPIOverview::*field) {
+    return counts ? std::to_string((*counts).*field) : context.text("cli.info.unknown");
+  };
   const std::vector<std::string> copies =
       storage.isFallback ? std::vector<std::string>{} : recoveryCopies(storage.databasePath);
 
@@ -85,7 +91,10 @@ void printInfo(CliContext& context) {
                                   {"preferences", preferencesFilePath()},
                                   {"temporary", storage.isFallback},
                                   {"projects", projects ? nlohmann::json(*projects) : nullptr},
-                                  {"artworks", artworks ? nlohmann::json(*artworks) : nullptr},
+                                  {"artworks", count(&LibraryKPIOverview::artworksCount)},
+                                  {"cvs", count(&LibraryKPIOverview::cvCount)},
+                                  {"biographies", count(&LibraryKPIOverview::bioCount)},
+                                  {"statements", count(&LibraryKPIOverview::statementCount)},
                                   {"integrity", integrity},
                                   {"recoveryCopies", copies},
                                   {"notices", notices}}
@@ -101,7 +110,10 @@ void printInfo(CliContext& context) {
       {context.text("cli.info.label.media"), storage.media->directory()},
       {context.text("cli.info.label.preferences"), preferencesFilePath()},
       {context.text("cli.info.label.projects"), projects ? std::to_string(*projects) : unknown},
-      {context.text("cli.info.label.artworks"), artworks ? std::to_string(*artworks) : unknown},
+      {context.text("cli.info.label.artworks"), countText(&LibraryKPIOverview::artworksCount)},
+      {context.text("cli.info.label.cvs"), countText(&LibraryKPIOverview::cvCount)},
+      {context.text("cli.info.label.biographies"), countText(&LibraryKPIOverview::bioCount)},
+      {context.text("cli.info.label.statements"), countText(&LibraryKPIOverview::statementCount)},
       {context.text("cli.info.label.integrity"), integrity},
   };
   const std::string recovery = context.text("cli.info.label.recovery");

@@ -122,7 +122,8 @@ void showProject(CliContext& context) {
   const auto words = [&](const std::string& text) {
     const TextStats stats = textStats(text);
     return context.format("cli.project.text_stats",
-                          {std::to_string(stats.words), std::to_string(stats.characters)});
+                          {context.count("count.words", stats.words),
+                           context.count("count.characters", stats.characters)});
   };
   std::string artist = snapshot.details.firstName;
   if (!snapshot.details.lastName.empty())
@@ -147,8 +148,7 @@ void showProject(CliContext& context) {
           {snapshot.biographyTitle, words(snapshot.biography)},
           {snapshot.statementTitle, words(snapshot.statement)},
           {snapshot.projectStatementTitle, words(snapshot.projectStatement)},
-          {snapshot.cvTitle,
-           context.format("cli.project.cv_entries", {std::to_string(cvEntryCount(snapshot.cv))})},
+          {snapshot.cvTitle, context.count("count.entries", cvEntryCount(snapshot.cv))},
       },
       context.out);
 }

@@ -31,7 +31,7 @@ struct LabelFilter {
 
 void listLabels(CliContext& context, const LabelFilter& filter) {
   AppStore& store = context.store();
-  const std::string locale = filter.locale.value_or(store.state().exportOptions.exportLocale);
+  const std::string locale = filter.locale.value_or(store.exportLanguage());
   const std::vector<LabelOverrideEntry> overrides = store.labelOverrides();
   nlohmann::json json = nlohmann::json::array();
   for (const LabelScope& scope : kLabelScopes) {
@@ -174,25 +174,25 @@ const std::vector<Setting>& settings() {
     list.push_back(
         {"backup.reminders",
          {"on", "off"},
-         [](AppStore& store) { return onOff(store.backupReminders().state().remindersEnabled); },
+         [](AppStore& store) { return onOff(store.state().backupReminderState.remindersEnabled); },
          [](AppStore& store, const std::string& value) {
-           return store.backupReminders().setRemindersEnabled(value == "on");
+           return store.setBackupRemindersEnabled(value == "on");
          }});
     list.push_back({"backup.frequency", rawValues<BackupReminderFrequency>(),
                     [](AppStore& store) {
-                      return std::string(rawValue(store.backupReminders().state().frequency));
+                      return std::string(rawValue(store.state().backupReminderState.frequency));
                     },
                     [](AppStore& store, const std::string& value) {
-                      return store.backupReminders().setFrequency(
+                      return store.setBackupReminderFrequency(
                           *fromRawValue<BackupReminderFrequency>(value));
                     }});
     list.push_back({"backup.large-edits",
                     {"on", "off"},
                     [](AppStore& store) {
-                      return onOff(store.backupReminders().state().remindBeforeLargeEdits);
+                      return onOff(store.state().backupReminderState.remindBeforeLargeEdits);
                     },
                     [](AppStore& store, const std::string& value) {
-                      return store.backupReminders().setRemindBeforeLargeEdits(value == "on");
+                      return store.setRemindBeforeLargeEdits(value == "on");
                     }});
     return list;
   }();

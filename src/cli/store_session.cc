@@ -205,8 +205,9 @@ StoreSession::StoreSession(CliContext& context)
         store_->tidyAfterInterruptedRuns({dataDirectory(), preferencesDirectory()});
     if (tidied.strayMediaFolder) {
       context.err << "quorvane: "
-                  << context.format(
+                  << context.plural(
                          "cli.notice.stray_media_set_aside",
+                         static_cast<std::int64_t>(tidied.strayMediaFiles),
                          {std::to_string(tidied.strayMediaFiles), *tidied.strayMediaFolder})
                   << '\n';
     }
@@ -256,17 +257,16 @@ void StoreSession::finish() {
 }
 
 void StoreSession::remindOfBackup() {
-  BackupReminders& reminders = store_->backupReminders();
-  const Date now = systemClock().now();
-  reminders.evaluate(now);
-  const std::optional<BackupReminderLevel> level = reminders.activeLevel();
+  store_->evaluateBackupReminder();
+  const std::optional<BackupReminderLevel> level = store_->state().activeBackupReminderLevel;
   if (!level) return;
   context_.err << context_.format("cli.backup.reminder_line",
                                   {context_.text("backup.reminder.title"),
                                    context_.text(reminderMessageKey(*level))})
                << '\n'
                << "  " << context_.format("cli.backup.export_hint", {kBackupCommand}) << '\n';
-  reminders.dismiss(*level, true, now);
+  // Said once: the terminal has no sheet to leave open.
+  store_->dismissBackupReminder(*level, true);
 }
 
 }  // namespace quorvane

@@ -65,9 +65,10 @@ void setText(CliContext& context, const TextSetOptions& options) {
                                   : store.state().snapshot.*kind.content;
   context.check(store.setText(kind.section, content, options.title));
   const TextStats stats = textStats(content);
-  context.err << context.format("cli.text.saved",
-                                {store.state().snapshot.*kind.title, std::to_string(stats.words),
-                                 std::to_string(stats.characters)})
+  context.err << context.format(
+                     "cli.text.saved",
+                     {store.state().snapshot.*kind.title, context.count("count.words", stats.words),
+                      context.count("count.characters", stats.characters)})
               << '\n';
 }
 
@@ -87,7 +88,8 @@ void showText(CliContext& context, const std::string& name) {
   }
   context.out << snapshot.*kind.title << "\n\n" << content << '\n';
   context.err << context.format("cli.project.text_stats",
-                                {std::to_string(stats.words), std::to_string(stats.characters)})
+                                {context.count("count.words", stats.words),
+                                 context.count("count.characters", stats.characters)})
               << '\n';
 }
 
@@ -228,8 +230,10 @@ void removeCVEntry(CliContext& context, const std::string& sectionName, long lon
   CVData cv = store.state().snapshot.cv;
   auto& entries = cvEntries(cv, *cvSection(sectionName));
   if (index < 1 || static_cast<std::size_t>(index) > entries.size()) {
-    throw CliError(context.format("cli.cv.no_such_entry", {std::to_string(index), sectionName,
-                                                           std::to_string(entries.size())}));
+    throw CliError(context.format(
+        "cli.cv.no_such_entry",
+        {std::to_string(index), sectionName,
+         context.count("count.entries", static_cast<std::int64_t>(entries.size()))}));
   }
   entries.erase(entries.begin() + static_cast<std::ptrdiff_t>(index) - 1);
   store.setCV(cv);
@@ -285,7 +289,9 @@ void installTextCommand(CLI::App& command, CliContext& context) {
       ->required()
       ->check(CLI::IsMember(textKindNames(false)));
   setCommand->add_option("file", set->file, "A UTF-8 text file; - reads standard input");
-  setCommand->add_option("--title", set->title, "The title printed above the text");
+  setCommand->add_option("--title", set->title,
+                         "The text's name, listed when you reuse it in another project (the PDF "
+                         "prints its own heading)");
   setCommand->callback([&context, set] { setText(context, *set); });
 
   auto shown = std::make_shared<std::string>();
@@ -358,7 +364,10 @@ void installCVCommand(CLI::App& command, CliContext& context) {
   });
 
   auto title = std::make_shared<std::string>();
-  CLI::App* titleCommand = command.add_subcommand("title", "Change the title printed above the CV");
+  CLI::App* titleCommand =
+      command.add_subcommand("title",
+                             "Change the CV's name, listed when you reuse it in another project "
+                             "(the PDF prints its own heading)");
   titleCommand->add_option("title", *title, "The new title")->required();
   titleCommand->callback([&context, title] { context.store().setCVTitle(*title); });
 }

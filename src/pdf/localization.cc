@@ -1,8 +1,11 @@
 #include "pdf/localization.h"
 
+#include <unicode/plurrule.h>
+#include <unicode/unistr.h>
 #include <algorithm>
 #include <cctype>
 #include <cstdlib>
+#include <memory>
 #include <nlohmann/json.hpp>
 #include <unordered_map>
 
@@ -55,6 +58,11 @@ std::string languageOf(std::string_view locale) {
 
 }  // namespace
 
+std::optional<std::string> uiTextIn(std::string_view key, std::string_view languageCode) {
+  if (const std::string* text = find(lowerCased(languageCode.substr(0, 2)), key)) return *text;
+  return std::nullopt;
+}
+
 std::string uiText(std::string_view key, std::string_view languageCode) {
   if (const std::string* text = find(lowerCased(languageCode.substr(0, 2)), key)) return *text;
   if (const std::string* text = find("en", key)) return *text;
@@ -92,6 +100,35 @@ std::string fillPlaceholders(std::string_view text, const std::vector<std::strin
     filled.push_back('%');
   }
   return filled;
+}
+
+namespace {
+
+// The CLDR plural category of `count` in a language: "one", "other", …
+std::string pluralCategory(std::string_view language, std::int64_t count) {
+  UErrorCode status = U_ZERO_ERROR;
+  const std::unique_ptr<icu::PluralRules> rules(
+      icu::PluralRules::forLocale(icu::Locale(std::string(language).c_str()), status));
+  if (U_FAILURE(status) || !rules) return count == 1 ? "one" : "other";
+  std::string category;
+  rules->select(static_cast<double>(count)).toUTF8String(category);
+  return category;
+}
+
+}  // namespace
+
+std::string uiPlural(std::string_view key, std::string_view languageCode, std::int64_t count,
+                     std::initializer_list<std::string> arguments) {
+  const std::string language = lowerCased(languageCode.substr(0, 2));
+  const std::string base(key);
+  for (const std::string& form : {base + "." + pluralCategory(language, count), base + ".other"}) {
+    if (find(language, form) || find("en", form)) return uiFormat(form, language, arguments);
+  }
+  return uiFormat(key, language, arguments);
+}
+
+std::string uiCount(std::string_view key, std::string_view languageCode, std::int64_t count) {
+  return uiPlural(key, languageCode, count, {std::to_string(count)});
 }
 
 std::string uiFormat(std::string_view key, std::string_view languageCode,

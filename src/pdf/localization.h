@@ -8,6 +8,7 @@
 #pragma once
 
 #include <array>
+#include <cstdint>
 #include <initializer_list>
 #include <optional>
 #include <string>
@@ -24,11 +25,27 @@ inline constexpr std::array<std::string_view, 5> kInterfaceLanguages{"en", "fr",
 // characters, lower-cased: "fr-CA" and "FR" both read French).
 std::string uiText(std::string_view key, std::string_view languageCode);
 
+// The text of `key` in exactly that language's catalogue (no fallback):
+// nothing when that catalogue lacks it.
+std::optional<std::string> uiTextIn(std::string_view key, std::string_view languageCode);
+
 // `uiText` with its placeholders ("%@", "%d", "%.1f", …) filled in order from
 // `arguments`, which the caller has already written out; "%%" is a percent
 // sign.
 std::string uiFormat(std::string_view key, std::string_view languageCode,
                      std::initializer_list<std::string> arguments);
+
+// `uiFormat` of the form of `key` that the language's plural rules give
+// `count` (ICU's CLDR categories: "key.one", "key.few", "key.many",
+// "key.other"…), falling back to "key.other", then to `key` itself.
+// `arguments` fill every placeholder, the count among them where the text
+// wants it.
+std::string uiPlural(std::string_view key, std::string_view languageCode, std::int64_t count,
+                     std::initializer_list<std::string> arguments);
+
+// "1 word", "3 words", "1 mot", "0 mot": `key` ("count.words") for `count`,
+// the count written out in its placeholder.
+std::string uiCount(std::string_view key, std::string_view languageCode, std::int64_t count);
 
 // Fills the placeholders of a text (as `uiFormat` does).
 std::string fillPlaceholders(std::string_view text, const std::vector<std::string>& arguments);

@@ -75,14 +75,13 @@ struct PortfolioPdfRenderer::Layout {
   int bodyPages = 0;
 };
 
-PortfolioPdfRenderer::PortfolioPdfRenderer(PDFStyle style, PdfStrings labels, PdfStrings cvLabels,
+PortfolioPdfRenderer::PortfolioPdfRenderer(PDFStyle style, PdfStrings labels,
                                            ImageData imageDataForArtwork,
                                            const ImageOptimizer& optimizer,
                                            std::optional<ImagePreparationPolicy> policy,
                                            double metaTopGap)
     : style_(style),
       labels_(std::move(labels)),
-      cvLabels_(std::move(cvLabels)),
       imageDataForArtwork_(std::move(imageDataForArtwork)),
       optimizer_(optimizer),
       policy_(policy),
@@ -397,7 +396,7 @@ void PortfolioPdfRenderer::drawBody(PdfCanvas& canvas, const Project& project,
   if (outer && options.includeCV && hasCVEntries(snapshot.cv)) {
     layout.parts.push_back(Part{labels_.label("pdf.toc.cv"), canvas.pageCount() + 1 - pageOffset});
     const CvDrawResult cv =
-        CvPdfRenderer(style_, cvLabels_)
+        CvPdfRenderer(style_, labels_)
             .draw(canvas, snapshot.details, snapshot.cv, kCvPageRoom, canvas.pageCount() + 1);
     if (cv.pages > 2) layout.warnings.push_back(PdfWarning::cvLongerThanTwoPages);
     if (cv.truncated) layout.warnings.push_back(PdfWarning::cvTruncated);

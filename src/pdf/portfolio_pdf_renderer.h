@@ -48,8 +48,11 @@ class PortfolioPdfRenderer {
  public:
   using ImageData = std::function<std::optional<std::vector<std::uint8_t>>(const Artwork&)>;
 
-  PortfolioPdfRenderer(PDFStyle style, PdfStrings labels, PdfStrings cvLabels,
-                       ImageData imageDataForArtwork, const ImageOptimizer& optimizer,
+  // `labels` (of the "portfolio" scope) print every page, the CV pages
+  // included: an override of the CV's own document does not change a
+  // portfolio.
+  PortfolioPdfRenderer(PDFStyle style, PdfStrings labels, ImageData imageDataForArtwork,
+                       const ImageOptimizer& optimizer,
                        std::optional<ImagePreparationPolicy> imagePreparationPolicy,
                        double metaTopGap = 8);
 
@@ -88,7 +91,6 @@ class PortfolioPdfRenderer {
 
   PDFStyle style_;
   PdfStrings labels_;
-  PdfStrings cvLabels_;
   ImageData imageDataForArtwork_;
   const ImageOptimizer& optimizer_;
   std::optional<ImagePreparationPolicy> policy_;

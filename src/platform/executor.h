@@ -63,6 +63,8 @@ class ManualExecutor final : public Executor, public Clock {
 
   // Runs every task due by now, including those they post for now.
   void runUntilIdle();
+  // Runs the first task due by now, if any; true when one ran.
+  bool runOne() { return runNextDueBy(nowMs_); }
   // Moves time forward step by step, running each task at its due time.
   void advanceBy(Milliseconds duration);
   // Tasks waiting, due or not (cancelled ones excluded).

@@ -46,6 +46,29 @@ class FailableSaves final : public IncrementalSnapshotRepository {
   IncrementalSnapshotRepository& target_;
 };
 
+// Label overrides that can't be read, as from a library gone bad under a
+// running program: every rendering that needs them fails.
+class UnreadableLabels final : public LabelOverrideRepository {
+ public:
+  std::optional<std::string> labelOverride(const std::string&, const std::string&,
+                                           const std::string&) override {
+    fail();
+  }
+  std::map<std::string, std::string> labelOverrides(const std::string&,
+                                                    const std::string&) override {
+    fail();
+  }
+  std::vector<LabelOverrideEntry> allLabelOverrides() override { fail(); }
+  void upsertLabelOverride(const LabelOverrideEntry&) override { fail(); }
+  void replaceAllLabelOverrides(const std::vector<LabelOverrideEntry>&) override { fail(); }
+
+ private:
+  [[noreturn]] static void fail() {
+    throw DomainError("SQLiteSnapshotRepository", 11, "database disk image is malformed",
+                      SQLITE_CORRUPT);
+  }
+};
+
 // A store on a real library file and media folder in a temporary home, run
 // in virtual time: the save queue is run by hand, as its thread would.
 class AppStoreTest : public ::testing::Test {
@@ -61,7 +84,9 @@ class AppStoreTest : public ::testing::Test {
     if (!repository) {
       repository =
           std::make_unique<SQLiteSnapshotRepository>(SQLiteDatabase(dir.file("lib.sqlite")), main);
-      renderer = std::make_unique<PdfRenderService>(*repository, *repository, media, optimizer);
+      renderer = std::make_unique<PdfRenderService>(
+          rendererLabels ? *rendererLabels : static_cast<LabelOverrideRepository&>(*repository),
+          *repository, media, optimizer);
       saves = std::make_unique<FailableSaves>(*repository);
     }
     store = std::make_unique<AppStore>(AppStoreServices{
@@ -118,6 +143,7 @@ class AppStoreTest : public ::testing::Test {
   int uuids = 0;
   std::unique_ptr<SQLiteSnapshotRepository> repository;
   std::unique_ptr<PdfRenderService> renderer;
+  LabelOverrideRepository* rendererLabels = nullptr;  // the library's own, unless set
   std::unique_ptr<FailableSaves> saves;
   std::unique_ptr<AppStore> store;
   bool started = false;
@@ -276,11 +302,17 @@ TEST_F(AppStoreTest, ImagesThatCannotBeAddedAreReportedAndTheOthersStillAdded) {
   ASSERT_TRUE(store.state().errorToast);
   EXPECT_EQ(store.state().errorToast->action, ToastAction::showOversizedImages);
   EXPECT_EQ(store.state().errorToast->text,
-            "Some images were skipped (over 15 MB). Tap to review.");
+            "Some images were skipped: they are larger than the 50.0 MB Quorvane takes for an "
+            "original. Review them in the list of skipped images.");
+  EXPECT_TRUE(store.state().showOversizedImagesHelper);
 
-  // One image alone says why it was refused.
+  // One image alone says why it was refused, with the limit that refused it
+  // (not the 15 MB of the near-limit warning).
   EXPECT_FALSE(store.replaceImage(*results[2].artworkId, huge));
-  EXPECT_EQ(store.state().lastErrorMessage->rfind("This image is larger than 15 MB.", 0), 0u);
+  EXPECT_EQ(store.state().lastErrorMessage->rfind("huge.tif was not added: it is 50.0 MB, and "
+                                                  "Quorvane takes originals of up to 50.0 MB.",
+                                                  0),
+            0u);
   EXPECT_EQ(store.state().errorToast->title, "Error");
   EXPECT_EQ(store.state().errorToast->style, ToastStyle::error);
 }
@@ -522,16 +554,16 @@ TEST_F(AppStoreTest, EachWrittenSectionIsOneSignificantChange) {
   AppStore& store = open();
   store.renameProject("Atlas");  // the project is written: six sections
   settle();
-  const std::int64_t before = store.backupReminders().state().changesSinceLastExport;
+  const std::int64_t before = store.state().backupReminderState.changesSinceLastExport;
   for (int i = 0; i < 10; ++i) {
     store.setText(SaveSection::bio, "draft " + std::to_string(i));
     main.advanceBy(50ms);
   }
   settle();
-  EXPECT_EQ(store.backupReminders().state().changesSinceLastExport, before + 1);
+  EXPECT_EQ(store.state().backupReminderState.changesSinceLastExport, before + 1);
   store.addImages({writeImage("a.jpg", 40, 30), writeImage("b.jpg", 40, 30)});
   settle();
-  EXPECT_EQ(store.backupReminders().state().changesSinceLastExport, before + 1 + 2 + 1);
+  EXPECT_EQ(store.state().backupReminderState.changesSinceLastExport, before + 1 + 2 + 1);
 }
 
 TEST_F(AppStoreTest, OfTwoPreviewsAskedInQuickSuccessionOnlyTheSecondIsPublished) {
@@ -565,6 +597,150 @@ TEST_F(AppStoreTest, AnExportOfUnchangedContentComesFromTheCacheAndAPortfolioIsC
   EXPECT_EQ(renderer->cacheHits(), 1u);
   EXPECT_EQ(store.state().completePortfolioExportCount, 3);
   EXPECT_EQ(preferences.integer(preference_key::kCompletePortfolioExportCount), 3);
+}
+
+// ---- Section times, counts, reminders, labels, previews --------------------
+
+TEST_F(AppStoreTest, EachEditStampsItsSectionAndTheLibraryKeepsAndCountsTheTimes) {
+  AppStore& store = open();
+  store.renameProject("Atlas");
+  settle();
+  EXPECT_FALSE(store.state().snapshot.biographyCreatedAt) << "a section never edited has none";
+  EXPECT_EQ(repository->libraryCounts(), (LibraryKPIOverview{0, 0, 0, 0}));
+
+  const Date first = main.now();
+  store.setText(SaveSection::bio, "Born in Lyon.");
+  CVData cv;
+  cv.education = {{{"majorDegree", "MFA"}}};
+  store.setCV(cv);
+  settle();
+  EXPECT_EQ(store.state().snapshot.biographyCreatedAt, first);
+  EXPECT_EQ(store.state().snapshot.biographyUpdatedAt, first);
+  EXPECT_EQ(store.state().snapshot.cvCreatedAt, first);
+
+  main.advanceBy(1h);
+  const Date later = main.now();
+  store.setText(SaveSection::bio, "Born in Lyon, lives in Turin.");
+  store.setText(SaveSection::statement, "");  // the same as before: no edit
+  store.addImages({writeImage("a.jpg", 40, 30)});
+  settle();
+  EXPECT_EQ(store.state().snapshot.biographyCreatedAt, first) << "created at the first edit only";
+  EXPECT_EQ(store.state().snapshot.biographyUpdatedAt, later);
+  EXPECT_FALSE(store.state().snapshot.statementUpdatedAt);
+  EXPECT_EQ(store.state().snapshot.artworksUpdatedAt, later);
+
+  // What the next start reads is what the edits stamped.
+  const StudioSnapshot reopened = open().state().snapshot;
+  EXPECT_EQ(reopened.biographyCreatedAt, first);
+  EXPECT_EQ(reopened.biographyUpdatedAt, later);
+  EXPECT_EQ(reopened.cvCreatedAt, first);
+  EXPECT_EQ(reopened.artworksCreatedAt, later);
+  EXPECT_FALSE(reopened.detailsCreatedAt);
+  EXPECT_EQ(repository->libraryCounts(), (LibraryKPIOverview{1, 1, 0, 1}));
+}
+
+TEST_F(AppStoreTest, AnEditUndoneBeforeItsSaveWritesNothingAndChangingTheUnitStampsTheArtworks) {
+  AppStore& store = open();
+  const std::int64_t saved = main.nowMs();
+  store.setText(SaveSection::bio, "Saved.");
+  settle();
+  main.advanceBy(1h);
+  store.setText(SaveSection::bio, "Typo");
+  store.setText(SaveSection::bio, "Saved.");
+  settle();
+  EXPECT_EQ(sql("SELECT updatedAt FROM section_timestamps WHERE section = 'bio'"),
+            std::to_string(saved))
+      << "nothing written: the library keeps the time of the text it holds";
+
+  const Date changed = main.now();
+  store.setUnit(UnitSystem::in);
+  settle();
+  const StudioSnapshot reopened = open().state().snapshot;
+  EXPECT_EQ(reopened.artworks.unit, UnitSystem::in);
+  EXPECT_EQ(reopened.artworksUpdatedAt, changed);
+}
+
+TEST_F(AppStoreTest, DuplicatingOrCreatingAProjectIsOneSignificantChange) {
+  AppStore& store = open();
+  store.renameProject("Atlas");
+  settle();
+  const std::int64_t before = store.state().backupReminderState.changesSinceLastExport;
+  store.duplicateProject();
+  settle();
+  EXPECT_EQ(store.state().backupReminderState.changesSinceLastExport, before + 1);
+  store.createProject(named("Tides"));
+  settle();
+  EXPECT_EQ(store.state().backupReminderState.changesSinceLastExport, before + 2);
+}
+
+TEST_F(AppStoreTest, ReminderCommandsPublishAndASessionCountsOnlyItsOwnChanges) {
+  AppStore& store = open();
+  EXPECT_TRUE(store.setRemindBeforeLargeEdits(true));
+  store.markProjectDataExported(main.now());
+  for (int i = 0; i < 20; ++i) {
+    store.setText(SaveSection::bio, "draft " + std::to_string(i));
+    settle();
+  }
+  int told = 0;
+  store.observe([&] { ++told; });
+  store.evaluateBackupReminder();
+  EXPECT_GT(told, 0);
+  EXPECT_EQ(store.state().activeBackupReminderLevel, BackupReminderLevel::largeEdit);
+  EXPECT_TRUE(store.state().showBackupReminderSheet);
+  store.dismissBackupReminder(BackupReminderLevel::largeEdit, false);
+  EXPECT_FALSE(store.state().showBackupReminderSheet);
+  EXPECT_FALSE(store.state().activeBackupReminderLevel);
+
+  // A later launch: the 20 changes are still unexported, but no large edit
+  // of this session.
+  AppStore& later = open();
+  EXPECT_EQ(later.state().backupReminderState.sessionSignificantChanges, 0);
+  EXPECT_GE(later.state().backupReminderState.changesSinceLastExport, 20);
+  later.evaluateBackupReminder();
+  EXPECT_FALSE(later.state().activeBackupReminderLevel)
+      << "20 changes pass the balanced minimum of 15, but the export was today";
+  main.advanceBy(std::chrono::hours(24 * 7));
+  later.evaluateBackupReminder();
+  EXPECT_EQ(later.state().activeBackupReminderLevel, BackupReminderLevel::soft);
+}
+
+TEST_F(AppStoreTest, APortfolioPrintsItsCVWithItsOwnOverridesNotThoseOfTheCVDocument) {
+  AppStore& store = open();
+  CVData cv;
+  cv.education = {{{"majorDegree", "MFA"}, {"institution", "Academy"}}};
+  store.setCV(cv);
+  EXPECT_TRUE(store.setLabelOverride({"cv", "en", "pdf.cv.section.education", "Studies"}));
+  EXPECT_TRUE(store.setLabelOverride({"portfolio", "en", "pdf.cv.section.education", "Training"}));
+  const auto text = [&](RenderKind kind) {
+    std::string all;
+    for (const auto& page : testing::readPdf(store.renderPDF({kind, {}}, {})->data)) {
+      all += page.text;
+    }
+    return all;
+  };
+  const std::string portfolio = text(RenderKind::portfolio);
+  EXPECT_NE(portfolio.find("Training"), std::string::npos);
+  EXPECT_EQ(portfolio.find("Studies"), std::string::npos);
+  const std::string document = text(RenderKind::cv);
+  EXPECT_NE(document.find("Studies"), std::string::npos);
+  EXPECT_EQ(document.find("Training"), std::string::npos);
+}
+
+TEST_F(AppStoreTest, APreviewThatFailsSaysSoAndTakesTheStalePreviewAway) {
+  UnreadableLabels labels;
+  rendererLabels = &labels;
+  AppStore& store = open();
+  store.requestPreview({RenderKind::bio, std::nullopt});
+  pdfQueue.runUntilIdle();
+  main.runUntilIdle();
+  EXPECT_FALSE(store.state().isPdfRendering);
+  EXPECT_FALSE(store.state().pdfPreviewData);
+  ASSERT_TRUE(store.state().errorToast);
+  EXPECT_EQ(store.state().errorToast->style, ToastStyle::error);
+  EXPECT_EQ(store.state().errorToast->text.rfind("The document could not be rendered: ", 0), 0u)
+      << store.state().errorToast->text;
+  EXPECT_EQ(store.state().errorToast->text.find("SQLITE"), std::string::npos);
+  EXPECT_TRUE(logged(logger, "render failed kind=bio request=1"));
 }
 
 }  // namespace

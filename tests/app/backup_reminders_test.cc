@@ -2,6 +2,9 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdlib>
+#include <ctime>
+
 #include "support/fakes.h"
 #include "support/temp_dir.h"
 
@@ -86,7 +89,9 @@ TEST_F(BackupRemindersTest, TheStateSurvivesARestartAndBadStateGivesTheDefaults)
                 std::to_string(millisecondsSince1970(dateFromSeconds(exportMoment))));
 
   const BackupReminders restarted(preferences);
-  EXPECT_EQ(restarted.state(), reminders.state());
+  BackupReminderState expected = reminders.state();
+  expected.sessionSignificantChanges = 0;  // a new launch, a new session
+  EXPECT_EQ(restarted.state(), expected);
   EXPECT_EQ(restarted.lastProjectDataExportAt(), dateFromSeconds(exportMoment));
 
   preferences.setJson(preference_key::kBackupReminderState, {{"frequency", "weekly"}});
@@ -105,6 +110,100 @@ TEST_F(BackupRemindersTest, NothingIsCountedWhileCountingIsSuspendedOrBelowOne) 
   reminders.recordSignificantChanges(std::numeric_limits<std::int64_t>::max());
   reminders.recordSignificantChanges(2);
   EXPECT_EQ(reminders.state().changesSinceLastExport, std::numeric_limits<std::int64_t>::max());
+}
+
+// Each frequency's minimums, each at its edge: one change or one day short
+// shows nothing.
+TEST_F(BackupRemindersTest, EveryFrequencyHasItsOwnMinimumsMetExactlyAtTheirEdge) {
+  struct Case {
+    BackupReminderFrequency frequency;
+    std::int64_t changes;
+    double days;
+  };
+  for (const Case c : {Case{BackupReminderFrequency::minimal, 30, 14},
+                       Case{BackupReminderFrequency::balanced, 15, 7},
+                       Case{BackupReminderFrequency::frequent, 10, 5}}) {
+    SCOPED_TRACE(std::string(rawValue(c.frequency)));
+    reminders.setFrequency(c.frequency);
+    exportThenChange(c.changes - 1);
+    reminders.evaluate(daysAfterExport(c.days + 0.1));
+    EXPECT_FALSE(reminders.isSheetShown()) << "one change short";
+    reminders.recordSignificantChanges(1);
+    reminders.evaluate(daysAfterExport(c.days - 0.9));
+    EXPECT_FALSE(reminders.isSheetShown()) << "one day short";
+    reminders.evaluate(daysAfterExport(c.days + 0.1));
+    EXPECT_EQ(reminders.activeLevel(), BackupReminderLevel::soft);
+    reminders.dismiss(BackupReminderLevel::soft, false, daysAfterExport(c.days + 0.1));
+  }
+}
+
+TEST_F(BackupRemindersTest, StrongStartsAtFiftyChangesAndLargeEditAtTwenty) {
+  exportThenChange(49);
+  reminders.evaluate(daysAfterExport(1));
+  EXPECT_FALSE(reminders.isSheetShown()) << "49 changes the day after: not yet strong (nor soft)";
+  reminders.recordSignificantChanges(1);
+  reminders.evaluate(daysAfterExport(1));
+  EXPECT_EQ(reminders.activeLevel(), BackupReminderLevel::strong);
+  reminders.dismiss(BackupReminderLevel::strong, false, daysAfterExport(1));
+
+  // Large edits alone, the export being yesterday: nothing else is due.
+  reminders.setRemindBeforeLargeEdits(true);
+  exportThenChange(19);
+  reminders.evaluate(daysAfterExport(1));
+  EXPECT_FALSE(reminders.isSheetShown()) << "19 changes in the session";
+  reminders.recordSignificantChanges(1);
+  reminders.evaluate(daysAfterExport(1));
+  EXPECT_EQ(reminders.activeLevel(), BackupReminderLevel::largeEdit);
+  EXPECT_FALSE(reminders.state().strongReminderShown);
+}
+
+TEST_F(BackupRemindersTest, AStrongSnoozeHoldsTwoWeeksUpToAndIncludingItsLastMoment) {
+  exportThenChange(60);
+  const Date shown = daysAfterExport(1);
+  reminders.evaluate(shown);
+  reminders.dismiss(BackupReminderLevel::strong, true, shown);
+  const Date until = *reminders.state().dismissedUntil;
+  EXPECT_EQ(until, daysAfterExport(15));
+  reminders.evaluate(daysAfterExport(14.9));
+  EXPECT_FALSE(reminders.isSheetShown());
+  reminders.evaluate(until);
+  EXPECT_FALSE(reminders.isSheetShown()) << "a snooze ending now is not over yet";
+  reminders.evaluate(dateFromMilliseconds(millisecondsSince1970(until) + 1));
+  EXPECT_EQ(reminders.activeLevel(), BackupReminderLevel::strong);
+}
+
+// Sets a time zone for one test: a rule, not a name, so that no time-zone
+// data need be installed.
+class LocalTimeZone {
+ public:
+  explicit LocalTimeZone(const char* rule) {
+    if (const char* old = std::getenv("TZ")) previous_ = old;
+    ::setenv("TZ", rule, 1);
+    ::tzset();
+  }
+  ~LocalTimeZone() {
+    if (previous_) {
+      ::setenv("TZ", previous_->c_str(), 1);
+    } else {
+      ::unsetenv("TZ");
+    }
+    ::tzset();
+  }
+
+ private:
+  std::optional<std::string> previous_;
+};
+
+TEST(CalendarDaysTest, DaysAreCalendarDaysNotPeriodsOf24Hours) {
+  const LocalTimeZone paris("CET-1CEST,M3.5.0,M10.5.0/3");
+  // Noon on Saturday 29 March 2025 (UTC+1) to noon a week later (UTC+2):
+  // seven days on the calendar, only 167 hours.
+  const Date exported = dateFromSeconds(1'743'246'000);
+  const Date weekLater = dateFromSeconds(1'743'246'000 + 7 * kDay - 3600);
+  EXPECT_EQ(calendarDaysBetween(exported, weekLater), 7);
+  EXPECT_EQ(addingCalendarDays(exported, 7), weekLater);
+  // An hour across midnight is no whole day.
+  EXPECT_EQ(calendarDaysBetween(dateFromSeconds(1'743'200'000), dateFromSeconds(1'743'203'600)), 0);
 }
 
 }  // namespace

@@ -143,10 +143,29 @@ TEST_F(SavePipelineTest, OverlappingSavesKeepTheIndicatorUntilTheLastEnds) {
   pipeline.scheduleSave(SaveSection::statement, project, snapshot);
   main.advanceBy(800ms);  // the bio save begins
   main.advanceBy(100ms);  // the statement save begins
-  saveQueue.runUntilIdle();
-  main.advanceBy(700ms);  // both end, 800 ms after the first began
-  EXPECT_FALSE(pipeline.isSaving());
+  ASSERT_TRUE(saveQueue.runOne());
+  main.runUntilIdle();  // the bio save ends, 100 ms after it began
+  main.advanceBy(600ms);
+  EXPECT_TRUE(pipeline.isSaving()) << "the statement is still being written";
+
+  ASSERT_TRUE(saveQueue.runOne());
+  main.runUntilIdle();  // the statement save ends, 700 ms after the first began
+  EXPECT_FALSE(pipeline.isSaving()) << "650 ms count from the first begin, not the last";
   EXPECT_EQ(repository.writes.size(), 2u);
+}
+
+TEST_F(SavePipelineTest, TheMinimumCountsFromTheFirstBeginWhenTheLastEndsEarly) {
+  editBio("bio");
+  main.advanceBy(100ms);
+  snapshot.statement = "statement";
+  pipeline.scheduleSave(SaveSection::statement, project, snapshot);
+  main.advanceBy(900ms);  // both begin, 100 ms apart
+  saveQueue.runUntilIdle();
+  main.runUntilIdle();  // both end 100 ms after the first began
+  main.advanceBy(549ms);
+  EXPECT_TRUE(pipeline.isSaving());
+  main.advanceBy(1ms);
+  EXPECT_FALSE(pipeline.isSaving());
 }
 
 TEST_F(SavePipelineTest, TheSavedBadgeShowsForTwoAndAHalfSeconds) {
@@ -177,22 +196,27 @@ TEST_F(SavePipelineTest, AFailedWriteIsReportedAndTriedAgainWithTheNextEdit) {
   EXPECT_EQ(repository.writes[0].biography, "lost?");
 }
 
-TEST_F(SavePipelineTest, AWebCVImportHoldsSavesBackAndDropsThoseIssuedBefore) {
+TEST_F(SavePipelineTest, AWebCVImportHoldsSavesBackAndDropsOnlyThoseItWouldOverwrite) {
   editBio("before the import");
-  main.advanceBy(900ms);  // fired: waiting on the save queue
+  snapshot.cv.grantsAwards = {{{"title", "old prize"}}};
+  pipeline.scheduleSave(SaveSection::cv, project, snapshot);
+  main.advanceBy(900ms);  // both fired: waiting on the save queue
   pipeline.beginWebCVImport("p1");
   snapshot.cv.education = {{{"degree", "MFA"}}};
   pipeline.scheduleSave(SaveSection::cv, project, snapshot);
   main.advanceBy(2s);
   EXPECT_FALSE(pipeline.isSaveWaiting());
 
-  pipeline.endWebCVImport("p1");
+  pipeline.endWebCVImport("p1", {SaveSection::cv, SaveSection::details});
   runSaveQueue();
-  EXPECT_TRUE(repository.writes.empty()) << "a save from before the import must not overwrite it";
+  ASSERT_EQ(repository.writes.size(), 1u)
+      << "the old CV must not overwrite the imported one; the bio has nothing to do with it";
+  EXPECT_EQ(repository.writes[0].section, "bio");
+  EXPECT_EQ(repository.writes[0].biography, "before the import");
   main.advanceBy(900ms);
   runSaveQueue();
-  ASSERT_EQ(repository.writes.size(), 1u);
-  EXPECT_EQ(repository.writes[0].section, "cv");
+  ASSERT_EQ(repository.writes.size(), 2u);
+  EXPECT_EQ(repository.writes[1].section, "cv") << "the edit held back during the import";
 }
 
 TEST_F(SavePipelineTest, FlushingWritesEverythingPendingAndNothingOlderAfterIt) {

@@ -36,7 +36,11 @@ TEST(InfoCommandTest, ADamagedLibraryIsSetAsideOnceAndSaidSo) {
   const testing::CliRun second = runCommandLine({"info"});
   EXPECT_EQ(second.code, 0);
   EXPECT_EQ(second.err, "") << "a second start is quiet";
-  EXPECT_NE(second.out.find("recovery     " + copy), std::string::npos) << second.out;
+  const std::size_t line = second.out.find("\nrecovery ");
+  ASSERT_NE(line, std::string::npos) << second.out;
+  EXPECT_EQ(second.out.substr(second.out.find_first_not_of(' ', line + 9), copy.size() + 1),
+            copy + "\n")
+      << second.out;
 }
 
 }  // namespace

@@ -109,6 +109,18 @@ TEST_F(LibraryCommandsTest, ANewUserBuildsAPriceCatalogueThatIsThereTheNextTime)
   EXPECT_EQ(images[2]["status"], "sold");
   EXPECT_FALSE(images[0].contains("priceCents")) << "absent optionals are left out";
   EXPECT_EQ(images[2]["imagePath"], "sqlite-media://" + ids[1]);
+  // Every section edited has its times; the statement only got a title.
+  for (const char* field : {"detailsCreatedAt", "biographyUpdatedAt", "statementUpdatedAt",
+                            "cvCreatedAt", "artworksUpdatedAt"}) {
+    EXPECT_TRUE(snapshot[field].is_number_integer()) << field;
+  }
+  EXPECT_FALSE(snapshot.contains("projectStatementCreatedAt"));
+  EXPECT_LE(snapshot["biographyCreatedAt"], snapshot["cvUpdatedAt"]);
+  const nlohmann::json info = json({"info"});
+  EXPECT_EQ(info["cvs"], 1);
+  EXPECT_EQ(info["biographies"], 1);
+  EXPECT_EQ(info["statements"], 1);
+  EXPECT_EQ(info["artworks"], 3);
 
   SQLiteDatabase db(libraryPath());
   testing::expectSoundDatabase(db);
@@ -117,6 +129,23 @@ TEST_F(LibraryCommandsTest, ANewUserBuildsAPriceCatalogueThatIsThereTheNextTime)
     EXPECT_TRUE(std::filesystem::exists(media + id + "_orig.jpg"));
     EXPECT_TRUE(std::filesystem::exists(media + id + "_web_v1.jpg"));
   }
+}
+
+TEST_F(LibraryCommandsTest, LabelsAreListedInTheLanguageThePdfWillBePrintedIn) {
+  run({"project", "new", "Marées", "--locale", "fr"});
+  run({"labels", "set", "portfolio", "fr", "pdf.cv.section.education", "Études suivies"});
+  const nlohmann::json labels = json({"labels", "list", "--scope", "portfolio"});
+  bool found = false;
+  for (const auto& label : labels) {
+    EXPECT_EQ(label["locale"], "fr") << "the project's own language, with no export language set";
+    if (label["key"] != "pdf.cv.section.education") continue;
+    found = true;
+    EXPECT_EQ(label["value"], "Études suivies");
+    EXPECT_TRUE(label["overridden"]);
+  }
+  EXPECT_TRUE(found);
+  run({"settings", "set", "export.locale", "de"});
+  EXPECT_EQ(json({"labels", "list", "--scope", "cv"})[0]["locale"], "de");
 }
 
 TEST_F(LibraryCommandsTest, BadInputSaysWhatIsWrongAndChangesNothing) {

@@ -70,6 +70,34 @@ TEST(UiTextTest, EveryLanguageHasEveryKeyWithTheSamePlaceholders) {
   }
 }
 
+TEST(UiPluralTest, CountsTakeTheFormOfEachLanguagesPluralRules) {
+  EXPECT_EQ(uiCount("count.words", "en", 1), "1 word");
+  EXPECT_EQ(uiCount("count.words", "en", 0), "0 words");
+  EXPECT_EQ(uiCount("count.words", "en", 2), "2 words");
+  EXPECT_EQ(uiCount("count.words", "fr", 0), "0 mot") << "French counts zero as one";
+  EXPECT_EQ(uiCount("count.words", "fr", 1), "1 mot");
+  EXPECT_EQ(uiCount("count.words", "fr", 2), "2 mots");
+  EXPECT_EQ(uiCount("count.words", "fr", 1'000'000), "1000000 mots") << "'many' reads as other";
+  EXPECT_EQ(uiCount("count.entries", "de", 1), "1 Eintrag");
+  EXPECT_EQ(uiCount("count.entries", "it", 3), "3 voci");
+  EXPECT_EQ(uiCount("count.characters", "es", 1), "1 carácter");
+  EXPECT_EQ(uiPlural("cli.notice.stray_media_set_aside", "en", 1, {"1", "/tmp/x"}),
+            "1 image file that no artwork of your library uses was moved, unchanged, to /tmp/x.");
+  // A key without plural forms reads as it stands.
+  EXPECT_EQ(uiPlural("unit.cm", "en", 3, {}), "Centimeters");
+}
+
+TEST(UiPluralTest, EveryPluralKeyHasItsOtherFormInEveryLanguage) {
+  for (const std::string_view language : kInterfaceLanguages) {
+    SCOPED_TRACE(language);
+    for (const std::string& key : interfaceKeys(language)) {
+      if (!key.ends_with(".one")) continue;
+      const std::string base = key.substr(0, key.size() - 4);
+      EXPECT_TRUE(uiTextIn(base + ".other", language)) << base;
+    }
+  }
+}
+
 class LanguageChoiceTest : public ::testing::Test {
  protected:
   ScopedVariable language{"LANGUAGE", nullptr};

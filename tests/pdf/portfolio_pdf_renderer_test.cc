@@ -45,7 +45,6 @@ class PortfolioTest : public ::testing::Test {
     options.exportLocale = locale;
     const PortfolioPdfRenderer renderer(
         PDFStyle{}, PdfStrings(locale, "portfolio", std::move(overrides)),
-        PdfStrings(locale, "cv", {}),
         [this](const Artwork& artwork) -> std::optional<std::vector<std::uint8_t>> {
           const auto it = imageBytes.find(artwork.id);
           if (it == imageBytes.end()) return std::nullopt;
@@ -180,8 +179,8 @@ TEST_F(PortfolioTest, CaptionsSayWhatTheCatalogueKindNeeds) {
   artwork.priceCents = 480050;
   artwork.status = ArtworkStatus::sold;
   project.currency = "EUR";
-  const PortfolioPdfRenderer renderer(PDFStyle{}, PdfStrings("fr", "portfolio", {}),
-                                      PdfStrings("fr", "cv", {}), {}, optimizer, std::nullopt);
+  const PortfolioPdfRenderer renderer(PDFStyle{}, PdfStrings("fr", "portfolio", {}), {}, optimizer,
+                                      std::nullopt);
   EXPECT_EQ(renderer.captionLines(project, artwork, UnitSystem::cm, 3),
             (std::vector<std::string>{"Tide, 2026", "Oil on linen", "120 × 90 cm"}));
   project.kind = ProjectKind::catalogue;
