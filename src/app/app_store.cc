@@ -132,16 +132,29 @@ AppStore::~AppStore() {
 // ---- State, observers, toasts -------------------------------------------
 
 std::size_t AppStore::observe(Observer observer) {
+  return observeChanges([observer = std::move(observer)](const StoreChanges&) { observer(); });
+}
+
+std::size_t AppStore::observeChanges(ChangeObserver observer) {
   observers_.emplace(nextObserver_, std::move(observer));
   return nextObserver_++;
 }
 
 void AppStore::stopObserving(std::size_t token) { observers_.erase(token); }
 
+void AppStore::checkMainThread() const {
+  if (std::this_thread::get_id() != mainThread_) {
+    throw std::logic_error("the store's published state was touched off its main thread");
+  }
+}
+
 void AppStore::publish() {
+  checkMainThread();
+  const StoreChanges changes = published_.update(state_, previewRevision_);
+  if (!changes.any()) return;
   // A copy: an observer may stop observing while being told.
   const auto observers = observers_;
-  for (const auto& [token, observer] : observers) observer();
+  for (const auto& [token, observer] : observers) observer(changes);
 }
 
 std::string AppStore::language() const {
@@ -708,19 +721,113 @@ std::vector<ImageAddResult> AppStore::addImages(const std::vector<std::string>& 
     }
     countChanges(static_cast<std::int64_t>(added.size()));
   }
+  announceIntake(oversized, lastFailure, paths.size());
+  return results;
+}
+
+void AppStore::announceIntake(const std::vector<OversizedImageNotice>& oversized,
+                              const std::optional<std::string>& lastFailure,
+                              std::size_t fileCount) {
   if (!oversized.empty()) {
     state_.oversizedImageNotices = oversized;
-    if (paths.size() > 1) {
+    if (fileCount > 1) {
       const std::string review =
           text("app.error.images_over_limit_review", {megabytes(kMaximumOriginalBytes)});
       state_.showOversizedImagesHelper = true;
       showToast(ToastStyle::error, review, ToastAction::showOversizedImages);
-      return results;
+      return;
     }
   }
   if (lastFailure) fail(*lastFailure);
   publish();
-  return results;
+}
+
+std::int64_t AppStore::nextSortIndex() const {
+  std::int64_t next = 0;
+  for (const Artwork& existing : state_.snapshot.artworks.images) {
+    next = std::max(next, existing.sortIndex + 1);
+  }
+  return next;
+}
+
+std::shared_ptr<ImageIntakeJob> AppStore::addImagesInBackground(
+    const std::vector<std::string>& paths, Progress progress, ImagesAdded done) {
+  if (services_.imageQueue == nullptr) {
+    const std::vector<ImageAddResult> results = addImages(paths, progress);
+    if (done) done(results);
+    return nullptr;
+  }
+  struct Batch {
+    std::string projectId;
+    std::vector<ImageAddResult> results;
+    std::vector<OversizedImageNotice> oversized;
+    std::optional<std::string> lastFailure;
+    std::size_t handled = 0;
+  };
+  auto batch = std::make_shared<Batch>();
+  batch->projectId = state_.project.id;
+  std::vector<IntakeFile> files;
+  for (const std::string& path : paths) {
+    files.push_back({path, services_.makeUuid()});
+    batch->results.push_back({path, std::nullopt, {}});
+  }
+  const std::weak_ptr<AppStore*> weak = self_;
+  const std::size_t total = paths.size();
+  const auto take = [weak, batch, progress, total](PreparedIntake& intake) {
+    const auto self = weak.lock();
+    if (!self) {
+      if (intake.transaction) intake.transaction->rollback();
+      return;
+    }
+    AppStore& store = **self;
+    ImageAddResult& result = batch->results[batch->handled++];
+    if (intake.error) {
+      result.message = store.imageFailureText(*intake.error, intake.file.path);
+      batch->lastFailure = result.message;
+      if (intake.error->errorCase() == ImageIntakeError::Case::tooLarge) {
+        batch->oversized.push_back(OversizedImageNotice{store.services_.makeUuid(),
+                                                        fileNameOf(intake.file.path),
+                                                        intake.error->byteSize(),
+                                                        {}});
+      }
+    } else if (store.state_.project.id != batch->projectId) {
+      intake.transaction->rollback();
+      result.message = store.text("app.intake.project_left");
+    } else {
+      Artwork artwork = *intake.artwork;
+      artwork.sortIndex = store.nextSortIndex();
+      if (const auto failure = store.putImagesInPlace(*intake.transaction, {artwork})) {
+        result.message = *failure;
+        batch->lastFailure = result.message;
+      } else {
+        result.artworkId = artwork.id;
+        store.services_.logger.log("app add image id=" + artwork.id +
+                                   " bytes=" + std::to_string(*artwork.originalByteSize));
+        if (artwork.nearLimit) {
+          result.message = store.text(kNearLimitWarningKey, {megabytes(*artwork.originalByteSize)});
+          store.state_.imageSizeWarning = result.message;
+        }
+        store.countChanges(1);
+        store.publish();
+      }
+    }
+    if (progress) progress(batch->handled, total);
+  };
+  const auto finish = [weak, batch, done](bool cancelled) {
+    const auto self = weak.lock();
+    if (!self) return;
+    AppStore& store = **self;
+    for (ImageAddResult& result : batch->results) {
+      if (!result.artworkId && result.message.empty()) {
+        result.message = store.text("app.intake.cancelled");
+      }
+    }
+    if (cancelled) store.services_.logger.log("app add images cancelled");
+    store.announceIntake(batch->oversized, batch->lastFailure, batch->results.size());
+    if (done) done(batch->results);
+  };
+  return ImageIntakeJob::start(services_.media, services_.images, *services_.imageQueue,
+                               services_.main, std::move(files), take, finish);
 }
 
 std::optional<std::string> AppStore::putImagesInPlace(OriginalMediaImportTransaction& transaction,
@@ -1121,60 +1228,123 @@ std::optional<PdfRenderResult> AppStore::renderPDF(const RenderRequest& request,
   }
 }
 
+bool AppStore::canExportTo(const std::string& path) {
+  if (services_.renderer == nullptr) return fail(text("app.error.render_failed", {"no renderer"}));
+  if (services_.libraryDirectory && isInsideDirectory(path, *services_.libraryDirectory)) {
+    return fail(text("app.error.export_into_library", {path, *services_.libraryDirectory}));
+  }
+  return true;
+}
+
+void AppStore::exportWritten(const RenderRequest& request, const std::string& path) {
+  if (request.kind == RenderKind::portfolio) {
+    ++state_.completePortfolioExportCount;
+    services_.preferences.setInteger(preference_key::kCompletePortfolioExportCount,
+                                     state_.completePortfolioExportCount);
+  }
+  services_.logger.log("render done kind=" + std::string(rawValue(request.kind)) + " path=" + path);
+  publish();
+}
+
+void AppStore::exportFailed(const std::exception& error, const std::string& path) {
+  services_.logger.log(failureDiagnostic(error));
+  const auto* system = dynamic_cast<const std::system_error*>(&error);
+  if (system != nullptr && system->code().value() == EEXIST) {
+    fail(text("app.error.export_exists", {path}));
+  } else {
+    fail(text("app.error.export_failed", {path, failureText(error, language())}));
+  }
+}
+
 std::optional<std::vector<PdfWarning>> AppStore::exportPDF(const RenderRequest& request,
                                                            const ExportOptions& options,
                                                            const std::string& path,
                                                            const Progress& progress,
                                                            bool replaceExisting) {
-  if (services_.renderer == nullptr) {
-    fail(text("app.error.render_failed", {"no renderer"}));
-    return std::nullopt;
-  }
-  if (services_.libraryDirectory && isInsideDirectory(path, *services_.libraryDirectory)) {
-    fail(text("app.error.export_into_library", {path, *services_.libraryDirectory}));
-    return std::nullopt;
-  }
+  if (!canExportTo(path)) return std::nullopt;
   try {
-    // A killed export of this name left its temporary file: it goes now.
-    const std::filesystem::path target(path);
-    removeStaleTemporaryFiles(
-        target.has_parent_path() ? target.parent_path().string() : std::string("."),
-        target.filename().string());
-    AtomicFileWriter file(path);
-    std::exception_ptr writeError;
-    // cairo calls this from C: nothing may be thrown through it.
-    const PdfSink sink = [&](std::span<const std::uint8_t> bytes) {
-      try {
-        file.write(bytes);
-        return true;
-      } catch (const std::exception&) {
-        writeError = std::current_exception();
-        return false;
-      }
-    };
-    const PdfRenderResult result = services_.renderer->renderTo(
-        request, state_.project, state_.snapshot, options, sink, progress);
-    if (writeError) std::rethrow_exception(writeError);
-    file.commit(replaceExisting ? AtomicFile::Replace::existing : AtomicFile::Replace::nothing);
-    if (request.kind == RenderKind::portfolio) {
-      ++state_.completePortfolioExportCount;
-      services_.preferences.setInteger(preference_key::kCompletePortfolioExportCount,
-                                       state_.completePortfolioExportCount);
-    }
-    services_.logger.log("render done kind=" + std::string(rawValue(request.kind)) +
-                         " path=" + path);
-    publish();
-    return result.warnings;
+    const ExportWork work{request, state_.project, state_.snapshot, options, path, replaceExisting};
+    std::vector<PdfWarning> warnings = writeDocument(*services_.renderer, work, progress);
+    exportWritten(request, path);
+    return warnings;
   } catch (const std::exception& error) {
-    services_.logger.log(failureDiagnostic(error));
-    const auto* system = dynamic_cast<const std::system_error*>(&error);
-    if (system != nullptr && system->code().value() == EEXIST) {
-      fail(text("app.error.export_exists", {path}));
-    } else {
-      fail(text("app.error.export_failed", {path, failureText(error, language())}));
-    }
+    exportFailed(error, path);
     return std::nullopt;
   }
+}
+
+std::shared_ptr<ExportJob> AppStore::exportPDFInBackground(const RenderRequest& request,
+                                                           const ExportOptions& options,
+                                                           const std::string& path,
+                                                           Progress progress, Exported done,
+                                                           bool replaceExisting) {
+  if (services_.pdfRenderQueue == nullptr && services_.renderer != nullptr) {
+    const auto warnings = exportPDF(request, options, path, progress, replaceExisting);
+    if (done) done(warnings);
+    return nullptr;
+  }
+  if (!canExportTo(path)) {
+    if (done) done(std::nullopt);
+    return nullptr;
+  }
+  ExportWork work{request, state_.project, state_.snapshot, options, path, replaceExisting};
+  const std::weak_ptr<AppStore*> weak = self_;
+  return ExportJob::start(
+      *services_.renderer, *services_.pdfRenderQueue, services_.main, std::move(work),
+      std::move(progress), [weak, request, path, done](const ExportOutcome& outcome) {
+        const auto self = weak.lock();
+        if (!self) return;
+        AppStore& store = **self;
+        std::optional<std::vector<PdfWarning>> warnings;
+        switch (outcome.kind) {
+          case ExportOutcome::Kind::written:
+            store.exportWritten(request, path);
+            warnings = outcome.warnings;
+            break;
+          case ExportOutcome::Kind::cancelled:
+            store.services_.logger.log(
+                "render cancelled kind=" + std::string(rawValue(request.kind)) + " path=" + path);
+            break;
+          case ExportOutcome::Kind::failed:
+            try {
+              std::rethrow_exception(outcome.error);
+            } catch (const std::exception& error) {
+              store.exportFailed(error, path);
+            } catch (...) {
+              store.fail(store.text("app.error.export_failed", {path, ""}));
+            }
+            break;
+        }
+        if (done) done(warnings);
+      });
+}
+
+// ---- The platform ------------------------------------------------------------
+
+void AppStore::applicationBecameActive() {
+  services_.logger.log("app active");
+  publish();
+}
+
+void AppStore::applicationBecameInactive() {
+  services_.logger.log("app inactive");
+  pipeline_->firePendingSaves();
+  publish();
+}
+
+void AppStore::systemLocaleChanged() {
+  services_.logger.log("app locale changed language=" + language());
+  // Texts already shown (toasts, warnings) were written in the old
+  // language; what comes next speaks the new one. Observers redraw.
+  const auto observers = observers_;
+  StoreChanges changes;
+  changes.mask = static_cast<std::uint32_t>(StoreArea::settings);
+  for (const auto& [token, observer] : observers) observer(changes);
+}
+
+void AppStore::memoryPressure() {
+  services_.logger.log("app memory pressure");
+  if (services_.renderer != nullptr) services_.renderer->clearCache();
 }
 
 void AppStore::requestPreview(const RenderRequest& request) {
@@ -1206,6 +1376,7 @@ void AppStore::requestPreview(const RenderRequest& request) {
       store.state_.isPdfRendering = false;
       if (result) {
         store.state_.pdfPreviewData = result->data;
+        ++store.previewRevision_;
         store.state_.pdfWarnings = result->warnings;
         store.services_.logger.log("render done kind=" + kind + " request=" + std::to_string(id));
         store.publish();
@@ -1214,6 +1385,7 @@ void AppStore::requestPreview(const RenderRequest& request) {
       // The preview shown no longer matches what was asked for: it goes,
       // and the user learns why.
       store.state_.pdfPreviewData.reset();
+      ++store.previewRevision_;
       store.state_.pdfWarnings.clear();
       store.services_.logger.log("render failed kind=" + kind + " request=" + std::to_string(id));
       store.failRender(failure);

@@ -37,13 +37,17 @@
 #include <optional>
 #include <set>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "app/backup_reminders.h"
+#include "app/export_job.h"
+#include "app/image_intake_job.h"
 #include "app/library_tidy.h"
 #include "app/pdf_render_service.h"
 #include "app/save_pipeline.h"
 #include "app/save_section.h"
+#include "app/store_changes.h"
 #include "images/image_optimizer.h"
 #include "model/control_characters.h"
 #include "model/records.h"
@@ -90,6 +94,15 @@ struct OversizedImageNotice {
   bool operator==(const OversizedImageNotice&) const = default;
 };
 
+// Progress of the images of an imported package being finished in the
+// background.
+struct ImportFinalizationStatus {
+  std::size_t total = 0;
+  std::size_t finished = 0;
+
+  bool operator==(const ImportFinalizationStatus&) const = default;
+};
+
 // What the screens show; changed only on the main executor.
 struct AppState {
   Project project;
@@ -107,6 +120,7 @@ struct AppState {
   std::optional<ToastMessage> errorToast;  // the toast on screen, whatever its style
   std::vector<OversizedImageNotice> oversizedImageNotices;
   bool showOversizedImagesHelper = false;
+  std::optional<ImportFinalizationStatus> importFinalizationStatus;
   std::int64_t completePortfolioExportCount = 0;
   std::optional<Date> lastProjectDataExportAt;
   std::optional<Date> lastProjectDataImportAt;
@@ -144,6 +158,9 @@ struct AppStoreServices {
   // ("app.quorvane.pdf-render"). Without them nothing can be rendered.
   PdfRenderService* renderer = nullptr;
   Executor* pdfRenderQueue = nullptr;
+  // Where images are read and derived for `addImagesInBackground`
+  // ("app.quorvane.image-intake"); without it they are added at once.
+  Executor* imageQueue = nullptr;
   // Overrides the interface language for this run (the command line's --lang).
   std::optional<std::string> languageOverride;
   // The folder of the library (its database, media and lock): no export is
@@ -195,6 +212,8 @@ struct ImageAddResult {
 class AppStore {
  public:
   using Observer = std::function<void()>;
+  // Told what changed (StoreChanges), for views that update in part.
+  using ChangeObserver = std::function<void(const StoreChanges&)>;
   // Called after each file of a batch: files done, files in all.
   using Progress = std::function<void(std::size_t done, std::size_t total)>;
 
@@ -222,6 +241,9 @@ class AppStore {
   // `observer` is called on the main executor after each change of the
   // state; the returned number takes it off again.
   std::size_t observe(Observer observer);
+  // The same, told what changed since the last notification; only called
+  // when something did.
+  std::size_t observeChanges(ChangeObserver observer);
   void stopObserving(std::size_t token);
 
   // The interface language of toasts and messages.
@@ -249,6 +271,18 @@ class AppStore {
   std::vector<ImageAddResult> addImages(const std::vector<std::string>& paths,
                                         const Progress& progress = {});
   bool replaceImage(const std::string& artworkId, const std::string& path);
+  // `addImages` without holding the main executor (for a window): each
+  // file is read and derived on the image queue, then put in place on the
+  // main executor, one by one, so the board fills as they come; the store
+  // takes other commands meanwhile. `progress` and `done` run on the main
+  // executor. Cancelling the returned job keeps the images already in
+  // place; the others leave no file behind. Images still arriving when
+  // another project has been opened are not added. Without an image
+  // queue, the images are added at once and `done` told before returning
+  // (nothing is returned then).
+  using ImagesAdded = std::function<void(const std::vector<ImageAddResult>&)>;
+  std::shared_ptr<ImageIntakeJob> addImagesInBackground(const std::vector<std::string>& paths,
+                                                        Progress progress, ImagesAdded done);
   bool updateArtwork(const std::string& artworkId, const ArtworkMetadata& metadata);
   // `artworkIds` must name every artwork of the project exactly once.
   bool reorderArtworks(const std::vector<std::string>& artworkIds);
@@ -317,6 +351,16 @@ class AppStore {
                                                    const std::string& path,
                                                    const Progress& progress = {},
                                                    bool replaceExisting = true);
+  // `exportPDF` on the render queue (for a window): progress and `done`
+  // (the warnings, or nothing after a failure, shown as a toast, or a
+  // cancel) run on the main executor. Cancelling the returned job leaves
+  // nothing at `path`.
+  using Exported = std::function<void(const std::optional<std::vector<PdfWarning>>&)>;
+  std::shared_ptr<ExportJob> exportPDFInBackground(const RenderRequest& request,
+                                                   const ExportOptions& options,
+                                                   const std::string& path, Progress progress,
+                                                   Exported done, bool replaceExisting = true);
+
   // Renders a preview on the render queue and publishes it on the main
   // executor, unless a newer preview was asked for meanwhile: the latest
   // request wins.
@@ -327,8 +371,21 @@ class AppStore {
 
   void dismissToast();
 
+  // What the platform tells a window. Leaving the application hands every
+  // pending save to the save queue at once (the user may be about to shut
+  // the machine); a change of the system's language speaks it from now on
+  // (unless a language was chosen); memory pressure empties the render
+  // cache.
+  void applicationBecameActive();
+  void applicationBecameInactive();
+  void systemLocaleChanged();
+  void memoryPressure();
+
  private:
+  // Tells the observers. Throws std::logic_error off the main thread: the
+  // published state belongs to it.
   void publish();
+  void checkMainThread() const;
   // Writes what is pending and waits for writes in flight.
   void settleSaves();
   // Stamps the section's times (created at its first change, updated at
@@ -378,12 +435,24 @@ class AppStore {
   // text is returned (and shown).
   std::optional<std::string> putImagesInPlace(OriginalMediaImportTransaction& transaction,
                                               const std::vector<Artwork>& artworks);
+  // The end of an intake: oversized images listed, the last failure shown.
+  void announceIntake(const std::vector<OversizedImageNotice>& oversized,
+                      const std::optional<std::string>& lastFailure, std::size_t fileCount);
+  std::int64_t nextSortIndex() const;
+  // The ends of an export: counted and logged, or the failure shown.
+  void exportWritten(const RenderRequest& request, const std::string& path);
+  void exportFailed(const std::exception& error, const std::string& path);
+  // Refuses (with a toast) what can't be exported at all.
+  bool canExportTo(const std::string& path);
 
   AppStoreServices services_;
   AppState state_;
   BackupReminders reminders_;
   std::unique_ptr<SavePipeline> pipeline_;
-  std::map<std::size_t, Observer> observers_;
+  std::map<std::size_t, ChangeObserver> observers_;
+  PublishedDigest published_;
+  std::uint64_t previewRevision_ = 0;
+  std::thread::id mainThread_ = std::this_thread::get_id();
   std::size_t nextObserver_ = 1;
   std::uint64_t changeCount_ = 0;
   std::size_t removedCharacters_ = 0;

@@ -134,6 +134,11 @@ PdfRenderResult PdfRenderService::renderTo(const RenderRequest& request, const P
   return draw(request, project, snapshot, options, sink, progress);
 }
 
+void PdfRenderService::clearCache() {
+  const std::lock_guard lock(mutex_);
+  cache_.clear();
+}
+
 PdfRenderResult PdfRenderService::render(const RenderRequest& request, const Project& project,
                                          const StudioSnapshot& snapshot,
                                          const ExportOptions& given) {

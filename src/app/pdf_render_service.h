@@ -76,6 +76,8 @@ class PdfRenderService {
                            const PdfSink& sink, const Progress& progress = {});
 
   std::size_t cacheHits() const { return hits_; }
+  // Forgets the rendered documents kept for reuse (memory is short).
+  void clearCache();
 
  private:
   std::optional<std::vector<std::uint8_t>> imageData(const Artwork& artwork);

@@ -158,6 +158,16 @@ void SavePipeline::flushPendingSaves() {
   }
 }
 
+void SavePipeline::firePendingSaves() {
+  std::vector<std::pair<std::uint64_t, SaveSection>> inOrder;
+  for (const auto& [section, save] : pending_) inOrder.emplace_back(save.sequence, section);
+  std::sort(inOrder.begin(), inOrder.end());
+  for (const auto& [sequence, section] : inOrder) {
+    pending_.at(section).workItem.cancel();
+    fire(section);
+  }
+}
+
 bool SavePipeline::saveNow(SaveSection section, const Project& project,
                            const StudioSnapshot& snapshot) {
   if (const auto pending = pending_.find(section); pending != pending_.end()) {

@@ -65,6 +65,10 @@ class SavePipeline {
   // they are written.
   void flushPendingSaves();
 
+  // Hands every pending section to the save queue now, in the order of
+  // the edits, without waiting for them: for a window losing the focus.
+  void firePendingSaves();
+
   // Writes `section` of this content now, on the calling thread, in place of
   // any pending save of it; true when it was written. For changes whose
   // files and rows go together (a replaced image), which must know at once.

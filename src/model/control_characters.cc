@@ -38,6 +38,12 @@ CleanedText withoutControlCharacters(std::string_view text, TextShape shape) {
     } else if (isC1At(text, i)) {
       ++cleaned.removed;
       ++i;
+    } else if (c >= 0x80 && c <= 0x9F && !cleaned.text.empty() &&
+               static_cast<unsigned char>(cleaned.text.back()) == 0xC2) {
+      // A lone C2 (no UTF-8) and this byte, brought together by what was
+      // taken out between them, would make a C1 control: neither stays.
+      cleaned.text.pop_back();
+      ++cleaned.removed;
     } else {
       cleaned.text += static_cast<char>(c);
     }

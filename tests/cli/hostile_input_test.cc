@@ -163,6 +163,11 @@ TEST(ControlCharactersTest, OnlyWhatIsNoTextIsTakenOut) {
   EXPECT_EQ(single.text, "a b c");
   EXPECT_EQ(single.removed, 0u);
   EXPECT_EQ(escapedForTerminal("a\x1b[0m\tb\n\xc2\x85"), "a\\u001b[0m\tb\n\\u0085");
+  // Taking out what lies between a lone C2 and a continuation byte (no
+  // UTF-8 either) must not make a C1 control of them: found by fuzzing.
+  const CleanedText joined = withoutControlCharacters("\xc2\x0e\x9d\x0e", TextShape::multiLine);
+  EXPECT_EQ(joined.text, "");
+  EXPECT_EQ(withoutControlCharacters(joined.text, TextShape::multiLine).text, joined.text);
 }
 
 }  // namespace
