@@ -528,6 +528,56 @@ bool AppStore::openProject(const std::string& projectId) {
   }
 }
 
+void AppStore::openProjectInBackground(const std::string& projectId,
+                                       std::function<void(bool)> done) {
+  if (projectId == state_.project.id && !isUnsaved_) {
+    const bool opened = openProject(projectId);
+    if (done) done(opened);
+    return;
+  }
+  pipeline_->firePendingSaves();
+  const std::weak_ptr<AppStore*> weak = self_;
+  SnapshotRepository& snapshots = services_.snapshots;
+  Executor& main = services_.main;
+  // On the save queue, so that it reads what the saves before it wrote.
+  services_.saveQueue.post([weak, &snapshots, &main, projectId, done] {
+    std::vector<ProjectSummary> summaries;
+    std::optional<LoadedProject> loaded;
+    std::exception_ptr error;
+    try {
+      summaries = snapshots.projectSummaries();
+      if (std::any_of(summaries.begin(), summaries.end(),
+                      [&](const ProjectSummary& p) { return p.id == projectId; })) {
+        loaded = snapshots.load(projectId);
+      }
+    } catch (...) {
+      error = std::current_exception();
+    }
+    main.post([weak, projectId, done, summaries, loaded, error] {
+      const auto self = weak.lock();
+      if (!self) return;
+      AppStore& store = **self;
+      bool opened = false;
+      try {
+        if (error) std::rethrow_exception(error);
+        if (loaded) {
+          store.state_.projects = summaries;
+          store.adopt(*loaded);
+          store.rememberCurrentProject();
+          store.services_.logger.log("app open project id=" + projectId);
+          store.publish();
+          opened = true;
+        } else {
+          store.failWithKey("app.error.no_such_project", {projectId});
+        }
+      } catch (const std::exception& failure) {
+        store.failWith(failure);
+      }
+      if (done) done(opened);
+    });
+  });
+}
+
 bool AppStore::updateProject(const ProjectChanges& given) {
   const ProjectChanges changes = cleaned(given);
   if (changes.name && isBlank(*changes.name)) return failWithKey("app.error.empty_name");
@@ -960,6 +1010,34 @@ std::vector<ReusableArtworkAsset> AppStore::vault() {
     failWith(error);
     return {};
   }
+}
+
+void AppStore::vaultInBackground(std::function<void(std::vector<ReusableArtworkAsset>)> done) {
+  pipeline_->firePendingSaves();
+  const std::weak_ptr<AppStore*> weak = self_;
+  SnapshotRepository& snapshots = services_.snapshots;
+  Executor& main = services_.main;
+  services_.saveQueue.post([weak, &snapshots, &main, projectId = state_.project.id, done] {
+    std::vector<ReusableArtworkAsset> artworks;
+    std::exception_ptr error;
+    try {
+      artworks = snapshots.reusableArtworks(projectId);
+    } catch (...) {
+      error = std::current_exception();
+    }
+    main.post([weak, done, artworks, error] {
+      const auto self = weak.lock();
+      if (!self) return;
+      if (error) {
+        try {
+          std::rethrow_exception(error);
+        } catch (const std::exception& failure) {
+          (*self)->failWith(failure);
+        }
+      }
+      if (done) done(artworks);
+    });
+  });
 }
 
 bool AppStore::addFromVault(const std::string& artworkId) {

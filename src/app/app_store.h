@@ -257,6 +257,11 @@ class AppStore {
   // Projects.
   std::optional<std::string> createProject(const ProjectChanges& changes);
   bool openProject(const std::string& projectId);
+  // `openProject` without waiting on the main executor (for a window): the
+  // pending saves are handed to the save queue, the project is read there
+  // after them and opened on the main executor, which takes other commands
+  // meanwhile; `done` is told whether it opened (a failure is also a toast).
+  void openProjectInBackground(const std::string& projectId, std::function<void(bool)> done);
   bool updateProject(const ProjectChanges& changes);
   bool renameProject(const std::string& name);
   bool setProjectKind(ProjectKind kind, std::optional<CatalogueKind> catalogueKind = {});
@@ -288,6 +293,8 @@ class AppStore {
   bool reorderArtworks(const std::vector<std::string>& artworkIds);
   bool removeArtwork(const std::string& artworkId);
   std::vector<ReusableArtworkAsset> vault();
+  // `vault` the same way: read on the save queue after the pending saves.
+  void vaultInBackground(std::function<void(std::vector<ReusableArtworkAsset>)> done);
   bool addFromVault(const std::string& artworkId);
   void setUnit(UnitSystem unit);
   void setLayoutMode(ArtworkLayoutMode mode);

@@ -290,5 +290,48 @@ TEST_F(StoreAsWindowTest, ThePublishedStateIsTouchedOnlyOnTheMainThread) {
   EXPECT_TRUE(refused);
 }
 
+TEST_F(StoreAsWindowTest, SwitchingProjectsAndOpeningTheVaultNeverWaitOnTheMainThread) {
+  AppStore& store = open();
+  store.renameProject("First");
+  store.addImages({writeImage("a.jpg", 40, 30)});
+  settle();
+  const std::string first = store.state().project.id;
+  const std::string artwork = artworkIds()[0];
+  const std::string second = *store.createProject(testing::named("Second"));
+  settle();
+  ASSERT_TRUE(store.openProject(first));
+
+  store.removeArtwork(artwork);  // its save is pending
+  std::optional<std::vector<ReusableArtworkAsset>> vault;
+  store.vaultInBackground([&](std::vector<ReusableArtworkAsset> found) { vault = found; });
+  main.runUntilIdle();
+  EXPECT_FALSE(vault) << "read on the save queue, after the save";
+  saveQueue.runUntilIdle();
+  main.runUntilIdle();
+  ASSERT_TRUE(vault);
+  ASSERT_EQ(vault->size(), 1u);
+  EXPECT_EQ((*vault)[0].artwork.id, artwork);
+
+  store.setText(SaveSection::bio, "Written in the first project.");
+  std::optional<bool> opened;
+  store.openProjectInBackground(second, [&](bool ok) { opened = ok; });
+  main.runUntilIdle();
+  EXPECT_EQ(store.state().project.id, first) << "still the first, and free to take commands";
+  saveQueue.runUntilIdle();
+  main.runUntilIdle();
+  EXPECT_EQ(opened, true);
+  EXPECT_EQ(store.state().project.id, second);
+  EXPECT_EQ(preferences.string(preference_key::kCurrentProjectId), second);
+  EXPECT_EQ(sql("SELECT count(*) FROM text_assets WHERE content = 'Written in the first project.'"),
+            "1");
+
+  store.openProjectInBackground("no-such-project", [&](bool ok) { opened = ok; });
+  saveQueue.runUntilIdle();
+  main.runUntilIdle();
+  EXPECT_EQ(opened, false);
+  EXPECT_EQ(store.state().project.id, second);
+  EXPECT_EQ(store.state().lastErrorMessage, "There is no project with the id no-such-project.");
+}
+
 }  // namespace
 }  // namespace quorvane
