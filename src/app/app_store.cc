@@ -880,6 +880,11 @@ std::shared_ptr<ImageIntakeJob> AppStore::addImagesInBackground(
                                services_.main, std::move(files), take, finish);
 }
 
+std::string AppStore::keptFilesText(const OriginalMediaImportTransaction& transaction) const {
+  if (!transaction.keptFolder()) return {};
+  return " " + text("app.error.media_kept", {*transaction.keptFolder()});
+}
+
 std::optional<std::string> AppStore::putImagesInPlace(OriginalMediaImportTransaction& transaction,
                                                       const std::vector<Artwork>& artworks) {
   auto& images = state_.snapshot.artworks.images;
@@ -888,7 +893,8 @@ std::optional<std::string> AppStore::putImagesInPlace(OriginalMediaImportTransac
   } catch (const std::exception& error) {
     services_.logger.log(failureDiagnostic(error));
     const std::string message =
-        text("app.error.cannot_store_images", {failureText(error, language())});
+        text("app.error.cannot_store_images", {failureText(error, language())}) +
+        keptFilesText(transaction);
     fail(message);
     return message;
   }
@@ -915,8 +921,13 @@ std::optional<std::string> AppStore::putImagesInPlace(OriginalMediaImportTransac
         sectionContentFingerprint(SaveSection::artworks, state_.snapshot);
     // Other changes of the artworks written with this save must still go.
     pipeline_->scheduleSave(SaveSection::artworks, state_.project, state_.snapshot);
+    std::string message = state_.lastErrorMessage.value_or(text("app.error.save_failed", {""}));
+    if (const std::string kept = keptFilesText(transaction); !kept.empty()) {
+      message += kept;
+      fail(message);
+    }
     publish();
-    return state_.lastErrorMessage.value_or(text("app.error.save_failed", {""}));
+    return message;
   }
   transaction.discard();
   return std::nullopt;

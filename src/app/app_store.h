@@ -442,6 +442,9 @@ class AppStore {
   // text is returned (and shown).
   std::optional<std::string> putImagesInPlace(OriginalMediaImportTransaction& transaction,
                                               const std::vector<Artwork>& artworks);
+  // Where a rollback that could not put every file back kept them, in
+  // words (empty when it could).
+  std::string keptFilesText(const OriginalMediaImportTransaction& transaction) const;
   // The end of an intake: oversized images listed, the last failure shown.
   void announceIntake(const std::vector<OversizedImageNotice>& oversized,
                       const std::optional<std::string>& lastFailure, std::size_t fileCount);

@@ -136,7 +136,7 @@ BackupReminders::BackupReminders(Preferences& preferences, Logger& logger,
   const auto secondsAt = [&](std::string_view key) -> std::optional<Date> {
     const auto value = preferences_.json(key);
     if (!value || !value->is_number()) return std::nullopt;
-    return dateFromSeconds(value->get<double>());
+    return storableDateFromSeconds(value->get<double>());
   };
   lastExportAt_ = secondsAt(preference_key::kLastExportAt);
   lastImportAt_ = secondsAt(preference_key::kLastImportAt);

@@ -29,7 +29,7 @@ class Hasher {
     if (value) add(*value);
     return *this;
   }
-  Hasher& add(Date date) { return add(static_cast<std::uint64_t>(millisecondsSince1970(date))); }
+  Hasher& add(Date date) { return add(std::hash<double>{}(date.time_since_epoch().count())); }
   std::uint64_t value() const { return hash_; }
 
  private:

@@ -45,6 +45,13 @@ std::int64_t millisecondsSince1970(Date date) {
   return truncated;
 }
 
+std::optional<Date> storableDateFromSeconds(double seconds) {
+  if (!std::isfinite(seconds) || std::abs(seconds) * 1000.0 > kLargestReadableMilliseconds) {
+    return std::nullopt;
+  }
+  return dateFromSeconds(seconds);
+}
+
 std::optional<std::int64_t> millisecondsSince1970(std::optional<Date> date) {
   if (!date) return std::nullopt;
   return millisecondsSince1970(*date);

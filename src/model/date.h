@@ -26,4 +26,9 @@ std::optional<Date> dateFromMilliseconds(std::optional<std::int64_t> millisecond
 
 inline Date dateFromSeconds(double seconds) { return Date(Seconds(seconds)); }
 
+// A count of seconds read from outside (a preferences file, a package):
+// nothing when it is no number or beyond what is stored as milliseconds
+// (±2^62 ms), so that a hostile value never reaches a save.
+std::optional<Date> storableDateFromSeconds(double seconds);
+
 }  // namespace quorvane

@@ -58,6 +58,11 @@ bool isInsideDirectory(const std::string& path, const std::string& directory) {
   return true;
 }
 
+std::string runtimeDirectory() {
+  const char* runtime = variable("XDG_RUNTIME_DIR");
+  return runtime != nullptr ? runtime : "";
+}
+
 std::string temporaryDirectory() {
   if (const char* temporary = variable("TMPDIR")) return temporary;
   return "/tmp";

@@ -17,6 +17,8 @@ std::string preferencesFilePath();
 
 // $TMPDIR, else /tmp.
 std::string temporaryDirectory();
+// $XDG_RUNTIME_DIR (the user's own folder for this login), or empty.
+std::string runtimeDirectory();
 
 // Whether `path` is `directory` or lies somewhere inside it, once symbolic
 // links and "..", on the part of each that exists, are resolved.

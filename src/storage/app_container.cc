@@ -246,6 +246,7 @@ BootEnvironment BootEnvironment::standard(Logger& logger, StorageAccess access) 
   return BootEnvironment{
       .applicationSupportDirectory = quorvane::applicationSupportDirectory(),
       .temporaryDirectory = quorvane::temporaryDirectory(),
+      .runtimeDirectory = quorvane::runtimeDirectory(),
       .files = &realFileSystem(),
       .clock = &systemClock(),
       .logger = &logger,
@@ -303,9 +304,10 @@ BootedStorage AppContainer::bootFallbackStorage(const BootEnvironment& environme
   storage.isFallback = true;
   storage.repository =
       environment.openRepository(storage.databasePath, SQLiteDatabase::Access::readWrite);
-  storage.media =
-      std::make_unique<FilesMediaStore>(environment.temporaryDirectory + "/Quorvane-fallback-media",
-                                        *environment.files, *environment.logger);
+  storage.fallbackFolder = PrivateDirectory::create(
+      {environment.runtimeDirectory, environment.temporaryDirectory}, "Quorvane-fallback-media");
+  storage.media = std::make_unique<FilesMediaStore>(storage.fallbackFolder->path(),
+                                                    *environment.files, *environment.logger);
   return storage;
 }
 

@@ -43,6 +43,7 @@
 #include "platform/file_system.h"
 #include "platform/library_lock.h"
 #include "platform/logger.h"
+#include "platform/private_directory.h"
 #include "storage/files_media_store.h"
 #include "storage/sqlite_snapshot_repository.h"
 
@@ -75,6 +76,9 @@ enum class FallbackCause {
 
 // The storage a run works on.
 struct BootedStorage {
+  // The temporary fallback's media folder: private, removed when the
+  // storage goes (after the media store that uses it).
+  std::unique_ptr<PrivateDirectory> fallbackFolder;
   std::unique_ptr<SQLiteSnapshotRepository> repository;
   std::unique_ptr<FilesMediaStore> media;
   std::string databasePath;  // ":memory:" on the temporary fallback
@@ -93,6 +97,7 @@ struct BootedStorage {
 struct BootEnvironment {
   std::string applicationSupportDirectory;
   std::string temporaryDirectory;
+  std::string runtimeDirectory;  // preferred for private temporary folders
   FileSystem* files = nullptr;
   const Clock* clock = nullptr;
   Logger* logger = nullptr;
@@ -158,7 +163,8 @@ class AppContainer {
   // LibraryUnavailableError or LibraryBusyError.
   static BootedStorage bootPersistentStorage(const BootEnvironment& environment);
 
-  // An in-memory library and media in <temporary>/Quorvane-fallback-media.
+  // An in-memory library and media in a private folder made for this run
+  // (under $XDG_RUNTIME_DIR, else the temporary folder), removed after it.
   static BootedStorage bootFallbackStorage(const BootEnvironment& environment);
 
   // After a failed persistent start: the library set aside and a new one

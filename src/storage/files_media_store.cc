@@ -74,6 +74,15 @@ std::vector<std::string> FilesMediaStore::filesWhere(
   return paths;
 }
 
+std::vector<std::string> FilesMediaStore::mediaFilesOrThrow(const std::string& artworkId) const {
+  std::vector<std::string> paths;
+  for (const std::string& name : files_.listDirectory(directory_)) {
+    if (artworkOfMediaFile(name) == artworkId) paths.push_back(pathOf(name));
+  }
+  std::sort(paths.begin(), paths.end());
+  return paths;
+}
+
 std::vector<std::string> FilesMediaStore::originalFiles(const std::string& artworkId) const {
   const std::string prefix = artworkId + "_orig.";
   return filesWhere([&](const std::string& name) { return name.starts_with(prefix); });
@@ -312,7 +321,9 @@ void OriginalMediaImportTransaction::commit() {
     // moves: a crash from here on leaves what is needed to put it back.
     for (StagedItem& item : items_) {
       item.replaces.clear();
-      for (const std::string& current : store_->mediaFiles(item.id)) {
+      // A folder that can't be listed must stop the commit: taken for
+      // empty, it would let a new original replace the old one unbacked.
+      for (const std::string& current : store_->mediaFilesOrThrow(item.id)) {
         item.replaces.push_back(lastComponent(current));
       }
     }
@@ -362,7 +373,12 @@ void OriginalMediaImportTransaction::rollback() noexcept {
   committedTargetPaths_.clear();
   backups_.clear();
   // The staging area goes only once every replaced file is back.
-  if (complete) removeStagingArea(files, rootPath_);
+  if (complete) {
+    removeStagingArea(files, rootPath_);
+  } else {
+    keptFolder_ = rootPath_;
+    store_->logger().log("[Quorvane][Media] rollback state=incomplete kept=" + rootPath_);
+  }
 }
 
 void OriginalMediaImportTransaction::discard() noexcept {

@@ -79,6 +79,11 @@ class FilesMediaStore {
   // then makes the thumbnail directory again; only that can throw.
   void removeAllMedia();
 
+  // The files of `artworkId`, sorted; throws when the folder can't be
+  // listed (what must know every file, to replace none unawares).
+  std::vector<std::string> mediaFilesOrThrow(const std::string& artworkId) const;
+  Logger& logger() const { return logger_; }
+
  private:
   // The files of the media directory whose name is `wanted`, sorted; none
   // when it can't be listed.
@@ -162,8 +167,10 @@ class OriginalMediaImportTransaction {
   // Only once; an empty transaction commits nothing.
   void commit();
   // Undoes what `commit` did, as far as it got; never throws. Running it
-  // again does nothing more.
+  // again does nothing more. When a replaced file could not be put back,
+  // the staging area (holding it) is kept and `keptFolder` names it.
   void rollback() noexcept;
+  const std::optional<std::string>& keptFolder() const { return keptFolder_; }
   // Ends a successful import: the staging area and the replaced files go.
   void discard() noexcept;
 
@@ -202,6 +209,7 @@ class OriginalMediaImportTransaction {
   bool ended_ = false;                                        // committed, rolled back or discarded
   bool created_ = false;                                      // its directories exist
   bool committed_ = false;  // its list is written: files may have moved
+  std::optional<std::string> keptFolder_;
 };
 
 }  // namespace quorvane

@@ -1,5 +1,7 @@
 #include "storage/snapshot_load.h"
 
+#include <limits>
+
 #include "model/project_row.h"
 #include "model/raw_value.h"
 #include "model/record_json.h"
@@ -166,6 +168,24 @@ std::vector<DocumentArtworkLink> readDocumentLinks(SQLiteDatabase& db,
         .artworkId = select.textOrEmpty(2),
         .position = select.int64(3).value_or(0),
     });
+  }
+  // A position no list can have (written by another program, or damage)
+  // would stop the next save: such a document is numbered afresh in the
+  // order read, which is the order its positions gave.
+  const auto storable = [](std::int64_t position) {
+    return position >= 0 && position <= std::numeric_limits<std::int32_t>::max();
+  };
+  for (std::size_t begin = 0; begin < links.size();) {
+    std::size_t end = begin;
+    bool renumber = false;
+    while (end < links.size() && links[end].documentId == links[begin].documentId) {
+      renumber = renumber || !storable(links[end].position);
+      ++end;
+    }
+    for (std::size_t i = begin; renumber && i < end; ++i) {
+      links[i].position = static_cast<std::int64_t>(i - begin);
+    }
+    begin = end;
   }
   return links;
 }

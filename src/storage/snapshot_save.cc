@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <limits>
+#include <stdexcept>
 #include <unordered_map>
 #include <unordered_set>
 
@@ -17,16 +18,32 @@
 namespace quorvane::storage_detail {
 namespace {
 
-// Document positions are list indices; one beyond 32 bits means the program
-// itself went wrong, and saving it would only spread the damage.
+// Document positions are list indices, checked where they enter (a load
+// renumbers what no list can hold); one beyond 32 bits here is refused, and
+// the whole save with it, rather than written or ending the program: the
+// library keeps its last good state and the user hears why.
 std::int64_t requirePosition(std::int64_t position) {
   if (position < std::numeric_limits<std::int32_t>::min() ||
       position > std::numeric_limits<std::int32_t>::max()) {
-    std::fprintf(stderr, "quorvane: document position %lld cannot be stored\n",
-                 static_cast<long long>(position));
-    std::abort();
+    throw std::out_of_range("the document position " + std::to_string(position) +
+                            " is beyond what a document can hold");
   }
   return position;
+}
+
+// A file's bytes when it is no larger than `largest`, its size checked
+// before a byte is read (and again after: it may have grown); nothing when
+// it can't be read or is too large.
+std::optional<Bytes> readBounded(FileSystem& files, const std::string& path,
+                                 std::uint64_t largest) {
+  try {
+    if (files.fileSize(path) > largest) return std::nullopt;
+    Bytes bytes = files.readFile(path);
+    if (bytes.size() > largest) return std::nullopt;
+    return bytes;
+  } catch (const std::exception&) {
+    return std::nullopt;
+  }
 }
 
 // Steps a statement whose row may be refused as a duplicate: true when the
@@ -139,9 +156,11 @@ void bindArtworkRow(Statement& upsert, const Artwork& artwork, const std::string
 class ImageWriter {
  public:
   ImageWriter(SQLiteDatabase& db, FileSystem& files, const std::string& projectId,
-              std::int64_t nowMs, std::vector<StoredImageFile>& storedImages)
+              std::int64_t nowMs, std::vector<StoredImageFile>& storedImages,
+              const PrefetchedImages* prefetched)
       : db_(db),
         files_(files),
+        prefetched_(prefetched),
         nowMs_(nowMs),
         members_(currentMembers(db, projectId)),
         storedImages_(storedImages) {}
@@ -181,15 +200,17 @@ class ImageWriter {
   // or is larger than the database takes in one value, leaves the artwork
   // without new media, and the save goes on.
   void storeFile(const Artwork& artwork, const std::string& path) {
-    Bytes bytes;
-    try {
-      bytes = files_.readFile(path);
-    } catch (const std::exception&) {
-      return;
+    std::optional<Bytes> bytes;
+    const auto found =
+        prefetched_ != nullptr ? prefetched_->find(path) : PrefetchedImages::const_iterator{};
+    if (prefetched_ != nullptr && found != prefetched_->end()) {
+      bytes = found->second;
+    } else {
+      const int largest = sqlite3_limit(db_.handle(), SQLITE_LIMIT_LENGTH, -1);
+      bytes = readBounded(files_, path, static_cast<std::uint64_t>(largest));
     }
-    const int largest = sqlite3_limit(db_.handle(), SQLITE_LIMIT_LENGTH, -1);
-    if (bytes.size() > static_cast<std::size_t>(largest)) return;
-    writeMediaRow(artwork, bytes);
+    if (!bytes) return;
+    writeMediaRow(artwork, *bytes);
     storedImages_.push_back(StoredImageFile{artwork.id, path});
   }
 
@@ -226,6 +247,7 @@ class ImageWriter {
 
   SQLiteDatabase& db_;
   FileSystem& files_;
+  const PrefetchedImages* prefetched_;
   const std::int64_t nowMs_;
   const std::unordered_set<std::string> members_;
   std::optional<MediaIndex> media_;
@@ -279,9 +301,26 @@ Project projectForWriting(const Project& project, const StudioSnapshot& snapshot
   return written;
 }
 
+PrefetchedImages readImageFiles(FileSystem& files, const StudioSnapshot& snapshot,
+                                std::uint64_t largestValue) {
+  PrefetchedImages images;
+  for (const Artwork& artwork : snapshot.artworks.images) {
+    if (!artwork.imagePath || isSqliteMediaPath(*artwork.imagePath)) continue;
+    if (images.contains(*artwork.imagePath)) continue;
+    images.emplace(*artwork.imagePath, readBounded(files, *artwork.imagePath, largestValue));
+  }
+  return images;
+}
+
 SnapshotWriter::SnapshotWriter(SQLiteDatabase& db, FileSystem& files, const Project& project,
-                               const StudioSnapshot& snapshot, std::int64_t nowMs)
-    : db_(db), files_(files), project_(project), snapshot_(snapshot), nowMs_(nowMs) {}
+                               const StudioSnapshot& snapshot, std::int64_t nowMs,
+                               const PrefetchedImages* images)
+    : db_(db),
+      files_(files),
+      project_(project),
+      snapshot_(snapshot),
+      nowMs_(nowMs),
+      images_(images) {}
 
 void SnapshotWriter::writeProjectRow() {
   Statement upsert = db_.prepare(
@@ -369,7 +408,7 @@ void SnapshotWriter::touchTextOwner(TextAssetType type) {
 
 void SnapshotWriter::writeArtworks() {
   const std::vector<Artwork>& artworks = snapshot_.artworks.images;
-  ImageWriter images(db_, files_, project_.id, nowMs_, storedImages_);
+  ImageWriter images(db_, files_, project_.id, nowMs_, storedImages_, images_);
   Statement upsertArtwork = db_.prepare(
       "INSERT INTO artworks(id, projectId, title, medium, year, width, height, depth, "
       "artworkText, imgWidth, imgHeight, aspect, sortIndex, status, priceCents, priceCurrency, "

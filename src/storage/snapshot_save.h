@@ -11,6 +11,8 @@
 
 #include <array>
 #include <cstdint>
+#include <map>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -28,6 +30,15 @@ void upsertLabelOverride(SQLiteDatabase& db, const LabelOverrideEntry& entry, st
 void replaceAllLabelOverrides(SQLiteDatabase& db, const std::vector<LabelOverrideEntry>& entries,
                               std::int64_t nowMs);
 
+// The bytes of the image files a save will store, read before its
+// transaction (a read never holds the database), each checked for size
+// before it is read. Absent for a file that can't be read or is larger than
+// `largestValue` (the database's limit on one value): its artwork keeps
+// no new image, and the save goes on.
+using PrefetchedImages = std::map<std::string, std::optional<Bytes>>;
+PrefetchedImages readImageFiles(FileSystem& files, const StudioSnapshot& snapshot,
+                                std::uint64_t largestValue);
+
 // The project as a save writes and returns it: no catalogue kind unless it is
 // a catalogue, the unit of its artworks, `updatedAt` now.
 Project projectForWriting(const Project& project, const StudioSnapshot& snapshot, Date now);
@@ -35,8 +46,11 @@ Project projectForWriting(const Project& project, const StudioSnapshot& snapshot
 class SnapshotWriter {
  public:
   // `project` is as `projectForWriting` returns it.
+  // `images` holds the image files read beforehand; a file not in it is
+  // read (size first) when its artwork is written.
   SnapshotWriter(SQLiteDatabase& db, FileSystem& files, const Project& project,
-                 const StudioSnapshot& snapshot, std::int64_t nowMs);
+                 const StudioSnapshot& snapshot, std::int64_t nowMs,
+                 const PrefetchedImages* images = nullptr);
 
   // The project row; a conflict keeps its first `createdAt` and `archivedAt`.
   void writeProjectRow();
@@ -72,6 +86,7 @@ class SnapshotWriter {
   const Project& project_;
   const StudioSnapshot& snapshot_;
   const std::int64_t nowMs_;
+  const PrefetchedImages* images_;
   std::array<TextLink, 4> links_;
   std::vector<StoredImageFile> storedImages_;
 };

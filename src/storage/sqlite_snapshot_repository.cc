@@ -56,7 +56,11 @@ std::int64_t countOf(SQLiteDatabase& db, const char* sql) {
 
 SQLiteSnapshotRepository::SQLiteSnapshotRepository(SQLiteDatabase db, const Clock& clock,
                                                    FileSystem& files)
-    : db_(std::move(db)), clock_(clock), files_(files) {
+    : db_(std::move(db)),
+      clock_(clock),
+      files_(files),
+      largestValue_(
+          static_cast<std::uint64_t>(sqlite3_limit(db_.handle(), SQLITE_LIMIT_LENGTH, -1))) {
   // Looking first keeps a start from writing (and from waiting for another
   // process's write) when there is nothing to change; the look is repeated
   // inside the transaction, where no other process can change the answer.
@@ -95,8 +99,12 @@ std::optional<LoadedProject> SQLiteSnapshotRepository::load(const std::string& p
 
 template <typename WriteBody>
 SavedProject SQLiteSnapshotRepository::runSave(const Project& project,
-                                               const StudioSnapshot& snapshot,
+                                               const StudioSnapshot& snapshot, bool writesArtworks,
                                                WriteBody&& writeBody) {
+  // New image files are read first, outside the lock and the transaction:
+  // a slow disk never holds the library for this process or another.
+  std::optional<storage_detail::PrefetchedImages> images;
+  if (writesArtworks) images = storage_detail::readImageFiles(files_, snapshot, largestValue_);
   const std::lock_guard lock(mutex_);
   // One "now" for every time the save writes; as a date it is exactly what
   // reading the stored milliseconds back gives.
@@ -104,7 +112,7 @@ SavedProject SQLiteSnapshotRepository::runSave(const Project& project,
   const Project written =
       storage_detail::projectForWriting(project, snapshot, dateFromMilliseconds(now));
   return withImmediateTransaction(db_, [&] {
-    SnapshotWriter writer(db_, files_, written, snapshot, now);
+    SnapshotWriter writer(db_, files_, written, snapshot, now, images ? &*images : nullptr);
     writer.writeProjectRow();
     writer.readTextLinks();
     writeBody(writer, now);
@@ -114,21 +122,21 @@ SavedProject SQLiteSnapshotRepository::runSave(const Project& project,
 
 SavedProject SQLiteSnapshotRepository::save(const Project& project,
                                             const StudioSnapshot& snapshot) {
-  return runSave(project, snapshot,
+  return runSave(project, snapshot, true,
                  [](SnapshotWriter& writer, std::int64_t) { writer.writeEverything(); });
 }
 
 SavedProject SQLiteSnapshotRepository::save(const Project& project, const StudioSnapshot& snapshot,
                                             std::string_view section) {
-  return runSave(project, snapshot, [section](SnapshotWriter& writer, std::int64_t) {
-    writeSection(writer, section);
-  });
+  return runSave(
+      project, snapshot, section == "artworks",
+      [section](SnapshotWriter& writer, std::int64_t) { writeSection(writer, section); });
 }
 
 SavedProject SQLiteSnapshotRepository::saveImportedProject(
     const Project& project, const StudioSnapshot& snapshot,
     const std::vector<LabelOverrideEntry>& labelOverrides) {
-  return runSave(project, snapshot, [&](SnapshotWriter& writer, std::int64_t now) {
+  return runSave(project, snapshot, true, [&](SnapshotWriter& writer, std::int64_t now) {
     writer.writeEverything();
     storage_detail::replaceAllLabelOverrides(db_, labelOverrides, now);
   });

@@ -101,13 +101,14 @@ class SQLiteSnapshotRepository final : public SnapshotRepository,
   // Locks, stamps one "now", writes the project row and reads its text links,
   // then runs `writeBody(writer, now)`, all in one immediate transaction.
   template <typename WriteBody>
-  SavedProject runSave(const Project& project, const StudioSnapshot& snapshot,
+  SavedProject runSave(const Project& project, const StudioSnapshot& snapshot, bool writesArtworks,
                        WriteBody&& writeBody);
 
   std::mutex mutex_;
   SQLiteDatabase db_;
   const Clock& clock_;
   FileSystem& files_;
+  const std::uint64_t largestValue_;  // the most bytes one value may hold
 };
 
 }  // namespace quorvane

@@ -68,6 +68,7 @@ class AppContainerTest : public ::testing::Test {
     environment = BootEnvironment{
         .applicationSupportDirectory = dir.file("support"),
         .temporaryDirectory = dir.file("tmp"),
+        .runtimeDirectory = "",
         .files = &files,
         .clock = &clock,
         .logger = &logger,
@@ -75,6 +76,10 @@ class AppContainerTest : public ::testing::Test {
         .openRepository =
             [this](const std::string& path, SQLiteDatabase::Access access) {
               ++opens;
+              if (failFromOpen > 0 && opens >= failFromOpen &&
+                  (path != ":memory:" || failInMemoryToo)) {
+                throw DomainError("SQLiteDatabase", 1, "Unable to open database", SQLITE_CANTOPEN);
+              }
               if (failingOpens > 0) {
                 --failingOpens;
                 throw DomainError("SQLiteDatabase", 1, "Unable to open database", failingCode);
@@ -108,7 +113,9 @@ class AppContainerTest : public ::testing::Test {
   int opens = 0;
   int failingOpens = 0;
   int repairs = 0;
-  int failingCode = 0;  // SQLite's code of the failing opens
+  int failingCode = 0;   // SQLite's code of the failing opens
+  int failFromOpen = 0;  // this open and every later one of a file fails
+  bool failInMemoryToo = false;
   BootEnvironment environment;
 };
 
@@ -171,10 +178,55 @@ TEST_F(AppContainerTest, AMediaFolderThatCannotBeMadeGoesStraightToTheFallback) 
   const BootedStorage storage = AppContainer::bootStorage(environment);
   EXPECT_TRUE(storage.isFallback);
   EXPECT_EQ(storage.databasePath, ":memory:");
-  EXPECT_EQ(storage.media->directory(), dir.file("tmp") + "/Quorvane-fallback-media");
+  EXPECT_TRUE(
+      storage.media->directory().starts_with(dir.file("tmp") + "/Quorvane-fallback-media-"));
   EXPECT_EQ(storage.notices, (std::vector<StorageNotice>{{"storage.fallback.temporary", {}}}));
   EXPECT_FALSE(fs::exists(appData() / "Recovery"));
   EXPECT_TRUE(fs::exists(database())) << "a healthy database is never set aside";
+}
+
+TEST_F(AppContainerTest, TheFallbackMediaFolderIsPrivateNewAndGoneWithTheStorage) {
+  // Another local user made the well-known name first, to read what is put
+  // there or to make the fallback fail.
+  fs::create_directories(dir.file("tmp") + "/Quorvane-fallback-media");
+  writeText(dir.file("tmp") + "/Quorvane-fallback-media-XXXXXX", "planted");
+  std::string first;
+  {
+    const BootedStorage storage = AppContainer::bootFallbackStorage(environment);
+    first = storage.media->directory();
+    EXPECT_NE(first, dir.file("tmp") + "/Quorvane-fallback-media");
+    EXPECT_EQ(fs::status(first).permissions() & fs::perms::all, fs::perms::owner_all)
+        << "no one else may enter it";
+    const BootedStorage second = AppContainer::bootFallbackStorage(environment);
+    EXPECT_NE(second.media->directory(), first) << "never one found in place";
+  }
+  EXPECT_FALSE(fs::exists(first)) << "removed when the storage goes";
+
+  environment.runtimeDirectory = dir.file("run");
+  fs::create_directories(environment.runtimeDirectory);
+  const BootedStorage storage = AppContainer::bootFallbackStorage(environment);
+  EXPECT_TRUE(storage.media->directory().starts_with(dir.file("run") + "/")) << "the login's own";
+}
+
+TEST_F(AppContainerTest, ARetryThatFailsAfterTheLibraryWasSetAsideReachesTheFallback) {
+  AppContainer::bootStorage(environment);  // a library whose opens will fail
+  opens = 0;
+  failingOpens = 2;  // damaged at the first look and again under the lock: set aside
+  failingCode = SQLITE_CORRUPT;
+  failFromOpen = 3;  // and the fresh library can't be opened either
+  const BootedStorage storage = AppContainer::bootStorage(environment);
+  EXPECT_EQ(opens, 4) << "the look, under the lock, the retry, the fallback";
+  EXPECT_TRUE(storage.isFallback);
+  EXPECT_EQ(namesIn(appData() / "Recovery").size(), 1u) << "the damaged library is kept";
+  EXPECT_EQ(storage.notices.back(), (StorageNotice{"storage.fallback.temporary", {}}));
+}
+
+TEST_F(AppContainerTest, WhenEvenTheFallbackFailsTheProgramStopsSayingWhy) {
+  GTEST_FLAG_SET(death_test_style, "threadsafe");
+  failFromOpen = 1;
+  failInMemoryToo = true;
+  EXPECT_DEATH(AppContainer::bootStorage(environment),
+               "Failed to boot app storage \\(persistent \\+ recovery \\+ fallback\\)");
 }
 
 TEST_F(AppContainerTest, ACopyThatDoesNotMatchIsDroppedAndTheSourcesStay) {

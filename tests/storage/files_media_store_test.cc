@@ -195,6 +195,33 @@ TEST_F(OriginalImportTest, ReplacingOriginalsOfTheSameNameSurvivesARepeatedRollb
   EXPECT_THROW(transaction->commit(), std::logic_error);
 }
 
+TEST_F(OriginalImportTest, AFolderThatCannotBeListedStopsTheCommitBeforeAnythingMoves) {
+  // Same names as the old originals: taken for "no files", the listing's
+  // failure would let each new original replace its old one unbacked.
+  std::optional<OriginalMediaImportTransaction> transaction = OriginalMediaImportTransaction::begin(
+      store, {{"a1", bytesOf("new a1"), "png", {}}, {"a2", bytesOf("new a2"), "png", {}}});
+  files.failAt("list", 2);  // a2's files
+  EXPECT_THROW(transaction->commit(), std::system_error);
+  EXPECT_EQ(contentOf("a1_orig.png"), "old a1");
+  EXPECT_EQ(contentOf("a2_orig.png"), "old a2");
+  EXPECT_EQ(namesIn(), (Names{"a1_orig.png", "a2_orig.png", "a3_orig.png", "derived_web"}));
+}
+
+TEST_F(OriginalImportTest, ARollbackThatCannotPutAFileBackKeepsItAndSaysWhere) {
+  std::optional<OriginalMediaImportTransaction> transaction =
+      OriginalMediaImportTransaction::begin(store, batch());
+  transaction->commit();
+  files.failAt("move", 1);  // the first file on its way back
+  transaction->rollback();
+  ASSERT_TRUE(transaction->keptFolder());
+  EXPECT_EQ(*transaction->keptFolder(), transaction->rootPath());
+  const std::string kept = std::filesystem::path(transaction->rootPath()).filename();
+  EXPECT_EQ(contentOf(kept + "/backup/a3_orig.png"), "old a3") << "the old original is kept";
+  EXPECT_EQ(contentOf("a1_orig.png"), "old a1") << "the others are back";
+  EXPECT_EQ(logger.lines.back(),
+            "[Quorvane][Media] rollback state=incomplete kept=" + transaction->rootPath());
+}
+
 TEST_F(OriginalImportTest, AFailureWhileSettingAnOriginalAsideRestoresTheEarlierOnes) {
   std::optional<OriginalMediaImportTransaction> transaction =
       OriginalMediaImportTransaction::begin(store, batch());

@@ -531,6 +531,90 @@ TEST_F(ImageStorageTest, AnImageFileThatCannotBeReadLeavesTheArtworkWithoutNewBy
   EXPECT_EQ(repository->load("p1")->snapshot.artworks.images[0].imagePath, std::nullopt);
 }
 
+TEST_F(ImageStorageTest, AFileTooLargeForTheDatabaseIsRefusedBeforeAByteIsRead) {
+  const std::string largest = repository->withDatabase([](SQLiteDatabase& db) {
+    return std::to_string(sqlite3_limit(db.handle(), SQLITE_LIMIT_LENGTH, -1));
+  });
+  files.files["/in/huge.tif"] = imageBytesOf(10, 1);
+  files.sizes["/in/huge.tif"] = std::stoull(largest) + 1;
+  StudioSnapshot snapshot;
+  Artwork artwork = makeArtwork("a1");
+  artwork.imagePath = "/in/huge.tif";
+  snapshot.artworks.images = {artwork};
+  const SavedProject saved = repository->save(makeProject("p1"), snapshot);
+  EXPECT_TRUE(saved.storedImages.empty());
+  EXPECT_EQ(files.reads, 0) << "its size said enough";
+  EXPECT_EQ(value("SELECT COUNT(*) FROM media"), "0");
+  EXPECT_EQ(value("SELECT COUNT(*) FROM artworks"), "1") << "the save went on";
+}
+
+TEST_F(ImageStorageTest, ImageFilesAreReadBeforeTheSaveHoldsTheDatabase) {
+  // A read that looks whether another connection can write meanwhile: it
+  // can only when the save's transaction has not begun.
+  SQLiteDatabase other(databasePath, SQLiteDatabase::Access::readWrite, 0);
+  bool couldWrite = false;
+  class WatchingReads final : public ForwardingFileSystem {
+   public:
+    WatchingReads(FileSystem& target, std::function<void()> onRead)
+        : ForwardingFileSystem(target), onRead_(std::move(onRead)) {}
+    Bytes readFile(const std::string& path) override {
+      onRead_();
+      return ForwardingFileSystem::readFile(path);
+    }
+
+   private:
+    std::function<void()> onRead_;
+  } watching(files, [&] {
+    try {
+      other.exec("BEGIN IMMEDIATE; COMMIT;");
+      couldWrite = true;
+    } catch (const std::exception&) {
+    }
+  });
+  SQLiteSnapshotRepository watched(SQLiteDatabase(databasePath), clock, watching);
+  files.files["/in/a1.jpg"] = imageBytesOf(500, 3);
+  StudioSnapshot snapshot;
+  Artwork artwork = makeArtwork("a1");
+  artwork.imagePath = "/in/a1.jpg";
+  snapshot.artworks.images = {artwork};
+  EXPECT_EQ(watched.save(makeProject("p1"), snapshot, "artworks").storedImages.size(), 1u);
+  EXPECT_TRUE(couldWrite);
+}
+
+TEST_F(SnapshotRepositoryTest, TheUnitSavedIsThatOfTheArtworksNotOfTheProjectRecord) {
+  Project project = makeProject("p1");
+  project.unit = UnitSystem::cm;
+  StudioSnapshot snapshot;
+  snapshot.artworks.unit = UnitSystem::in;
+  repository->save(project, snapshot);
+  EXPECT_EQ(value("SELECT unit FROM projects WHERE id = 'p1'"), "in");
+  EXPECT_EQ(repository->load("p1")->project.unit, UnitSystem::in);
+}
+
+TEST_F(SnapshotRepositoryTest, APositionNoListCanHoldFailsTheSaveAndIsRenumberedOnLoad) {
+  StudioSnapshot snapshot;
+  snapshot.artworks.images = {makeArtwork("a1"), makeArtwork("a2")};
+  Document document;
+  document.id = "d1";
+  document.title = "Book";
+  snapshot.documents = {document};
+  snapshot.documentArtworkLinks = {{"l1", "d1", "a1", 5}, {"l2", "d1", "a2", 7}};
+  repository->save(makeProject("p1"), snapshot);
+  const std::string before = dump();
+
+  snapshot.documentArtworkLinks[0].position = std::int64_t{1} << 40;
+  EXPECT_THROW(repository->save(makeProject("p1"), snapshot), std::out_of_range);
+  EXPECT_EQ(dump(), before) << "refused whole, the program still running";
+
+  // Another program wrote one such position: the next load numbers the
+  // document afresh, in the order its positions gave, and it saves again.
+  exec("UPDATE document_artworks SET position = 9000000000000 WHERE id = 'l1'");
+  const LoadedProject loaded = *repository->load("p1");
+  EXPECT_EQ(loaded.snapshot.documentArtworkLinks,
+            (std::vector<DocumentArtworkLink>{{"l2", "d1", "a2", 0}, {"l1", "d1", "a1", 1}}));
+  EXPECT_NO_THROW(repository->save(loaded.project, loaded.snapshot));
+}
+
 TEST_F(ImageStorageTest, AnEmptyImageFileIsStoredAsAnEmptyBlob) {
   saveWithNewImage(0);
   EXPECT_EQ(value("SELECT typeof(blob) || ':' || byteSize FROM media"), "blob:0");

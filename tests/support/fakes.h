@@ -28,20 +28,31 @@ class ManualClock final : public Clock {
   std::int64_t nowMs_;
 };
 
-// Reads come from a map of path to bytes, and are counted; everything else
-// goes to the real file system.
+// Reads (and sizes) come from a map of path to bytes, and are counted;
+// everything else goes to the real file system. `sizes` can claim a size a
+// file does not have, as a file that is huge would.
 class FakeFileSystem final : public ForwardingFileSystem {
  public:
   FakeFileSystem() : ForwardingFileSystem(realFileSystem()) {}
   Bytes readFile(const std::string& path) override {
     ++reads;
+    return find(path);
+  }
+  std::uint64_t fileSize(const std::string& path) override {
+    if (const auto claimed = sizes.find(path); claimed != sizes.end()) return claimed->second;
+    return find(path).size();
+  }
+
+  std::map<std::string, Bytes> files;
+  std::map<std::string, std::uint64_t> sizes;
+  int reads = 0;
+
+ private:
+  const Bytes& find(const std::string& path) const {
     const auto it = files.find(path);
     if (it == files.end()) throw std::system_error(ENOENT, std::generic_category(), path);
     return it->second;
   }
-
-  std::map<std::string, Bytes> files;
-  int reads = 0;
 };
 
 // The real file system, except that the Nth call of one operation fails
