@@ -112,6 +112,18 @@ TEST_F(BackupRemindersTest, NothingIsCountedWhileCountingIsSuspendedOrBelowOne) 
   EXPECT_EQ(reminders.state().changesSinceLastExport, std::numeric_limits<std::int64_t>::max());
 }
 
+TEST_F(BackupRemindersTest, ADateThatIsNoStorableNumberIsIgnored) {
+  // Kept as seconds in a file anyone can edit: 1e300 would end the program
+  // the first time the date is written as milliseconds.
+  for (const double seconds : {1e300, -1e300, 5e15}) {
+    preferences.setJson(preference_key::kLastExportAt, seconds);
+    EXPECT_EQ(BackupReminders(preferences).lastProjectDataExportAt(), std::nullopt) << seconds;
+  }
+  preferences.setJson(preference_key::kLastExportAt, 1'760'000'000.5);
+  EXPECT_EQ(BackupReminders(preferences).lastProjectDataExportAt(),
+            dateFromSeconds(1'760'000'000.5));
+}
+
 // Each frequency's minimums, each at its edge: one change or one day short
 // shows nothing.
 TEST_F(BackupRemindersTest, EveryFrequencyHasItsOwnMinimumsMetExactlyAtTheirEdge) {
