@@ -103,10 +103,13 @@ PageSize pageSize(PdfFormat format, DocumentOrientation orientation) {
 struct PdfCanvas::Impl {
   std::vector<std::uint8_t> bytes;  // without a sink of the caller's
   PdfSink sink;
-  Surface surface;
-  Context cairo;
+  // Destroyed in reverse order: the surface (which, unfinished, finishes
+  // as it goes, writing its fonts) before the font map its fonts come from,
+  // also when a rendering is abandoned half-way.
   GObject<PangoFontMap> fontMap;
   GObject<PangoContext> pango;
+  Surface surface;
+  Context cairo;
 
   // A layout of one paragraph in `style`, `width` wide (unbounded when 0).
   GObject<PangoLayout> layout(std::string_view text, const TextStyle& style, double width) const {

@@ -80,6 +80,11 @@ TEST(ArtworkRowChangesTest, AppliedInOrderTheStepsTurnTheOldListIntoTheNew) {
 
 class StoreAsWindowTest : public AppStoreTest {
  protected:
+  // The store goes first: its observers point into this fixture.
+  ~StoreAsWindowTest() override {
+    if (store) store->quit();
+    store.reset();
+  }
   std::vector<std::string> tenImages() {
     std::vector<std::string> paths;
     for (int i = 0; i < 10; ++i) paths.push_back(writeImage(std::to_string(i) + ".jpg", 64, 48));
