@@ -13,48 +13,13 @@
 #include <optional>
 #include <string>
 
+#include "model/backup_reminder_state.h"
 #include "model/date.h"
-#include "model/raw_value.h"
 #include "platform/clock.h"
 #include "platform/logger.h"
 #include "platform/preferences.h"
 
 namespace quorvane {
-
-enum class BackupReminderLevel { soft, strong, largeEdit };
-enum class BackupReminderFrequency { minimal, balanced, frequent };
-
-template <>
-struct RawValueTable<BackupReminderLevel> {
-  static constexpr std::array<RawCase<BackupReminderLevel>, 3> cases{{
-      {BackupReminderLevel::soft, "soft"},
-      {BackupReminderLevel::strong, "strong"},
-      {BackupReminderLevel::largeEdit, "largeEdit"},
-  }};
-};
-
-template <>
-struct RawValueTable<BackupReminderFrequency> {
-  static constexpr std::array<RawCase<BackupReminderFrequency>, 3> cases{{
-      {BackupReminderFrequency::minimal, "minimal"},
-      {BackupReminderFrequency::balanced, "balanced"},
-      {BackupReminderFrequency::frequent, "frequent"},
-  }};
-};
-
-struct BackupReminderState {
-  std::optional<Date> lastExportAt;
-  std::int64_t changesSinceLastExport = 0;
-  std::optional<Date> lastReminderAt;
-  std::optional<Date> dismissedUntil;
-  bool strongReminderShown = false;
-  bool remindersEnabled = true;
-  BackupReminderFrequency frequency = BackupReminderFrequency::balanced;
-  bool remindBeforeLargeEdits = false;
-  std::int64_t sessionSignificantChanges = 0;
-
-  bool operator==(const BackupReminderState&) const = default;
-};
 
 // The state as kept in the preferences: its field names as keys, dates as
 // whole milliseconds since 1970. Decoding anything else gives nothing.
