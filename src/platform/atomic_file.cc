@@ -1,5 +1,7 @@
 #include "platform/atomic_file.h"
 
+#include <algorithm>
+
 #include <dirent.h>
 #include <fcntl.h>
 #include <signal.h>
@@ -203,11 +205,45 @@ void AtomicFile::commit(Replace replace) {
   syncDirectory(directory_);
 }
 
+std::string temporaryPathBeside(const std::string& target) { return temporaryNameFor(target); }
+
+void publishTemporaryFile(const std::string& temporary, const std::string& target,
+                          AtomicFile::Replace replace) {
+  const int fd = ::open(temporary.c_str(), O_RDONLY | O_CLOEXEC);
+  if (fd < 0 || ::fsync(fd) != 0 || ::fchmod(fd, modeFor(target)) != 0) {
+    const int error = errno;
+    if (fd >= 0) ::close(fd);
+    ::unlink(temporary.c_str());
+    throwErrno(error, "write " + target);
+  }
+  ::close(fd);
+  const int renamed =
+      replace == AtomicFile::Replace::existing
+          ? ::rename(temporary.c_str(), target.c_str())
+          : ::renameat2(AT_FDCWD, temporary.c_str(), AT_FDCWD, target.c_str(), RENAME_NOREPLACE);
+  if (renamed != 0) {
+    const int error = errno;
+    ::unlink(temporary.c_str());
+    throwErrno(error, "rename to " + target);
+  }
+  syncDirectory(directoryOf(target));
+}
+
 std::optional<long> temporaryFileOwner(const std::string& name) {
   if (name.size() < 2 || name[0] != '.') return std::nullopt;
   const auto marker = name.rfind(kMarker);
   if (marker == std::string::npos || marker == 0) return std::nullopt;
-  const std::string tail = name.substr(marker + kMarker.size());
+  std::string tail = name.substr(marker + kMarker.size());
+  // A library writing under our name may add its own ".XXXXXX" while it
+  // writes (libzip does): still ours.
+  if (const auto dot = tail.find('.'); dot != std::string::npos) {
+    const std::string extra = tail.substr(dot + 1);
+    if (extra.size() != 6 || !std::all_of(extra.begin(), extra.end(),
+                                          [](unsigned char c) { return std::isalnum(c) != 0; })) {
+      return std::nullopt;
+    }
+    tail.resize(dot);
+  }
   const auto isSuffix = [](std::string_view text) {
     if (text.size() != kSuffixLength) return false;
     for (const char c : text) {

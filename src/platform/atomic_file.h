@@ -52,6 +52,16 @@ class AtomicFile {
   bool unnamed_ = false;
 };
 
+// For files another library writes whole (an archive): a fresh name beside
+// `target` under which to write it, of the same form as ours (so that a
+// kill leaves nothing the next write does not remove), and the step that
+// puts it at `target` as `AtomicFile::commit` does (flushed, the replaced
+// file's permissions kept, EEXIST with Replace::nothing). On a failure the
+// temporary file is removed and std::system_error thrown.
+std::string temporaryPathBeside(const std::string& target);
+void publishTemporaryFile(const std::string& temporary, const std::string& target,
+                          AtomicFile::Replace replace = AtomicFile::Replace::existing);
+
 // The pid in the name of one of our temporary files; nothing for any other
 // name. Names without a pid (made by older versions) give 0.
 std::optional<long> temporaryFileOwner(const std::string& name);
