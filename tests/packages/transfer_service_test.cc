@@ -1,0 +1,165 @@
+#include "packages/transfer_service.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+
+#include "packages/transfer_error.h"
+#include "support/fakes.h"
+#include "support/temp_dir.h"
+
+namespace quorvane {
+namespace {
+
+namespace fs = std::filesystem;
+
+std::string contentOf(const std::string& path) {
+  std::ifstream in(path, std::ios::binary);
+  return std::string(std::istreambuf_iterator<char>(in), {});
+}
+
+class TransferServiceTest : public ::testing::Test {
+ protected:
+  TransferServiceTest() {
+    fs::create_directories(dir.file("media"));
+    input.project.id = "P1";
+    input.project.projectName = "Tides";
+    input.project.projectTitle = "Tides and shores";
+    input.project.kind = ProjectKind::catalogue;
+    input.project.catalogueKind = CatalogueKind::price;
+    input.project.currency = "EUR";
+    input.project.createdAt = dateFromMilliseconds(1'700'000'000'000);
+    input.project.updatedAt = dateFromMilliseconds(1'700'000'500'000);
+    input.snapshot.biography = "Née à Lyon.";
+    input.snapshot.biographyCreatedAt = dateFromMilliseconds(1'700'000'100'000);
+    input.snapshot.cv.education = {{{"majorDegree", "MFA"}}};
+    for (const char* id : {"A1", "A2", "A3"}) {
+      Artwork artwork;
+      artwork.id = id;
+      artwork.title = std::string("Work ") + id;
+      artwork.sortIndex = 10;  // what the library has; the package numbers them
+      input.snapshot.artworks.images.push_back(artwork);
+    }
+    std::ofstream(dir.file("media/A1_orig.jpg"), std::ios::binary) << std::string(3000, 'J');
+    std::ofstream(dir.file("media/A3_orig.png"), std::ios::binary) << std::string(2000, 'P');
+    input.labelOverrides = {{"portfolio", "fr", "pdf.toc.artworks", "Œuvres"}};
+    input.backupReminder = BackupReminderState{};
+    input.originalFile = [this](const std::string& id) -> std::optional<std::string> {
+      for (const auto& entry : fs::directory_iterator(dir.file("media"))) {
+        if (entry.path().filename().string().starts_with(id + "_orig.")) return entry.path();
+      }
+      return std::nullopt;
+    };
+  }
+
+  testing::TempDir dir;
+  testing::RecordingLogger logger;
+  QuorvaneTransferService service{{}, logger};
+  PackageExport input;
+  const Date now = dateFromSeconds(1'740'821'400);  // 2025-03-01T09:30:00Z
+};
+
+TEST_F(TransferServiceTest, APackageReadsBackAsTheProjectItWasMadeFrom) {
+  const std::string path = dir.file("Tides.quorvane");
+  const std::uint64_t bytes = service.exportPackage(input, path, now, false);
+  EXPECT_EQ(bytes, fs::file_size(path));
+  EXPECT_EQ(logger.lines.front(), "export begin format=quorvane version=4 projectId=P1 artworks=3");
+  EXPECT_EQ(logger.lines[1],
+            "export media artworkId=A1 packagePath=media/original/A1.jpg bytes=3000");
+  EXPECT_EQ(logger.lines.back(),
+            "export done packageBytes=" + std::to_string(bytes) + " mediaCount=2");
+
+  const OpenedPackage opened = service.openPackage(path);
+  const ImportedProjectPackage& content = opened.content;
+  EXPECT_EQ(content.manifest.exportedAt, "2025-03-01T09:30:00Z");
+  EXPECT_EQ(content.manifest.app.platform, "linux");
+  EXPECT_EQ(content.project.projectTitle, "Tides and shores");
+  EXPECT_EQ(content.project.catalogueKind, CatalogueKind::price);
+  EXPECT_EQ(content.project.createdAt, input.project.createdAt);
+  EXPECT_EQ(content.snapshot.biography, "Née à Lyon.");
+  EXPECT_EQ(content.snapshot.biographyCreatedAt, input.snapshot.biographyCreatedAt);
+  EXPECT_EQ(content.snapshot.cv, input.snapshot.cv);
+  ASSERT_EQ(content.snapshot.artworks.images.size(), 3u);
+  EXPECT_EQ(content.snapshot.artworks.images[2].title, "Work A3");
+  EXPECT_EQ(content.snapshot.artworks.images[2].sortIndex, 2);
+  EXPECT_EQ(content.labelOverrides, input.labelOverrides);
+  EXPECT_EQ(content.mediaPathByArtworkId.size(), 2u) << "A2 has no original";
+  std::string original;
+  streamOriginal(*opened.archive, content, "A3", [&](std::span<const std::uint8_t> piece) {
+    original.append(piece.begin(), piece.end());
+  });
+  EXPECT_EQ(original, std::string(2000, 'P')) << "the bytes, whatever the name says";
+}
+
+TEST_F(TransferServiceTest, ExportingWhatWasReadWritesTheSameDataFiles) {
+  const std::string first = dir.file("first.quorvane");
+  service.exportPackage(input, first, now, false);
+  const OpenedPackage opened = service.openPackage(first);
+  PackageExport again = input;
+  again.project = opened.content.project;
+  again.snapshot = opened.content.snapshot;
+  again.labelOverrides = opened.content.labelOverrides;
+  again.backupReminder = opened.content.backupReminder;
+  const std::string second = dir.file("second.quorvane");
+  service.exportPackage(again, second, now, false);
+
+  ASSERT_EQ(std::system(("cd " + dir.path().string() +
+                         " && mkdir a b && cd a && unzip -q ../first.quorvane && cd ../b && unzip "
+                         "-q ../second.quorvane")
+                            .c_str()),
+            0);
+  for (const char* file :
+       {"manifest.json", "data/project.json", "data/artworks.json", "data/project_artworks.json",
+        "data/label_overrides.json", "media/original/A1.jpg", "media/original/A3.jpg"}) {
+    EXPECT_EQ(contentOf(dir.file(std::string("a/") + file)),
+              contentOf(dir.file(std::string("b/") + file)))
+        << file;
+  }
+}
+
+TEST_F(TransferServiceTest, APackageRezippedByHandStillOpens) {
+  const std::string path = dir.file("Tides.quorvane");
+  service.exportPackage(input, path, now, false);
+  const std::string folder = dir.path().string();
+  ASSERT_EQ(std::system(("cd " + folder +
+                         " && mkdir x && cd x && unzip -q ../Tides.quorvane && zip -q -r "
+                         "../byhand.quorvane manifest.json data media")
+                            .c_str()),
+            0);
+  EXPECT_EQ(
+      service.openPackage(dir.file("byhand.quorvane")).content.snapshot.artworks.images.size(), 3u);
+  // zip -D leaves the folders without entries of their own.
+  ASSERT_EQ(std::system(
+                ("cd " + folder + "/x && zip -q -r -D ../nodirs.quorvane manifest.json data media")
+                    .c_str()),
+            0);
+  EXPECT_EQ(service.openPackage(dir.file("nodirs.quorvane")).content.mediaPathByArtworkId.size(),
+            2u);
+}
+
+TEST_F(TransferServiceTest, AnOriginalThatCannotBeReadLeavesItsArtworkWithoutAnImage) {
+  input.originalFile = [this](const std::string& id) -> std::optional<std::string> {
+    return id == "A1" ? std::optional<std::string>(dir.file("media/A1_orig.jpg"))
+                      : std::optional<std::string>(dir.file("media/nothing"));
+  };
+  const std::string path = dir.file("Tides.quorvane");
+  service.exportPackage(input, path, now, false);
+  EXPECT_EQ(service.openPackage(path).content.mediaPathByArtworkId.size(), 1u);
+}
+
+TEST_F(TransferServiceTest, AFileTooLargeIsRefusedBeforeItIsOpened) {
+  const std::string path = dir.file("huge.quorvane");
+  std::ofstream(path).put('x');
+  fs::resize_file(path, 536870913);  // sparse: never read
+  try {
+    service.openPackage(path);
+    FAIL();
+  } catch (const QuorvaneTransferError& error) {
+    EXPECT_EQ(error.errorCase(), QuorvaneTransferCase::packageTooLarge);
+  }
+}
+
+}  // namespace
+}  // namespace quorvane
