@@ -1,0 +1,119 @@
+#include "app/package_import.h"
+
+#include <map>
+
+namespace quorvane {
+namespace {
+
+// Every id of the package replaced by a fresh one, references with them.
+void giveNewIds(Project& project, StudioSnapshot& snapshot,
+                std::map<std::string, std::string>& artworkIds,
+                const std::function<std::string()>& makeUuid) {
+  project.id = makeUuid();
+  for (Artwork& artwork : snapshot.artworks.images) {
+    const std::string fresh = makeUuid();
+    artworkIds.emplace(artwork.id, fresh);
+    artwork.id = fresh;
+    artwork.imagePath.reset();
+  }
+  std::map<std::string, std::string> documentIds;
+  for (Document& document : snapshot.documents) {
+    const std::string fresh = makeUuid();
+    documentIds.emplace(document.id, fresh);
+    document.id = fresh;
+    document.projectId = project.id;
+  }
+  for (DocumentArtworkLink& link : snapshot.documentArtworkLinks) {
+    link.id = makeUuid();
+    link.documentId = documentIds.at(link.documentId);
+    link.artworkId = artworkIds.at(link.artworkId);
+  }
+}
+
+}  // namespace
+
+std::string normalizedImportedName(std::string_view name, const std::string& whenEmpty) {
+  std::string single;
+  bool space = false;
+  for (const char c : name) {
+    const bool white = c == ' ' || c == '\n' || c == '\t' || c == '\r';
+    if (white) {
+      space = !single.empty();
+      continue;
+    }
+    if (space) single += ' ';
+    space = false;
+    single += c;
+  }
+  // At most 80 characters, cut between characters, not inside one.
+  std::size_t characters = 0;
+  for (std::size_t i = 0; i < single.size(); ++i) {
+    if ((static_cast<unsigned char>(single[i]) & 0xC0) == 0x80) continue;
+    if (++characters > 80) {
+      single.resize(i);
+      while (!single.empty() && single.back() == ' ') single.pop_back();
+      break;
+    }
+  }
+  return single.empty() ? whenEmpty : single;
+}
+
+std::vector<LabelOverrideEntry> mergedLabelOverrides(
+    const std::vector<LabelOverrideEntry>& current,
+    const std::vector<LabelOverrideEntry>& package) {
+  std::vector<LabelOverrideEntry> merged = current;
+  for (const LabelOverrideEntry& incoming : package) {
+    const auto same = std::find_if(merged.begin(), merged.end(), [&](const LabelOverrideEntry& e) {
+      return e.scope == incoming.scope && e.locale == incoming.locale && e.key == incoming.key;
+    });
+    if (same == merged.end()) {
+      merged.push_back(incoming);
+    } else if (same->value.empty()) {
+      same->value = incoming.value;  // an override cleared is no choice to keep
+    }
+  }
+  return merged;
+}
+
+MergedPackage mergeIntoLibrary(OpenedPackage& opened, const PackageMergeServices& services,
+                               const TransferLimits& limits, const std::string& emptyName) {
+  const ImportedProjectPackage& content = opened.content;
+  MergedPackage merged{content.project, content.snapshot, {}};
+  merged.project.projectName = normalizedImportedName(merged.project.projectName, emptyName);
+  std::map<std::string, std::string> artworkIds;  // package's → new
+  giveNewIds(merged.project, merged.snapshot, artworkIds, services.makeUuid);
+
+  OriginalMediaImportTransaction transaction = OriginalMediaImportTransaction::open(services.media);
+  try {
+    // One original at a time in memory: read from the package, staged.
+    for (const auto& [packageId, path] : content.mediaPathByArtworkId) {
+      Bytes original;
+      streamOriginal(
+          *opened.archive, content, packageId,
+          [&](std::span<const std::uint8_t> piece) {
+            original.insert(original.end(), piece.begin(), piece.end());
+          },
+          limits);
+      const std::string extension =
+          ImageOptimizer::fileExtension(services.images.sniffMimeType(original));
+      const std::string& id = artworkIds.at(packageId);
+      transaction.stage({id, std::move(original), extension, std::nullopt});
+      merged.pendingArtworkIds.push_back(id);
+    }
+    const std::vector<LabelOverrideEntry> labels =
+        mergedLabelOverrides(services.labels.allLabelOverrides(), content.labelOverrides);
+    // The files first, then the rows: the media store takes the files back
+    // should the rows fail.
+    transaction.commit();
+    const SavedProject saved =
+        services.imports.saveImportedProject(merged.project, merged.snapshot, labels);
+    merged.project = saved.project;
+    transaction.discard();
+  } catch (...) {
+    transaction.rollback();
+    throw;
+  }
+  return merged;
+}
+
+}  // namespace quorvane

@@ -1,0 +1,55 @@
+// A package read into the library as a new project beside the others,
+// never over one: fresh ids for the project and everything in it (all
+// references rewritten), its name made one line of at most 80 characters,
+// its originals put in the media folder and its project written in one
+// transaction — so that a failure anywhere leaves the library and the media
+// folder exactly as they were.
+//
+// Label overrides: the package's are added to the library's, except where
+// the library already has a non-empty text of its own for the same scope,
+// language and key: the user's current choice never vanishes silently.
+//
+// The images' web derivatives are not made here (they take a while): the
+// new artworks are handed back as pending, for the background to finish.
+#pragma once
+
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "images/image_optimizer.h"
+#include "packages/transfer_service.h"
+#include "storage/files_media_store.h"
+#include "storage/snapshot_repository.h"
+
+namespace quorvane {
+
+struct PackageMergeServices {
+  AtomicProjectImportRepository& imports;
+  LabelOverrideRepository& labels;
+  FilesMediaStore& media;
+  const ImageOptimizer& images;
+  Logger& logger;
+  std::function<std::string()> makeUuid;
+};
+
+struct MergedPackage {
+  Project project;
+  StudioSnapshot snapshot;
+  std::vector<std::string> pendingArtworkIds;  // originals without derivatives yet
+};
+
+// One line, single spaces, trimmed, at most 80 characters; `whenEmpty`
+// when nothing is left.
+std::string normalizedImportedName(std::string_view name, const std::string& whenEmpty);
+
+// The package's label overrides merged into `current` as said above.
+std::vector<LabelOverrideEntry> mergedLabelOverrides(
+    const std::vector<LabelOverrideEntry>& current, const std::vector<LabelOverrideEntry>& package);
+
+// Throws what failed (QuorvaneTransferError for an original that is not
+// what the package says, a storage error); nothing is changed then.
+MergedPackage mergeIntoLibrary(OpenedPackage& opened, const PackageMergeServices& services,
+                               const TransferLimits& limits, const std::string& emptyName);
+
+}  // namespace quorvane
