@@ -51,6 +51,7 @@
 #include "images/image_optimizer.h"
 #include "model/control_characters.h"
 #include "model/records.h"
+#include "packages/transfer_service.h"
 #include "platform/clock.h"
 #include "platform/executor.h"
 #include "platform/logger.h"
@@ -121,6 +122,7 @@ struct AppState {
   std::vector<OversizedImageNotice> oversizedImageNotices;
   bool showOversizedImagesHelper = false;
   std::optional<ImportFinalizationStatus> importFinalizationStatus;
+  bool isImportingProjectPackage = false;
   std::int64_t completePortfolioExportCount = 0;
   std::optional<Date> lastProjectDataExportAt;
   std::optional<Date> lastProjectDataImportAt;
@@ -158,6 +160,10 @@ struct AppStoreServices {
   // ("app.quorvane.pdf-render"). Without them nothing can be rendered.
   PdfRenderService* renderer = nullptr;
   Executor* pdfRenderQueue = nullptr;
+  // Project packages: the service, and the import save of the library.
+  // Without them no package can be written or read.
+  const QuorvaneTransferService* transfer = nullptr;
+  AtomicProjectImportRepository* imports = nullptr;
   // Where images are read and derived for `addImagesInBackground`
   // ("app.quorvane.image-intake"); without it they are added at once.
   Executor* imageQueue = nullptr;
@@ -373,6 +379,35 @@ class AppStore {
   // request wins.
   void requestPreview(const RenderRequest& request);
 
+  // Project packages (backups). `exportProjectPackage` writes the open
+  // project (its pending edits first) at `path`, whole or not at all (an
+  // older file replaced only with `replaceExisting`); its size, or nothing
+  // with an error toast. The export is recorded: the backup reminders
+  // start afresh.
+  std::optional<std::uint64_t> exportProjectPackage(const std::string& path,
+                                                    bool replaceExisting = false);
+  // The file name a package of the open project is given.
+  std::string projectPackageFileName() const;
+  // Reads the package at `path` into the library as a new project (see
+  // app/package_import.h); its id, or nothing with an error toast ("This
+  // file could not be imported…", the reason in `lastImportFailure`).
+  // `step` is told each step's words. One import at a time. With `open`,
+  // the new project is opened.
+  std::optional<std::string> importProjectPackage(
+      const std::string& path, bool open,
+      const std::function<void(const std::string& step)>& step = {});
+  // Exports the open project into a package in `folder` and reads it back
+  // (nothing recorded, nothing imported): "Round-trip OK. Artworks: 3 -> 3.
+  // Images restored: 2/2." or why not.
+  struct RoundTripReport {
+    bool ok = false;
+    std::string message;
+  };
+  RoundTripReport roundTripProjectPackage(const std::string& folder);
+  // Why the last import failed: the package's fault (its case name) or the
+  // disk's, in words.
+  const std::optional<std::string>& lastImportFailure() const { return lastImportFailure_; }
+
   // Empties the library and the media folder, then starts a new project.
   bool deleteAllUserData();
 
@@ -470,6 +505,9 @@ class AppStore {
   std::map<std::string, std::size_t> silentWrites_;  // project id → writes not counted
   std::map<SaveSection, std::uint64_t> stampedContent_;  // content at its last stamp
   std::uint64_t latestPreviewRequestID_ = 0;
+  std::optional<std::string> lastImportFailure_;
+  // The package of the open project at `path`, unrecorded; throws.
+  std::uint64_t writeProjectPackage(const std::string& path, bool replaceExisting);
   std::shared_ptr<AppStore*> self_;  // render results reach the store through it while it lives
 };
 

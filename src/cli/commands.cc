@@ -20,10 +20,11 @@ void installLabelsCommand(CLI::App& command, CliContext& context);
 void installSettingsCommand(CLI::App& command, CliContext& context);
 void installResetCommand(CLI::App& command, CliContext& context);
 void installExportCommand(CLI::App& command, CliContext& context);
+void installPackageCommand(CLI::App& command, CliContext& context);
 
 namespace {
 
-constexpr std::array<CommandEntry, 16> kCommands{{
+constexpr std::array<CommandEntry, 17> kCommands{{
     {"projects", "List the projects; the open one is marked", &installProjectsCommand},
     {"project", "Create, open, show, change, duplicate or delete a project",
      &installProjectCommand},
@@ -39,6 +40,8 @@ constexpr std::array<CommandEntry, 16> kCommands{{
     {"cv", "Add, remove or show the entries of the CV", &installCVCommand},
     {"export", "Export the portfolio (or catalogue), the CV, the biography or a statement as PDF",
      &installExportCommand},
+    {"package", "Back up a project as a .quorvane file, check one, or import one as a new project",
+     &installPackageCommand},
     {"labels", "Replace the labels printed in the PDF documents", &installLabelsCommand},
     {"settings", "Show or change the settings: language, export defaults, backup reminders",
      &installSettingsCommand},

@@ -197,6 +197,8 @@ StoreSession::StoreSession(CliContext& context)
       .drainSaveQueue = [this] { saveQueue_.drain(); },
       .renderer = renderer_.get(),
       .pdfRenderQueue = &pdfQueue_,
+      .transfer = &transfer_,
+      .imports = storage_.repository.get(),
       .languageOverride = language,
       .libraryDirectory = dataDirectory(),
   });

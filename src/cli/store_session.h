@@ -81,6 +81,7 @@ class StoreSession {
   SerialQueue saveQueue_{"app.quorvane.snapshot-save"};
   ImageOptimizer optimizer_;
   std::unique_ptr<PdfRenderService> renderer_;
+  QuorvaneTransferService transfer_{TransferLimits{}, logger_};
   // After the renderer: destroyed (and drained) before it.
   SerialQueue pdfQueue_{"app.quorvane.pdf-render"};
   std::unique_ptr<AppStore> store_;

@@ -1,0 +1,170 @@
+// The store's routes to project packages: the open project written as a
+// package, and a package read in as a new project.
+#include <filesystem>
+
+#include "app/app_store.h"
+#include "app/failure_text.h"
+#include "app/package_import.h"
+#include "model/export_file_names.h"
+#include "packages/transfer_error.h"
+#include "pdf/localization.h"
+#include "platform/atomic_file.h"
+#include "platform/paths.h"
+
+namespace quorvane {
+
+std::string AppStore::projectPackageFileName() const {
+  const bool catalogue = state_.project.kind == ProjectKind::catalogue;
+  std::string name =
+      exportFileName(catalogue ? ExportDocumentKind::catalogue : ExportDocumentKind::portfolio,
+                     state_.snapshot.details, exportLanguage(), services_.clock.now(),
+                     state_.project.projectTitle);
+  const std::string pdf = ".pdf";
+  if (name.ends_with(pdf)) name.resize(name.size() - pdf.size());
+  return name + ".quorvane";
+}
+
+std::optional<std::uint64_t> AppStore::exportProjectPackage(const std::string& path,
+                                                            bool replaceExisting) {
+  if (services_.transfer == nullptr) {
+    fail(text("app.error.export_failed", {path, "no package service"}));
+    return std::nullopt;
+  }
+  if (services_.libraryDirectory && isInsideDirectory(path, *services_.libraryDirectory)) {
+    fail(text("app.error.export_into_library", {path, *services_.libraryDirectory}));
+    return std::nullopt;
+  }
+  try {
+    const std::uint64_t bytes = writeProjectPackage(path, replaceExisting);
+    markProjectDataExported(services_.clock.now());
+    return bytes;
+  } catch (const std::exception& error) {
+    exportFailed(error, path);
+    return std::nullopt;
+  }
+}
+
+std::uint64_t AppStore::writeProjectPackage(const std::string& path, bool replaceExisting) {
+  settleSaves();
+  ensurePersisted();
+  settleSaves();
+  PackageExport input;
+  input.project = state_.project;
+  input.snapshot = state_.snapshot;
+  input.labelOverrides = services_.labels.allLabelOverrides();
+  input.backupReminder = reminders_.state();
+  input.lastProjectDataExportAt = reminders_.lastProjectDataExportAt();
+  input.lastProjectDataImportAt = reminders_.lastProjectDataImportAt();
+  FilesMediaStore& media = services_.media;
+  input.originalFile = [&media](const std::string& id) -> std::optional<std::string> {
+    const std::vector<std::string> originals = media.originalFiles(id);
+    if (originals.empty()) return std::nullopt;
+    return originals.front();
+  };
+  const std::filesystem::path target(path);
+  removeStaleTemporaryFiles(
+      target.has_parent_path() ? target.parent_path().string() : std::string("."),
+      target.filename().string());
+  return services_.transfer->exportPackage(input, path, services_.clock.now(), replaceExisting);
+}
+
+AppStore::RoundTripReport AppStore::roundTripProjectPackage(const std::string& folder) {
+  if (services_.transfer == nullptr) return {false, text("error.roundtrip_export_failed")};
+  const std::string path = folder + "/roundtrip.quorvane";
+  std::size_t expected = 0;
+  for (const Artwork& artwork : state_.snapshot.artworks.images) {
+    if (!services_.media.originalFiles(artwork.id).empty()) ++expected;
+  }
+  try {
+    writeProjectPackage(path, true);
+  } catch (const std::exception& error) {
+    services_.logger.log(failureDiagnostic(error));
+    return {false, text("error.roundtrip_export_failed")};
+  }
+  try {
+    OpenedPackage opened = services_.transfer->openPackage(path);
+    checkOriginals(*opened.archive, opened.content, services_.transfer->limits());
+    std::filesystem::remove(path);
+    return {true,
+            text("roundtrip.ok", {std::to_string(state_.snapshot.artworks.images.size()),
+                                  std::to_string(opened.content.snapshot.artworks.images.size()),
+                                  std::to_string(opened.content.mediaPathByArtworkId.size()),
+                                  std::to_string(expected)})};
+  } catch (const std::exception& error) {
+    std::error_code ignored;
+    std::filesystem::remove(path, ignored);
+    return {false, text("error.roundtrip_failed", {error.what()})};
+  }
+}
+
+std::optional<std::string> AppStore::importProjectPackage(
+    const std::string& path, bool open, const std::function<void(const std::string&)>& step) {
+  lastImportFailure_.reset();
+  if (services_.transfer == nullptr || services_.imports == nullptr) {
+    lastImportFailure_ = "no package service";
+    failWithKey("error.import_invalid_project");
+    return std::nullopt;
+  }
+  if (state_.isImportingProjectPackage) {
+    failWithKey("cv.import.error.busy");
+    return std::nullopt;
+  }
+  state_.isImportingProjectPackage = true;
+  publish();
+  const auto tell = [&](std::string_view key) {
+    if (step) step(text(key));
+  };
+  Logger& log = services_.logger;
+  std::optional<std::string> importedId;
+  try {
+    std::error_code sizeError;
+    const auto bytes = std::filesystem::file_size(path, sizeError);
+    log.log("app importProjectPackage(async) start bytes=" +
+            (sizeError ? std::string("?") : std::to_string(bytes)));
+    tell("import.toast.step.parsing");
+    OpenedPackage opened = services_.transfer->openPackage(path);
+    tell("import.toast.step.hydrating");
+    settleSaves();
+    const MergedPackage merged =
+        mergeIntoLibrary(opened,
+                         PackageMergeServices{*services_.imports, services_.labels, services_.media,
+                                              services_.images, log, services_.makeUuid},
+                         services_.transfer->limits(), text("app.project.imported_name"));
+    log.log("app importProjectPackage(async) parsed projectId=" + merged.project.id);
+    tell("import.toast.step.applying");
+    // The images whose derivatives are still to be made, for the
+    // background to finish (and to find again after a restart).
+    std::vector<std::string> pending =
+        services_.preferences.strings(preference_key::kPendingFinalizationArtworkIds)
+            .value_or(std::vector<std::string>{});
+    pending.insert(pending.end(), merged.pendingArtworkIds.begin(), merged.pendingArtworkIds.end());
+    services_.preferences.setStrings(preference_key::kPendingFinalizationArtworkIds, pending);
+    countChanges(1);
+    markProjectDataImported(services_.clock.now());
+    reloadSummaries();
+    if (open) openLoaded(merged.project.id, true);
+    log.log("app importProjectPackage(async) done pendingFinalization=" +
+            std::to_string(merged.pendingArtworkIds.size()));
+    tell("import.toast.step.done");
+    importedId = merged.project.id;
+  } catch (const QuorvaneTransferError& error) {
+    log.log(std::string("app importProjectPackage(async) failed error=") + error.what());
+    lastImportFailure_ = std::string(rawValue(error.errorCase()));
+  } catch (const PackageDecodingError& error) {
+    log.log(std::string("app importProjectPackage(async) failed error=") + error.what());
+    lastImportFailure_ = error.what();
+  } catch (const std::exception& error) {
+    log.log(std::string("app importProjectPackage(async) failed error=") + error.what());
+    log.log(failureDiagnostic(error));
+    lastImportFailure_ = failureText(error, language());
+  }
+  state_.isImportingProjectPackage = false;
+  if (!importedId) {
+    failWithKey("error.import_invalid_project");
+    return std::nullopt;
+  }
+  showToast(ToastStyle::success, text("success.project_imported"));
+  return importedId;
+}
+
+}  // namespace quorvane

@@ -1,0 +1,182 @@
+// quorvane package — the project as a .quorvane backup file: export, check,
+// import, and the round trip that proves a package reads back.
+#include <unistd.h>
+
+#include <filesystem>
+#include <nlohmann/json.hpp>
+
+#include "app/app_store.h"
+#include "cli/command.h"
+#include "cli/command_support.h"
+#include "cli/text_width.h"
+#include "packages/transfer_error.h"
+#include "packages/transfer_service.h"
+
+namespace quorvane {
+namespace {
+
+namespace fs = std::filesystem;
+
+struct PackageOptions {
+  std::optional<std::string> output;
+  std::string file;
+  bool force = false;
+  bool open = false;
+};
+
+std::string packagePath(const std::optional<std::string>& output, const std::string& fileName) {
+  std::error_code error;
+  if (!output) return (fs::current_path(error) / fileName).string();
+  if (fs::is_directory(*output, error)) return (fs::path(*output) / fileName).string();
+  return *output;
+}
+
+std::string megabytesText(std::uint64_t bytes) {
+  char text[32];
+  std::snprintf(text, sizeof text, "%.1f MB", static_cast<double>(bytes) / 1048576.0);
+  return text;
+}
+
+void exportPackage(CliContext& context, const PackageOptions& options) {
+  AppStore& store = context.store();
+  const std::string path = packagePath(options.output, store.projectPackageFileName());
+  std::error_code error;
+  if (fs::exists(path, error) && !options.force) {
+    throw CliError(context.format("cli.export.exists", {path}));
+  }
+  const std::optional<std::uint64_t> bytes = store.exportProjectPackage(path, options.force);
+  context.check(bytes.has_value());
+  context.writeNow();
+  const AppState& state = store.state();
+  if (context.json) {
+    context.out << jsonText({{"path", path},
+                             {"bytes", *bytes},
+                             {"project", state.project.id},
+                             {"artworks", state.snapshot.artworks.images.size()}})
+                << '\n';
+    return;
+  }
+  context.err << context.format(
+                     "cli.package.exported",
+                     {context.count("count.artworks", static_cast<std::int64_t>(
+                                                          state.snapshot.artworks.images.size())),
+                      megabytesText(*bytes)})
+              << '\n';
+  context.out << path << '\n';
+}
+
+// The failure of a package in words, its case on a line of its own.
+[[noreturn]] void packageRefused(CliContext& context, const std::string& reason) {
+  throw CliError(context.text("error.import_invalid_project") + "\n" + reason);
+}
+
+void checkPackage(CliContext& context, const PackageOptions& options) {
+  const QuorvaneTransferService service;
+  OpenedPackage opened;
+  try {
+    opened = service.openPackage(options.file);
+    checkOriginals(*opened.archive, opened.content, service.limits());
+  } catch (const QuorvaneTransferError& error) {
+    packageRefused(context, std::string(rawValue(error.errorCase())));
+  } catch (const PackageDecodingError& error) {
+    packageRefused(context, error.what());
+  } catch (const std::system_error& error) {
+    throw CliError(context.format("cli.error.cannot_read", {options.file}));
+  }
+  const ImportedProjectPackage& content = opened.content;
+  if (context.json) {
+    context.out << jsonText({{"project", content.project.projectName},
+                             {"projectId", content.project.id},
+                             {"artworks", content.snapshot.artworks.images.size()},
+                             {"images", content.mediaPathByArtworkId.size()},
+                             {"formatVersion", content.manifest.formatVersion},
+                             {"exportedAt", content.manifest.exportedAt},
+                             {"bytes", opened.bytes}})
+                << '\n';
+    return;
+  }
+  printLines(
+      {{context.text("cli.package.label.project"), content.project.projectName},
+       {context.text("cli.package.label.artworks"),
+        std::to_string(content.snapshot.artworks.images.size())},
+       {context.text("cli.package.label.images"),
+        std::to_string(content.mediaPathByArtworkId.size())},
+       {context.text("cli.package.label.format"), std::to_string(content.manifest.formatVersion)},
+       {context.text("cli.package.label.exported"), content.manifest.exportedAt},
+       {context.text("cli.package.label.size"), megabytesText(opened.bytes)}},
+      context.out);
+  context.err << context.text("cli.package.valid") << '\n';
+}
+
+void importPackage(CliContext& context, const PackageOptions& options) {
+  AppStore& store = context.store();
+  const std::optional<std::string> id =
+      store.importProjectPackage(options.file, options.open, [&](const std::string& step) {
+        if (!context.json) context.err << step << '\n';
+      });
+  if (!id) {
+    packageRefused(context, store.lastImportFailure().value_or(""));
+  }
+  context.writeNow();
+  if (context.json) {
+    context.out << jsonText({{"id", *id}}) << '\n';
+  } else {
+    context.out << *id << '\n';
+  }
+}
+
+void roundTrip(CliContext& context) {
+  const std::string folder =
+      (fs::temp_directory_path() / ("quorvane-roundtrip-" + std::to_string(::getpid()))).string();
+  fs::create_directories(folder);
+  struct Cleanup {
+    std::string folder;
+    ~Cleanup() {
+      std::error_code ignored;
+      fs::remove_all(folder, ignored);
+    }
+  } cleanup{folder};
+  const AppStore::RoundTripReport report = context.store().roundTripProjectPackage(folder);
+  if (!report.ok) throw CliError(report.message);
+  context.out << report.message << '\n';
+}
+
+}  // namespace
+
+void installPackageCommand(CLI::App& command, CliContext& context) {
+  command.require_subcommand(1);
+  command.footer(
+      "\nA package (.quorvane) is the backup of one project: its texts, CV, details, artworks\n"
+      "with their original images, and your label overrides, in one ZIP file that any unzip\n"
+      "tool opens. Importing adds it as a new project beside the others; nothing is replaced.\n\n"
+      "Examples:\n"
+      "  quorvane package export -o ~/Backups\n"
+      "  quorvane package check ~/Backups/zoe-muller-portfolio-2026-11-23.quorvane\n"
+      "  quorvane package import ~/Backups/zoe-muller-portfolio-2026-11-23.quorvane --open");
+  auto options = std::make_shared<PackageOptions>();
+
+  CLI::App* exportCommand =
+      command.add_subcommand("export", "Write the open project as a .quorvane package");
+  exportCommand->add_option("-o,--output", options->output,
+                            "File or folder to write to (default: the current folder)");
+  exportCommand->add_flag("--force", options->force, "Replace the file when it exists already");
+  exportCommand->callback([&context, options] { exportPackage(context, *options); });
+
+  CLI::App* check = command.add_subcommand(
+      "check", "Check a package without touching the library, and show what it holds");
+  check->add_option("file", options->file, "The .quorvane file")->required();
+  check->callback([&context, options] { checkPackage(context, *options); });
+
+  CLI::App* import =
+      command.add_subcommand("import", "Add a package to the library as a new project");
+  import->add_option("file", options->file, "The .quorvane file")->required();
+  import->add_flag("--open", options->open, "Open the new project");
+  import->callback([&context, options] { importPackage(context, *options);
+});
+
+CLI::App* roundtrip = command.add_subcommand(
+    "roundtrip", "Export the open project to a temporary package and read it back");
+roundtrip->callback([&context] { roundTrip(context); });
+}  // namespace quorvane
+
+}  // namespace quorvane

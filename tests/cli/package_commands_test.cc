@@ -1,0 +1,92 @@
+// quorvane package: a backup made, checked, brought back as a new project,
+// and a bad file refused with the library untouched.
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <fstream>
+#include <nlohmann/json.hpp>
+
+#include "cli/library_home.h"
+#include "images/test_images.h"
+#include "storage/sql_helpers.h"
+#include "storage/sqlite_database.h"
+
+namespace quorvane {
+namespace {
+
+namespace fs = std::filesystem;
+using testing::contains;
+using testing::runCommandLine;
+
+class PackageCommandsTest : public testing::LibraryHomeTest {
+ protected:
+  std::string image(const std::string& name) {
+    const auto bytes = testing::encodedImage(".jpg", 64, 48);
+    std::ofstream(dir.file(name), std::ios::binary)
+        .write(reinterpret_cast<const char*>(bytes->data()),
+               static_cast<std::streamsize>(bytes->size()));
+    return dir.file(name);
+  }
+  std::string dump() {
+    SQLiteDatabase db(libraryPath());
+    return testing::dumpDatabase(db);
+  }
+};
+
+TEST_F(PackageCommandsTest, ABackupIsMadeCheckedAndBroughtBackAsANewProject) {
+  ASSERT_EQ(runCommandLine({"artworks", "add", image("a.jpg"), image("b.jpg")}).code, 0);
+  ASSERT_EQ(runCommandLine({"text", "set", "bio", "-"}, "Born in Lyon.").code, 0);
+  fs::create_directories(dir.file("backups"));
+
+  const testing::CliRun exported = runCommandLine({"package", "export", "-o", dir.file("backups")});
+  ASSERT_EQ(exported.code, 0) << exported.err;
+  const std::string path = exported.out.substr(0, exported.out.find('\n'));
+  EXPECT_TRUE(path.ends_with(".quorvane")) << path;
+  EXPECT_TRUE(contains(exported.err, "Backed up the project: 2 artworks")) << exported.err;
+  EXPECT_FALSE(contains(exported.err, "Backup reminder")) << "the backup was just made";
+  EXPECT_NE(runCommandLine({"package", "export", "-o", path}).code, 0) << "no --force";
+
+  const testing::CliRun checked = runCommandLine({"--json", "package", "check", path});
+  ASSERT_EQ(checked.code, 0) << checked.err;
+  const nlohmann::json summary = nlohmann::json::parse(checked.out);
+  EXPECT_EQ(summary["artworks"], 2);
+  EXPECT_EQ(summary["images"], 2);
+  EXPECT_EQ(summary["formatVersion"], 4);
+
+  const testing::CliRun imported = runCommandLine({"package", "import", path, "--open"});
+  ASSERT_EQ(imported.code, 0) << imported.err;
+  EXPECT_TRUE(contains(imported.err, "Reading package...")) << imported.err;
+  EXPECT_TRUE(contains(imported.err, "Import complete.")) << imported.err;
+  const std::string id = imported.out.substr(0, imported.out.find('\n'));
+  const nlohmann::json shown =
+      nlohmann::json::parse(runCommandLine({"--json", "project", "show"}).out);
+  EXPECT_EQ(shown["project"]["id"], id);
+  EXPECT_EQ(shown["snapshot"]["biography"], "Born in Lyon.");
+  EXPECT_EQ(shown["snapshot"]["artworks"]["images"].size(), 2u);
+  EXPECT_EQ(nlohmann::json::parse(runCommandLine({"--json", "projects"}).out).size(), 2u);
+
+  const testing::CliRun roundtrip = runCommandLine({"package", "roundtrip"});
+  EXPECT_EQ(roundtrip.code, 0) << roundtrip.err;
+  EXPECT_TRUE(contains(roundtrip.out, "Round-trip OK. Artworks: 2 -> 2. Images restored: 2/2."))
+      << roundtrip.out;
+}
+
+TEST_F(PackageCommandsTest, AFileThatIsNoPackageIsRefusedWithItsReasonAndChangesNothing) {
+  std::ofstream(dir.file("holiday.quorvane")) << "not a package";
+  const std::string before = dump();
+  for (const char* command : {"check", "import"}) {
+    const testing::CliRun refused =
+        runCommandLine({"package", command, dir.file("holiday.quorvane")});
+    EXPECT_EQ(refused.code, 1) << command;
+    EXPECT_TRUE(contains(refused.err, "This file could not be imported.")) << refused.err;
+    EXPECT_TRUE(contains(refused.err, "\ninvalidPackage")) << refused.err;
+  }
+  EXPECT_EQ(dump(), before);
+
+  const testing::CliRun french =
+      runCommandLine({"--lang", "fr", "package", "import", dir.file("holiday.quorvane")});
+  EXPECT_TRUE(contains(french.err, "Ce fichier")) << french.err;
+}
+
+}  // namespace
+}  // namespace quorvane
