@@ -52,7 +52,7 @@ clean:
 # stored text, hostile input (JSON, prices, pasted text, file names), and the
 # library's header and journal.
 FUZZ_SECONDS ?= 60
-FUZZ_TARGETS = stored_text hostile_input library_files
+FUZZ_TARGETS = stored_text hostile_input library_files package_reader
 fuzz:
 	@scripts/install-deps fuzz
 	cmake --preset fuzz
@@ -60,5 +60,6 @@ fuzz:
 	for target in $(FUZZ_TARGETS); do \
 	  mkdir -p build/fuzz/corpus/$$target && \
 	  build/fuzz/fuzz/fuzz_$$target -max_total_time=$(FUZZ_SECONDS) build/fuzz/corpus/$$target \
+	    $$(test -d fuzz/corpus/$$target && echo fuzz/corpus/$$target) \
 	    || exit 1; \
 	done

@@ -161,5 +161,24 @@ TEST_F(TransferServiceTest, AFileTooLargeIsRefusedBeforeItIsOpened) {
   }
 }
 
+TEST_F(TransferServiceTest, APackageCutAnywhereIsRefusedWithACaseAndNeverCrashes) {
+  const std::string path = dir.file("Tides.quorvane");
+  service.exportPackage(input, path, now, false);
+  const std::string whole = contentOf(path);
+  for (int i = 1; i <= 20; ++i) {
+    const std::size_t length = whole.size() * static_cast<std::size_t>(i) / 21;
+    const std::string cut = dir.file("cut.quorvane");
+    std::ofstream(cut, std::ios::binary | std::ios::trunc)
+        .write(whole.data(), static_cast<std::streamsize>(length));
+    try {
+      OpenedPackage opened = service.openPackage(cut);
+      checkOriginals(*opened.archive, opened.content, service.limits());
+      ADD_FAILURE() << "a package cut at " << length << " bytes was taken";
+    } catch (const QuorvaneTransferError& error) {
+      EXPECT_EQ(error.errorCase(), QuorvaneTransferCase::invalidPackage) << length;
+    }
+  }
+}
+
 }  // namespace
 }  // namespace quorvane
