@@ -404,6 +404,12 @@ class AppStore {
     std::string message;
   };
   RoundTripReport roundTripProjectPackage(const std::string& folder);
+  // Finishes the images of imported packages still pending (see
+  // app/import_finalization.h), one by one, each saved as it is done, and
+  // publishes `importFinalizationStatus`; `progress` is told after each.
+  // Ids whose artworks are gone (or have no original) are dropped; an image
+  // that can't be finished is reported and dropped. How many were finished.
+  std::size_t finishImportedImages(const Progress& progress = {});
   // Why the last import failed: the package's fault (its case name) or the
   // disk's, in words.
   const std::optional<std::string>& lastImportFailure() const { return lastImportFailure_; }

@@ -4,6 +4,7 @@
 
 #include "app/app_store.h"
 #include "app/failure_text.h"
+#include "app/import_finalization.h"
 #include "app/package_import.h"
 #include "model/export_file_names.h"
 #include "packages/transfer_error.h"
@@ -165,6 +166,74 @@ std::optional<std::string> AppStore::importProjectPackage(
   }
   showToast(ToastStyle::success, text("success.project_imported"));
   return importedId;
+}
+
+std::size_t AppStore::finishImportedImages(const Progress& progress) {
+  Preferences& preferences = services_.preferences;
+  std::vector<std::string> pending =
+      preferences.strings(preference_key::kPendingFinalizationArtworkIds)
+          .value_or(std::vector<std::string>{});
+  if (pending.empty()) return 0;
+  Logger& log = services_.logger;
+  log.log("finalization resume pending=" + std::to_string(pending.size()));
+  // Where each pending artwork lives now.
+  std::map<std::string, std::string> projectOf;
+  try {
+    settleSaves();
+    for (const ProjectSummary& summary : services_.snapshots.projectSummaries()) {
+      const std::optional<LoadedProject> loaded = services_.snapshots.load(summary.id);
+      if (!loaded) continue;
+      for (const Artwork& artwork : loaded->snapshot.artworks.images) {
+        projectOf.emplace(artwork.id, summary.id);
+      }
+    }
+  } catch (const std::exception& error) {
+    failWith(error);
+    return 0;
+  }
+  const std::size_t before = pending.size();
+  std::erase_if(pending, [&](const std::string& id) { return !projectOf.contains(id); });
+  log.log("finalization resume dropped=" + std::to_string(before - pending.size()) +
+          " remaining=" + std::to_string(pending.size()));
+  preferences.setStrings(preference_key::kPendingFinalizationArtworkIds, pending);
+  state_.importFinalizationStatus = ImportFinalizationStatus{pending.size(), 0};
+  publish();
+
+  std::size_t finished = 0;
+  const std::vector<std::string> work = pending;
+  for (const std::string& id : work) {
+    const std::string& projectId = projectOf.at(id);
+    try {
+      if (projectId == state_.project.id && !isUnsaved_) {
+        Artwork* target = artwork(id);
+        if (target != nullptr &&
+            finalizeImportedImage(services_.media, services_.images, *target)) {
+          stampSection(SaveSection::artworks);
+          if (!pipeline_->saveNow(SaveSection::artworks, state_.project, state_.snapshot)) {
+            throw std::runtime_error(state_.lastErrorMessage.value_or("save failed"));
+          }
+        }
+      } else if (std::optional<LoadedProject> loaded = services_.snapshots.load(projectId)) {
+        for (Artwork& candidate : loaded->snapshot.artworks.images) {
+          if (candidate.id != id) continue;
+          if (finalizeImportedImage(services_.media, services_.images, candidate)) {
+            services_.sectionSaves.save(loaded->project, loaded->snapshot, "artworks");
+          }
+        }
+      }
+      ++finished;
+    } catch (const std::exception& error) {
+      log.log("finalization failed artworkId=" + id + " " + failureDiagnostic(error));
+    }
+    std::erase(pending, id);
+    preferences.setStrings(preference_key::kPendingFinalizationArtworkIds, pending);
+    state_.importFinalizationStatus->finished += 1;
+    publish();
+    if (progress) progress(state_.importFinalizationStatus->finished, work.size());
+  }
+  state_.importFinalizationStatus.reset();
+  publish();
+  return finished;
 }
 
 }  // namespace quorvane

@@ -117,6 +117,16 @@ void importPackage(CliContext& context, const PackageOptions& options) {
   if (!id) {
     packageRefused(context, store.lastImportFailure().value_or(""));
   }
+  // The images' screen copies, made now (a later run would finish them
+  // too, should this one be stopped).
+  store.finishImportedImages([&](std::size_t done, std::size_t total) {
+    if (context.terminal == nullptr) return;
+    *context.terminal << '\r'
+                      << context.format("cli.package.finishing",
+                                        {std::to_string(done), std::to_string(total)})
+                      << "\x1b[K" << std::flush;
+    if (done == total) *context.terminal << "\r\x1b[K" << std::flush;
+  });
   context.writeNow();
   if (context.json) {
     context.out << jsonText({{"id", *id}}) << '\n';

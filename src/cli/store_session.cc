@@ -213,6 +213,8 @@ StoreSession::StoreSession(CliContext& context)
                          {std::to_string(tidied.strayMediaFiles), *tidied.strayMediaFolder})
                   << '\n';
     }
+    // Images of an import that a stopped run left unfinished.
+    store_->finishImportedImages();
   }
   const std::optional<std::string> project =
       context.projectOption.empty() ? std::nullopt : std::optional(context.projectOption);

@@ -129,6 +129,8 @@ class AppStoreTest : public ::testing::Test {
         .drainSaveQueue = [this] { saveQueue.runUntilIdle(); },
         .renderer = renderer.get(),
         .pdfRenderQueue = &pdfQueue,
+        .transfer = &transfer,
+        .imports = repository.get(),
         .imageQueue = useImageQueue ? &imageQueue : nullptr,
         .languageOverride = language,
         .libraryDirectory = dir.file("library"),
@@ -166,6 +168,7 @@ class AppStoreTest : public ::testing::Test {
   ManualExecutor imageQueue;
   bool useImageQueue = false;
   ImageOptimizer optimizer;
+  QuorvaneTransferService transfer;
   std::optional<std::string> region = "FR";
   std::optional<std::string> language = "en";
   int uuids = 0;
