@@ -98,8 +98,10 @@ struct OversizedImageNotice {
 // Progress of the images of an imported package being finished in the
 // background.
 struct ImportFinalizationStatus {
+  std::size_t done = 0;
   std::size_t total = 0;
-  std::size_t finished = 0;
+  bool isPaused = false;
+  std::optional<std::string> message;  // why it is paused, in words
 
   bool operator==(const ImportFinalizationStatus&) const = default;
 };

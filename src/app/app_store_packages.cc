@@ -175,7 +175,7 @@ std::size_t AppStore::finishImportedImages(const Progress& progress) {
           .value_or(std::vector<std::string>{});
   if (pending.empty()) return 0;
   Logger& log = services_.logger;
-  log.log("finalization resume pending=" + std::to_string(pending.size()));
+  log.log("finalization resume pendingIDs count=" + std::to_string(pending.size()));
   // Where each pending artwork lives now.
   std::map<std::string, std::string> projectOf;
   try {
@@ -193,10 +193,9 @@ std::size_t AppStore::finishImportedImages(const Progress& progress) {
   }
   const std::size_t before = pending.size();
   std::erase_if(pending, [&](const std::string& id) { return !projectOf.contains(id); });
-  log.log("finalization resume dropped=" + std::to_string(before - pending.size()) +
-          " remaining=" + std::to_string(pending.size()));
+  log.log("finalization resume dropped stale IDs count=" + std::to_string(before - pending.size()));
   preferences.setStrings(preference_key::kPendingFinalizationArtworkIds, pending);
-  state_.importFinalizationStatus = ImportFinalizationStatus{pending.size(), 0};
+  state_.importFinalizationStatus = ImportFinalizationStatus{0, pending.size(), false, {}};
   publish();
 
   std::size_t finished = 0;
@@ -227,9 +226,9 @@ std::size_t AppStore::finishImportedImages(const Progress& progress) {
     }
     std::erase(pending, id);
     preferences.setStrings(preference_key::kPendingFinalizationArtworkIds, pending);
-    state_.importFinalizationStatus->finished += 1;
+    state_.importFinalizationStatus->done += 1;
     publish();
-    if (progress) progress(state_.importFinalizationStatus->finished, work.size());
+    if (progress) progress(state_.importFinalizationStatus->done, work.size());
   }
   state_.importFinalizationStatus.reset();
   publish();

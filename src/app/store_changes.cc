@@ -116,7 +116,9 @@ std::vector<std::uint64_t> areaHashes(const AppState& s, std::uint64_t previewRe
   background.add(std::uint64_t{s.showOversizedImagesHelper}).add(s.worksInspectorArtworkID);
   if (s.importFinalizationStatus) {
     background.add(static_cast<std::uint64_t>(s.importFinalizationStatus->total));
-    background.add(static_cast<std::uint64_t>(s.importFinalizationStatus->finished));
+    background.add(static_cast<std::uint64_t>(s.importFinalizationStatus->done));
+    background.add(std::uint64_t{s.importFinalizationStatus->isPaused});
+    background.add(s.importFinalizationStatus->message);
   }
   areas[11] = background.value();
   return areas;

@@ -76,8 +76,8 @@ TEST_F(PackageRoutesTest, AStopBeforeTheImagesWereFinishedIsMadeGoodByTheNextRun
 
   AppStore& next = open();  // the run that was stopped is gone; a new one starts
   EXPECT_EQ(next.finishImportedImages(), 3u);
-  EXPECT_TRUE(logged(logger, "finalization resume pending=4"));
-  EXPECT_TRUE(logged(logger, "finalization resume dropped=1 remaining=3"));
+  EXPECT_TRUE(logged(logger, "finalization resume pendingIDs count=4"));
+  EXPECT_TRUE(logged(logger, "finalization resume dropped stale IDs count=1"));
   EXPECT_TRUE(pending().empty());
   ASSERT_TRUE(next.openProject(id));
   for (const Artwork& artwork : next.state().snapshot.artworks.images) {
