@@ -197,7 +197,33 @@ constexpr TimesKey kTimes[] = {
      &ProjectData::artworksUpdatedAt},
 };
 
+using DatePair =
+    std::pair<std::optional<Date> ProjectData::*, std::optional<Date> StudioSnapshot::*>;
+
+constexpr DatePair kSectionTimes[] = {
+    {&ProjectData::detailsCreatedAt, &StudioSnapshot::detailsCreatedAt},
+    {&ProjectData::detailsUpdatedAt, &StudioSnapshot::detailsUpdatedAt},
+    {&ProjectData::cvCreatedAt, &StudioSnapshot::cvCreatedAt},
+    {&ProjectData::cvUpdatedAt, &StudioSnapshot::cvUpdatedAt},
+    {&ProjectData::statementCreatedAt, &StudioSnapshot::statementCreatedAt},
+    {&ProjectData::statementUpdatedAt, &StudioSnapshot::statementUpdatedAt},
+    {&ProjectData::projectStatementCreatedAt, &StudioSnapshot::projectStatementCreatedAt},
+    {&ProjectData::projectStatementUpdatedAt, &StudioSnapshot::projectStatementUpdatedAt},
+    {&ProjectData::biographyCreatedAt, &StudioSnapshot::biographyCreatedAt},
+    {&ProjectData::biographyUpdatedAt, &StudioSnapshot::biographyUpdatedAt},
+    {&ProjectData::artworksCreatedAt, &StudioSnapshot::artworksCreatedAt},
+    {&ProjectData::artworksUpdatedAt, &StudioSnapshot::artworksUpdatedAt},
+};
+
 }  // namespace
+
+void copySectionTimes(const StudioSnapshot& from, ProjectData& to) {
+  for (const auto& [data, snapshot] : kSectionTimes) to.*data = from.*snapshot;
+}
+
+void copySectionTimes(const ProjectData& from, StudioSnapshot& to) {
+  for (const auto& [data, snapshot] : kSectionTimes) to.*snapshot = from.*data;
+}
 
 std::string originalMediaPath(const std::string& artworkId) {
   return std::string(kOriginalsFolder) + artworkId + ".jpg";

@@ -104,6 +104,10 @@ struct ProjectArtworkLink {
   bool operator==(const ProjectArtworkLink&) const = default;
 };
 
+// The section times, between a snapshot and the project data, both ways.
+void copySectionTimes(const StudioSnapshot& from, ProjectData& to);
+void copySectionTimes(const ProjectData& from, StudioSnapshot& to);
+
 // Each throws PackageDecodingError on a shape it does not have.
 nlohmann::json toJson(const Manifest& manifest);
 Manifest manifestFromJson(const nlohmann::json& json);

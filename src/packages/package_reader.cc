@@ -246,18 +246,7 @@ StudioSnapshot snapshotOf(ProjectData data, std::vector<ArtworkEntry> entries) {
   }
   s.documents = std::move(data.documents);
   s.documentArtworkLinks = std::move(data.documentArtworkLinks);
-  s.detailsCreatedAt = data.detailsCreatedAt;
-  s.detailsUpdatedAt = data.detailsUpdatedAt;
-  s.cvCreatedAt = data.cvCreatedAt;
-  s.cvUpdatedAt = data.cvUpdatedAt;
-  s.statementCreatedAt = data.statementCreatedAt;
-  s.statementUpdatedAt = data.statementUpdatedAt;
-  s.projectStatementCreatedAt = data.projectStatementCreatedAt;
-  s.projectStatementUpdatedAt = data.projectStatementUpdatedAt;
-  s.biographyCreatedAt = data.biographyCreatedAt;
-  s.biographyUpdatedAt = data.biographyUpdatedAt;
-  s.artworksCreatedAt = data.artworksCreatedAt;
-  s.artworksUpdatedAt = data.artworksUpdatedAt;
+  package::copySectionTimes(data, s);
   return s;
 }
 
