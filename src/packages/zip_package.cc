@@ -73,12 +73,13 @@ struct OpenEntry {
 
 }  // namespace
 
-ZipPackageReader::ZipPackageReader(const std::string& path) {
+ZipPackageReader::ZipPackageReader(const std::string& path)
+    : archive_(nullptr, [](::zip* archive) { zip_discard(archive); }) {
   if (::access(path.c_str(), R_OK) != 0) {
     throw std::system_error(errno, std::generic_category(), "read " + path);
   }
   int error = 0;
-  archive_ = zip_open(path.c_str(), ZIP_RDONLY | ZIP_CHECKCONS, &error);
+  archive_.reset(zip_open(path.c_str(), ZIP_RDONLY | ZIP_CHECKCONS, &error));
   if (archive_ == nullptr) {
     zip_error_t reason;
     zip_error_init_with_code(&reason, error);
@@ -86,19 +87,19 @@ ZipPackageReader::ZipPackageReader(const std::string& path) {
     zip_error_fini(&reason);
     invalid(text);
   }
-  const zip_int64_t count = zip_get_num_entries(archive_, 0);
+  const zip_int64_t count = zip_get_num_entries(archive_.get(), 0);
   std::set<std::string> seen;
   for (zip_int64_t i = 0; i < count; ++i) {
     const auto index = static_cast<zip_uint64_t>(i);
     zip_stat_t stat;
     zip_stat_init(&stat);
-    if (zip_stat_index(archive_, index, ZIP_FL_ENC_RAW, &stat) != 0 || stat.name == nullptr) {
+    if (zip_stat_index(archive_.get(), index, ZIP_FL_ENC_RAW, &stat) != 0 || stat.name == nullptr) {
       invalid("an entry without a name");
     }
     const std::string name = stat.name;
     if (isHostileName(name)) invalid("the entry name " + name);
     if (!seen.insert(name).second) invalid("two entries named " + name);
-    if (isSymbolicLink(archive_, index)) invalid("a symbolic link " + name);
+    if (isSymbolicLink(archive_.get(), index)) invalid("a symbolic link " + name);
     if ((stat.valid & ZIP_STAT_ENCRYPTION_METHOD) && stat.encryption_method != ZIP_EM_NONE) {
       invalid("an encrypted entry " + name);
     }
@@ -114,9 +115,7 @@ ZipPackageReader::ZipPackageReader(const std::string& path) {
   }
 }
 
-ZipPackageReader::~ZipPackageReader() {
-  if (archive_ != nullptr) zip_discard(archive_);
-}
+ZipPackageReader::~ZipPackageReader() = default;
 
 std::optional<PackageTree::Kind> ZipPackageReader::kindOf(std::string_view path) const {
   if (const auto it = entries_.find(path); it != entries_.end()) return it->second.kind;
@@ -142,8 +141,8 @@ std::optional<std::uint64_t> ZipPackageReader::stream(std::string_view path, std
                                                       const Sink& sink) {
   const auto it = entries_.find(path);
   if (it == entries_.end() || it->second.kind != Kind::file) return std::nullopt;
-  OpenEntry entry{zip_fopen_index(archive_, it->second.index, 0)};
-  if (entry.file == nullptr) invalid(std::string(path) + ": " + zip_strerror(archive_));
+  OpenEntry entry{zip_fopen_index(archive_.get(), it->second.index, 0)};
+  if (entry.file == nullptr) invalid(std::string(path) + ": " + zip_strerror(archive_.get()));
   std::uint8_t buffer[64 * 1024];
   std::uint64_t total = 0;
   while (true) {

@@ -42,7 +42,9 @@ class ZipPackageReader final : public PackageTree {
     std::uint64_t index;
     Kind kind;
   };
-  ::zip* archive_ = nullptr;
+  // Owned from the moment it opens: a constructor that refuses the archive
+  // half-way still closes it.
+  std::unique_ptr<::zip, void (*)(::zip*)> archive_;
   std::map<std::string, Entry, std::less<>> entries_;  // without trailing "/"
 };
 
