@@ -1412,12 +1412,16 @@ std::shared_ptr<ExportJob> AppStore::exportPDFInBackground(const RenderRequest& 
 
 void AppStore::applicationBecameActive() {
   services_.logger.log("app active");
+  finalizationConditions_.appActive = true;
+  if (evaluateFinalizationPause()) advanceFinalization();
   publish();
 }
 
 void AppStore::applicationBecameInactive() {
   services_.logger.log("app inactive");
   pipeline_->firePendingSaves();
+  finalizationConditions_.appActive = false;
+  evaluateFinalizationPause();
   publish();
 }
 

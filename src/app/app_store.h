@@ -42,6 +42,7 @@
 
 #include "app/backup_reminders.h"
 #include "app/export_job.h"
+#include "app/finalization_pause.h"
 #include "app/image_intake_job.h"
 #include "app/library_tidy.h"
 #include "app/pdf_render_service.h"
@@ -412,6 +413,14 @@ class AppStore {
   // Ids whose artworks are gone (or have no original) are dropped; an image
   // that can't be finished is reported and dropped. How many were finished.
   std::size_t finishImportedImages(const Progress& progress = {});
+  // The same for a window: each image is made on `imageQueue` and saved on
+  // the main executor, so the screens stay live. It waits while the
+  // application is in the background or the machine is hot (see
+  // app/finalization_pause.h), with `importFinalizationStatus` paused and
+  // saying why, and goes on by itself when that passes. Without an
+  // `imageQueue`, the images are finished at once.
+  void startImportFinalization();
+  bool isImportFinalizationRunning() const { return finalization_.has_value(); }
   // Why the last import failed: the package's fault (its case name) or the
   // disk's, in words.
   const std::optional<std::string>& lastImportFailure() const { return lastImportFailure_; }
@@ -430,6 +439,11 @@ class AppStore {
   void applicationBecameInactive();
   void systemLocaleChanged();
   void memoryPressure();
+  // What the machine says of its heat and its power profile
+  // (platform/system_conditions.h); a hot machine holds back the
+  // finalisation of imported images.
+  void thermalStateChanged(ThermalState state);
+  void lowPowerModeChanged(bool lowPower);
 
  private:
   // Tells the observers. Throws std::logic_error off the main thread: the
@@ -516,6 +530,30 @@ class AppStore {
   std::optional<std::string> lastImportFailure_;
   // The package of the open project at `path`, unrecorded; throws.
   std::uint64_t writeProjectPackage(const std::string& path, bool replaceExisting);
+  // Import finalisation, shared by the two ways of running it.
+  struct FinalizationRun {
+    std::vector<std::string> work;                 // artwork ids, in order
+    std::map<std::string, std::string> projectOf;  // artwork id → project id
+    std::size_t next = 0;                          // into `work`
+    bool inFlight = false;                         // an image is being made
+  };
+  // Reads the pending ids, drops those whose artworks are gone and
+  // publishes the status; nothing when no image waits.
+  std::optional<FinalizationRun> beginFinalization();
+  // The artwork as it now is, wherever it lives.
+  std::optional<Artwork> pendingArtwork(const FinalizationRun& run, const std::string& id);
+  // Saves the finished image fields of `finished` into its artwork; throws.
+  void storeFinalized(const std::string& projectId, const Artwork& finished);
+  // One id done (finished, or failed and reported): off the pending list.
+  void finalizationStepDone(const std::string& id);
+  void endFinalization();
+  // Applies the pause rule to the status, with its diagnostics; true when
+  // the work may go on.
+  bool evaluateFinalizationPause();
+  // Hands the next image to the worker unless one is there or it waits.
+  void advanceFinalization();
+  FinalizationConditions finalizationConditions_;
+  std::optional<FinalizationRun> finalization_;
   std::shared_ptr<AppStore*> self_;  // render results reach the store through it while it lives
 };
 

@@ -4,6 +4,7 @@
 
 #include "app/app_store.h"
 #include "app/failure_text.h"
+#include "app/image_intake.h"
 #include "app/import_finalization.h"
 #include "app/package_import.h"
 #include "model/export_file_names.h"
@@ -168,71 +169,209 @@ std::optional<std::string> AppStore::importProjectPackage(
   return importedId;
 }
 
-std::size_t AppStore::finishImportedImages(const Progress& progress) {
+std::optional<AppStore::FinalizationRun> AppStore::beginFinalization() {
   Preferences& preferences = services_.preferences;
   std::vector<std::string> pending =
       preferences.strings(preference_key::kPendingFinalizationArtworkIds)
           .value_or(std::vector<std::string>{});
-  if (pending.empty()) return 0;
+  if (pending.empty()) return std::nullopt;
   Logger& log = services_.logger;
   log.log("finalization resume pendingIDs count=" + std::to_string(pending.size()));
-  // Where each pending artwork lives now.
-  std::map<std::string, std::string> projectOf;
+  FinalizationRun run;
   try {
     settleSaves();
     for (const ProjectSummary& summary : services_.snapshots.projectSummaries()) {
       const std::optional<LoadedProject> loaded = services_.snapshots.load(summary.id);
       if (!loaded) continue;
       for (const Artwork& artwork : loaded->snapshot.artworks.images) {
-        projectOf.emplace(artwork.id, summary.id);
+        run.projectOf.emplace(artwork.id, summary.id);
       }
     }
   } catch (const std::exception& error) {
     failWith(error);
-    return 0;
+    return std::nullopt;
   }
   const std::size_t before = pending.size();
-  std::erase_if(pending, [&](const std::string& id) { return !projectOf.contains(id); });
+  std::erase_if(pending, [&](const std::string& id) { return !run.projectOf.contains(id); });
   log.log("finalization resume dropped stale IDs count=" + std::to_string(before - pending.size()));
   preferences.setStrings(preference_key::kPendingFinalizationArtworkIds, pending);
+  if (pending.empty()) return std::nullopt;
+  run.work = pending;
   state_.importFinalizationStatus = ImportFinalizationStatus{0, pending.size(), false, {}};
   publish();
+  return run;
+}
 
+std::optional<Artwork> AppStore::pendingArtwork(const FinalizationRun& run, const std::string& id) {
+  const std::string& projectId = run.projectOf.at(id);
+  if (projectId == state_.project.id) {
+    if (isUnsaved_) return std::nullopt;
+    const Artwork* live = artwork(id);
+    return live != nullptr ? std::optional<Artwork>(*live) : std::nullopt;
+  }
+  const std::optional<LoadedProject> loaded = services_.snapshots.load(projectId);
+  if (!loaded) return std::nullopt;
+  for (const Artwork& candidate : loaded->snapshot.artworks.images) {
+    if (candidate.id == id) return candidate;
+  }
+  return std::nullopt;
+}
+
+void AppStore::storeFinalized(const std::string& projectId, const Artwork& finished) {
+  if (projectId == state_.project.id) {
+    Artwork* target = artwork(finished.id);
+    if (target == nullptr) return;  // removed while its image was being made
+    copyImageFields(finished, *target);
+    stampSection(SaveSection::artworks);
+    if (!pipeline_->saveNow(SaveSection::artworks, state_.project, state_.snapshot)) {
+      throw std::runtime_error(state_.lastErrorMessage.value_or("save failed"));
+    }
+    return;
+  }
+  std::optional<LoadedProject> loaded = services_.snapshots.load(projectId);
+  if (!loaded) return;
+  for (Artwork& candidate : loaded->snapshot.artworks.images) {
+    if (candidate.id != finished.id) continue;
+    copyImageFields(finished, candidate);
+    services_.sectionSaves.save(loaded->project, loaded->snapshot, "artworks");
+  }
+}
+
+void AppStore::finalizationStepDone(const std::string& id) {
+  Preferences& preferences = services_.preferences;
+  std::vector<std::string> pending =
+      preferences.strings(preference_key::kPendingFinalizationArtworkIds)
+          .value_or(std::vector<std::string>{});
+  std::erase(pending, id);
+  preferences.setStrings(preference_key::kPendingFinalizationArtworkIds, pending);
+  if (state_.importFinalizationStatus) state_.importFinalizationStatus->done += 1;
+  publish();
+}
+
+void AppStore::endFinalization() {
+  finalization_.reset();
+  state_.importFinalizationStatus.reset();
+  publish();
+}
+
+std::size_t AppStore::finishImportedImages(const Progress& progress) {
+  std::optional<FinalizationRun> run = beginFinalization();
+  if (!run) return 0;
+  // Someone is waiting at the terminal for these images: nothing holds
+  // them back.
+  FinalizationConditions conditions = finalizationConditions_;
+  conditions.override = true;
+  services_.logger.log(finalizationRunStateLine(run->work.size(), conditions));
   std::size_t finished = 0;
-  const std::vector<std::string> work = pending;
-  for (const std::string& id : work) {
-    const std::string& projectId = projectOf.at(id);
+  for (const std::string& id : run->work) {
     try {
-      if (projectId == state_.project.id && !isUnsaved_) {
-        Artwork* target = artwork(id);
-        if (target != nullptr &&
-            finalizeImportedImage(services_.media, services_.images, *target)) {
-          stampSection(SaveSection::artworks);
-          if (!pipeline_->saveNow(SaveSection::artworks, state_.project, state_.snapshot)) {
-            throw std::runtime_error(state_.lastErrorMessage.value_or("save failed"));
-          }
-        }
-      } else if (std::optional<LoadedProject> loaded = services_.snapshots.load(projectId)) {
-        for (Artwork& candidate : loaded->snapshot.artworks.images) {
-          if (candidate.id != id) continue;
-          if (finalizeImportedImage(services_.media, services_.images, candidate)) {
-            services_.sectionSaves.save(loaded->project, loaded->snapshot, "artworks");
-          }
-        }
+      std::optional<Artwork> copy = pendingArtwork(*run, id);
+      if (copy && finalizeImportedImage(services_.media, services_.images, *copy)) {
+        storeFinalized(run->projectOf.at(id), *copy);
       }
       ++finished;
     } catch (const std::exception& error) {
-      log.log("finalization failed artworkId=" + id + " " + failureDiagnostic(error));
+      services_.logger.log("finalization failed artworkId=" + id + " " + failureDiagnostic(error));
     }
-    std::erase(pending, id);
-    preferences.setStrings(preference_key::kPendingFinalizationArtworkIds, pending);
-    state_.importFinalizationStatus->done += 1;
-    publish();
-    if (progress) progress(state_.importFinalizationStatus->done, work.size());
+    finalizationStepDone(id);
+    if (progress) progress(state_.importFinalizationStatus->done, run->work.size());
   }
   state_.importFinalizationStatus.reset();
   publish();
   return finished;
+}
+
+void AppStore::startImportFinalization() {
+  checkMainThread();
+  if (finalization_) return;
+  if (services_.imageQueue == nullptr) {
+    finishImportedImages();
+    return;
+  }
+  finalization_ = beginFinalization();
+  if (!finalization_) return;
+  if (evaluateFinalizationPause()) advanceFinalization();
+}
+
+bool AppStore::evaluateFinalizationPause() {
+  if (!finalization_ || !state_.importFinalizationStatus) return true;
+  const std::size_t pending = finalization_->work.size() - finalization_->next;
+  Logger& log = services_.logger;
+  log.log(finalizationRunStateLine(pending, finalizationConditions_));
+  const std::optional<std::string> reason = finalizationPauseReason(finalizationConditions_);
+  ImportFinalizationStatus& status = *state_.importFinalizationStatus;
+  const bool wasPaused = status.isPaused;
+  status.isPaused = reason.has_value();
+  status.message = reason ? std::optional<std::string>(text(*reason)) : std::nullopt;
+  if (reason && !wasPaused) {
+    log.log("finalization paused reason=" + *reason + " pending=" + std::to_string(pending));
+  }
+  publish();
+  return !reason;
+}
+
+void AppStore::advanceFinalization() {
+  if (!finalization_ || finalization_->inFlight) return;
+  while (finalization_->next < finalization_->work.size()) {
+    if (finalizationPauseReason(finalizationConditions_)) return;
+    const std::string id = finalization_->work[finalization_->next++];
+    std::optional<Artwork> copy;
+    try {
+      copy = pendingArtwork(*finalization_, id);
+    } catch (const std::exception& error) {
+      services_.logger.log("finalization failed artworkId=" + id + " " + failureDiagnostic(error));
+    }
+    if (!copy) {
+      finalizationStepDone(id);
+      continue;
+    }
+    finalization_->inFlight = true;
+    const std::weak_ptr<AppStore*> weak = self_;
+    FilesMediaStore& media = services_.media;
+    const ImageOptimizer& images = services_.images;
+    Executor& main = services_.main;
+    services_.imageQueue->post(
+        [weak, &media, &images, &main, artwork = std::move(*copy)]() mutable {
+          std::exception_ptr failure;
+          bool made = false;
+          try {
+            made = finalizeImportedImage(media, images, artwork);
+          } catch (...) {
+            failure = std::current_exception();
+          }
+          main.post([weak, made, failure, artwork = std::move(artwork)] {
+            const std::shared_ptr<AppStore*> alive = weak.lock();
+            if (!alive) return;
+            AppStore& store = **alive;
+            if (!store.finalization_) return;
+            try {
+              if (failure) std::rethrow_exception(failure);
+              if (made)
+                store.storeFinalized(store.finalization_->projectOf.at(artwork.id), artwork);
+            } catch (const std::exception& error) {
+              store.services_.logger.log("finalization failed artworkId=" + artwork.id + " " +
+                                         failureDiagnostic(error));
+            }
+            store.finalization_->inFlight = false;
+            store.finalizationStepDone(artwork.id);
+            store.advanceFinalization();
+          });
+        });
+    return;
+  }
+  endFinalization();
+}
+
+void AppStore::thermalStateChanged(ThermalState state) {
+  checkMainThread();
+  finalizationConditions_.thermal = state;
+  if (evaluateFinalizationPause()) advanceFinalization();
+}
+
+void AppStore::lowPowerModeChanged(bool lowPower) {
+  checkMainThread();
+  finalizationConditions_.lowPower = lowPower;
+  if (evaluateFinalizationPause()) advanceFinalization();
 }
 
 }  // namespace quorvane

@@ -74,4 +74,17 @@ void applyImage(Artwork& artwork, const PreparedImage& image, const std::string&
   artwork.sizeWarningDismissed = false;
 }
 
+void copyImageFields(const Artwork& from, Artwork& to) {
+  to.imagePath = from.imagePath;
+  to.mimeType = from.mimeType;
+  to.imageByteSize = from.imageByteSize;
+  to.originalByteSize = from.originalByteSize;
+  to.width = from.width;
+  to.height = from.height;
+  to.aspect = from.aspect;
+  to.nearLimit = from.nearLimit;
+  to.sizeWarning = from.sizeWarning;
+  to.sizeWarningDismissed = from.sizeWarningDismissed;
+}
+
 }  // namespace quorvane

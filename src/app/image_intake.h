@@ -82,5 +82,8 @@ void stageImage(OriginalMediaImportTransaction& transaction, const std::string& 
 // Points `artwork` at the stored web derivative and fills in its sizes and
 // size warning (a new image's warning is not dismissed).
 void applyImage(Artwork& artwork, const PreparedImage& image, const std::string& webPath);
+// Copies the fields `applyImage` sets from one artwork to another (an image
+// finished on a copy, while the user may have edited the rest).
+void copyImageFields(const Artwork& from, Artwork& to);
 
 }  // namespace quorvane

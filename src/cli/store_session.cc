@@ -13,6 +13,7 @@
 #include "cli/command.h"
 #include "pdf/localization.h"
 #include "platform/paths.h"
+#include "platform/system_conditions.h"
 #include "platform/uuid.h"
 
 namespace quorvane {
@@ -213,7 +214,10 @@ StoreSession::StoreSession(CliContext& context)
                          {std::to_string(tidied.strayMediaFiles), *tidied.strayMediaFolder})
                   << '\n';
     }
-    // Images of an import that a stopped run left unfinished.
+    // Images of an import that a stopped run left unfinished. The machine's
+    // state goes into the diagnostics; the command finishes them anyway.
+    store_->thermalStateChanged(readThermalState());
+    store_->lowPowerModeChanged(readLowPowerMode());
     store_->finishImportedImages();
   }
   const std::optional<std::string> project =

@@ -86,6 +86,86 @@ TEST_F(PackageRoutesTest, AStopBeforeTheImagesWereFinishedIsMadeGoodByTheNextRun
   }
 }
 
+TEST_F(PackageRoutesTest, BehindAWindowTheImagesWaitWhileTheAppIsAwayOrTheMachineIsHot) {
+  useImageQueue = true;
+  const std::string path = exportedPackage();
+  const std::string id = *store->importProjectPackage(path, true);
+  AppStore& store = *this->store;
+
+  store.applicationBecameInactive();
+  store.startImportFinalization();
+  ASSERT_TRUE(store.state().importFinalizationStatus);
+  EXPECT_TRUE(store.state().importFinalizationStatus->isPaused);
+  EXPECT_EQ(store.state().importFinalizationStatus->message,
+            "Image processing is paused while Quorvane is in the background.");
+  EXPECT_TRUE(logged(logger,
+                     "finalization run_state pending=3 lowPower=false thermal=nominal "
+                     "appActive=false override=false pauseReason="
+                     "works.finalization_paused_inactive"));
+  EXPECT_TRUE(logged(logger,
+                     "finalization paused reason=works.finalization_paused_inactive "
+                     "pending=3"));
+  imageQueue.runUntilIdle();
+  main.runUntilIdle();
+  EXPECT_EQ(pending().size(), 3u) << "nothing was made while away";
+
+  // Back in front: one image is made, then the machine heats up. The image
+  // already on its way is saved; the next waits.
+  store.applicationBecameActive();
+  EXPECT_FALSE(store.state().importFinalizationStatus->isPaused);
+  EXPECT_FALSE(store.state().importFinalizationStatus->message);
+  store.lowPowerModeChanged(true);
+  EXPECT_FALSE(store.state().importFinalizationStatus->isPaused) << "low power does not pause";
+  imageQueue.runUntilIdle();
+  store.thermalStateChanged(ThermalState::serious);
+  main.runUntilIdle();
+  imageQueue.runUntilIdle();
+  main.runUntilIdle();
+  EXPECT_EQ(pending().size(), 2u);
+  EXPECT_EQ(store.state().importFinalizationStatus->done, 1u);
+  EXPECT_EQ(store.state().importFinalizationStatus->message,
+            "Image processing is paused while your device cools down.");
+  EXPECT_TRUE(logged(logger,
+                     "finalization paused reason=works.finalization_paused_thermal "
+                     "pending=2"));
+
+  store.thermalStateChanged(ThermalState::fair);
+  for (int round = 0; round < 4; ++round) {
+    imageQueue.runUntilIdle();
+    main.runUntilIdle();
+  }
+  EXPECT_TRUE(pending().empty());
+  EXPECT_FALSE(store.state().importFinalizationStatus) << "done, the status goes";
+  EXPECT_FALSE(store.isImportFinalizationRunning());
+  ASSERT_EQ(store.state().project.id, id);
+  for (const Artwork& artwork : store.state().snapshot.artworks.images) {
+    EXPECT_EQ(artwork.imagePath, "sqlite-media://" + artwork.id);
+  }
+}
+
+TEST_F(PackageRoutesTest, AnArtworkEditedOrDeletedWhileItsImageIsMadeKeepsTheEdit) {
+  useImageQueue = true;
+  const std::string path = exportedPackage();
+  ASSERT_TRUE(store->importProjectPackage(path, true));
+  AppStore& store = *this->store;
+  const std::string first = store.state().snapshot.artworks.images[0].id;
+  store.startImportFinalization();  // the first image goes to the worker
+  ArtworkMetadata title = ArtworkMetadata::of(store.state().snapshot.artworks.images[0]);
+  title.title = "Renamed meanwhile";
+  ASSERT_TRUE(store.updateArtwork(first, title));
+  ASSERT_TRUE(store.removeArtwork(store.state().snapshot.artworks.images[1].id));
+  for (int round = 0; round < 4; ++round) {
+    imageQueue.runUntilIdle();
+    main.runUntilIdle();
+  }
+  settle();
+  EXPECT_TRUE(pending().empty());
+  ASSERT_EQ(store.state().snapshot.artworks.images.size(), 2u);
+  const Artwork& edited = store.state().snapshot.artworks.images[0];
+  EXPECT_EQ(edited.title, "Renamed meanwhile");
+  EXPECT_EQ(edited.imagePath, "sqlite-media://" + first);
+}
+
 TEST_F(PackageRoutesTest, APackageThatFailsChangesNothingAndSaysWhy) {
   open();
   const std::string path = dir.file("holiday.quorvane");
