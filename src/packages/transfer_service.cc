@@ -121,7 +121,7 @@ std::uint64_t QuorvaneTransferService::exportPackage(const PackageExport& input,
       {Kind::directory, "media/original/", {}, {}},
   };
   for (ZipEntry& entry : media) tree.push_back(std::move(entry));
-  writeZipPackage(target, tree, replaceExisting);
+  writeZipPackage(files_, target, tree, replaceExisting);
   const std::uint64_t bytes = std::filesystem::file_size(target);
   logger_.log("export done packageBytes=" + std::to_string(bytes) +
               " mediaCount=" + std::to_string(manifest.counts.media));

@@ -15,6 +15,7 @@
 #include "packages/package_reader.h"
 #include "packages/transfer_limits.h"
 #include "packages/zip_package.h"
+#include "platform/file_system.h"
 #include "platform/logger.h"
 
 namespace quorvane {
@@ -42,8 +43,10 @@ struct OpenedPackage {
 
 class QuorvaneTransferService {
  public:
-  explicit QuorvaneTransferService(TransferLimits limits = {}, Logger& logger = nullLogger())
-      : limits_(limits), logger_(logger) {}
+  // Originals are read, and packages published, through `files`.
+  explicit QuorvaneTransferService(TransferLimits limits = {}, Logger& logger = nullLogger(),
+                                   FileSystem& files = realFileSystem())
+      : limits_(limits), logger_(logger), files_(files) {}
 
   const TransferLimits& limits() const { return limits_; }
 
@@ -62,6 +65,7 @@ class QuorvaneTransferService {
  private:
   TransferLimits limits_;
   Logger& logger_;
+  FileSystem& files_;
 };
 
 }  // namespace quorvane

@@ -9,6 +9,7 @@
 
 #include "packages/transfer_error.h"
 #include "platform/atomic_file.h"
+#include "platform/file_system.h"
 
 namespace quorvane {
 namespace {
@@ -70,6 +71,74 @@ struct OpenEntry {
     if (file != nullptr) zip_fclose(file);
   }
 };
+
+// An original read into the archive through the file-system seam, a
+// buffer at a time, when libzip asks for it (while the archive is closed).
+struct SeamSource {
+  FileSystem& files;
+  std::string path;
+  std::uint64_t size;
+  std::unique_ptr<FileReader> reader;
+  zip_error_t error;
+};
+
+void failSource(SeamSource& source, const std::system_error& failure) {
+  zip_error_set(&source.error, ZIP_ER_READ, failure.code().value());
+}
+
+zip_int64_t seamSourceCallback(void* state, void* data, zip_uint64_t length,
+                               zip_source_cmd_t command) {
+  SeamSource& source = *static_cast<SeamSource*>(state);
+  try {
+    switch (command) {
+      case ZIP_SOURCE_OPEN:
+        source.reader = source.files.openForReading(source.path);
+        return 0;
+      case ZIP_SOURCE_READ: {
+        const Bytes piece = source.reader->read(static_cast<std::size_t>(length));
+        std::copy(piece.begin(), piece.end(), static_cast<std::uint8_t*>(data));
+        return static_cast<zip_int64_t>(piece.size());
+      }
+      case ZIP_SOURCE_CLOSE:
+        source.reader.reset();
+        return 0;
+      case ZIP_SOURCE_STAT: {
+        auto* stat = static_cast<zip_stat_t*>(data);
+        zip_stat_init(stat);
+        stat->size = source.size;
+        stat->valid |= ZIP_STAT_SIZE;
+        return sizeof(zip_stat_t);
+      }
+      case ZIP_SOURCE_ERROR:
+        return zip_error_to_data(&source.error, data, length);
+      case ZIP_SOURCE_FREE:
+        zip_error_fini(&source.error);
+        delete &source;  // NOLINT: owned by libzip from zip_source_function on
+        return 0;
+      case ZIP_SOURCE_SUPPORTS:
+        return zip_source_make_command_bitmap(ZIP_SOURCE_OPEN, ZIP_SOURCE_READ, ZIP_SOURCE_CLOSE,
+                                              ZIP_SOURCE_STAT, ZIP_SOURCE_ERROR, ZIP_SOURCE_FREE,
+                                              ZIP_SOURCE_SUPPORTS, -1);
+      default:
+        zip_error_set(&source.error, ZIP_ER_INTERNAL, 0);
+        return -1;
+    }
+  } catch (const std::system_error& failure) {
+    failSource(source, failure);
+  } catch (const std::exception&) {
+    zip_error_set(&source.error, ZIP_ER_READ, EIO);
+  }
+  return -1;
+}
+
+zip_source_t* seamSource(::zip* archive, FileSystem& files, const std::string& path) {
+  const std::uint64_t size = files.fileSize(path);
+  auto source = std::make_unique<SeamSource>(SeamSource{files, path, size, nullptr, {}});
+  zip_error_init(&source->error);
+  zip_source_t* made = zip_source_function(archive, seamSourceCallback, source.get());
+  if (made != nullptr) source.release();  // freed by its ZIP_SOURCE_FREE
+  return made;
+}
 
 }  // namespace
 
@@ -166,12 +235,12 @@ std::optional<Bytes> ZipPackageReader::read(std::string_view path, std::uint64_t
   return bytes;
 }
 
-void writeZipPackage(const std::string& target, const std::vector<ZipEntry>& entries,
-                     bool replaceExisting) {
+void writeZipPackage(FileSystem& files, const std::string& target,
+                     const std::vector<ZipEntry>& entries, bool replaceExisting) {
   const std::string temporary = temporaryPathBeside(target);
   int error = 0;
-  ::zip* archive = zip_open(temporary.c_str(), ZIP_CREATE | ZIP_EXCL, &error);
-  if (archive == nullptr) {
+  ::zip* opened = zip_open(temporary.c_str(), ZIP_CREATE | ZIP_EXCL, &error);
+  if (opened == nullptr) {
     zip_error_t reason;
     zip_error_init_with_code(&reason, error);
     const int systemError = zip_error_code_system(&reason);
@@ -180,37 +249,48 @@ void writeZipPackage(const std::string& target, const std::vector<ZipEntry>& ent
     throw std::system_error(systemError != 0 ? systemError : EIO, std::generic_category(),
                             "write " + target + ": " + text);
   }
+  // Whatever goes wrong from here, the half-written archive goes with it
+  // (libzip writes nothing before zip_close; a failed close may have).
+  std::unique_ptr<::zip, void (*)(::zip*)> archive(opened, [](::zip* a) { zip_discard(a); });
+  struct RemoveUnlessPublished {
+    const std::string& path;
+    bool published = false;
+    ~RemoveUnlessPublished() {
+      if (!published) ::unlink(path.c_str());
+    }
+  } cleanup{temporary};
   const auto fail = [&](const std::string& what) {
-    const std::string text = what + ": " + zip_strerror(archive);
-    const int systemError = zip_error_code_system(zip_get_error(archive));
-    zip_discard(archive);
-    ::unlink(temporary.c_str());
-    throw std::system_error(systemError != 0 ? systemError : EIO, std::generic_category(), text);
+    const int systemError = zip_error_code_system(zip_get_error(archive.get()));
+    throw std::system_error(systemError != 0 ? systemError : EIO, std::generic_category(),
+                            what + ": " + zip_strerror(archive.get()));
   };
   for (const ZipEntry& entry : entries) {
     if (entry.kind == ZipEntry::Kind::directory) {
-      if (zip_dir_add(archive, entry.name.c_str(), ZIP_FL_ENC_UTF_8) < 0) fail(entry.name);
+      if (zip_dir_add(archive.get(), entry.name.c_str(), ZIP_FL_ENC_UTF_8) < 0) fail(entry.name);
       continue;
     }
-    zip_source_t* source = entry.kind == ZipEntry::Kind::text
-                               ? zip_source_buffer(archive, entry.text.data(), entry.text.size(), 0)
-                               : zip_source_file(archive, entry.filePath.c_str(), 0, -1);
+    zip_source_t* source =
+        entry.kind == ZipEntry::Kind::text
+            ? zip_source_buffer(archive.get(), entry.text.data(), entry.text.size(), 0)
+            : seamSource(archive.get(), files, entry.filePath);
     if (source == nullptr) fail(entry.name);
-    const zip_int64_t index = zip_file_add(archive, entry.name.c_str(), source, ZIP_FL_ENC_UTF_8);
+    const zip_int64_t index =
+        zip_file_add(archive.get(), entry.name.c_str(), source, ZIP_FL_ENC_UTF_8);
     if (index < 0) {
       zip_source_free(source);
       fail(entry.name);
     }
     const zip_int32_t method = entry.kind == ZipEntry::Kind::text ? ZIP_CM_DEFLATE : ZIP_CM_STORE;
-    if (zip_set_file_compression(archive, static_cast<zip_uint64_t>(index), method, 0) != 0) {
+    if (zip_set_file_compression(archive.get(), static_cast<zip_uint64_t>(index), method, 0) != 0) {
       fail(entry.name);
     }
   }
   // The files are read, and the archive written, here.
-  if (zip_close(archive) != 0) fail("write " + target);
-  publishTemporaryFile(
-      temporary, target,
-      replaceExisting ? AtomicFile::Replace::existing : AtomicFile::Replace::nothing);
+  if (zip_close(archive.get()) != 0) fail("write " + target);
+  archive.release();  // closed: freed by zip_close
+  files.publish(temporary, target,
+                replaceExisting ? AtomicFile::Replace::existing : AtomicFile::Replace::nothing);
+  cleanup.published = true;
 }
 
 }  // namespace quorvane

@@ -16,6 +16,7 @@
 #include <vector>
 
 #include "packages/package_tree.h"
+#include "platform/file_system.h"
 
 struct zip;
 
@@ -59,10 +60,11 @@ struct ZipEntry {
 
 // Writes the archive beside `target` under a temporary name and puts it at
 // `target` once complete (Replace::nothing: EEXIST when a file is there).
-// Files are read as they are written, never whole. Throws std::system_error
-// or std::runtime_error; nothing is left behind then, and an older file at
+// Files are read through `files` as they are written, never whole, and the
+// finished archive is published through it. Throws std::system_error or
+// std::runtime_error; nothing is left behind then, and an older file at
 // `target` is untouched.
-void writeZipPackage(const std::string& target, const std::vector<ZipEntry>& entries,
-                     bool replaceExisting);
+void writeZipPackage(FileSystem& files, const std::string& target,
+                     const std::vector<ZipEntry>& entries, bool replaceExisting);
 
 }  // namespace quorvane

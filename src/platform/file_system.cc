@@ -149,6 +149,11 @@ Date RealFileSystem::modificationTime(const std::string& path) {
                               info.st_mtim.tv_nsec / 1'000'000);
 }
 
+void RealFileSystem::publish(const std::string& temporary, const std::string& target,
+                             AtomicFile::Replace replace) {
+  publishTemporaryFile(temporary, target, replace);
+}
+
 FileSystem& realFileSystem() {
   static RealFileSystem fileSystem;
   return fileSystem;

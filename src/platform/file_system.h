@@ -69,6 +69,11 @@ class FileSystem {
 
   // When the file at `path` was last written.
   virtual Date modificationTime(const std::string& path) = 0;
+  // Flushes the finished temporary file (temporaryPathBeside) to the disk
+  // and puts it at `target` in one step; on a failure the temporary file is
+  // gone and `target` as it was (see publishTemporaryFile).
+  virtual void publish(const std::string& temporary, const std::string& target,
+                       AtomicFile::Replace replace) = 0;
 };
 
 // Hands every call on to another file system; a base for seams that change
@@ -98,6 +103,10 @@ class ForwardingFileSystem : public FileSystem {
   }
   bool isWritable(const std::string& path) override { return target_.isWritable(path); }
   Date modificationTime(const std::string& path) override { return target_.modificationTime(path); }
+  void publish(const std::string& temporary, const std::string& target,
+               AtomicFile::Replace replace) override {
+    target_.publish(temporary, target, replace);
+  }
 
  private:
   FileSystem& target_;
@@ -123,6 +132,8 @@ class RealFileSystem final : public FileSystem {
   std::unique_ptr<FileReader> openForReading(const std::string& path) override;
   bool isWritable(const std::string& path) override;
   Date modificationTime(const std::string& path) override;
+  void publish(const std::string& temporary, const std::string& target,
+               AtomicFile::Replace replace) override;
 };
 
 // The process-wide real file system, for callers that are not handed one.

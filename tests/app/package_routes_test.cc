@@ -1,11 +1,16 @@
 // The store's package routes: a backup written and read back as a new
 // project, and the images of an import finished, also after a stop.
 #include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <zip.h>
 
 #include <filesystem>
+#include <fstream>
+#include <functional>
 
 #include "app/app_store.h"
 #include "app/app_store_fixture.h"
+#include "storage/sql_helpers.h"
 
 namespace quorvane {
 namespace {
@@ -181,6 +186,141 @@ TEST_F(PackageRoutesTest, APackageThatFailsChangesNothingAndSaysWhy) {
   EXPECT_TRUE(logged(logger,
                      "app importProjectPackage(async) failed error=invalidPackage: "
                      "Not a zip archive"));
+}
+
+// Every file under `root` but the library's database files and the
+// packages the test made: what an import could have left behind.
+std::vector<std::string> filesUnder(const fs::path& root) {
+  std::vector<std::string> names;
+  for (const auto& entry : fs::recursive_directory_iterator(root)) {
+    const std::string name = fs::relative(entry.path(), root);
+    if (name.starts_with("lib.sqlite") || name.starts_with("hostile")) continue;
+    names.push_back(name);
+  }
+  std::sort(names.begin(), names.end());
+  return names;
+}
+
+std::string bytesOf(const std::string& path) {
+  std::ifstream in(path, std::ios::binary);
+  return std::string(std::istreambuf_iterator<char>(in), {});
+}
+
+// A real package changed with libzip, as a hostile hand would.
+class PackageEditor {
+ public:
+  PackageEditor(const std::string& from, const std::string& to) {
+    fs::copy_file(from, to, fs::copy_options::overwrite_existing);
+    int error = 0;
+    archive_ = zip_open(to.c_str(), 0, &error);
+  }
+  zip_int64_t put(const std::string& name, const std::string& content,
+                  zip_int32_t method = ZIP_CM_DEFLATE) {
+    contents_.push_back(std::make_unique<std::string>(content));
+    zip_source_t* source =
+        zip_source_buffer(archive_, contents_.back()->data(), contents_.back()->size(), 0);
+    const zip_int64_t index =
+        zip_file_add(archive_, name.c_str(), source, ZIP_FL_ENC_UTF_8 | ZIP_FL_OVERWRITE);
+    EXPECT_GE(index, 0) << name;
+    zip_set_file_compression(archive_, static_cast<zip_uint64_t>(index), method, 0);
+    return index;
+  }
+  ::zip* get() { return archive_; }
+  void close() { EXPECT_EQ(zip_close(archive_), 0); }
+
+ private:
+  ::zip* archive_ = nullptr;
+  std::vector<std::unique_ptr<std::string>> contents_;
+};
+
+TEST_F(PackageRoutesTest, HostilePackagesAreRefusedWithTheirCaseAndTouchNothing) {
+  const std::string good = exportedPackage();
+  const std::string original =
+      "media/original/" + store->state().snapshot.artworks.images[0].id + ".jpg";
+  settle();
+  const auto dump = [this] {
+    return repository->withDatabase([](SQLiteDatabase& db) { return testing::dumpDatabase(db); });
+  };
+  const std::string databaseBefore = dump();
+  const std::vector<std::string> filesBefore = filesUnder(dir.path());
+
+  struct Hostile {
+    std::string story;
+    std::string expected;
+    std::function<void(PackageEditor&)> edit;
+  };
+  const std::vector<Hostile> hostile{
+      {"a name that climbs", "invalidPackage", [](PackageEditor& p) { p.put("../escape", "x"); }},
+      {"an absolute name", "invalidPackage", [](PackageEditor& p) { p.put("/tmp/owned", "x"); }},
+      {"a backslash", "invalidPackage",
+       [](PackageEditor& p) { p.put("media\\original\\x.jpg", "x"); }},
+      {"a symbolic link for an original", "invalidPackage",
+       [&](PackageEditor& p) {
+         const zip_int64_t index = p.put(original, "/etc/passwd", ZIP_CM_STORE);
+         zip_file_set_external_attributes(p.get(), static_cast<zip_uint64_t>(index), 0,
+                                          ZIP_OPSYS_UNIX, (S_IFLNK | 0777) << 16);
+       }},
+      {"an encrypted manifest", "invalidPackage",
+       [](PackageEditor& p) {
+         zip_file_set_encryption(
+             p.get(), static_cast<zip_uint64_t>(zip_name_locate(p.get(), "manifest.json", 0)),
+             ZIP_EM_TRAD_PKWARE, "secret");
+       }},
+      {"bzip2 data", "invalidPackage",
+       [](PackageEditor& p) {
+         zip_set_file_compression(
+             p.get(), static_cast<zip_uint64_t>(zip_name_locate(p.get(), "data/project.json", 0)),
+             ZIP_CM_BZIP2, 0);
+       }},
+      {"an original that inflates past 100 MiB", "invalidMedia",
+       [&](PackageEditor& p) { p.put(original, std::string(104857601, '\0')); }},
+      {"artworks that inflate past 32 MiB", "dataTooLarge",
+       [](PackageEditor& p) { p.put("data/artworks.json", std::string(33554433, ' ')); }},
+      {"a stray file among the originals", "unexpectedMedia",
+       [](PackageEditor& p) { p.put("media/original/notes.txt", "hello"); }},
+  };
+  const auto refused = [&](const std::string& path, const std::string& expected,
+                           const std::string& story) {
+    EXPECT_FALSE(store->importProjectPackage(path, true)) << story;
+    EXPECT_EQ(store->lastImportFailure(), expected) << story;
+    EXPECT_FALSE(store->state().isImportingProjectPackage) << story;
+    EXPECT_EQ(dump(), databaseBefore) << story;
+    EXPECT_EQ(filesUnder(dir.path()), filesBefore) << story;
+  };
+  for (const Hostile& h : hostile) {
+    const std::string path = dir.file("hostile.quorvane");
+    PackageEditor editor(good, path);
+    h.edit(editor);
+    editor.close();
+    refused(path, h.expected, h.story);
+  }
+
+  // Names libzip will not write, made as a hand editing the bytes would:
+  // the last letter of an added entry's name changed in both headers.
+  for (const char last : {'n', '\x1b'}) {
+    const std::string path = dir.file("hostile.quorvane");
+    PackageEditor editor(good, path);
+    editor.put("data/project.jsoX", "{}");
+    editor.close();
+    std::string bytes = bytesOf(path);
+    for (std::size_t at = bytes.find("data/project.jsoX"); at != std::string::npos;
+         at = bytes.find("data/project.jsoX", at)) {
+      bytes[at + 16] = last;
+    }
+    std::ofstream(path, std::ios::binary | std::ios::trunc) << bytes;
+    refused(path, "invalidPackage", last == 'n' ? "two entries of one name" : "an escape");
+  }
+
+  // The package cut short at twenty places.
+  const std::string whole = bytesOf(good);
+  for (int i = 1; i <= 20; ++i) {
+    const std::size_t length = whole.size() * static_cast<std::size_t>(i) / 21;
+    const std::string path = dir.file("hostile-cut.quorvane");
+    std::ofstream(path, std::ios::binary | std::ios::trunc)
+        .write(whole.data(), static_cast<std::streamsize>(length));
+    refused(path, "invalidPackage", "cut at " + std::to_string(length));
+  }
+  EXPECT_TRUE(store->importProjectPackage(good, false)) << "the package itself is fine";
 }
 
 }  // namespace

@@ -2,9 +2,13 @@
 
 #include <gtest/gtest.h>
 
+#include <signal.h>
+#include <sys/resource.h>
+
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <set>
 
 #include "packages/transfer_error.h"
 #include "support/fakes.h"
@@ -178,6 +182,77 @@ TEST_F(TransferServiceTest, APackageCutAnywhereIsRefusedWithACaseAndNeverCrashes
       EXPECT_EQ(error.errorCase(), QuorvaneTransferCase::invalidPackage) << length;
     }
   }
+}
+
+// What is in the folder of the package, by name, besides the media folder.
+std::set<std::string> filesBeside(const std::string& path) {
+  std::set<std::string> names;
+  for (const auto& entry : fs::directory_iterator(fs::path(path).parent_path())) {
+    if (entry.path().filename() != "media") names.insert(entry.path().filename().string());
+  }
+  return names;
+}
+
+TEST_F(TransferServiceTest, AnExportThatFailsAnywhereLeavesTheOlderPackageAsItWas) {
+  const std::string path = dir.file("Tides.quorvane");
+  service.exportPackage(input, path, now, false);
+  const std::string older = contentOf(path);
+  input.project.projectTitle = "Tides, revised";
+  testing::FaultyFileSystem files;
+  const QuorvaneTransferService faulty({}, logger, files);
+  int faults = 0;
+  for (const std::string operation : {"size", "open", "readPiece", "publish"}) {
+    for (int n = 1;; ++n) {
+      files.failAt(operation, n);
+      try {
+        faulty.exportPackage(input, path, now, true);
+      } catch (const std::system_error&) {
+        ++faults;
+        EXPECT_TRUE(contentOf(path) == older) << operation << " #" << n;
+        EXPECT_EQ(filesBeside(path), std::set<std::string>{"Tides.quorvane"})
+            << "no temporary file left after " << operation << " #" << n;
+        continue;
+      }
+      EXPECT_LT(files.calls(operation), n)
+          << "a fault at " << operation << " #" << n << " was missed";
+      EXPECT_TRUE(contentOf(path) != older) << "once nothing fails, the new package is in place";
+      std::ofstream(path, std::ios::binary | std::ios::trunc) << older;  // for the next operation
+      break;
+    }
+  }
+  EXPECT_GE(faults, 2 + 2 + 2 + 1) << "each original's size, opening, reading; the publish";
+}
+
+TEST_F(TransferServiceTest, ADiskThatFillsUpAtAnyPointLeavesNoHalfPackage) {
+  // Writes past the limit fail with EFBIG, as on a full disk, wherever
+  // libzip is in its writing.
+  const std::string path = dir.file("Tides.quorvane");
+  service.exportPackage(input, path, now, false);
+  const std::string older = contentOf(path);
+  input.project.projectTitle = "Tides, revised";
+  const auto oldHandler = ::signal(SIGXFSZ, SIG_IGN);
+  rlimit saved{};
+  ASSERT_EQ(::getrlimit(RLIMIT_FSIZE, &saved), 0);
+  int failures = 0;
+  for (rlim_t limit = 0; limit < older.size() + 1024; limit += 331) {
+    rlimit small = saved;
+    small.rlim_cur = limit;
+    ASSERT_EQ(::setrlimit(RLIMIT_FSIZE, &small), 0);
+    bool written = false;
+    try {
+      service.exportPackage(input, path, now, true);
+      written = true;
+    } catch (const std::system_error&) {
+      ++failures;
+    }
+    ::setrlimit(RLIMIT_FSIZE, &saved);
+    EXPECT_EQ(filesBeside(path), std::set<std::string>{"Tides.quorvane"}) << limit;
+    if (written) break;
+    EXPECT_TRUE(contentOf(path) == older) << "full at " << limit << " bytes";
+  }
+  ::signal(SIGXFSZ, oldHandler);
+  EXPECT_GE(failures, 10);
+  EXPECT_TRUE(contentOf(path) != older);
 }
 
 }  // namespace

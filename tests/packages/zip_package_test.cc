@@ -72,7 +72,7 @@ TEST_F(ZipPackageTest, WhatIsWrittenIsReadBackInOrderJsonDeflatedImagesStored) {
   writeFile(image, std::string(5000, 'J'));
   const std::string target = dir.file("out/Atlas.quorvane");
   fs::create_directories(dir.file("out"));
-  writeZipPackage(target,
+  writeZipPackage(realFileSystem(), target,
                   {{ZipEntry::Kind::text, "manifest.json", std::string(2000, '{'), {}},
                    {ZipEntry::Kind::directory, "data/", {}, {}},
                    {ZipEntry::Kind::text, "data/project.json", "{}", {}},
@@ -224,12 +224,12 @@ TEST_F(ZipPackageTest, AFailedWriteLeavesNothingAndNeverTouchesAnOlderPackage) {
   writeFile(target, "an older package");
   // An original that vanished before it could be written.
   EXPECT_THROW(
-      writeZipPackage(target,
+      writeZipPackage(realFileSystem(), target,
                       {{ZipEntry::Kind::text, "manifest.json", "{}", {}},
                        {ZipEntry::Kind::file, "media/original/a1.jpg", {}, dir.file("gone")}},
                       true),
       std::system_error);
-  EXPECT_THROW(writeZipPackage(target, {{ZipEntry::Kind::text, "manifest.json", "{}", {}}}, false),
+  EXPECT_THROW(writeZipPackage(realFileSystem(), target, {{ZipEntry::Kind::text, "manifest.json", "{}", {}}}, false),
                std::system_error)
       << "without --force an existing package stays";
   std::ifstream in(target);

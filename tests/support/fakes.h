@@ -113,7 +113,22 @@ class FaultyFileSystem final : public FileSystem {
   }
   std::unique_ptr<FileReader> openForReading(const std::string& path) override {
     check("open", path);
-    return real_.openForReading(path);
+    // Each piece read is a call of its own ("readPiece").
+    class Checked final : public FileReader {
+     public:
+      Checked(FaultyFileSystem& owner, std::string path, std::unique_ptr<FileReader> real)
+          : owner_(owner), path_(std::move(path)), real_(std::move(real)) {}
+      Bytes read(std::size_t maximum) override {
+        owner_.check("readPiece", path_);
+        return real_->read(maximum);
+      }
+
+     private:
+      FaultyFileSystem& owner_;
+      std::string path_;
+      std::unique_ptr<FileReader> real_;
+    };
+    return std::make_unique<Checked>(*this, path, real_.openForReading(path));
   }
   bool isWritable(const std::string& path) override {
     check("writable", path);
@@ -122,6 +137,11 @@ class FaultyFileSystem final : public FileSystem {
   Date modificationTime(const std::string& path) override {
     check("time", path);
     return real_.modificationTime(path);
+  }
+  void publish(const std::string& temporary, const std::string& target,
+               AtomicFile::Replace replace) override {
+    check("publish", target);
+    real_.publish(temporary, target, replace);
   }
 
  private:
