@@ -15,6 +15,7 @@
 namespace quorvane {
 int measureDerivePeak(const char* path);
 int measureExportPeak(const char* quality, int count, const char* output);
+int measurePackagePeak(const char* what, int count, const char* folder);
 }  // namespace quorvane
 
 namespace {
@@ -92,6 +93,10 @@ int main(int argc, char** argv) {
   // The export benchmark does the same for a whole export.
   if (argc == 5 && std::string(argv[1]) == "--measure-export-peak") {
     return quorvane::measureExportPeak(argv[2], std::atoi(argv[3]), argv[4]);
+  }
+  // And the package benchmark for an export or an import.
+  if (argc == 5 && std::string(argv[1]) == "--measure-package-peak") {
+    return quorvane::measurePackagePeak(argv[2], std::atoi(argv[3]), argv[4]);
   }
   benchmark::Initialize(&argc, argv);
   if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;

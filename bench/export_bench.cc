@@ -66,6 +66,13 @@ const std::vector<std::string>& works() {
   return paths;
 }
 
+}  // namespace
+
+// The works, for the package benchmark too.
+const std::vector<std::string>& benchWorks() { return works(); }
+
+namespace {
+
 std::string scratch() {
   const char* base = std::getenv("TMPDIR");
   return std::string(base != nullptr && *base != '\0' ? base : "/tmp") + "/quorvane-export-bench";

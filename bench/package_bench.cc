@@ -1,0 +1,299 @@
+// Backing up and restoring a project of 40 artworks whose originals are
+// camera-sized JPEGs (about 10 MB each, the export benchmark's works made
+// from a real photograph).
+//
+// - Export, beside `zip -0 -r -q` of the same tree (the least any archiver
+//   does: read the originals, write them stored): at most 1.1.
+// - Import until the project is in the library (checked, originals staged
+//   and committed, the project written), beside `unzip -q` of the same
+//   package: at most 1.5.
+// - Finalisation of one imported image (its web derivative made from the
+//   original and written), beside `vipsthumbnail` at the same size and
+//   quality: at most 1.2.
+// - Peak memory of export and of import, in a fresh process: at most 100 MB,
+//   the same for 10 and for 40 artworks (nothing held whole).
+#include <benchmark/benchmark.h>
+#include <sys/resource.h>
+#include <unistd.h>
+
+#include <array>
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <string>
+#include <vector>
+
+#include "app/import_finalization.h"
+#include "app/package_import.h"
+#include "images/image_optimizer.h"
+#include "packages/transfer_service.h"
+#include "storage/sqlite_snapshot_repository.h"
+
+namespace quorvane {
+
+const std::vector<std::string>& benchWorks();  // export_bench.cc
+
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr int kArtworks = 40;
+
+std::string selfPath() {
+  std::array<char, 4096> self{};
+  const ssize_t length = ::readlink("/proc/self/exe", self.data(), self.size() - 1);
+  return length > 0 ? std::string(self.data(), static_cast<std::size_t>(length)) : std::string();
+}
+
+std::string scratch() {
+  const char* base = std::getenv("TMPDIR");
+  return std::string(base != nullptr && *base != '\0' ? base : "/tmp") + "/quorvane-package-bench";
+}
+
+bool run(const std::string& command) { return std::system(command.c_str()) == 0; }
+
+// A project of `count` artworks, each with one of the works as its original.
+PackageExport projectOf(int count) {
+  PackageExport input;
+  input.project.id = "BENCH";
+  input.project.projectName = "Forty works";
+  input.snapshot.biography = "Born in Turku, lives in Lyon.";
+  for (int i = 0; i < count; ++i) {
+    Artwork artwork;
+    artwork.id = "ART-" + std::to_string(i);
+    artwork.title = "Work " + std::to_string(i + 1);
+    artwork.medium = "Oil on linen";
+    input.snapshot.artworks.images.push_back(artwork);
+  }
+  input.originalFile = [](const std::string& id) -> std::optional<std::string> {
+    const std::size_t index = std::stoul(id.substr(4));
+    if (index >= benchWorks().size()) return std::nullopt;
+    return benchWorks()[index];
+  };
+  return input;
+}
+
+std::uint64_t exportPackage(int count, const std::string& target) {
+  const QuorvaneTransferService service;
+  return service.exportPackage(projectOf(count), target, dateFromSeconds(1'790'000'000), true);
+}
+
+// Reads `package` into a new library in `folder` (emptied first), as
+// `quorvane package import` does before the images are finished.
+MergedPackage importPackage(const std::string& package, const std::string& folder) {
+  std::error_code ignored;
+  fs::remove_all(folder, ignored);
+  fs::create_directories(folder);
+  const QuorvaneTransferService service;
+  SQLiteSnapshotRepository library(SQLiteDatabase(folder + "/library.sqlite"));
+  FilesMediaStore media(folder + "/media");
+  const ImageOptimizer optimizer;
+  int ids = 0;
+  const PackageMergeServices services{library,     library,
+                                      media,       optimizer,
+                                      nullLogger(), [&] { return "ID-" + std::to_string(++ids); }};
+  OpenedPackage opened = service.openPackage(package);
+  return mergeIntoLibrary(opened, services, service.limits(), "Imported project");
+}
+
+bool ready(benchmark::State& state) {
+  if (benchWorks().size() >= kArtworks) return true;
+  state.SkipWithError("the photograph is missing (Debian package mate-backgrounds)");
+  return false;
+}
+
+// The package and its tree, extracted, made once per run.
+const std::string& package() {
+  static const std::string path = [] {
+    fs::create_directories(scratch());
+    const std::string made = scratch() + "/forty.quorvane";
+    exportPackage(kArtworks, made);
+    fs::remove_all(scratch() + "/tree");
+    run("unzip -q -o '" + made + "' -d '" + scratch() + "/tree'");
+    return made;
+  }();
+  return path;
+}
+
+// Every iteration starts with the writes of the one before on the disk and
+// its output gone, so that neither side pays for the other's.
+void settleDisk(benchmark::State& state) {
+  state.PauseTiming();
+  std::error_code ignored;
+  for (const char* name : {"/ours.quorvane", "/anchor.zip"}) fs::remove(scratch() + name, ignored);
+  fs::remove_all(scratch() + "/imported", ignored);
+  fs::remove_all(scratch() + "/unzipped", ignored);
+  ::sync();
+  state.ResumeTiming();
+}
+
+void BM_Export_ours(benchmark::State& state) {
+  if (!ready(state)) return;
+  package();
+  for (auto _ : state) {
+    settleDisk(state);
+    exportPackage(kArtworks, scratch() + "/ours.quorvane");
+  }
+}
+BENCHMARK(BM_Export_ours)
+    ->Name("package_export_40_works/ours")
+    ->Iterations(3)
+    ->Unit(benchmark::kMillisecond)
+    ->UseRealTime();
+
+void BM_Export_anchor(benchmark::State& state) {
+  if (!ready(state)) return;
+  package();
+  const std::string command =
+      "cd '" + scratch() + "/tree' && zip -0 -r -q '" + scratch() + "/anchor.zip' .";
+  for (auto _ : state) {
+    settleDisk(state);
+    if (!run(command)) {
+      state.SkipWithError("zip is missing (Debian package zip)");
+      break;
+    }
+  }
+}
+BENCHMARK(BM_Export_anchor)
+    ->Name("package_export_40_works/anchor")
+    ->Iterations(3)
+    ->Unit(benchmark::kMillisecond)
+    ->UseRealTime();
+
+void BM_Import_ours(benchmark::State& state) {
+  if (!ready(state)) return;
+  const std::string& path = package();
+  for (auto _ : state) {
+    settleDisk(state);
+    importPackage(path, scratch() + "/imported");
+  }
+}
+BENCHMARK(BM_Import_ours)
+    ->Name("package_import_40_works/ours")
+    ->Iterations(3)
+    ->Unit(benchmark::kMillisecond)
+    ->UseRealTime();
+
+void BM_Import_anchor(benchmark::State& state) {
+  if (!ready(state)) return;
+  const std::string command =
+      "unzip -q -o '" + package() + "' -d '" + scratch() + "/unzipped'";
+  for (auto _ : state) {
+    settleDisk(state);
+    if (!run(command)) {
+      state.SkipWithError("unzip is missing (Debian package unzip)");
+      break;
+    }
+  }
+}
+BENCHMARK(BM_Import_anchor)
+    ->Name("package_import_40_works/anchor")
+    ->Iterations(3)
+    ->Unit(benchmark::kMillisecond)
+    ->UseRealTime();
+
+constexpr int kFinalized = 6;  // images per iteration of the finalisation figures
+
+void BM_Finalize_ours(benchmark::State& state) {
+  if (!ready(state)) return;
+  const std::string library = scratch() + "/finalized";
+  const MergedPackage merged = importPackage(package(), library);
+  FilesMediaStore media(library + "/media");
+  const ImageOptimizer optimizer;
+  for (auto _ : state) {
+    for (int i = 0; i < kFinalized; ++i) {
+      Artwork artwork = merged.snapshot.artworks.images[static_cast<std::size_t>(i)];
+      finalizeImportedImage(media, optimizer, artwork);
+    }
+  }
+  state.SetItemsProcessed(state.iterations() * kFinalized);
+}
+BENCHMARK(BM_Finalize_ours)
+    ->Name("package_finalize_6_images/ours")
+    ->Iterations(2)
+    ->Unit(benchmark::kMillisecond)
+    ->UseRealTime();
+
+// One vipsthumbnail process for the same originals, at the web size and
+// quality (2000 px, Q 82, metadata stripped).
+void BM_Finalize_anchor(benchmark::State& state) {
+  if (!ready(state)) return;
+  package();
+  const std::string out = scratch() + "/thumbnails";
+  fs::create_directories(out);
+  std::string command = "vipsthumbnail";
+  for (int i = 0; i < kFinalized; ++i) {
+    command += " '" + scratch() + "/tree/media/original/ART-" + std::to_string(i) + ".jpg'";
+  }
+  command += " --size 2000 -o '" + out + "/%s.jpg[Q=82,strip]'";
+  for (auto _ : state) {
+    if (!run(command)) {
+      state.SkipWithError("vipsthumbnail is missing (Debian package libvips-tools)");
+      break;
+    }
+  }
+  state.SetItemsProcessed(state.iterations() * kFinalized);
+}
+BENCHMARK(BM_Finalize_anchor)
+    ->Name("package_finalize_6_images/anchor")
+    ->Iterations(2)
+    ->Unit(benchmark::kMillisecond)
+    ->UseRealTime();
+
+// Peak resident memory of an export or an import in a process of its own.
+void measurePeak(benchmark::State& state, const char* what, int count) {
+  if (!ready(state)) return;
+  package();
+  const std::string command = selfPath() + " --measure-package-peak " + what + " " +
+                              std::to_string(count) + " '" + scratch() + "'";
+  double peak = -1;
+  for (auto _ : state) {
+    FILE* child = ::popen(command.c_str(), "r");
+    double kilobytes = -1;
+    if (child != nullptr) {
+      if (std::fscanf(child, "%lf", &kilobytes) != 1) kilobytes = -1;
+      ::pclose(child);
+    }
+    peak = kilobytes / 1024.0;
+  }
+  if (peak < 0) state.SkipWithError("the measuring process failed");
+  state.counters["peak_MB"] = peak;
+  state.counters["target_peak_MB"] = 100;
+}
+
+void BM_ExportPeak10(benchmark::State& state) { measurePeak(state, "export", 10); }
+BENCHMARK(BM_ExportPeak10)->Name("package_export_peak_memory/10_works")->Iterations(1);
+void BM_ExportPeak40(benchmark::State& state) { measurePeak(state, "export", 40); }
+BENCHMARK(BM_ExportPeak40)->Name("package_export_peak_memory/40_works")->Iterations(1);
+void BM_ImportPeak10(benchmark::State& state) { measurePeak(state, "import", 10); }
+BENCHMARK(BM_ImportPeak10)->Name("package_import_peak_memory/10_works")->Iterations(1);
+void BM_ImportPeak40(benchmark::State& state) { measurePeak(state, "import", 40); }
+BENCHMARK(BM_ImportPeak40)->Name("package_import_peak_memory/40_works")->Iterations(1);
+
+}  // namespace
+
+// The child's side: export a package of `count` works into `folder`, or
+// import one of `count` works made there beforehand (outside the
+// measurement: a child process of its own), then print the peak resident
+// size in kilobytes.
+int measurePackagePeak(const char* what, int count, const char* folder) {
+  if (benchWorks().size() < static_cast<std::size_t>(count)) return 1;
+  const std::string base = folder;
+  const std::string path = base + "/peak-" + std::to_string(count) + ".quorvane";
+  if (std::string(what) == "export") {
+    exportPackage(count, path);
+  } else {
+    if (!fs::exists(path)) {
+      const std::string made = selfPath() + " --measure-package-peak export " +
+                               std::to_string(count) + " '" + base + "' > /dev/null";
+      if (!run(made)) return 1;
+    }
+    importPackage(path, base + "/peak-import");
+  }
+  rusage usage{};
+  ::getrusage(RUSAGE_SELF, &usage);
+  std::printf("%ld\n", usage.ru_maxrss);
+  return 0;
+}
+
+}  // namespace quorvane
