@@ -89,8 +89,8 @@ MergedPackage importPackage(const std::string& package, const std::string& folde
   FilesMediaStore media(folder + "/media");
   const ImageOptimizer optimizer;
   int ids = 0;
-  const PackageMergeServices services{library,     library,
-                                      media,       optimizer,
+  const PackageMergeServices services{library,      library,
+                                      media,        optimizer,
                                       nullLogger(), [&] { return "ID-" + std::to_string(++ids); }};
   OpenedPackage opened = service.openPackage(package);
   return mergeIntoLibrary(opened, services, service.limits(), "Imported project");
@@ -176,8 +176,7 @@ BENCHMARK(BM_Import_ours)
 
 void BM_Import_anchor(benchmark::State& state) {
   if (!ready(state)) return;
-  const std::string command =
-      "unzip -q -o '" + package() + "' -d '" + scratch() + "/unzipped'";
+  const std::string command = "unzip -q -o '" + package() + "' -d '" + scratch() + "/unzipped'";
   for (auto _ : state) {
     settleDisk(state);
     if (!run(command)) {

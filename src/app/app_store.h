@@ -386,19 +386,21 @@ class AppStore {
   // project (its pending edits first) at `path`, whole or not at all (an
   // older file replaced only with `replaceExisting`); its size, or nothing
   // with an error toast. The export is recorded: the backup reminders
-  // start afresh.
+  // start afresh. `progress` is told as the originals go in.
   std::optional<std::uint64_t> exportProjectPackage(const std::string& path,
-                                                    bool replaceExisting = false);
+                                                    bool replaceExisting = false,
+                                                    const TransferProgressFn& progress = {});
   // The file name a package of the open project is given.
   std::string projectPackageFileName() const;
   // Reads the package at `path` into the library as a new project (see
   // app/package_import.h); its id, or nothing with an error toast ("This
   // file could not be imported…", the reason in `lastImportFailure`).
-  // `step` is told each step's words. One import at a time. With `open`,
-  // the new project is opened.
+  // `step` is told each step's words, `progress` each original copied
+  // out. One import at a time. With `open`, the new project is opened.
   std::optional<std::string> importProjectPackage(
       const std::string& path, bool open,
-      const std::function<void(const std::string& step)>& step = {});
+      const std::function<void(const std::string& step)>& step = {},
+      const TransferProgressFn& progress = {});
   // Exports the open project into a package in `folder` and reads it back
   // (nothing recorded, nothing imported): "Round-trip OK. Artworks: 3 -> 3.
   // Images restored: 2/2." or why not.
@@ -529,7 +531,8 @@ class AppStore {
   std::uint64_t latestPreviewRequestID_ = 0;
   std::optional<std::string> lastImportFailure_;
   // The package of the open project at `path`, unrecorded; throws.
-  std::uint64_t writeProjectPackage(const std::string& path, bool replaceExisting);
+  std::uint64_t writeProjectPackage(const std::string& path, bool replaceExisting,
+                                    const TransferProgressFn& progress = {});
   // Import finalisation, shared by the two ways of running it.
   struct FinalizationRun {
     std::vector<std::string> work;                 // artwork ids, in order

@@ -27,7 +27,8 @@ std::string AppStore::projectPackageFileName() const {
 }
 
 std::optional<std::uint64_t> AppStore::exportProjectPackage(const std::string& path,
-                                                            bool replaceExisting) {
+                                                            bool replaceExisting,
+                                                            const TransferProgressFn& progress) {
   if (services_.transfer == nullptr) {
     fail(text("app.error.export_failed", {path, "no package service"}));
     return std::nullopt;
@@ -37,7 +38,7 @@ std::optional<std::uint64_t> AppStore::exportProjectPackage(const std::string& p
     return std::nullopt;
   }
   try {
-    const std::uint64_t bytes = writeProjectPackage(path, replaceExisting);
+    const std::uint64_t bytes = writeProjectPackage(path, replaceExisting, progress);
     markProjectDataExported(services_.clock.now());
     return bytes;
   } catch (const std::exception& error) {
@@ -46,7 +47,8 @@ std::optional<std::uint64_t> AppStore::exportProjectPackage(const std::string& p
   }
 }
 
-std::uint64_t AppStore::writeProjectPackage(const std::string& path, bool replaceExisting) {
+std::uint64_t AppStore::writeProjectPackage(const std::string& path, bool replaceExisting,
+                                            const TransferProgressFn& progress) {
   settleSaves();
   ensurePersisted();
   settleSaves();
@@ -67,7 +69,8 @@ std::uint64_t AppStore::writeProjectPackage(const std::string& path, bool replac
   removeStaleTemporaryFiles(
       target.has_parent_path() ? target.parent_path().string() : std::string("."),
       target.filename().string());
-  return services_.transfer->exportPackage(input, path, services_.clock.now(), replaceExisting);
+  return services_.transfer->exportPackage(input, path, services_.clock.now(), replaceExisting,
+                                           progress);
 }
 
 AppStore::RoundTripReport AppStore::roundTripProjectPackage(const std::string& folder) {
@@ -100,7 +103,8 @@ AppStore::RoundTripReport AppStore::roundTripProjectPackage(const std::string& f
 }
 
 std::optional<std::string> AppStore::importProjectPackage(
-    const std::string& path, bool open, const std::function<void(const std::string&)>& step) {
+    const std::string& path, bool open, const std::function<void(const std::string&)>& step,
+    const TransferProgressFn& progress) {
   lastImportFailure_.reset();
   if (services_.transfer == nullptr || services_.imports == nullptr) {
     lastImportFailure_ = "no package service";
@@ -131,7 +135,7 @@ std::optional<std::string> AppStore::importProjectPackage(
         mergeIntoLibrary(opened,
                          PackageMergeServices{*services_.imports, services_.labels, services_.media,
                                               services_.images, log, services_.makeUuid},
-                         services_.transfer->limits(), text("app.project.imported_name"));
+                         services_.transfer->limits(), text("app.project.imported_name"), progress);
     log.log("app importProjectPackage(async) parsed projectId=" + merged.project.id);
     tell("import.toast.step.applying");
     // The images whose derivatives are still to be made, for the

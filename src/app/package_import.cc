@@ -76,13 +76,21 @@ std::vector<LabelOverrideEntry> mergedLabelOverrides(
 }
 
 MergedPackage mergeIntoLibrary(OpenedPackage& opened, const PackageMergeServices& services,
-                               const TransferLimits& limits, const std::string& emptyName) {
+                               const TransferLimits& limits, const std::string& emptyName,
+                               const TransferProgressFn& progress) {
   const ImportedProjectPackage& content = opened.content;
   MergedPackage merged{content.project, content.snapshot, {}};
   merged.project.projectName = normalizedImportedName(merged.project.projectName, emptyName);
   std::map<std::string, std::string> artworkIds;  // package's → new
   giveNewIds(merged.project, merged.snapshot, artworkIds, services.makeUuid);
 
+  TransferProgress told;
+  told.totalArtworks = content.mediaPathByArtworkId.size();
+  // The archive's own sizes: an estimate for the progress only, never
+  // trusted for memory (streamOriginal counts what inflates).
+  for (const auto& [packageId, path] : content.mediaPathByArtworkId) {
+    told.totalBytes += opened.archive->declaredSize(path).value_or(0);
+  }
   OriginalMediaImportTransaction transaction = OriginalMediaImportTransaction::open(services.media);
   try {
     // One original at a time in memory: read from the package, staged.
@@ -97,8 +105,11 @@ MergedPackage mergeIntoLibrary(OpenedPackage& opened, const PackageMergeServices
       const std::string extension =
           ImageOptimizer::fileExtension(services.images.sniffMimeType(original));
       const std::string& id = artworkIds.at(packageId);
+      told.bytes += original.size();
+      ++told.artworks;
       transaction.stage({id, std::move(original), extension, std::nullopt});
       merged.pendingArtworkIds.push_back(id);
+      if (progress) progress(told);
     }
     const std::vector<LabelOverrideEntry> labels =
         mergedLabelOverrides(services.labels.allLabelOverrides(), content.labelOverrides);

@@ -49,7 +49,9 @@ std::vector<LabelOverrideEntry> mergedLabelOverrides(
 
 // Throws what failed (QuorvaneTransferError for an original that is not
 // what the package says, a storage error); nothing is changed then.
+// `progress` is told after each original is copied out.
 MergedPackage mergeIntoLibrary(OpenedPackage& opened, const PackageMergeServices& services,
-                               const TransferLimits& limits, const std::string& emptyName);
+                               const TransferLimits& limits, const std::string& emptyName,
+                               const TransferProgressFn& progress = {});
 
 }  // namespace quorvane

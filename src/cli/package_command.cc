@@ -2,12 +2,14 @@
 // import, and the round trip that proves a package reads back.
 #include <unistd.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <nlohmann/json.hpp>
 
 #include "app/app_store.h"
 #include "cli/command.h"
 #include "cli/command_support.h"
+#include "cli/progress_line.h"
 #include "cli/text_width.h"
 #include "packages/transfer_error.h"
 #include "packages/transfer_service.h"
@@ -31,10 +33,23 @@ std::string packagePath(const std::optional<std::string>& output, const std::str
   return *output;
 }
 
-std::string megabytesText(std::uint64_t bytes) {
-  char text[32];
-  std::snprintf(text, sizeof text, "%.1f MB", static_cast<double>(bytes) / 1048576.0);
-  return text;
+// "12.5 MB", "12,5 Mo": one decimal, the language's mark and unit.
+std::string megabytesText(const CliContext& context, std::uint64_t bytes) {
+  char number[32];
+  std::snprintf(number, sizeof number, "%.1f", static_cast<double>(bytes) / 1048576.0);
+  std::string text = number;
+  if (context.language() != "en") std::replace(text.begin(), text.end(), '.', ',');
+  return context.format("cli.size.megabytes", {text});
+}
+
+// The progress of a package's originals going in or out, on the terminal.
+TransferProgressFn progressOn(const CliContext& context, ProgressLine& line) {
+  return [&context, &line](const TransferProgress& progress) {
+    line.show(context.format(
+        "cli.package.progress",
+        {std::to_string(progress.artworks), std::to_string(progress.totalArtworks),
+         megabytesText(context, progress.bytes), megabytesText(context, progress.totalBytes)}));
+  };
 }
 
 void exportPackage(CliContext& context, const PackageOptions& options) {
@@ -44,7 +59,11 @@ void exportPackage(CliContext& context, const PackageOptions& options) {
   if (fs::exists(path, error) && !options.force) {
     throw CliError(context.format("cli.export.exists", {path}));
   }
-  const std::optional<std::uint64_t> bytes = store.exportProjectPackage(path, options.force);
+  std::optional<std::uint64_t> bytes;
+  {
+    ProgressLine line(context.json ? nullptr : context.terminal);
+    bytes = store.exportProjectPackage(path, options.force, progressOn(context, line));
+  }
   context.check(bytes.has_value());
   context.writeNow();
   const AppState& state = store.state();
@@ -60,7 +79,7 @@ void exportPackage(CliContext& context, const PackageOptions& options) {
                      "cli.package.exported",
                      {context.count("count.artworks", static_cast<std::int64_t>(
                                                           state.snapshot.artworks.images.size())),
-                      megabytesText(*bytes)})
+                      megabytesText(context, *bytes)})
               << '\n';
   context.out << path << '\n';
 }
@@ -103,30 +122,36 @@ void checkPackage(CliContext& context, const PackageOptions& options) {
         std::to_string(content.mediaPathByArtworkId.size())},
        {context.text("cli.package.label.format"), std::to_string(content.manifest.formatVersion)},
        {context.text("cli.package.label.exported"), content.manifest.exportedAt},
-       {context.text("cli.package.label.size"), megabytesText(opened.bytes)}},
+       {context.text("cli.package.label.size"), megabytesText(context, opened.bytes)}},
       context.out);
   context.err << context.text("cli.package.valid") << '\n';
 }
 
 void importPackage(CliContext& context, const PackageOptions& options) {
   AppStore& store = context.store();
-  const std::optional<std::string> id =
-      store.importProjectPackage(options.file, options.open, [&](const std::string& step) {
-        if (!context.json) context.err << step << '\n';
-      });
+  std::optional<std::string> id;
+  {
+    ProgressLine line(context.json ? nullptr : context.terminal);
+    id = store.importProjectPackage(
+        options.file, options.open,
+        [&](const std::string& step) {
+          line.clear();
+          if (!context.json) context.err << step << '\n';
+        },
+        progressOn(context, line));
+  }
   if (!id) {
     packageRefused(context, store.lastImportFailure().value_or(""));
   }
   // The images' screen copies, made now (a later run would finish them
   // too, should this one be stopped).
-  store.finishImportedImages([&](std::size_t done, std::size_t total) {
-    if (context.terminal == nullptr) return;
-    *context.terminal << '\r'
-                      << context.format("cli.package.finishing",
-                                        {std::to_string(done), std::to_string(total)})
-                      << "\x1b[K" << std::flush;
-    if (done == total) *context.terminal << "\r\x1b[K" << std::flush;
-  });
+  {
+    ProgressLine line(context.json ? nullptr : context.terminal);
+    store.finishImportedImages([&](std::size_t done, std::size_t total) {
+      line.show(
+          context.format("cli.package.finishing", {std::to_string(done), std::to_string(total)}));
+    });
+  }
   context.writeNow();
   if (context.json) {
     context.out << jsonText({{"id", *id}}) << '\n';

@@ -36,6 +36,9 @@ class PackageTree {
   using Sink = std::function<void(std::span<const std::uint8_t>)>;
   virtual std::optional<std::uint64_t> stream(std::string_view path, std::uint64_t limit,
                                               const Sink& sink) = 0;
+  // The size the container says a file has, for showing progress only:
+  // never trusted for anything else. Nothing when it says none.
+  virtual std::optional<std::uint64_t> declaredSize(std::string_view) const { return std::nullopt; }
 };
 
 }  // namespace quorvane

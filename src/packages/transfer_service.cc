@@ -72,7 +72,8 @@ package::ProjectInfo projectInfo(const PackageExport& input) {
 
 std::uint64_t QuorvaneTransferService::exportPackage(const PackageExport& input,
                                                      const std::string& target, Date now,
-                                                     bool replaceExisting) const {
+                                                     bool replaceExisting,
+                                                     const TransferProgressFn& progress) const {
   const std::vector<Artwork>& artworks = input.snapshot.artworks.images;
   logger_.log(
       "export begin format=quorvane version=" + std::to_string(limits_.currentFormatVersion) +
@@ -80,6 +81,7 @@ std::uint64_t QuorvaneTransferService::exportPackage(const PackageExport& input,
   nlohmann::json entries = nlohmann::json::array();
   nlohmann::json links = nlohmann::json::array();
   std::vector<ZipEntry> media;
+  TransferProgress told;
   for (std::size_t i = 0; i < artworks.size(); ++i) {
     package::ArtworkEntry entry;
     entry.artwork = artworks[i];
@@ -91,6 +93,7 @@ std::uint64_t QuorvaneTransferService::exportPackage(const PackageExport& input,
       const std::string path = package::originalMediaPath(entry.artwork.id);
       entry.originalMediaFile = path;
       media.push_back({ZipEntry::Kind::file, path, {}, *file});
+      told.totalBytes += *size;
       logger_.log("export media artworkId=" + entry.artwork.id + " packagePath=" + path +
                   " bytes=" + std::to_string(*size));
     }
@@ -121,7 +124,13 @@ std::uint64_t QuorvaneTransferService::exportPackage(const PackageExport& input,
       {Kind::directory, "media/original/", {}, {}},
   };
   for (ZipEntry& entry : media) tree.push_back(std::move(entry));
-  writeZipPackage(files_, target, tree, replaceExisting);
+  told.totalArtworks = media.size();
+  const ZipReadProgress read = [&](std::uint64_t bytes, std::size_t filesDone) {
+    told.bytes = bytes;
+    told.artworks = filesDone;
+    if (progress) progress(told);
+  };
+  writeZipPackage(files_, target, tree, replaceExisting, progress ? read : ZipReadProgress());
   const std::uint64_t bytes = std::filesystem::file_size(target);
   logger_.log("export done packageBytes=" + std::to_string(bytes) +
               " mediaCount=" + std::to_string(manifest.counts.media));

@@ -20,6 +20,18 @@
 
 namespace quorvane {
 
+// How far a long export or import has come: the originals' bytes, and the
+// artworks whose original is done.
+struct TransferProgress {
+  std::uint64_t bytes = 0;
+  std::uint64_t totalBytes = 0;
+  std::size_t artworks = 0;
+  std::size_t totalArtworks = 0;
+
+  bool operator==(const TransferProgress&) const = default;
+};
+using TransferProgressFn = std::function<void(const TransferProgress&)>;
+
 // What an export writes: the project as the store holds it, and where the
 // originals are.
 struct PackageExport {
@@ -54,8 +66,9 @@ class QuorvaneTransferService {
   // there is replaced only with `replaceExisting`); its size in bytes. An
   // original that can't be opened leaves its artwork without an image.
   // Throws std::system_error (the disk) or QuorvaneTransferError.
+  // `progress` is told as the originals are copied in.
   std::uint64_t exportPackage(const PackageExport& input, const std::string& target, Date now,
-                              bool replaceExisting) const;
+                              bool replaceExisting, const TransferProgressFn& progress = {}) const;
 
   // Opens and checks the package at `path` (every check but the originals'
   // sizes, made as they are copied out: `streamOriginal`). Throws

@@ -74,12 +74,21 @@ struct OpenEntry {
 
 // An original read into the archive through the file-system seam, a
 // buffer at a time, when libzip asks for it (while the archive is closed).
+struct ReadTally {
+  const ZipReadProgress& told;
+  std::uint64_t bytes = 0;
+  std::size_t filesDone = 0;
+};
+
 struct SeamSource {
   FileSystem& files;
   std::string path;
   std::uint64_t size;
+  ReadTally& tally;
   std::unique_ptr<FileReader> reader;
   zip_error_t error;
+  std::uint64_t read = 0;
+  bool counted = false;  // in the tally's files done
 };
 
 void failSource(SeamSource& source, const std::system_error& failure) {
@@ -97,6 +106,14 @@ zip_int64_t seamSourceCallback(void* state, void* data, zip_uint64_t length,
       case ZIP_SOURCE_READ: {
         const Bytes piece = source.reader->read(static_cast<std::size_t>(length));
         std::copy(piece.begin(), piece.end(), static_cast<std::uint8_t*>(data));
+        ReadTally& tally = source.tally;
+        tally.bytes += piece.size();
+        source.read += piece.size();
+        if (!source.counted && source.read >= source.size) {
+          source.counted = true;
+          ++tally.filesDone;
+        }
+        if (tally.told) tally.told(tally.bytes, tally.filesDone);
         return static_cast<zip_int64_t>(piece.size());
       }
       case ZIP_SOURCE_CLOSE:
@@ -131,9 +148,11 @@ zip_int64_t seamSourceCallback(void* state, void* data, zip_uint64_t length,
   return -1;
 }
 
-zip_source_t* seamSource(::zip* archive, FileSystem& files, const std::string& path) {
+zip_source_t* seamSource(::zip* archive, FileSystem& files, const std::string& path,
+                         ReadTally& tally) {
   const std::uint64_t size = files.fileSize(path);
-  auto source = std::make_unique<SeamSource>(SeamSource{files, path, size, nullptr, {}});
+  auto source =
+      std::make_unique<SeamSource>(SeamSource{files, path, size, tally, nullptr, {}, 0, false});
   zip_error_init(&source->error);
   zip_source_t* made = zip_source_function(archive, seamSourceCallback, source.get());
   if (made != nullptr) source.release();  // freed by its ZIP_SOURCE_FREE
@@ -225,6 +244,18 @@ std::optional<std::uint64_t> ZipPackageReader::stream(std::string_view path, std
   return total;
 }
 
+std::optional<std::uint64_t> ZipPackageReader::declaredSize(std::string_view path) const {
+  const auto found = entries_.find(path);
+  if (found == entries_.end() || found->second.kind != Kind::file) return std::nullopt;
+  zip_stat_t stat;
+  zip_stat_init(&stat);
+  if (zip_stat_index(archive_.get(), found->second.index, 0, &stat) != 0 ||
+      (stat.valid & ZIP_STAT_SIZE) == 0) {
+    return std::nullopt;
+  }
+  return stat.size;
+}
+
 std::optional<Bytes> ZipPackageReader::read(std::string_view path, std::uint64_t limit) {
   Bytes bytes;
   const std::optional<std::uint64_t> size =
@@ -236,7 +267,9 @@ std::optional<Bytes> ZipPackageReader::read(std::string_view path, std::uint64_t
 }
 
 void writeZipPackage(FileSystem& files, const std::string& target,
-                     const std::vector<ZipEntry>& entries, bool replaceExisting) {
+                     const std::vector<ZipEntry>& entries, bool replaceExisting,
+                     const ZipReadProgress& read) {
+  ReadTally tally{read};
   const std::string temporary = temporaryPathBeside(target);
   int error = 0;
   ::zip* opened = zip_open(temporary.c_str(), ZIP_CREATE | ZIP_EXCL, &error);
@@ -272,7 +305,7 @@ void writeZipPackage(FileSystem& files, const std::string& target,
     zip_source_t* source =
         entry.kind == ZipEntry::Kind::text
             ? zip_source_buffer(archive.get(), entry.text.data(), entry.text.size(), 0)
-            : seamSource(archive.get(), files, entry.filePath);
+            : seamSource(archive.get(), files, entry.filePath, tally);
     if (source == nullptr) fail(entry.name);
     const zip_int64_t index =
         zip_file_add(archive.get(), entry.name.c_str(), source, ZIP_FL_ENC_UTF_8);

@@ -10,6 +10,7 @@
 // are checked as each entry is read to its end.
 #pragma once
 
+#include <functional>
 #include <map>
 #include <memory>
 #include <string>
@@ -37,6 +38,7 @@ class ZipPackageReader final : public PackageTree {
   std::optional<Bytes> read(std::string_view path, std::uint64_t limit) override;
   std::optional<std::uint64_t> stream(std::string_view path, std::uint64_t limit,
                                       const Sink& sink) override;
+  std::optional<std::uint64_t> declaredSize(std::string_view path) const override;
 
  private:
   struct Entry {
@@ -63,8 +65,11 @@ struct ZipEntry {
 // Files are read through `files` as they are written, never whole, and the
 // finished archive is published through it. Throws std::system_error or
 // std::runtime_error; nothing is left behind then, and an older file at
-// `target` is untouched.
+// `target` is untouched. `read` is told the bytes of files read so far,
+// and how many files are read whole.
+using ZipReadProgress = std::function<void(std::uint64_t bytes, std::size_t filesDone)>;
 void writeZipPackage(FileSystem& files, const std::string& target,
-                     const std::vector<ZipEntry>& entries, bool replaceExisting);
+                     const std::vector<ZipEntry>& entries, bool replaceExisting,
+                     const ZipReadProgress& read = {});
 
 }  // namespace quorvane

@@ -117,6 +117,16 @@ TEST_F(PackageImportTest, APackageBecomesANewProjectWithFreshIdsEveryTime) {
   EXPECT_EQ(repository.labelOverride("cv", "de", "pdf.cv.section.education"), "Studium");
 }
 
+TEST_F(PackageImportTest, AnImportTellsItsProgressOriginalByOriginal) {
+  OpenedPackage opened = QuorvaneTransferService().openPackage(packagePath);
+  std::vector<TransferProgress> told;
+  mergeIntoLibrary(opened, services, {}, "Imported project",
+                   [&](const TransferProgress& progress) { told.push_back(progress); });
+  ASSERT_EQ(told.size(), 1u) << "one original in the package";
+  const std::uint64_t size = fs::file_size(dir.file("elsewhere/A1_orig.jpg"));
+  EXPECT_EQ(told[0], (TransferProgress{size, size, 1, 1}));
+}
+
 TEST_F(PackageImportTest, NamesAreOneLineOfAtMost80Characters) {
   EXPECT_EQ(normalizedImportedName("a\n\nb\t c ", "x"), "a b c");
   EXPECT_EQ(normalizedImportedName(" \n\t ", "Imported project"), "Imported project");

@@ -184,6 +184,18 @@ TEST_F(TransferServiceTest, APackageCutAnywhereIsRefusedWithACaseAndNeverCrashes
   }
 }
 
+TEST_F(TransferServiceTest, AnExportTellsItsProgressInBytesAndArtworks) {
+  std::vector<TransferProgress> told;
+  service.exportPackage(input, dir.file("Tides.quorvane"), now, false,
+                        [&](const TransferProgress& progress) { told.push_back(progress); });
+  ASSERT_FALSE(told.empty());
+  for (std::size_t i = 1; i < told.size(); ++i) {
+    EXPECT_GE(told[i].bytes, told[i - 1].bytes);
+    EXPECT_GE(told[i].artworks, told[i - 1].artworks);
+  }
+  EXPECT_EQ(told.back(), (TransferProgress{5000, 5000, 2, 2})) << "two originals, 3000 + 2000";
+}
+
 // What is in the folder of the package, by name, besides the media folder.
 std::set<std::string> filesBeside(const std::string& path) {
   std::set<std::string> names;
