@@ -171,6 +171,23 @@ TEST_F(PackageRoutesTest, AnArtworkEditedOrDeletedWhileItsImageIsMadeKeepsTheEdi
   EXPECT_EQ(edited.imagePath, "sqlite-media://" + first);
 }
 
+TEST_F(PackageRoutesTest, OneImportAtATime) {
+  const std::string path = exportedPackage();
+  const auto projects = store->state().projects.size();
+  std::optional<std::string> second = "not tried";
+  std::optional<std::string> said;
+  const std::optional<std::string> first =
+      store->importProjectPackage(path, false, [&](const std::string&) {
+        if (second != "not tried") return;
+        second = store->importProjectPackage(path, false);
+        said = store->state().lastErrorMessage;
+      });
+  ASSERT_TRUE(first);
+  EXPECT_FALSE(second) << "refused while the first was under way";
+  EXPECT_EQ(said, "An import is already in progress.");
+  EXPECT_EQ(store->state().projects.size(), projects + 1);
+}
+
 TEST_F(PackageRoutesTest, APackageThatFailsChangesNothingAndSaysWhy) {
   open();
   const std::string path = dir.file("holiday.quorvane");
