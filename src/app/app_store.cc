@@ -1345,6 +1345,21 @@ void AppStore::exportFailed(const std::exception& error, const std::string& path
   }
 }
 
+std::optional<RgbPixels> AppStore::renderPageImage(const RenderRequest& request,
+                                                   const ExportOptions& options, int longEdge) {
+  if (services_.renderer == nullptr) {
+    fail("no renderer");
+    return std::nullopt;
+  }
+  try {
+    return services_.renderer->renderPageImage(request, state_.project, state_.snapshot, options,
+                                               longEdge);
+  } catch (const std::exception& error) {
+    failWith(error);
+    return std::nullopt;
+  }
+}
+
 std::optional<std::vector<PdfWarning>> AppStore::exportPDF(const RenderRequest& request,
                                                            const ExportOptions& options,
                                                            const std::string& path,

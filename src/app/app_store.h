@@ -362,6 +362,12 @@ class AppStore {
   // folder is refused: an export must never take the place of the library.
   // Without `replaceExisting`, a file already at `path` is never replaced
   // (checked in the same step that puts the export there).
+  // One page of the open project as the export would lay it out with
+  // `options` — an artwork's page, or the first page of a text or the CV —
+  // drawn as pixels `longEdge` on its longer side; nothing, with the error
+  // shown, when it can't be drawn.
+  std::optional<RgbPixels> renderPageImage(const RenderRequest& request,
+                                           const ExportOptions& options, int longEdge);
   std::optional<std::vector<PdfWarning>> exportPDF(const RenderRequest& request,
                                                    const ExportOptions& options,
                                                    const std::string& path,

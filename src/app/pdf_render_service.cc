@@ -1,5 +1,6 @@
 #include "app/pdf_render_service.h"
 
+#include <algorithm>
 #include <nlohmann/json.hpp>
 
 #include "app/save_section.h"
@@ -77,6 +78,75 @@ std::optional<std::vector<std::uint8_t>> PdfRenderService::imageData(const Artwo
   } catch (const std::exception&) {
     return std::nullopt;
   }
+}
+
+std::optional<std::vector<std::uint8_t>> PdfRenderService::webImageData(const Artwork& artwork) {
+  if (auto bytes = media_.readFile(media_.webDerivativePath(artwork.id))) return bytes;
+  try {
+    if (auto bytes = snapshots_.imageBytes(artwork.id)) return bytes;
+  } catch (const std::exception&) {
+    // Not in the library: the original, below.
+  }
+  return imageData(artwork);
+}
+
+RgbPixels PdfRenderService::renderPageImage(const RenderRequest& request, const Project& project,
+                                            const StudioSnapshot& snapshot,
+                                            const ExportOptions& given, int longEdge) {
+  ExportOptions options = given;
+  if (options.exportLocale.empty()) options.exportLocale = project.locale;
+  const bool artworkPage = request.kind == RenderKind::singleArtwork;
+  const PageSize page =
+      pageSize(options.format, artworkPage ? project.orientation : DocumentOrientation::portrait);
+  const double pixelsPerPoint =
+      static_cast<double>(std::max(longEdge, 1)) / std::max(page.width, page.height);
+  const ImageOptimizer& optimizer = optimizer_;
+  const auto canvas =
+      PdfCanvas::raster(page, pixelsPerPoint,
+                        [&optimizer](std::span<const std::uint8_t> image, int width,
+                                     int height) -> std::optional<RgbPixels> {
+                          try {
+                            return optimizer.decodeToFit(image, width, height);
+                          } catch (const std::exception&) {
+                            return std::nullopt;  // the page goes without its image, as in the PDF
+                          }
+                        });
+  const std::string_view scope = scopeOf(request.kind);
+  const PdfStrings labels(options.exportLocale, std::string(scope),
+                          overridesOf(labels_, scope, options.exportLocale));
+  const PDFStyle style;
+  switch (request.kind) {
+    case RenderKind::statement:
+      StatementPdfRenderer(style, labels).draw(*canvas, snapshot.statement, kStatementTitleKey);
+      break;
+    case RenderKind::projectStatement:
+      StatementPdfRenderer(style, labels)
+          .draw(*canvas, snapshot.projectStatement, kProjectStatementTitleKey);
+      break;
+    case RenderKind::bio:
+      StatementPdfRenderer(style, labels).draw(*canvas, snapshot.biography, kBiographyTitleKey);
+      break;
+    case RenderKind::cv:
+      CvPdfRenderer(style, labels).draw(*canvas, snapshot.details, snapshot.cv, 1);
+      break;
+    case RenderKind::singleArtwork: {
+      const auto& artworks = snapshot.artworks.images;
+      const auto found = std::find_if(artworks.begin(), artworks.end(), [&](const Artwork& a) {
+        return request.artworkId && a.id == *request.artworkId;
+      });
+      if (found == artworks.end()) throw std::invalid_argument("no such artwork in the project");
+      const PortfolioPdfRenderer renderer(
+          style, labels, [this](const Artwork& artwork) { return webImageData(artwork); },
+          optimizer_, std::nullopt);
+      renderer.drawArtworkPage(*canvas, project, snapshot, *found,
+                               static_cast<int>(found - artworks.begin()) + 1);
+      break;
+    }
+    case RenderKind::portfolio:
+    case RenderKind::artworksPages:
+      throw std::invalid_argument("a document of many pages has no one page to show");
+  }
+  return canvas->finishRaster();
 }
 
 PdfRenderResult PdfRenderService::draw(const RenderRequest& request, const Project& project,

@@ -75,12 +75,23 @@ class PdfRenderService {
                            const StudioSnapshot& snapshot, const ExportOptions& options,
                            const PdfSink& sink, const Progress& progress = {});
 
+  // The page of one artwork (`request.artworkId`), or the first page of a
+  // text document or the CV, drawn as pixels `longEdge` on its longer side,
+  // exactly as the document lays it out. An artwork is drawn from its web
+  // derivative, never its original. Throws std::invalid_argument for an
+  // artwork the snapshot does not hold, or a portfolio (many pages).
+  RgbPixels renderPageImage(const RenderRequest& request, const Project& project,
+                            const StudioSnapshot& snapshot, const ExportOptions& options,
+                            int longEdge);
+
   std::size_t cacheHits() const { return hits_; }
   // Forgets the rendered documents kept for reuse (memory is short).
   void clearCache();
 
  private:
   std::optional<std::vector<std::uint8_t>> imageData(const Artwork& artwork);
+  // The web derivative, else whatever `imageData` finds.
+  std::optional<std::vector<std::uint8_t>> webImageData(const Artwork& artwork);
   PdfRenderResult draw(const RenderRequest& request, const Project& project,
                        const StudioSnapshot& snapshot, const ExportOptions& options,
                        const PdfSink& sink, const Progress& progress = {});

@@ -21,10 +21,11 @@ void installSettingsCommand(CLI::App& command, CliContext& context);
 void installResetCommand(CLI::App& command, CliContext& context);
 void installExportCommand(CLI::App& command, CliContext& context);
 void installPackageCommand(CLI::App& command, CliContext& context);
+void installPreviewCommand(CLI::App& command, CliContext& context);
 
 namespace {
 
-constexpr std::array<CommandEntry, 17> kCommands{{
+constexpr std::array<CommandEntry, 18> kCommands{{
     {"projects", "List the projects; the open one is marked", &installProjectsCommand},
     {"project", "Create, open, show, change, duplicate or delete a project",
      &installProjectCommand},
@@ -40,6 +41,8 @@ constexpr std::array<CommandEntry, 17> kCommands{{
     {"cv", "Add, remove or show the entries of the CV", &installCVCommand},
     {"export", "Export the portfolio (or catalogue), the CV, the biography or a statement as PDF",
      &installExportCommand},
+    {"preview", "Draw one page (an artwork's, a text's, the CV's) as a picture, without a PDF",
+     &installPreviewCommand},
     {"package", "Back up a project as a .quorvane file, check one, or import one as a new project",
      &installPackageCommand},
     {"labels", "Replace the labels printed in the PDF documents", &installLabelsCommand},

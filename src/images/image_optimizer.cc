@@ -297,6 +297,80 @@ std::optional<PixelSize> ImageOptimizer::embeddableJpegSize(
   return size;
 }
 
+RgbPixels ImageOptimizer::decodeToFit(std::span<const std::uint8_t> source, int maxWidth,
+                                      int maxHeight) const {
+  using Case = ImageDeriverError::Case;
+  if (!allowedMimeType(source)) fail(Case::decodeFailed, "not an image Quorvane can read");
+  const std::optional<PixelSize> size = pixelSize(source);
+  if (!size) fail(Case::invalidSourceMetadata, "the image's header gives no usable size");
+  if (size->width * size->height > kMaximumSourcePixels) {
+    fail(Case::decodeFailed,
+         "the image declares more than the 300 million pixels Quorvane decodes");
+  }
+  const int width = std::clamp(maxWidth, 1, VIPS_MAX_COORD);
+  const int height = std::clamp(maxHeight, 1, VIPS_MAX_COORD);
+  VipsImage* thumbnail = nullptr;
+  void* data = const_cast<std::uint8_t*>(source.data());
+  if (vips_thumbnail_buffer(data, source.size(), &thumbnail, width, "height", height,
+                            "option_string", kLoaderOptions, nullptr) != 0) {
+    fail(Case::decodeFailed, "the image could not be decoded: " + takeVipsError());
+  }
+  ImagePtr image = toOpaqueSRGB(ImagePtr(thumbnail));
+  if (image && vips_image_get_bands(image.get()) == 1) {
+    // Grey: the one band three times.
+    VipsImage* bands[3] = {image.get(), image.get(), image.get()};
+    VipsImage* rgb = nullptr;
+    image.reset(vips_bandjoin(bands, &rgb, 3, nullptr) == 0 ? rgb : nullptr);
+  }
+  if (image && vips_image_get_bands(image.get()) != 3) image.reset();
+  std::size_t length = 0;
+  void* pixels = image ? vips_image_write_to_memory(image.get(), &length) : nullptr;
+  if (pixels == nullptr)
+    fail(Case::decodeFailed, "the image could not be decoded: " + takeVipsError());
+  const std::unique_ptr<void, BufferFree> owned(pixels);
+  const auto* bytes = static_cast<const std::uint8_t*>(pixels);
+  return RgbPixels{vips_image_get_width(image.get()), vips_image_get_height(image.get()),
+                   std::vector<std::uint8_t>(bytes, bytes + length)};
+}
+
+namespace {
+
+// Encodes `pixels` with `save` (a vips_*save_buffer call on the image).
+template <typename Save>
+std::vector<std::uint8_t> encodePixels(const RgbPixels& pixels, Save save) {
+  const auto expected =
+      static_cast<std::size_t>(pixels.width) * static_cast<std::size_t>(pixels.height) * 3;
+  if (pixels.width < 1 || pixels.height < 1 || pixels.data.size() != expected) {
+    fail(ImageDeriverError::Case::encodeFailed, "no pixels to encode");
+  }
+  const ImagePtr image(vips_image_new_from_memory(
+      pixels.data.data(), pixels.data.size(), pixels.width, pixels.height, 3, VIPS_FORMAT_UCHAR));
+  void* buffer = nullptr;
+  std::size_t length = 0;
+  if (!image || save(image.get(), &buffer, &length) != 0) {
+    fail(ImageDeriverError::Case::encodeFailed,
+         "the image could not be encoded: " + takeVipsError());
+  }
+  const std::unique_ptr<void, BufferFree> owned(buffer);
+  const auto* bytes = static_cast<const std::uint8_t*>(buffer);
+  return std::vector<std::uint8_t>(bytes, bytes + length);
+}
+
+}  // namespace
+
+std::vector<std::uint8_t> ImageOptimizer::encodeWebp(const RgbPixels& pixels, int quality) const {
+  const int q = std::clamp(quality, 1, 100);
+  return encodePixels(pixels, [q](VipsImage* image, void** buffer, std::size_t* length) {
+    return vips_webpsave_buffer(image, buffer, length, "Q", q, "strip", TRUE, nullptr);
+  });
+}
+
+std::vector<std::uint8_t> ImageOptimizer::encodePng(const RgbPixels& pixels) const {
+  return encodePixels(pixels, [](VipsImage* image, void** buffer, std::size_t* length) {
+    return vips_pngsave_buffer(image, buffer, length, "strip", TRUE, nullptr);
+  });
+}
+
 OneThreadPerDerivation::OneThreadPerDerivation() : previous_(vips_concurrency_get()) {
   vips_concurrency_set(1);
 }

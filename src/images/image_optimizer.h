@@ -12,6 +12,7 @@
 #include <span>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "images/image_derivation.h"
 
@@ -30,6 +31,16 @@ class OneThreadPerDerivation {
 
  private:
   int previous_;
+};
+
+// 8-bit RGB pixels, rows packed (3 bytes a pixel), for drawing on a page
+// rendered as an image.
+struct RgbPixels {
+  int width = 0;
+  int height = 0;
+  std::vector<std::uint8_t> data;
+
+  bool operator==(const RgbPixels&) const = default;
 };
 
 class ImageOptimizer {
@@ -66,6 +77,15 @@ class ImageOptimizer {
   // EXIF turn), RGB or grey. Nothing for anything else (CMYK, a turned
   // photo, another format), which must be re-encoded first.
   std::optional<PixelSize> embeddableJpegSize(std::span<const std::uint8_t> data) const;
+
+  // The image decoded to fit inside `maxWidth` × `maxHeight` (its shape
+  // kept, shrunk on load, upright, sRGB, flattened onto white). Throws
+  // `ImageDeriverError` as `derive` does.
+  RgbPixels decodeToFit(std::span<const std::uint8_t> source, int maxWidth, int maxHeight) const;
+  // Pixels as a WebP file at `quality` (1–100), or as a PNG file. Throw
+  // `ImageDeriverError(encodeFailed)`.
+  std::vector<std::uint8_t> encodeWebp(const RgbPixels& pixels, int quality) const;
+  std::vector<std::uint8_t> encodePng(const RgbPixels& pixels) const;
 };
 
 }  // namespace quorvane

@@ -130,7 +130,7 @@ zip_int64_t seamSourceCallback(void* state, void* data, zip_uint64_t length,
         return zip_error_to_data(&source.error, data, length);
       case ZIP_SOURCE_FREE:
         zip_error_fini(&source.error);
-        delete &source;  // NOLINT: owned by libzip from zip_source_function on
+        std::unique_ptr<SeamSource>(&source).reset();  // libzip's to free, from its making on
         return 0;
       case ZIP_SOURCE_SUPPORTS:
         return zip_source_make_command_bitmap(ZIP_SOURCE_OPEN, ZIP_SOURCE_READ, ZIP_SOURCE_CLOSE,

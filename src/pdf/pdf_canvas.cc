@@ -5,6 +5,7 @@
 #include <pango/pangocairo.h>
 
 #include <algorithm>
+#include <cmath>
 #include <cstring>
 #include <stdexcept>
 
@@ -110,6 +111,10 @@ struct PdfCanvas::Impl {
   GObject<PangoContext> pango;
   Surface surface;
   Context cairo;
+  // A raster canvas: images decoded at the size drawn, pages on pixels.
+  RasterDecoder decode;
+  double pixelsPerPoint = 0;  // 0: a PDF
+  Surface firstPage;          // once a second page begins
 
   // A layout of one paragraph in `style`, `width` wide (unbounded when 0).
   GObject<PangoLayout> layout(std::string_view text, const TextStyle& style, double width) const {
@@ -156,6 +161,85 @@ struct PdfCanvas::Impl {
   }
 };
 
+std::unique_ptr<PdfCanvas> PdfCanvas::raster(PageSize size, double pixelsPerPoint,
+                                             RasterDecoder decode) {
+  if (!(pixelsPerPoint > 0) || !(size.width > 0) || !(size.height > 0)) {
+    throw std::invalid_argument("a raster page needs a size and a scale");
+  }
+  auto canvas = std::make_unique<PdfCanvas>(RasterKey{}, size);
+  Impl& impl = *canvas->impl_;
+  impl.decode = std::move(decode);
+  impl.pixelsPerPoint = pixelsPerPoint;
+  const int width = std::max(1, static_cast<int>(std::lround(size.width * pixelsPerPoint)));
+  const int height = std::max(1, static_cast<int>(std::lround(size.height * pixelsPerPoint)));
+  impl.cairo.reset();
+  impl.surface.reset(cairo_image_surface_create(CAIRO_FORMAT_RGB24, width, height));
+  if (cairo_surface_status(impl.surface.get()) != CAIRO_STATUS_SUCCESS) {
+    throw std::runtime_error("cairo could not make a page of " + std::to_string(width) + " × " +
+                             std::to_string(height) + " pixels");
+  }
+  canvas->drawOnSurface();
+  canvas->clearPage();
+  return canvas;
+}
+
+void PdfCanvas::drawOnSurface() {
+  const PageSize size = size_;
+  const double scale = impl_->pixelsPerPoint;
+  impl_->cairo.reset(cairo_create(impl_->surface.get()));
+  cairo_scale(impl_->cairo.get(), std::lround(size.width * scale) / size.width,
+              std::lround(size.height * scale) / size.height);
+}
+
+void PdfCanvas::clearPage() {
+  cairo_t* cr = impl_->cairo.get();
+  cairo_save(cr);
+  cairo_set_source_rgb(cr, 1, 1, 1);
+  cairo_paint(cr);
+  cairo_restore(cr);
+}
+
+RgbPixels PdfCanvas::finishRaster() {
+  if (impl_->pixelsPerPoint <= 0) throw std::logic_error("finishRaster on a PDF canvas");
+  cairo_surface_t* surface = impl_->firstPage ? impl_->firstPage.get() : impl_->surface.get();
+  cairo_surface_flush(surface);
+  RgbPixels pixels;
+  pixels.width = cairo_image_surface_get_width(surface);
+  pixels.height = cairo_image_surface_get_height(surface);
+  const int stride = cairo_image_surface_get_stride(surface);
+  const unsigned char* data = cairo_image_surface_get_data(surface);
+  pixels.data.resize(static_cast<std::size_t>(pixels.width) *
+                     static_cast<std::size_t>(pixels.height) * 3);
+  std::uint8_t* out = pixels.data.data();
+  for (int y = 0; y < pixels.height; ++y) {
+    const auto* row =
+        reinterpret_cast<const std::uint32_t*>(data + static_cast<std::ptrdiff_t>(y) * stride);
+    for (int x = 0; x < pixels.width; ++x) {
+      const std::uint32_t pixel = row[x];  // 0x00RRGGBB in native order
+      *out++ = static_cast<std::uint8_t>(pixel >> 16);
+      *out++ = static_cast<std::uint8_t>(pixel >> 8);
+      *out++ = static_cast<std::uint8_t>(pixel);
+    }
+  }
+  return pixels;
+}
+
+PdfCanvas::PdfCanvas(RasterKey, PageSize size) : impl_(std::make_unique<Impl>()), size_(size) {
+  startText();
+}
+
+void PdfCanvas::startText() {
+  impl_->fontMap.reset(pango_cairo_font_map_new());
+  impl_->pango.reset(pango_font_map_create_context(impl_->fontMap.get()));
+  // Measured as drawn: no hinting, no rounding to whole device pixels.
+  cairo_font_options_t* options = cairo_font_options_create();
+  cairo_font_options_set_hint_metrics(options, CAIRO_HINT_METRICS_OFF);
+  cairo_font_options_set_hint_style(options, CAIRO_HINT_STYLE_NONE);
+  pango_cairo_context_set_font_options(impl_->pango.get(), options);
+  cairo_font_options_destroy(options);
+  pango_context_set_round_glyph_positions(impl_->pango.get(), FALSE);
+}
+
 PdfCanvas::PdfCanvas(PageSize size, PdfSink sink) : impl_(std::make_unique<Impl>()), size_(size) {
   impl_->sink =
       sink ? std::move(sink) : [bytes = &impl_->bytes](std::span<const std::uint8_t> data) {
@@ -169,21 +253,25 @@ PdfCanvas::PdfCanvas(PageSize size, PdfSink sink) : impl_(std::make_unique<Impl>
   }
   cairo_pdf_surface_set_metadata(impl_->surface.get(), CAIRO_PDF_METADATA_CREATOR, "Quorvane");
   impl_->cairo.reset(cairo_create(impl_->surface.get()));
-  impl_->fontMap.reset(pango_cairo_font_map_new());
-  impl_->pango.reset(pango_font_map_create_context(impl_->fontMap.get()));
-  // Measured as drawn: no hinting, no rounding to whole device pixels.
-  cairo_font_options_t* options = cairo_font_options_create();
-  cairo_font_options_set_hint_metrics(options, CAIRO_HINT_METRICS_OFF);
-  cairo_font_options_set_hint_style(options, CAIRO_HINT_STYLE_NONE);
-  pango_cairo_context_set_font_options(impl_->pango.get(), options);
-  cairo_font_options_destroy(options);
-  pango_context_set_round_glyph_positions(impl_->pango.get(), FALSE);
+  startText();
 }
 
 PdfCanvas::~PdfCanvas() = default;
 
 void PdfCanvas::beginPage() {
-  if (pages_ > 0) cairo_show_page(impl_->cairo.get());
+  if (pages_ > 0) {
+    if (impl_->pixelsPerPoint > 0) {
+      // The first page is kept; the rest are drawn onto a pixel of nothing.
+      if (!impl_->firstPage) {
+        impl_->cairo.reset();
+        impl_->firstPage = std::move(impl_->surface);
+        impl_->surface.reset(cairo_image_surface_create(CAIRO_FORMAT_RGB24, 1, 1));
+        drawOnSurface();
+      }
+    } else {
+      cairo_show_page(impl_->cairo.get());
+    }
+  }
   ++pages_;
 }
 
@@ -312,6 +400,10 @@ void PdfCanvas::drawJpeg(std::span<const std::uint8_t> jpeg, std::int64_t pixelW
                          std::int64_t pixelHeight, double x, double y, double width,
                          double height) {
   if (jpeg.empty() || pixelWidth <= 0 || pixelHeight <= 0) return;
+  if (impl_->pixelsPerPoint > 0) {
+    drawDecoded(jpeg, x, y, width, height);
+    return;
+  }
   // A 1 × 1 stand-in carrying the JPEG: the PDF gets the JPEG's own bytes
   // and size, and no full-size pixel buffer is ever made.
   Surface stand(cairo_image_surface_create(CAIRO_FORMAT_RGB24, 1, 1));
@@ -328,7 +420,39 @@ void PdfCanvas::drawJpeg(std::span<const std::uint8_t> jpeg, std::int64_t pixelW
   cairo_restore(cr);
 }
 
+void PdfCanvas::drawDecoded(std::span<const std::uint8_t> image, double x, double y, double width,
+                            double height) {
+  if (!impl_->decode) return;
+  const double scale = impl_->pixelsPerPoint;
+  const int boxWidth = std::max(1, static_cast<int>(std::ceil(width * scale)));
+  const int boxHeight = std::max(1, static_cast<int>(std::ceil(height * scale)));
+  const std::optional<RgbPixels> pixels = impl_->decode(image, boxWidth, boxHeight);
+  if (!pixels || pixels->width < 1 || pixels->height < 1) return;
+  Surface decoded(cairo_image_surface_create(CAIRO_FORMAT_RGB24, pixels->width, pixels->height));
+  if (cairo_surface_status(decoded.get()) != CAIRO_STATUS_SUCCESS) return;
+  cairo_surface_flush(decoded.get());
+  unsigned char* data = cairo_image_surface_get_data(decoded.get());
+  const int stride = cairo_image_surface_get_stride(decoded.get());
+  const std::uint8_t* in = pixels->data.data();
+  for (int row = 0; row < pixels->height; ++row) {
+    auto* out = reinterpret_cast<std::uint32_t*>(data + static_cast<std::ptrdiff_t>(row) * stride);
+    for (int column = 0; column < pixels->width; ++column, in += 3) {
+      out[column] = (std::uint32_t{in[0]} << 16) | (std::uint32_t{in[1]} << 8) | in[2];
+    }
+  }
+  cairo_surface_mark_dirty(decoded.get());
+  cairo_t* cr = impl_->cairo.get();
+  cairo_save(cr);
+  cairo_translate(cr, x, y);
+  cairo_scale(cr, width / pixels->width, height / pixels->height);
+  cairo_set_source_surface(cr, decoded.get(), 0, 0);
+  cairo_pattern_set_filter(cairo_get_source(cr), CAIRO_FILTER_GOOD);
+  cairo_paint(cr);
+  cairo_restore(cr);
+}
+
 std::vector<std::uint8_t> PdfCanvas::finish() {
+  if (impl_->pixelsPerPoint > 0) throw std::logic_error("finish on a raster canvas");
   if (pages_ == 0) beginPage();
   impl_->cairo.reset();
   cairo_surface_finish(impl_->surface.get());

@@ -12,11 +12,13 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <span>
 #include <string>
 #include <string_view>
 #include <vector>
 
+#include "images/image_optimizer.h"
 #include "model/enums.h"
 
 namespace quorvane {
@@ -55,6 +57,11 @@ struct TextFlowResult {
 // Where the bytes of a PDF go as they are made; false stops the writing.
 using PdfSink = std::function<bool(std::span<const std::uint8_t>)>;
 
+// Decodes an image to fit a box of pixels, for a page drawn as an image;
+// nothing when it can't (the image is then left out).
+using RasterDecoder = std::function<std::optional<RgbPixels>(std::span<const std::uint8_t> image,
+                                                             int maxWidth, int maxHeight)>;
+
 class PdfCanvas {
  public:
   // Without a sink the document is kept in memory and `finish` returns it;
@@ -64,6 +71,23 @@ class PdfCanvas {
   ~PdfCanvas();
   PdfCanvas(const PdfCanvas&) = delete;
   PdfCanvas& operator=(const PdfCanvas&) = delete;
+
+  // A canvas that draws on pixels instead of a PDF, with the same fonts,
+  // measures and layout: `pixelsPerPoint` pixels to a point, a white page,
+  // images through `decode` at the size they are drawn. Only the first page
+  // is kept (later ones are laid out and let go); `finishRaster` returns
+  // it. For page thumbnails and previews, without writing a PDF and
+  // reading it back.
+  static std::unique_ptr<PdfCanvas> raster(PageSize size, double pixelsPerPoint,
+                                           RasterDecoder decode);
+  // Only `raster` can name the key, so only it makes such a canvas.
+  class RasterKey {
+    friend class PdfCanvas;
+    RasterKey() = default;
+  };
+  PdfCanvas(RasterKey, PageSize size);
+  // The pixels of the first page (a raster canvas only).
+  RgbPixels finishRaster();
 
   const PageSize& size() const { return size_; }
   // Ends the page being drawn (if any) and starts the next one.
@@ -106,6 +130,14 @@ class PdfCanvas {
   std::vector<std::uint8_t> finish();
 
  private:
+  void startText();
+  void clearPage();
+  // A raster canvas's drawing goes to its current surface, points scaled
+  // to its page's pixels.
+  void drawOnSurface();
+  void drawDecoded(std::span<const std::uint8_t> image, double x, double y, double width,
+                   double height);
+
   struct Impl;
   std::unique_ptr<Impl> impl_;
   PageSize size_;

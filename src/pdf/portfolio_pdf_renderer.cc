@@ -422,6 +422,19 @@ void PortfolioPdfRenderer::drawBody(PdfCanvas& canvas, const Project& project,
   layout.bodyPages = bodyPage();
 }
 
+void PortfolioPdfRenderer::drawArtworkPage(PdfCanvas& canvas, const Project& project,
+                                           const StudioSnapshot& snapshot, const Artwork& artwork,
+                                           int number) const {
+  canvas.beginPage();
+  std::optional<PreparedPdfImage> image;
+  if (std::optional<std::vector<std::uint8_t>> bytes = imageDataForArtwork_(artwork)) {
+    if (const std::optional<PixelSize> size = optimizer_.pixelSize(*bytes)) {
+      image = PreparedPdfImage{std::move(*bytes), std::nullopt, 0, size->width, size->height};
+    }
+  }
+  drawArtwork(canvas, project, snapshot, artwork, number, image ? &*image : nullptr);
+}
+
 PdfRenderResult PortfolioPdfRenderer::render(const Project& project, const StudioSnapshot& snapshot,
                                              const ExportOptions& options, bool includeOuterPages,
                                              PdfSink sink, const Progress& progress) const {

@@ -67,6 +67,14 @@ class PortfolioPdfRenderer {
                          const ExportOptions& options, bool includeOuterPages = true,
                          PdfSink sink = {}, const Progress& progress = {}) const;
 
+  // One artwork's page as the document shows it (without its page number),
+  // on a page of its own begun on `canvas` — a raster canvas, for a
+  // thumbnail. `number` is its place in the project, from 1; its image
+  // comes through the image data as it is (the web derivative, for a
+  // thumbnail), drawn at the size it takes on the page.
+  void drawArtworkPage(PdfCanvas& canvas, const Project& project, const StudioSnapshot& snapshot,
+                       const Artwork& artwork, int number) const;
+
   // The caption lines of an artwork page; `number` is its place in the
   // project, from 1.
   std::vector<std::string> captionLines(const Project& project, const Artwork& artwork,

@@ -7,6 +7,7 @@
 #include <string_view>
 
 #include "model/records.h"
+#include "pdf/pdf_canvas.h"
 #include "pdf/pdf_labels.h"
 #include "pdf/pdf_style.h"
 
@@ -26,6 +27,9 @@ class StatementPdfRenderer {
   // label of `titleKey` in the labels' language and scope.
   PdfRenderResult render(std::string_view text, std::string_view titleKey,
                          const ExportOptions& options) const;
+  // The same page, begun and drawn on `canvas` (a raster canvas for a
+  // thumbnail); false when the text did not fit and was cut.
+  bool draw(PdfCanvas& canvas, std::string_view text, std::string_view titleKey) const;
 
  private:
   PDFStyle style_;

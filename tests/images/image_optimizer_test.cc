@@ -184,3 +184,36 @@ TEST(ImageFileExtensionTest, FollowsTheMimeTypeCaseInsensitivelyWithJpgForTheRes
 
 }  // namespace
 }  // namespace quorvane
+
+namespace quorvane {
+namespace {
+
+// Pages drawn as pictures decode their images at the size drawn, and come
+// out as WebP or PNG.
+TEST(ImagePixelsTest, ImagesDecodeUprightToFitTheirBoxAndPicturesEncodeBack) {
+  const ImageOptimizer optimizer;
+  // Stored 80 × 40 and turned a quarter (orientation 6): upright, 40 × 80.
+  const RgbPixels turned =
+      optimizer.decodeToFit(testing::halfBlackHalfWhiteJpeg(80, 40, 6), 100, 100);
+  EXPECT_EQ(turned.width, 50);
+  EXPECT_EQ(turned.height, 100);
+  EXPECT_EQ(turned.data.size(), 50u * 100u * 3u);
+  const RgbPixels transparent = optimizer.decodeToFit(testing::transparentPng(30, 30), 30, 30);
+  EXPECT_EQ(transparent.data.front(), 255) << "flattened onto white";
+  EXPECT_THROW(optimizer.decodeToFit(testing::pngHeader(100000, 100000), 10, 10),
+               ImageDeriverError);
+  EXPECT_THROW(optimizer.decodeToFit(std::vector<std::uint8_t>{1, 2, 3}, 10, 10),
+               ImageDeriverError);
+
+  const std::vector<std::uint8_t> webp = optimizer.encodeWebp(turned, 80);
+  EXPECT_EQ(optimizer.sniffMimeType(webp), "image/webp");
+  EXPECT_EQ(optimizer.pixelSize(webp), (PixelSize{50, 100}));
+  const std::vector<std::uint8_t> png = optimizer.encodePng(turned);
+  EXPECT_EQ(optimizer.sniffMimeType(png), "image/png");
+  EXPECT_EQ(optimizer.decodeToFit(png, 50, 100), turned) << "PNG keeps every pixel";
+  EXPECT_THROW(optimizer.encodePng(RgbPixels{2, 2, {1, 2, 3}}), ImageDeriverError)
+      << "pixels that do not fill their size";
+}
+
+}  // namespace
+}  // namespace quorvane

@@ -14,6 +14,43 @@
 
 namespace quorvane::testing {
 
+PagePixels rasterisePage(const std::vector<std::uint8_t>& pdf, int index, int width, int height) {
+  GBytes* bytes = g_bytes_new(pdf.data(), pdf.size());
+  GError* error = nullptr;
+  PopplerDocument* document = poppler_document_new_from_bytes(bytes, nullptr, &error);
+  g_bytes_unref(bytes);
+  if (document == nullptr) {
+    if (error != nullptr) g_error_free(error);
+    throw std::runtime_error("poppler can't open the PDF");
+  }
+  PopplerPage* page = poppler_document_get_page(document, index);
+  double pageWidth = 0, pageHeight = 0;
+  poppler_page_get_size(page, &pageWidth, &pageHeight);
+  cairo_surface_t* surface = cairo_image_surface_create(CAIRO_FORMAT_RGB24, width, height);
+  cairo_t* cr = cairo_create(surface);
+  cairo_set_source_rgb(cr, 1, 1, 1);
+  cairo_paint(cr);
+  cairo_scale(cr, width / pageWidth, height / pageHeight);
+  poppler_page_render(page, cr);
+  cairo_destroy(cr);
+  cairo_surface_flush(surface);
+  PagePixels pixels{width, height, {}};
+  const int stride = cairo_image_surface_get_stride(surface);
+  const unsigned char* data = cairo_image_surface_get_data(surface);
+  for (int y = 0; y < height; ++y) {
+    const auto* row = reinterpret_cast<const std::uint32_t*>(data + y * stride);
+    for (int x = 0; x < width; ++x) {
+      pixels.rgb.push_back(static_cast<std::uint8_t>(row[x] >> 16));
+      pixels.rgb.push_back(static_cast<std::uint8_t>(row[x] >> 8));
+      pixels.rgb.push_back(static_cast<std::uint8_t>(row[x]));
+    }
+  }
+  cairo_surface_destroy(surface);
+  g_object_unref(page);
+  g_object_unref(document);
+  return pixels;
+}
+
 std::vector<ReadPage> readPdf(const std::vector<std::uint8_t>& pdf) {
   GBytes* bytes = g_bytes_new(pdf.data(), pdf.size());
   GError* error = nullptr;

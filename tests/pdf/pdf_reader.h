@@ -28,6 +28,15 @@ struct EmbeddedImage {
 // The images a PDF holds (pdfimages), with the bytes of its JPEGs.
 std::vector<EmbeddedImage> embeddedImages(const std::vector<std::uint8_t>& pdf);
 
+// The page `index` of a PDF as a viewer draws it (poppler, through cairo):
+// 8-bit RGB rows, `width` × `height` pixels, on white.
+struct PagePixels {
+  int width = 0;
+  int height = 0;
+  std::vector<std::uint8_t> rgb;
+};
+PagePixels rasterisePage(const std::vector<std::uint8_t>& pdf, int index, int width, int height);
+
 // qpdf's verdict: empty when the file is sound, else what qpdf said.
 std::string qpdfProblems(const std::vector<std::uint8_t>& pdf);
 
