@@ -1,0 +1,115 @@
+// Page thumbnails made in the background: every artwork shown as the page it
+// will be in the PDF, every text as its document's page. Nothing here ever
+// makes the main executor wait.
+//
+// A job (`enqueue`) waits out its debounce (1500 ms after a metadata edit,
+// whose keystrokes come in bursts; 180 ms otherwise), then takes a permit of
+// the limiter (two pages drawn at once at most), asks for the page's source
+// as it is *now*, draws and encodes it on the worker, writes it to the
+// thumbnail cache, and back on the main executor records its version and
+// the signature of the source it was drawn from. A new job for the same key
+// replaces the old one: one cancelled before it draws does no work.
+//
+// Reading (`load`) looks in memory (the last 180 thumbnails), then joins a
+// read already under way for the key, then reads the file; a thumbnail
+// whose recorded signature differs from its source's, or that has none, is
+// handed out all the same (better a stale page than an empty square) and a
+// new one is scheduled ("signature_mismatch_on_load").
+//
+// Keys: an artwork's id, or "docpdfthumb|" and the section ("bio",
+// "statement", "projectStatement", "cv") for a document.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <list>
+#include <map>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "platform/async_permit_limiter.h"
+#include "platform/executor.h"
+#include "platform/logger.h"
+#include "storage/files_media_store.h"
+
+namespace quorvane {
+
+inline constexpr std::string_view kDocumentThumbPrefix = "docpdfthumb|";
+
+// What a thumbnail is drawn from, taken on the main executor when its turn
+// comes; `draw` runs on the worker and returns the encoded picture.
+struct ThumbnailSource {
+  std::string signature;
+  std::function<Bytes()> draw;
+};
+
+class PageThumbnails {
+ public:
+  static constexpr int kPermits = 2;
+  static constexpr std::size_t kMemoryEntries = 180;
+
+  // The source of `key` now, or nothing when the page is gone (an artwork
+  // removed): called on the main executor.
+  using SourceOf = std::function<std::optional<ThumbnailSource>(const std::string& key)>;
+  // Told on the main executor when a key's version moved.
+  using Changed = std::function<void(const std::string& key)>;
+
+  PageThumbnails(FilesMediaStore& media, Executor& main, Executor& worker, Logger& logger,
+                 SourceOf sourceOf, Changed changed);
+  ~PageThumbnails();
+  PageThumbnails(const PageThumbnails&) = delete;
+  PageThumbnails& operator=(const PageThumbnails&) = delete;
+
+  // Schedules a new thumbnail of `key`, replacing one scheduled or being
+  // drawn. `userInitiated`: the page the user is looking at.
+  void enqueue(const std::string& key, std::string_view reason, bool userInitiated = false);
+  // The thumbnail of `key` (stale or not), or nothing when there is none
+  // yet; `done` is called on the main executor.
+  using Loaded = std::function<void(const std::optional<Bytes>& picture)>;
+  void load(const std::string& key, Loaded done);
+  // Forgets the thumbnails of `key` (memory, file, bookkeeping).
+  void forget(const std::string& key);
+
+  // Bumped each time a new thumbnail of the key is ready.
+  const std::map<std::string, std::int64_t>& versions() const { return versions_; }
+  // The signature of the source each current thumbnail was drawn from.
+  const std::map<std::string, std::string>& generatedSignatures() const { return signatures_; }
+  bool isScheduled(const std::string& key) const { return jobs_.contains(key); }
+  std::size_t scheduledCount() const { return jobs_.size(); }
+  const AsyncPermitLimiter& limiter() const { return limiter_; }
+
+ private:
+  struct Job;
+  struct Memory {
+    Bytes picture;
+    std::int64_t version = 0;
+  };
+  void run(const std::string& key, const std::shared_ptr<Job>& job);
+  void finished(const std::string& key, const std::shared_ptr<Job>& job,
+                std::optional<Bytes> picture, const std::string& signature,
+                const std::string& failure);
+  void remember(const std::string& key, Bytes picture, std::int64_t version);
+  void loadedFromDisk(const std::string& key, std::optional<Bytes> picture,
+                      std::optional<std::string> signature);
+  std::string signaturePath(const std::string& key) const;
+
+  FilesMediaStore& media_;
+  Executor& main_;
+  Executor& worker_;
+  Logger& logger_;
+  SourceOf sourceOf_;
+  Changed changed_;
+  AsyncPermitLimiter limiter_;
+  std::map<std::string, std::shared_ptr<Job>> jobs_;
+  std::map<std::string, std::int64_t> versions_;
+  std::map<std::string, std::string> signatures_;
+  std::map<std::string, Memory> memory_;
+  std::list<std::string> memoryOrder_;  // least recently used first
+  std::map<std::string, std::vector<Loaded>> inFlight_;
+  std::shared_ptr<PageThumbnails*> self_;  // work coming back finds the service while it lives
+};
+
+}  // namespace quorvane
