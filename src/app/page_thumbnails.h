@@ -37,7 +37,7 @@
 
 namespace quorvane {
 
-inline constexpr std::string_view kDocumentThumbPrefix = "docpdfthumb|";
+inline constexpr std::string_view kDocumentThumbKeyPrefix = "docpdfthumb|";
 
 // What a thumbnail is drawn from, taken on the main executor when its turn
 // comes; `draw` runs on the worker and returns the encoded picture.
