@@ -117,6 +117,12 @@ AppStore::AppStore(AppStoreServices services)
     publish();
   };
   self_ = std::make_shared<AppStore*>(this);
+  if (services_.thumbnailQueue != nullptr && services_.renderer != nullptr) {
+    thumbnails_ = std::make_unique<PageThumbnails>(
+        services_.media, services_.main, *services_.thumbnailQueue, services_.logger,
+        [this](const std::string& key) { return thumbnailSource(key); },
+        [this](const std::string& key) { thumbnailReady(key); });
+  }
   pipeline_ = std::make_unique<SavePipeline>(services_.main, services_.clock, services_.saveQueue,
                                              services_.sectionSaves, std::move(listener));
 }
@@ -152,6 +158,14 @@ void AppStore::publish() {
   checkMainThread();
   const StoreChanges changes = published_.update(state_, previewRevision_);
   if (!changes.any()) return;
+  // What a page shows lives in these areas (labels are settings too).
+  constexpr std::uint32_t kPageAreas = static_cast<std::uint32_t>(StoreArea::project) |
+                                       static_cast<std::uint32_t>(StoreArea::artworks) |
+                                       static_cast<std::uint32_t>(StoreArea::texts) |
+                                       static_cast<std::uint32_t>(StoreArea::cv) |
+                                       static_cast<std::uint32_t>(StoreArea::details) |
+                                       static_cast<std::uint32_t>(StoreArea::settings);
+  if ((changes.mask & kPageAreas) != 0 || !changes.artworkRows.empty()) refreshThumbnails();
   // A copy: an observer may stop observing while being told.
   const auto observers = observers_;
   for (const auto& [token, observer] : observers) observer(changes);
@@ -1199,6 +1213,7 @@ bool AppStore::setLabelOverride(const LabelOverrideEntry& given) {
     services_.labels.upsertLabelOverride(entry);
     services_.logger.log("app documents stale reason=pdf_labels_changed scope=" + entry.scope);
     countChanges(1);
+    refreshThumbnails();  // labels are not in the published state
     publish();
     return true;
   } catch (const std::exception& error) {

@@ -45,10 +45,12 @@
 #include "app/finalization_pause.h"
 #include "app/image_intake_job.h"
 #include "app/library_tidy.h"
+#include "app/page_thumbnails.h"
 #include "app/pdf_render_service.h"
 #include "app/save_pipeline.h"
 #include "app/save_section.h"
 #include "app/store_changes.h"
+#include "app/thumbnail_refresh.h"
 #include "images/image_optimizer.h"
 #include "model/control_characters.h"
 #include "model/records.h"
@@ -125,6 +127,12 @@ struct AppState {
   std::vector<OversizedImageNotice> oversizedImageNotices;
   bool showOversizedImagesHelper = false;
   std::optional<ImportFinalizationStatus> importFinalizationStatus;
+  // Page thumbnails: bumped when a new one is ready (views reload it), and
+  // the signature of the source each was drawn from.
+  std::map<std::string, std::int64_t> artworkPdfThumbVersionByID;
+  std::map<std::string, std::string> artworkPdfThumbGeneratedSignatureByID;
+  std::map<SaveSection, std::int64_t> documentPdfThumbVersionBySection;
+  std::map<SaveSection, std::string> documentPdfThumbGeneratedSignatureBySection;
   bool isImportingProjectPackage = false;
   std::int64_t completePortfolioExportCount = 0;
   std::optional<Date> lastProjectDataExportAt;
@@ -170,6 +178,9 @@ struct AppStoreServices {
   // Where images are read and derived for `addImagesInBackground`
   // ("app.quorvane.image-intake"); without it they are added at once.
   Executor* imageQueue = nullptr;
+  // Where page thumbnails are drawn ("app.quorvane.pdf-thumbs"); without it
+  // (the command line) none are drawn in the background.
+  Executor* thumbnailQueue = nullptr;
   // Overrides the interface language for this run (the command line's --lang).
   std::optional<std::string> languageOverride;
   // The folder of the library (its database, media and lock): no export is
@@ -438,6 +449,18 @@ class AppStore {
 
   void dismissToast();
 
+  // Page thumbnails (app/page_thumbnails.h). Every change that alters a
+  // page schedules its thumbnail by itself; these are for a window that
+  // wants one now, or reads one. Nothing happens without a thumbnail queue.
+  void enqueueArtworkPdfThumb(const std::string& artworkId, std::string_view reason);
+  void enqueueDocumentPdfThumb(SaveSection section, std::string_view reason);
+  using ThumbLoaded = std::function<void(const std::optional<std::vector<std::uint8_t>>&)>;
+  void loadArtworkPdfThumb(const std::string& artworkId, ThumbLoaded done);
+  void loadDocumentPdfThumb(SaveSection section, ThumbLoaded done);
+  // The artwork open in the works inspector: its thumbnail jumps the queue.
+  void setWorksInspectorArtwork(const std::optional<std::string>& artworkId);
+  PageThumbnails* pageThumbnails() { return thumbnails_.get(); }
+
   // What the platform tells a window. Leaving the application hands every
   // pending save to the save queue at once (the user may be about to shut
   // the machine); a change of the system's language speaks it from now on
@@ -561,6 +584,15 @@ class AppStore {
   bool evaluateFinalizationPause();
   // Hands the next image to the worker unless one is there or it waits.
   void advanceFinalization();
+  // Page thumbnails: the source of a key now, and the pages a change made
+  // stale (called from `publish`).
+  std::optional<ThumbnailSource> thumbnailSource(const std::string& key);
+  void refreshThumbnails();
+  void thumbnailReady(const std::string& key);
+  PageLabels currentPageLabels();
+  std::unique_ptr<PageThumbnails> thumbnails_;
+  ThumbnailRefresh thumbnailRefresh_;
+  std::string thumbnailProjectId_;  // the project the refresh last looked at
   FinalizationConditions finalizationConditions_;
   std::optional<FinalizationRun> finalization_;
   std::shared_ptr<AppStore*> self_;  // render results reach the store through it while it lives

@@ -9,9 +9,7 @@
 #include "pdf/statement_pdf_renderer.h"
 
 namespace quorvane {
-namespace {
-
-std::string_view scopeOf(RenderKind kind) {
+std::string_view labelScopeOf(RenderKind kind) {
   switch (kind) {
     case RenderKind::statement:
       return "statement";
@@ -25,6 +23,8 @@ std::string_view scopeOf(RenderKind kind) {
       return "portfolio";
   }
 }
+
+namespace {
 
 std::map<std::string, std::string> overridesOf(LabelOverrideRepository& labels,
                                                std::string_view scope, const std::string& locale) {
@@ -111,7 +111,7 @@ RgbPixels PdfRenderService::renderPageImage(const RenderRequest& request, const 
                             return std::nullopt;  // the page goes without its image, as in the PDF
                           }
                         });
-  const std::string_view scope = scopeOf(request.kind);
+  const std::string_view scope = labelScopeOf(request.kind);
   const PdfStrings labels(options.exportLocale, std::string(scope),
                           overridesOf(labels_, scope, options.exportLocale));
   const PDFStyle style;
@@ -153,7 +153,7 @@ PdfRenderResult PdfRenderService::draw(const RenderRequest& request, const Proje
                                        const StudioSnapshot& snapshot, const ExportOptions& options,
                                        const PdfSink& sink, const Progress& progress) {
   const std::string& locale = options.exportLocale;
-  const std::string_view scope = scopeOf(request.kind);
+  const std::string_view scope = labelScopeOf(request.kind);
   const PdfStrings labels(locale, std::string(scope), overridesOf(labels_, scope, locale));
   const PDFStyle style;
   PdfRenderResult result;
@@ -215,7 +215,7 @@ PdfRenderResult PdfRenderService::render(const RenderRequest& request, const Pro
   ExportOptions options = given;
   if (options.exportLocale.empty()) options.exportLocale = project.locale;
   const std::string& locale = options.exportLocale;
-  const std::string_view scope = scopeOf(request.kind);
+  const std::string_view scope = labelScopeOf(request.kind);
   const auto overrides = overridesOf(labels_, scope, locale);
   const std::string key = cacheKey(request, project, snapshot, options, overrides);
   {

@@ -49,6 +49,9 @@ struct RawValueTable<RenderKind> {
   }};
 };
 
+// The scope of the label overrides a document prints with.
+std::string_view labelScopeOf(RenderKind kind);
+
 // What to render: the kind, and for the page of one artwork, which.
 struct RenderRequest {
   RenderKind kind = RenderKind::portfolio;

@@ -51,7 +51,7 @@ std::uint64_t projectHash(const Project& p) {
 
 // One hash per area, in the order of the bits of StoreArea.
 std::vector<std::uint64_t> areaHashes(const AppState& s, std::uint64_t previewRevision) {
-  std::vector<std::uint64_t> areas(12, 0);
+  std::vector<std::uint64_t> areas(13, 0);
   areas[0] = projectHash(s.project);
   Hasher projects;
   for (const ProjectSummary& p : s.projects) {
@@ -121,6 +121,14 @@ std::vector<std::uint64_t> areaHashes(const AppState& s, std::uint64_t previewRe
     background.add(s.importFinalizationStatus->message);
   }
   areas[11] = background.value();
+  Hasher thumbnails;
+  for (const auto& [id, version] : s.artworkPdfThumbVersionByID) {
+    thumbnails.add(id).add(static_cast<std::uint64_t>(version));
+  }
+  for (const auto& [section, version] : s.documentPdfThumbVersionBySection) {
+    thumbnails.add(raw(section)).add(static_cast<std::uint64_t>(version));
+  }
+  areas[12] = thumbnails.value();
   return areas;
 }
 

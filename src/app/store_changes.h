@@ -28,6 +28,7 @@ enum class StoreArea : std::uint32_t {
   preview = 1u << 9,      // the preview and its warnings, rendering or not
   reminders = 1u << 10,   // backup reminder state, level, sheet, export dates
   background = 1u << 11,  // image finalisation, oversized images, inspector
+  thumbnails = 1u << 12,  // a page thumbnail's version moved
 };
 
 // One step of an update of the artwork list. Applied in order to the list

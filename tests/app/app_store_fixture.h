@@ -132,6 +132,7 @@ class AppStoreTest : public ::testing::Test {
         .transfer = &transfer,
         .imports = repository.get(),
         .imageQueue = useImageQueue ? &imageQueue : nullptr,
+        .thumbnailQueue = useThumbnailQueue ? &thumbnailQueue : nullptr,
         .languageOverride = language,
         .libraryDirectory = dir.file("library"),
     });
@@ -167,6 +168,8 @@ class AppStoreTest : public ::testing::Test {
   FilesMediaStore media{dir.file("media"), mediaFiles};
   ManualExecutor imageQueue;
   bool useImageQueue = false;
+  ManualExecutor thumbnailQueue;
+  bool useThumbnailQueue = false;
   ImageOptimizer optimizer;
   QuorvaneTransferService transfer;
   std::optional<std::string> region = "FR";

@@ -1,0 +1,138 @@
+// The store's routes to page thumbnails: the source of each page as the
+// store holds it, the pages each change makes stale, and the versions
+// published for the screens.
+#include "app/app_store.h"
+#include "app/failure_text.h"
+
+namespace quorvane {
+namespace {
+
+// Thumbnails are drawn for a grid on a high-density screen: 512 pixels on
+// the longer edge is sharp at 256 points, the size of the largest cell.
+constexpr int kThumbnailLongEdge = 512;
+constexpr int kThumbnailQuality = 82;
+
+RenderKind kindOfSection(const std::string& section) {
+  if (section == "bio") return RenderKind::bio;
+  if (section == "statement") return RenderKind::statement;
+  if (section == "projectStatement") return RenderKind::projectStatement;
+  return RenderKind::cv;
+}
+
+}  // namespace
+
+PageLabels AppStore::currentPageLabels() {
+  const std::string locale = exportLanguage();
+  PageLabels labels;
+  labels.portfolio = services_.labels.labelOverrides("portfolio", locale);
+  for (const std::string& section : documentSections()) {
+    labels.documents[section] =
+        services_.labels.labelOverrides(std::string(labelScopeOf(kindOfSection(section))), locale);
+  }
+  return labels;
+}
+
+std::optional<ThumbnailSource> AppStore::thumbnailSource(const std::string& key) {
+  if (services_.renderer == nullptr) return std::nullopt;
+  const std::optional<std::string> section = sectionOfThumbKey(key);
+  RenderRequest request{section ? kindOfSection(*section) : RenderKind::singleArtwork,
+                        section ? std::nullopt : std::optional(key)};
+  if (!section && artwork(key) == nullptr) return std::nullopt;  // removed meanwhile
+  ExportOptions options = state_.exportOptions;
+  options.exportLocale = exportLanguage();
+  std::optional<std::string> signature = thumbnailRefresh_.signature(key);
+  if (!signature) {
+    refreshThumbnails();
+    signature = thumbnailRefresh_.signature(key);
+  }
+  if (!signature) return std::nullopt;
+  // Drawn on the worker from a copy of the project as it is now.
+  PdfRenderService& renderer = *services_.renderer;
+  const ImageOptimizer& images = services_.images;
+  return ThumbnailSource{*signature, [&renderer, &images, request, project = state_.project,
+                                      snapshot = state_.snapshot, options] {
+                           const RgbPixels pixels = renderer.renderPageImage(
+                               request, project, snapshot, options, kThumbnailLongEdge);
+                           return images.encodeWebp(pixels, kThumbnailQuality);
+                         }};
+}
+
+void AppStore::refreshThumbnails() {
+  if (!thumbnails_) return;
+  if (thumbnailProjectId_ != state_.project.id) {
+    thumbnailRefresh_.reset();
+    thumbnailProjectId_ = state_.project.id;
+  }
+  ExportOptions options = state_.exportOptions;
+  options.exportLocale = exportLanguage();
+  PageLabels labels;
+  try {
+    labels = currentPageLabels();
+  } catch (const std::exception& error) {
+    services_.logger.log("[Quorvane][PdfThumb] labels unreadable " + failureDiagnostic(error));
+    return;
+  }
+  const std::vector<ThumbnailRefresh::Stale> stale =
+      thumbnailRefresh_.update(state_.project, state_.snapshot, options, labels);
+  for (const std::string& id : thumbnailRefresh_.gone()) {
+    thumbnails_->forget(id);
+    state_.artworkPdfThumbVersionByID.erase(id);
+    state_.artworkPdfThumbGeneratedSignatureByID.erase(id);
+  }
+  for (const ThumbnailRefresh::Stale& page : stale) {
+    thumbnails_->enqueue(page.key, page.reason, page.key == state_.worksInspectorArtworkID);
+  }
+}
+
+void AppStore::thumbnailReady(const std::string& key) {
+  const std::int64_t version = thumbnails_->versions().at(key);
+  const std::string& signature = thumbnails_->generatedSignatures().at(key);
+  if (const std::optional<std::string> section = sectionOfThumbKey(key)) {
+    const std::optional<SaveSection> saveSection = fromRawValue<SaveSection>(*section);
+    if (!saveSection) return;
+    state_.documentPdfThumbVersionBySection[*saveSection] = version;
+    state_.documentPdfThumbGeneratedSignatureBySection[*saveSection] = signature;
+  } else {
+    state_.artworkPdfThumbVersionByID[key] = version;
+    state_.artworkPdfThumbGeneratedSignatureByID[key] = signature;
+  }
+  publish();
+}
+
+void AppStore::enqueueArtworkPdfThumb(const std::string& artworkId, std::string_view reason) {
+  checkMainThread();
+  if (thumbnails_) {
+    thumbnails_->enqueue(artworkId, reason, state_.worksInspectorArtworkID == artworkId);
+  }
+}
+
+void AppStore::enqueueDocumentPdfThumb(SaveSection section, std::string_view reason) {
+  checkMainThread();
+  if (thumbnails_) thumbnails_->enqueue(documentThumbKey(std::string(rawValue(section))), reason);
+}
+
+void AppStore::loadArtworkPdfThumb(const std::string& artworkId, ThumbLoaded done) {
+  checkMainThread();
+  if (!thumbnails_) {
+    services_.main.post([done = std::move(done)] { done(std::nullopt); });
+    return;
+  }
+  thumbnails_->load(artworkId, std::move(done));
+}
+
+void AppStore::loadDocumentPdfThumb(SaveSection section, ThumbLoaded done) {
+  checkMainThread();
+  if (!thumbnails_) {
+    services_.main.post([done = std::move(done)] { done(std::nullopt); });
+    return;
+  }
+  thumbnails_->load(documentThumbKey(std::string(rawValue(section))), std::move(done));
+}
+
+void AppStore::setWorksInspectorArtwork(const std::optional<std::string>& artworkId) {
+  checkMainThread();
+  state_.worksInspectorArtworkID = artworkId;
+  publish();
+}
+
+}  // namespace quorvane
