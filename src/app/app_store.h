@@ -460,6 +460,16 @@ class AppStore {
   // The artwork open in the works inspector: its thumbnail jumps the queue.
   void setWorksInspectorArtwork(const std::optional<std::string>& artworkId);
   PageThumbnails* pageThumbnails() { return thumbnails_.get(); }
+  // Draws, here and now, every thumbnail of the open project that is
+  // missing or stale (the command line's `thumbnails`); `progress` is told
+  // after each page.
+  struct ThumbnailReport {
+    std::size_t fresh = 0;
+    std::size_t rebuilt = 0;
+    std::size_t failed = 0;
+    bool operator==(const ThumbnailReport&) const = default;
+  };
+  ThumbnailReport buildThumbnails(const Progress& progress = {});
 
   // What the platform tells a window. Leaving the application hands every
   // pending save to the save queue at once (the user may be about to shut
@@ -587,6 +597,8 @@ class AppStore {
   // Page thumbnails: the source of a key now, and the pages a change made
   // stale (called from `publish`).
   std::optional<ThumbnailSource> thumbnailSource(const std::string& key);
+  // The signatures of every page of the open project now.
+  std::optional<std::string> currentThumbnailSignature(const std::string& key);
   void refreshThumbnails();
   void thumbnailReady(const std::string& key);
   PageLabels currentPageLabels();

@@ -40,11 +40,7 @@ std::optional<ThumbnailSource> AppStore::thumbnailSource(const std::string& key)
   if (!section && artwork(key) == nullptr) return std::nullopt;  // removed meanwhile
   ExportOptions options = state_.exportOptions;
   options.exportLocale = exportLanguage();
-  std::optional<std::string> signature = thumbnailRefresh_.signature(key);
-  if (!signature) {
-    refreshThumbnails();
-    signature = thumbnailRefresh_.signature(key);
-  }
+  const std::optional<std::string> signature = currentThumbnailSignature(key);
   if (!signature) return std::nullopt;
   // Drawn on the worker from a copy of the project as it is now.
   PdfRenderService& renderer = *services_.renderer;
@@ -55,6 +51,45 @@ std::optional<ThumbnailSource> AppStore::thumbnailSource(const std::string& key)
                                request, project, snapshot, options, kThumbnailLongEdge);
                            return images.encodeWebp(pixels, kThumbnailQuality);
                          }};
+}
+
+std::optional<std::string> AppStore::currentThumbnailSignature(const std::string& key) {
+  if (const std::optional<std::string> known = thumbnailRefresh_.signature(key)) return known;
+  if (thumbnailProjectId_ != state_.project.id || !thumbnails_) {
+    // Not looked at yet (the command line has no background thumbnails).
+    ExportOptions options = state_.exportOptions;
+    options.exportLocale = exportLanguage();
+    thumbnailRefresh_.reset();
+    thumbnailProjectId_ = state_.project.id;
+    thumbnailRefresh_.update(state_.project, state_.snapshot, options, currentPageLabels());
+  }
+  return thumbnailRefresh_.signature(key);
+}
+
+AppStore::ThumbnailReport AppStore::buildThumbnails(const Progress& progress) {
+  ThumbnailReport report;
+  std::vector<std::string> keys;
+  for (const Artwork& artwork : state_.snapshot.artworks.images) keys.push_back(artwork.id);
+  for (const std::string& section : documentSections()) keys.push_back(documentThumbKey(section));
+  std::size_t done = 0;
+  for (const std::string& key : keys) {
+    try {
+      const std::optional<ThumbnailSource> source = thumbnailSource(key);
+      if (!source) throw std::runtime_error("the page has no source");
+      if (PageThumbnails::storedSignature(services_.media, key) == source->signature) {
+        ++report.fresh;
+      } else {
+        PageThumbnails::store(services_.media, key, source->draw(), source->signature);
+        ++report.rebuilt;
+      }
+    } catch (const std::exception& error) {
+      services_.logger.log("[Quorvane][PdfThumb] render failed id=" + key + " " +
+                           failureDiagnostic(error));
+      ++report.failed;
+    }
+    if (progress) progress(++done, keys.size());
+  }
+  return report;
 }
 
 void AppStore::refreshThumbnails() {

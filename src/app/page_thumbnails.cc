@@ -79,16 +79,13 @@ void PageThumbnails::run(const std::string& key, const std::shared_ptr<Job>& job
     }
     // The worker touches the media store only (it outlives the service).
     FilesMediaStore& media = media_;
-    worker_.post([&media, main = &main_, weak, key, job, signaturePath = signaturePath(key),
-                  source = std::move(*source)] {
+    worker_.post([&media, main = &main_, weak, key, job, source = std::move(*source)] {
       std::optional<Bytes> picture;
       std::string failure;
       if (!job->cancelled) {
         try {
           picture = source.draw();
-          media.writePdfThumb(key, *picture, "webp");
-          const Bytes signature(source.signature.begin(), source.signature.end());
-          media.files().writeFileAtomically(signaturePath, signature);
+          store(media, key, *picture, source.signature);
         } catch (const std::exception& error) {
           picture.reset();
           failure = error.what();
@@ -153,16 +150,17 @@ void PageThumbnails::load(const std::string& key, Loaded done) {
   inFlight_[key].push_back(std::move(done));
   const std::weak_ptr<PageThumbnails*> weak = self_;
   FilesMediaStore& media = media_;
-  worker_.post([&media, main = &main_, weak, key, path, signaturePath = signaturePath(key)] {
-    std::optional<Bytes> picture = media.readFile(path);
-    std::optional<std::string> signature;
-    if (const std::optional<Bytes> stored = media.readFile(signaturePath)) {
-      signature = text(*stored);
-    }
-    main->post([weak, key, picture = std::move(picture), signature = std::move(signature)] {
-      if (const auto alive = weak.lock()) (*alive)->loadedFromDisk(key, picture, signature);
-    });
-  });
+  worker_.post(
+      [&media, main = &main_, weak, key, path, signaturePath = signaturePath(media_, key)] {
+        std::optional<Bytes> picture = media.readFile(path);
+        std::optional<std::string> signature;
+        if (const std::optional<Bytes> stored = media.readFile(signaturePath)) {
+          signature = text(*stored);
+        }
+        main->post([weak, key, picture = std::move(picture), signature = std::move(signature)] {
+          if (const auto alive = weak.lock()) (*alive)->loadedFromDisk(key, picture, signature);
+        });
+      });
 }
 
 void PageThumbnails::loadedFromDisk(const std::string& key, std::optional<Bytes> picture,
@@ -206,14 +204,28 @@ void PageThumbnails::forget(const std::string& key) {
   signatures_.erase(key);
   media_.removePdfThumbs(key);
   try {
-    media_.files().removeAll(signaturePath(key));
+    media_.files().removeAll(signaturePath(media_, key));
   } catch (const std::exception&) {
     // A signature left behind only makes the next load redraw.
   }
 }
 
-std::string PageThumbnails::signaturePath(const std::string& key) const {
-  return media_.pdfThumbDirectory() + "/" + key + "_pdfthumb_v1.sig";
+std::string PageThumbnails::signaturePath(const FilesMediaStore& media, const std::string& key) {
+  return media.pdfThumbDirectory() + "/" + key + "_pdfthumb_v1.sig";
+}
+
+std::optional<std::string> PageThumbnails::storedSignature(const FilesMediaStore& media,
+                                                           const std::string& key) {
+  if (!media.readFile(media.pdfThumbPath(key))) return std::nullopt;
+  const std::optional<Bytes> stored = media.readFile(signaturePath(media, key));
+  return stored ? std::optional(text(*stored)) : std::nullopt;
+}
+
+void PageThumbnails::store(FilesMediaStore& media, const std::string& key, const Bytes& picture,
+                           const std::string& signature) {
+  media.writePdfThumb(key, picture, "webp");
+  media.files().writeFileAtomically(signaturePath(media, key),
+                                    Bytes(signature.begin(), signature.end()));
 }
 
 }  // namespace quorvane

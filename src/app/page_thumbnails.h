@@ -81,6 +81,14 @@ class PageThumbnails {
   std::size_t scheduledCount() const { return jobs_.size(); }
   const AsyncPermitLimiter& limiter() const { return limiter_; }
 
+  // The cache on disk, for work that draws in the foreground (the command
+  // line): the signature a key's thumbnail was drawn from, and the writing
+  // of a thumbnail with its signature.
+  static std::optional<std::string> storedSignature(const FilesMediaStore& media,
+                                                    const std::string& key);
+  static void store(FilesMediaStore& media, const std::string& key, const Bytes& picture,
+                    const std::string& signature);
+
  private:
   struct Job;
   struct Memory {
@@ -94,7 +102,7 @@ class PageThumbnails {
   void remember(const std::string& key, Bytes picture, std::int64_t version);
   void loadedFromDisk(const std::string& key, std::optional<Bytes> picture,
                       std::optional<std::string> signature);
-  std::string signaturePath(const std::string& key) const;
+  static std::string signaturePath(const FilesMediaStore& media, const std::string& key);
 
   FilesMediaStore& media_;
   Executor& main_;

@@ -22,10 +22,11 @@ void installResetCommand(CLI::App& command, CliContext& context);
 void installExportCommand(CLI::App& command, CliContext& context);
 void installPackageCommand(CLI::App& command, CliContext& context);
 void installPreviewCommand(CLI::App& command, CliContext& context);
+void installThumbnailsCommand(CLI::App& command, CliContext& context);
 
 namespace {
 
-constexpr std::array<CommandEntry, 18> kCommands{{
+constexpr std::array<CommandEntry, 19> kCommands{{
     {"projects", "List the projects; the open one is marked", &installProjectsCommand},
     {"project", "Create, open, show, change, duplicate or delete a project",
      &installProjectCommand},
@@ -43,6 +44,8 @@ constexpr std::array<CommandEntry, 18> kCommands{{
      &installExportCommand},
     {"preview", "Draw one page (an artwork's, a text's, the CV's) as a picture, without a PDF",
      &installPreviewCommand},
+    {"thumbnails", "Draw the page thumbnails of the open project that are missing or stale",
+     &installThumbnailsCommand},
     {"package", "Back up a project as a .quorvane file, check one, or import one as a new project",
      &installPackageCommand},
     {"labels", "Replace the labels printed in the PDF documents", &installLabelsCommand},
