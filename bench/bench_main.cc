@@ -16,6 +16,7 @@ namespace quorvane {
 int measureDerivePeak(const char* path);
 int measureExportPeak(const char* quality, int count, const char* output);
 int measurePackagePeak(const char* what, int count, const char* folder);
+int measureThumbnailsPeak();
 }  // namespace quorvane
 
 namespace {
@@ -97,6 +98,9 @@ int main(int argc, char** argv) {
   // And the package benchmark for an export or an import.
   if (argc == 5 && std::string(argv[1]) == "--measure-package-peak") {
     return quorvane::measurePackagePeak(argv[2], std::atoi(argv[3]), argv[4]);
+  }
+  if (argc == 2 && std::string(argv[1]) == "--measure-thumbnails-peak") {
+    return quorvane::measureThumbnailsPeak();
   }
   benchmark::Initialize(&argc, argv);
   if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;

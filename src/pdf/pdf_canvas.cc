@@ -170,6 +170,7 @@ std::unique_ptr<PdfCanvas> PdfCanvas::raster(PageSize size, double pixelsPerPoin
   Impl& impl = *canvas->impl_;
   impl.decode = std::move(decode);
   impl.pixelsPerPoint = pixelsPerPoint;
+  canvas->startText();
   const int width = std::max(1, static_cast<int>(std::lround(size.width * pixelsPerPoint)));
   const int height = std::max(1, static_cast<int>(std::lround(size.height * pixelsPerPoint)));
   impl.cairo.reset();
@@ -224,12 +225,18 @@ RgbPixels PdfCanvas::finishRaster() {
   return pixels;
 }
 
-PdfCanvas::PdfCanvas(RasterKey, PageSize size) : impl_(std::make_unique<Impl>()), size_(size) {
-  startText();
-}
+PdfCanvas::PdfCanvas(RasterKey, PageSize size) : impl_(std::make_unique<Impl>()), size_(size) {}
 
 void PdfCanvas::startText() {
-  impl_->fontMap.reset(pango_cairo_font_map_new());
+  if (impl_->pixelsPerPoint > 0) {
+    // Pages drawn as pixels come many at a time (thumbnails); a font map
+    // costs more than drawing the page, so each thread keeps one for them.
+    // A PDF keeps its own: its fonts are embedded from it as it finishes.
+    thread_local const GObject<PangoFontMap> shared(pango_cairo_font_map_new());
+    impl_->fontMap.reset(PANGO_FONT_MAP(g_object_ref(shared.get())));
+  } else {
+    impl_->fontMap.reset(pango_cairo_font_map_new());
+  }
   impl_->pango.reset(pango_font_map_create_context(impl_->fontMap.get()));
   // Measured as drawn: no hinting, no rounding to whole device pixels.
   cairo_font_options_t* options = cairo_font_options_create();

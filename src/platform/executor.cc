@@ -1,5 +1,6 @@
 #include "platform/executor.h"
 
+#include <algorithm>
 #include <future>
 
 namespace quorvane {
@@ -94,6 +95,22 @@ void SerialQueue::run() {
     task();
     lock.lock();
   }
+}
+
+WorkerPool::WorkerPool(const std::string& label, int threads) {
+  for (int i = 0; i < std::max(threads, 1); ++i) {
+    lanes_.push_back(std::make_unique<SerialQueue>(label + "." + std::to_string(i + 1)));
+  }
+}
+
+WorkerPool::~WorkerPool() = default;
+
+SerialQueue& WorkerPool::next() { return *lanes_[turn_.fetch_add(1) % lanes_.size()]; }
+
+void WorkerPool::post(Task task) { next().post(std::move(task)); }
+
+WorkItem WorkerPool::postAfter(Milliseconds delay, Task task) {
+  return next().postAfter(delay, std::move(task));
 }
 
 }  // namespace quorvane

@@ -15,6 +15,7 @@
 #include <mutex>
 #include <string>
 #include <thread>
+#include <vector>
 
 #include "platform/clock.h"
 
@@ -80,6 +81,26 @@ class ManualExecutor final : public Executor, public Clock {
   std::int64_t nowMs_;
   std::uint64_t sequence_ = 0;
   std::map<std::pair<std::int64_t, std::uint64_t>, Entry> queue_;  // (due, order) → task
+};
+
+class SerialQueue;
+
+// Background work on a few threads: each task goes to the next of `threads`
+// serial queues in turn. For work bounded elsewhere (the thumbnail permits)
+// that wants as many lanes as it has permits.
+class WorkerPool final : public Executor {
+ public:
+  WorkerPool(const std::string& label, int threads);
+  ~WorkerPool() override;
+
+  void post(Task task) override;
+  WorkItem postAfter(Milliseconds delay, Task task) override;
+
+ private:
+  SerialQueue& next();
+
+  std::vector<std::unique_ptr<SerialQueue>> lanes_;
+  std::atomic<std::size_t> turn_{0};
 };
 
 // A serial queue on a thread of its own: tasks run one at a time in the

@@ -4,6 +4,10 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
+#include <mutex>
+#include <set>
+#include <thread>
 #include <vector>
 
 namespace quorvane {
@@ -79,6 +83,31 @@ TEST(MainLoopTest, RunUntilIdleLeavesTimersThatAreNotDue) {
   });
   loop.runUntilIdle();
   EXPECT_EQ(ran, (std::vector<std::string>{"first", "posted by first"}));
+}
+
+}  // namespace
+}  // namespace quorvane
+
+namespace quorvane {
+namespace {
+
+TEST(WorkerPoolTest, TasksTakeTheLanesInTurn) {
+  std::mutex mutex;
+  std::set<std::thread::id> threads;
+  std::atomic<int> ran{0};
+  {
+    WorkerPool pool("app.quorvane.pdf-thumbs", 2);
+    for (int i = 0; i < 4; ++i) {
+      pool.post([&] {
+        const std::lock_guard lock(mutex);
+        threads.insert(std::this_thread::get_id());
+        ++ran;
+      });
+    }
+  }  // the lanes run what was posted before they stop
+  EXPECT_EQ(ran.load(), 4);
+  EXPECT_EQ(threads.size(), 2u);
+  EXPECT_FALSE(threads.contains(std::this_thread::get_id()));
 }
 
 }  // namespace
