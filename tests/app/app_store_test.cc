@@ -460,6 +460,23 @@ TEST_F(AppStoreTest, AnExportOfUnchangedContentComesFromTheCacheAndAPortfolioIsC
   EXPECT_EQ(preferences.integer(preference_key::kCompletePortfolioExportCount), 3);
 }
 
+TEST_F(AppStoreTest, TheRenderCacheKeepsTheLastEightDocumentsOnly) {
+  AppStore& store = open();
+  const ExportOptions options = store.state().exportOptions;
+  const auto renderBio = [&](int text) {
+    store.setText(SaveSection::bio, "Version " + std::to_string(text));
+    ASSERT_TRUE(store.renderPDF({RenderKind::bio, std::nullopt}, options));
+  };
+  for (int text = 1; text <= 9; ++text) renderBio(text);
+  EXPECT_EQ(renderer->cacheHits(), 0u);
+  renderBio(9);
+  EXPECT_EQ(renderer->cacheHits(), 1u) << "the latest is kept";
+  renderBio(1);
+  EXPECT_EQ(renderer->cacheHits(), 1u) << "the ninth pushed the first out";
+  renderBio(3);
+  EXPECT_EQ(renderer->cacheHits(), 2u) << "eight are kept: 3 to 9";
+}
+
 // ---- Section times, counts, reminders, labels, previews --------------------
 
 TEST_F(AppStoreTest, EachEditStampsItsSectionAndTheLibraryKeepsAndCountsTheTimes) {
