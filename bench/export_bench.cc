@@ -20,6 +20,7 @@
 #include <string>
 #include <vector>
 
+#include "bench_support.h"
 #include "images/image_optimizer.h"
 #include "pdf/portfolio_pdf_renderer.h"
 #include "platform/file_system.h"
@@ -27,14 +28,13 @@
 namespace quorvane {
 namespace {
 
+using bench::runCommand;
+using bench::selfPath;
+
+std::string scratch() { return bench::scratchFolder("quorvane-export-bench"); }
+
 constexpr const char* kPhotograph = "/usr/share/backgrounds/mate/abstract/Elephants_5640x3172.jpg";
 constexpr int kWorks = 50;
-
-std::string selfPath() {
-  std::array<char, 4096> self{};
-  const ssize_t length = ::readlink("/proc/self/exe", self.data(), self.size() - 1);
-  return length > 0 ? std::string(self.data(), static_cast<std::size_t>(length)) : std::string();
-}
 
 // The 50 works, made once and kept beside the benchmark program.
 const std::vector<std::string>& works() {
@@ -73,11 +73,6 @@ const std::vector<std::string>& benchWorks() { return works(); }
 
 namespace {
 
-std::string scratch() {
-  const char* base = std::getenv("TMPDIR");
-  return std::string(base != nullptr && *base != '\0' ? base : "/tmp") + "/quorvane-export-bench";
-}
-
 // Renders the works' portfolio to `output`, as `quorvane export` does.
 void exportPortfolio(const std::vector<std::string>& paths, ExportImageQuality quality,
                      const std::string& output) {
@@ -110,8 +105,6 @@ void exportPortfolio(const std::vector<std::string>& paths, ExportImageQuality q
   });
   file.commit();
 }
-
-bool run(const std::string& command) { return std::system(command.c_str()) == 0; }
 
 // Each export writes 400 MB. Every iteration starts with the dirty pages of
 // the one before written back and its file gone, so that neither side pays
@@ -159,7 +152,7 @@ void BM_ExportPrint_anchor(benchmark::State& state) {
       "img2pdf" + quoted(works(), 0, works().size()) + " -o '" + scratch() + "/img2pdf.pdf'";
   for (auto _ : state) {
     settleDisk(state);
-    if (!run(command)) {
+    if (!runCommand(command)) {
       state.SkipWithError("img2pdf is missing (Debian package img2pdf)");
       break;
     }
@@ -195,7 +188,7 @@ void BM_ExportWeb_anchor(benchmark::State& state) {
                               thumbnail + " & wait) && img2pdf '" + thumbnails + "'/*.jpg -o '" +
                               scratch() + "/anchor.pdf'";
   for (auto _ : state) {
-    if (!run(command)) {
+    if (!runCommand(command)) {
       state.SkipWithError("vipsthumbnail or img2pdf is missing");
       break;
     }
@@ -212,20 +205,8 @@ void measureExportPeak(benchmark::State& state, const char* quality, int count, 
   if (!ready(state)) return;
   const std::string command = selfPath() + " --measure-export-peak " + quality + " " +
                               std::to_string(count) + " '" + scratch() + "/peak.pdf'";
-  double peak = -1;
-  for (auto _ : state) {
-    std::filesystem::create_directories(scratch());
-    FILE* child = ::popen(command.c_str(), "r");
-    double kilobytes = -1;
-    if (child != nullptr) {
-      if (std::fscanf(child, "%lf", &kilobytes) != 1) kilobytes = -1;
-      ::pclose(child);
-    }
-    peak = kilobytes / 1024.0;
-  }
-  if (peak < 0) state.SkipWithError("the measuring process failed");
-  state.counters["peak_MB"] = peak;
-  state.counters["target_peak_MB"] = target;
+  std::filesystem::create_directories(scratch());
+  bench::reportChildPeak(state, command, target);
 }
 
 void BM_PrintPeak10(benchmark::State& state) { measureExportPeak(state, "print", 10, 100); }
@@ -247,10 +228,7 @@ int measureExportPeak(const char* quality, int count, const char* output) {
                   std::string(quality) == "web" ? ExportImageQuality::webOptimized
                                                 : ExportImageQuality::printQuality,
                   output);
-  rusage usage{};
-  ::getrusage(RUSAGE_SELF, &usage);
-  std::printf("%ld\n", usage.ru_maxrss);
-  return 0;
+  return bench::printPeakKilobytes();
 }
 
 }  // namespace quorvane

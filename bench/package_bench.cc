@@ -25,6 +25,7 @@
 
 #include "app/import_finalization.h"
 #include "app/package_import.h"
+#include "bench_support.h"
 #include "images/image_optimizer.h"
 #include "packages/transfer_service.h"
 #include "storage/sqlite_snapshot_repository.h"
@@ -37,20 +38,12 @@ namespace {
 
 namespace fs = std::filesystem;
 
+using bench::runCommand;
+using bench::selfPath;
+
+std::string scratch() { return bench::scratchFolder("quorvane-package-bench"); }
+
 constexpr int kArtworks = 40;
-
-std::string selfPath() {
-  std::array<char, 4096> self{};
-  const ssize_t length = ::readlink("/proc/self/exe", self.data(), self.size() - 1);
-  return length > 0 ? std::string(self.data(), static_cast<std::size_t>(length)) : std::string();
-}
-
-std::string scratch() {
-  const char* base = std::getenv("TMPDIR");
-  return std::string(base != nullptr && *base != '\0' ? base : "/tmp") + "/quorvane-package-bench";
-}
-
-bool run(const std::string& command) { return std::system(command.c_str()) == 0; }
 
 // A project of `count` artworks, each with one of the works as its original.
 PackageExport projectOf(int count) {
@@ -109,7 +102,7 @@ const std::string& package() {
     const std::string made = scratch() + "/forty.quorvane";
     exportPackage(kArtworks, made);
     fs::remove_all(scratch() + "/tree");
-    run("unzip -q -o '" + made + "' -d '" + scratch() + "/tree'");
+    runCommand("unzip -q -o '" + made + "' -d '" + scratch() + "/tree'");
     return made;
   }();
   return path;
@@ -148,7 +141,7 @@ void BM_Export_anchor(benchmark::State& state) {
       "cd '" + scratch() + "/tree' && zip -0 -r -q '" + scratch() + "/anchor.zip' .";
   for (auto _ : state) {
     settleDisk(state);
-    if (!run(command)) {
+    if (!runCommand(command)) {
       state.SkipWithError("zip is missing (Debian package zip)");
       break;
     }
@@ -179,7 +172,7 @@ void BM_Import_anchor(benchmark::State& state) {
   const std::string command = "unzip -q -o '" + package() + "' -d '" + scratch() + "/unzipped'";
   for (auto _ : state) {
     settleDisk(state);
-    if (!run(command)) {
+    if (!runCommand(command)) {
       state.SkipWithError("unzip is missing (Debian package unzip)");
       break;
     }
@@ -226,7 +219,7 @@ void BM_Finalize_anchor(benchmark::State& state) {
   }
   command += " --size 2000 -o '" + out + "/%s.jpg[Q=82,strip]'";
   for (auto _ : state) {
-    if (!run(command)) {
+    if (!runCommand(command)) {
       state.SkipWithError("vipsthumbnail is missing (Debian package libvips-tools)");
       break;
     }
@@ -245,19 +238,7 @@ void measurePeak(benchmark::State& state, const char* what, int count) {
   package();
   const std::string command = selfPath() + " --measure-package-peak " + what + " " +
                               std::to_string(count) + " '" + scratch() + "'";
-  double peak = -1;
-  for (auto _ : state) {
-    FILE* child = ::popen(command.c_str(), "r");
-    double kilobytes = -1;
-    if (child != nullptr) {
-      if (std::fscanf(child, "%lf", &kilobytes) != 1) kilobytes = -1;
-      ::pclose(child);
-    }
-    peak = kilobytes / 1024.0;
-  }
-  if (peak < 0) state.SkipWithError("the measuring process failed");
-  state.counters["peak_MB"] = peak;
-  state.counters["target_peak_MB"] = 100;
+  bench::reportChildPeak(state, command, 100);
 }
 
 void BM_ExportPeak10(benchmark::State& state) { measurePeak(state, "export", 10); }
@@ -285,14 +266,11 @@ int measurePackagePeak(const char* what, int count, const char* folder) {
     if (!fs::exists(path)) {
       const std::string made = selfPath() + " --measure-package-peak export " +
                                std::to_string(count) + " '" + base + "' > /dev/null";
-      if (!run(made)) return 1;
+      if (!runCommand(made)) return 1;
     }
     importPackage(path, base + "/peak-import");
   }
-  rusage usage{};
-  ::getrusage(RUSAGE_SELF, &usage);
-  std::printf("%ld\n", usage.ru_maxrss);
-  return 0;
+  return bench::printPeakKilobytes();
 }
 
 }  // namespace quorvane

@@ -20,6 +20,7 @@
 #include <vector>
 
 #include "app/page_thumbnails.h"
+#include "bench_support.h"
 #include "images/image_optimizer.h"
 #include "pdf/portfolio_pdf_renderer.h"
 #include "platform/atomic_file.h"
@@ -34,16 +35,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-std::string scratch() {
-  const char* base = std::getenv("TMPDIR");
-  return std::string(base != nullptr && *base != '\0' ? base : "/tmp") + "/quorvane-thumb-bench";
-}
-
-std::string selfPath() {
-  std::array<char, 4096> self{};
-  const ssize_t length = ::readlink("/proc/self/exe", self.data(), self.size() - 1);
-  return length > 0 ? std::string(self.data(), static_cast<std::size_t>(length)) : std::string();
-}
+std::string scratch() { return bench::scratchFolder("quorvane-thumb-bench"); }
 
 // The web copies of the works, made once and kept on disk, as the media
 // folder keeps them; each drawing reads its own.
@@ -155,7 +147,7 @@ void BM_Thumbnail_anchor(benchmark::State& state) {
   const std::string command =
       "pdftoppm -png -scale-to 512 -f 1 -l 1 '" + pdf + "' '" + scratch() + "/poppler'";
   for (auto _ : state) {
-    if (std::system(command.c_str()) != 0) {
+    if (!bench::runCommand(command)) {
       state.SkipWithError("pdftoppm is missing (Debian package poppler-utils)");
       break;
     }
@@ -201,19 +193,7 @@ BENCHMARK(BM_HundredThumbnails)
 
 void BM_HundredThumbnailsPeak(benchmark::State& state) {
   if (!ready(state)) return;
-  double peak = -1;
-  for (auto _ : state) {
-    FILE* child = ::popen((selfPath() + " --measure-thumbnails-peak").c_str(), "r");
-    double kilobytes = -1;
-    if (child != nullptr) {
-      if (std::fscanf(child, "%lf", &kilobytes) != 1) kilobytes = -1;
-      ::pclose(child);
-    }
-    peak = kilobytes / 1024.0;
-  }
-  if (peak < 0) state.SkipWithError("the measuring process failed");
-  state.counters["peak_MB"] = peak;
-  state.counters["target_peak_MB"] = 200;
+  bench::reportChildPeak(state, bench::selfPath() + " --measure-thumbnails-peak", 200);
 }
 BENCHMARK(BM_HundredThumbnailsPeak)
     ->Name("project_thumbnails_peak_memory/100_pages")
@@ -225,10 +205,7 @@ int measureThumbnailsPeak() {
   if (benchWorks().size() < 50) return 1;
   webCopies();
   drawHundred();
-  rusage usage{};
-  ::getrusage(RUSAGE_SELF, &usage);
-  std::printf("%ld\n", usage.ru_maxrss);
-  return 0;
+  return bench::printPeakKilobytes();
 }
 
 }  // namespace quorvane

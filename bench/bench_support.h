@@ -1,0 +1,60 @@
+// What the benchmarks share: where they keep their files, running a tool,
+// and measuring a peak of memory in a process of its own (this program run
+// again with a --measure-… argument, see bench_main.cc).
+#pragma once
+
+#include <benchmark/benchmark.h>
+#include <sys/resource.h>
+#include <unistd.h>
+
+#include <array>
+#include <cstdio>
+#include <cstdlib>
+#include <string>
+
+namespace quorvane::bench {
+
+// This program's own path, to run it again as a child.
+inline std::string selfPath() {
+  std::array<char, 4096> self{};
+  const ssize_t length = ::readlink("/proc/self/exe", self.data(), self.size() - 1);
+  return length > 0 ? std::string(self.data(), static_cast<std::size_t>(length)) : std::string();
+}
+
+// A folder of the benchmark's own under $TMPDIR (else /tmp).
+inline std::string scratchFolder(const std::string& name) {
+  const char* base = std::getenv("TMPDIR");
+  return std::string(base != nullptr && *base != '\0' ? base : "/tmp") + "/" + name;
+}
+
+inline bool runCommand(const std::string& command) { return std::system(command.c_str()) == 0; }
+
+// Runs `command` — a child that prints its peak resident size in kilobytes
+// — and reports it as "peak_MB" beside "target_peak_MB".
+inline void reportChildPeak(benchmark::State& state, const std::string& command,
+                            double targetMegabytes) {
+  double peak = -1;
+  for (auto _ : state) {
+    FILE* child = ::popen(command.c_str(), "r");
+    double kilobytes = -1;
+    if (child != nullptr) {
+      if (std::fscanf(child, "%lf", &kilobytes) != 1) kilobytes = -1;
+      ::pclose(child);
+    }
+    peak = kilobytes / 1024.0;
+  }
+  if (peak < 0) state.SkipWithError("the measuring process failed");
+  state.counters["peak_MB"] = peak;
+  state.counters["target_peak_MB"] = targetMegabytes;
+}
+
+// The child's side: its peak resident size so far, in kilobytes, on
+// standard output.
+inline int printPeakKilobytes() {
+  rusage usage{};
+  ::getrusage(RUSAGE_SELF, &usage);
+  std::printf("%ld\n", usage.ru_maxrss);
+  return 0;
+}
+
+}  // namespace quorvane::bench
