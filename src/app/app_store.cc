@@ -1213,6 +1213,7 @@ bool AppStore::setLabelOverride(const LabelOverrideEntry& given) {
     services_.labels.upsertLabelOverride(entry);
     services_.logger.log("app documents stale reason=pdf_labels_changed scope=" + entry.scope);
     countChanges(1);
+    pageLabels_.reset();
     refreshThumbnails();  // labels are not in the published state
     publish();
     return true;

@@ -605,6 +605,10 @@ class AppStore {
   std::unique_ptr<PageThumbnails> thumbnails_;
   ThumbnailRefresh thumbnailRefresh_;
   std::string thumbnailProjectId_;  // the project the refresh last looked at
+  // The label overrides the pages read, kept between edits (a window
+  // publishes at every keystroke); dropped when labels are written.
+  std::optional<PageLabels> pageLabels_;
+  std::string pageLabelsLocale_;
   FinalizationConditions finalizationConditions_;
   std::optional<FinalizationRun> finalization_;
   std::shared_ptr<AppStore*> self_;  // render results reach the store through it while it lives

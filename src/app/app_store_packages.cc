@@ -137,6 +137,7 @@ std::optional<std::string> AppStore::importProjectPackage(
                                               services_.images, log, services_.makeUuid},
                          services_.transfer->limits(), text("app.project.imported_name"), progress);
     log.log("app importProjectPackage(async) parsed projectId=" + merged.project.id);
+    pageLabels_.reset();  // the package's label overrides were merged in
     tell("import.toast.step.applying");
     // The images whose derivatives are still to be made, for the
     // background to finish (and to find again after a restart).

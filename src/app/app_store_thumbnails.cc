@@ -23,12 +23,15 @@ RenderKind kindOfSection(const std::string& section) {
 
 PageLabels AppStore::currentPageLabels() {
   const std::string locale = exportLanguage();
+  if (pageLabels_ && pageLabelsLocale_ == locale) return *pageLabels_;
   PageLabels labels;
   labels.portfolio = services_.labels.labelOverrides("portfolio", locale);
   for (const std::string& section : documentSections()) {
     labels.documents[section] =
         services_.labels.labelOverrides(std::string(labelScopeOf(kindOfSection(section))), locale);
   }
+  pageLabels_ = labels;
+  pageLabelsLocale_ = locale;
   return labels;
 }
 

@@ -7,7 +7,6 @@
 
 #include "cli/library_home.h"
 #include "images/image_optimizer.h"
-#include "images/test_images.h"
 
 namespace quorvane {
 namespace {
@@ -19,13 +18,8 @@ using testing::runCommandLine;
 class PreviewCommandTest : public testing::LibraryHomeTest {};
 
 TEST_F(PreviewCommandTest, AnArtworksPageAndATextsPageBecomePicturesOfTheWidthAsked) {
-  const auto bytes = testing::encodedImage(".jpg", 90, 60);
-  std::ofstream(dir.file("a.jpg"), std::ios::binary)
-      .write(reinterpret_cast<const char*>(bytes->data()),
-             static_cast<std::streamsize>(bytes->size()));
-  const testing::CliRun added = runCommandLine({"--json", "artworks", "add", dir.file("a.jpg")});
-  ASSERT_EQ(added.code, 0) << added.err;
-  const std::string id = nlohmann::json::parse(added.out)[0]["id"];
+  const std::string id = addArtwork("a.jpg", 90, 60);
+  ASSERT_FALSE(id.empty());
 
   const testing::CliRun page = runCommandLine(
       {"--json", "preview", id.substr(0, 8), "-o", dir.file("work.png"), "--width", "300"});

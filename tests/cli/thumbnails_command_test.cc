@@ -5,7 +5,6 @@
 #include <nlohmann/json.hpp>
 
 #include "cli/library_home.h"
-#include "images/test_images.h"
 
 namespace quorvane {
 namespace {
@@ -16,13 +15,8 @@ using testing::runCommandLine;
 class ThumbnailsCommandTest : public testing::LibraryHomeTest {};
 
 TEST_F(ThumbnailsCommandTest, OnlyWhatChangedIsDrawnAgain) {
-  const auto bytes = testing::encodedImage(".jpg", 90, 60);
-  std::ofstream(dir.file("a.jpg"), std::ios::binary)
-      .write(reinterpret_cast<const char*>(bytes->data()),
-             static_cast<std::streamsize>(bytes->size()));
-  const testing::CliRun added = runCommandLine({"--json", "artworks", "add", dir.file("a.jpg")});
-  ASSERT_EQ(added.code, 0) << added.err;
-  const std::string id = nlohmann::json::parse(added.out)[0]["id"];
+  const std::string id = addArtwork("a.jpg", 90, 60);
+  ASSERT_FALSE(id.empty());
 
   const auto counts = [&] {
     const testing::CliRun run = runCommandLine({"--json", "thumbnails"});

@@ -63,16 +63,6 @@ TEST(ThermalStateTest, WhatCannotBeReadCountsAsNominal) {
   EXPECT_EQ(readThermalState(tree.root()), ThermalState::nominal);
 }
 
-TEST(LowPowerModeTest, IsThePlatformProfileSayingLowPower) {
-  ThermalTree tree;
-  const std::string profile = tree.file("platform_profile");
-  EXPECT_FALSE(readLowPowerMode(profile));
-  std::ofstream(profile) << "balanced\n";
-  EXPECT_FALSE(readLowPowerMode(profile));
-  std::ofstream(profile) << "low-power\n";
-  EXPECT_TRUE(readLowPowerMode(profile));
-}
-
 TEST(FinalizationPauseTest, AwayComesFirstThenHeatAndLowPowerNeverPauses) {
   FinalizationConditions conditions;
   EXPECT_FALSE(finalizationPauseReason(conditions));
