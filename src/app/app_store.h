@@ -51,6 +51,7 @@
 #include "app/save_section.h"
 #include "app/store_changes.h"
 #include "app/thumbnail_refresh.h"
+#include "app/web_cv_import.h"
 #include "images/image_optimizer.h"
 #include "model/control_characters.h"
 #include "model/records.h"
@@ -145,6 +146,8 @@ struct AppState {
   bool isPdfRendering = false;
   std::optional<std::string> worksInspectorArtworkID;
   SaveSection activeStatementSection = SaveSection::statement;
+  // The project a web CV import is writing into; its saves are held back.
+  std::optional<std::string> webCVImportTargetID;
   // Said once something the user wrote held characters that are no text
   // (control characters), which were taken out.
   std::optional<std::string> inputNotice;
@@ -181,6 +184,11 @@ struct AppStoreServices {
   // Where page thumbnails are drawn ("app.quorvane.pdf-thumbs"); without it
   // (the command line) none are drawn in the background.
   Executor* thumbnailQueue = nullptr;
+  // The web CV import's reads and writes of the library, and where its
+  // files are read (the real file system when absent). Without the first
+  // no web CV can be imported.
+  WebCVRepository* webCV = nullptr;
+  FileSystem* files = nullptr;
   // Overrides the interface language for this run (the command line's --lang).
   std::optional<std::string> languageOverride;
   // The folder of the library (its database, media and lock): no export is
@@ -447,6 +455,26 @@ class AppStore {
   // Empties the library and the media folder, then starts a new project.
   bool deleteAllUserData();
 
+  // Web CV import. Preparing writes what is pending, reads the generator's
+  // export at `path` and plans it against the open project; nothing when it
+  // can't ("cv.import.error.…" in the toast, the code in
+  // `lastWebCVImportError`). Applying writes the groups `selection`
+  // replaces in one transaction, then puts them in the open project and
+  // releases the saves held back meanwhile; false, with the project as it
+  // was, when it fails (`stale` when the project changed since preparing,
+  // `busy` while another import runs). Replacing nothing changes nothing.
+  std::optional<PreparedWebCVImport> prepareWebCVImport(const std::string& path);
+  bool applyWebCVImport(const PreparedWebCVImport& prepared, const WebCVImportSelection& selection);
+  // The same with the database work on the save queue; `done` is told on
+  // the main executor. False at once (and `done` never told) when it can't
+  // start.
+  bool applyWebCVImportInBackground(const PreparedWebCVImport& prepared,
+                                    const WebCVImportSelection& selection,
+                                    std::function<void(bool)> done);
+  const std::optional<WebCVImportErrorCode>& lastWebCVImportError() const {
+    return lastWebCVImportError_;
+  }
+
   void dismissToast();
 
   // Page thumbnails (app/page_thumbnails.h). Every change that alters a
@@ -569,6 +597,14 @@ class AppStore {
   std::map<SaveSection, std::uint64_t> stampedContent_;  // content at its last stamp
   std::uint64_t latestPreviewRequestID_ = 0;
   std::optional<std::string> lastImportFailure_;
+  std::optional<WebCVImportErrorCode> lastWebCVImportError_;
+  // Web CV import: the checks before writing and the holding back of saves;
+  // what to write, or nothing when it can't start.
+  std::optional<WebCVWrite> beginWebCVImport(const PreparedWebCVImport& prepared,
+                                             const WebCVImportSelection& selection);
+  void finishWebCVImport(const PreparedWebCVImport& prepared, const WebCVWrite& write,
+                         const std::optional<WebCVWritten>& written, std::exception_ptr failure);
+  bool failWebCVImport(WebCVImportErrorCode code, const std::string& detail);
   // The package of the open project at `path`, unrecorded; throws.
   std::uint64_t writeProjectPackage(const std::string& path, bool replaceExisting,
                                     const TransferProgressFn& progress = {});

@@ -194,20 +194,35 @@ void SavePipeline::beginWebCVImport(const std::string& projectId) {
 }
 
 void SavePipeline::endWebCVImport(const std::string& projectId,
-                                  const std::set<SaveSection>& replaced) {
+                                  const std::set<SaveSection>& replaced, const Project& project,
+                                  const StudioSnapshot& snapshot) {
   if (webCVImportTarget_ == projectId) webCVImportTarget_.reset();
   {
     const std::lock_guard lock(writeMutex_);
     for (const SaveSection section : replaced) ++generations_[{projectId, section}];
   }
-  const auto snapshot = deferredSnapshots_.find(projectId);
+  const bool isCurrent = project.id == projectId;
+  if (isCurrent) {
+    // What the import wrote is what was saved last: an edit that returns to
+    // the content before it must be written.
+    for (const SaveSection section : replaced) {
+      lastSavedFingerprints_[section] = sectionFingerprint(section, project, snapshot);
+    }
+  }
+  const auto held = deferredSnapshots_.find(projectId);
   const auto sections = deferredSections_.find(projectId);
-  if (snapshot != deferredSnapshots_.end() && sections != deferredSections_.end()) {
-    const auto [project, content] = snapshot->second;
-    const std::set<SaveSection> held = sections->second;
-    deferredSnapshots_.erase(snapshot);
+  if (held != deferredSnapshots_.end() && sections != deferredSections_.end()) {
+    const auto [heldProject, heldContent] = held->second;
+    const std::set<SaveSection> heldSections = sections->second;
+    deferredSnapshots_.erase(held);
     deferredSections_.erase(sections);
-    for (const SaveSection section : held) scheduleSave(section, project, content);
+    for (const SaveSection section : heldSections) {
+      if (isCurrent) {
+        scheduleSave(section, project, snapshot);
+      } else {
+        scheduleSave(section, heldProject, heldContent);
+      }
+    }
   }
 }
 

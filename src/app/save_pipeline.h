@@ -76,9 +76,12 @@ class SavePipeline {
 
   void beginWebCVImport(const std::string& projectId);
   // Drops the saves issued before the import of the sections it `replaced`
-  // in the library, then schedules the sections held back during it, with
-  // the content last given for them.
-  void endWebCVImport(const std::string& projectId, const std::set<SaveSection>& replaced);
+  // in the library and takes their content in `project` and `snapshot` (the
+  // project's content now, the import's included) as saved; then schedules
+  // the sections held back during the import, with that content when it is
+  // of the same project, else with the content last given for them.
+  void endWebCVImport(const std::string& projectId, const std::set<SaveSection>& replaced,
+                      const Project& project, const StudioSnapshot& snapshot);
 
   bool isSaveWaiting() const { return isSaveWaiting_; }
   bool isSaving() const { return isSaving_; }

@@ -39,7 +39,7 @@ constexpr std::array<CommandEntry, 19> kCommands{{
     {"text", "Write or show the biography, the artist statement, the project statement",
      &installTextCommand},
     {"details", "Set or show the artist's name, address and contacts", &installDetailsCommand},
-    {"cv", "Add, remove or show the entries of the CV", &installCVCommand},
+    {"cv", "Add, remove or show the entries of the CV; import one, or enter it step by step", &installCVCommand},
     {"export", "Export the portfolio (or catalogue), the CV, the biography or a statement as PDF",
      &installExportCommand},
     {"preview", "Draw one page (an artwork's, a text's, the CV's) as a picture, without a PDF",

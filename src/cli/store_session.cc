@@ -182,6 +182,7 @@ StoreSession::StoreSession(CliContext& context)
                                                  *storage_.media, optimizer_, logger_);
   std::optional<std::string> language;
   if (!context.languageOption.empty()) language = context.languageOption;
+  webCV_ = std::make_unique<SQLiteWebCVRepository>(*storage_.repository);
   store_ = std::make_unique<AppStore>(AppStoreServices{
       .snapshots = *storage_.repository,
       .sectionSaves = *storage_.repository,
@@ -200,6 +201,7 @@ StoreSession::StoreSession(CliContext& context)
       .pdfRenderQueue = &pdfQueue_,
       .transfer = &transfer_,
       .imports = storage_.repository.get(),
+      .webCV = webCV_.get(),
       .languageOverride = language,
       .libraryDirectory = dataDirectory(),
   });

@@ -82,6 +82,7 @@ class StoreSession {
   ImageOptimizer optimizer_;
   std::unique_ptr<PdfRenderService> renderer_;
   QuorvaneTransferService transfer_{TransferLimits{}, logger_};
+  std::unique_ptr<SQLiteWebCVRepository> webCV_;
   // After the renderer: destroyed (and drained) before it.
   SerialQueue pdfQueue_{"app.quorvane.pdf-render"};
   std::unique_ptr<AppStore> store_;

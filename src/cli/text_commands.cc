@@ -331,14 +331,19 @@ void installDetailsCommand(CLI::App& command, CliContext& context) {
   });
 }
 
+void installCVImportCommand(CLI::App& cv, CliContext& context);
+void installCVGuideCommand(CLI::App& cv, CliContext& context);
+
 void installCVCommand(CLI::App& command, CliContext& context) {
   command.require_subcommand(1);
   command.footer(
       "\nSections and their fields: quorvane cv-sections\n\nExamples:\n"
       "  quorvane cv add soloExhibitions year=2026 title=\"Tides\" venue=\"Galerie Nord\" "
-      "city=Berlin\n"
+      "place=Berlin\n"
       "  quorvane cv remove soloExhibitions 1\n"
-      "  quorvane cv show");
+      "  quorvane cv show\n"
+      "  quorvane cv guide                   (asks field by field)\n"
+      "  quorvane cv import cv-session.json  (a CV from the web CV generator)");
   auto added = std::make_shared<std::pair<std::string, std::vector<std::string>>>();
   CLI::App* add = command.add_subcommand(
       "add", "Add an entry at the end of a CV section; prints its number in the section");
@@ -370,6 +375,8 @@ void installCVCommand(CLI::App& command, CliContext& context) {
                              "(the PDF prints its own heading)");
   titleCommand->add_option("title", *title, "The new title")->required();
   titleCommand->callback([&context, title] { context.store().setCVTitle(*title); });
+  installCVImportCommand(command, context);
+  installCVGuideCommand(command, context);
 }
 
 }  // namespace quorvane

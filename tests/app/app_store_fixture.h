@@ -112,6 +112,7 @@ class AppStoreTest : public ::testing::Test {
           rendererLabels ? *rendererLabels : static_cast<LabelOverrideRepository&>(*repository),
           *repository, media, optimizer);
       saves = std::make_unique<FailableSaves>(*repository);
+      webCV = std::make_unique<SQLiteWebCVRepository>(*repository);
     }
     store = std::make_unique<AppStore>(AppStoreServices{
         .snapshots = *repository,
@@ -133,6 +134,7 @@ class AppStoreTest : public ::testing::Test {
         .imports = repository.get(),
         .imageQueue = useImageQueue ? &imageQueue : nullptr,
         .thumbnailQueue = useThumbnailQueue ? &thumbnailQueue : nullptr,
+        .webCV = webCV.get(),
         .languageOverride = language,
         .libraryDirectory = dir.file("library"),
     });
@@ -179,6 +181,7 @@ class AppStoreTest : public ::testing::Test {
   std::unique_ptr<PdfRenderService> renderer;
   LabelOverrideRepository* rendererLabels = nullptr;  // the library's own, unless set
   std::unique_ptr<FailableSaves> saves;
+  std::unique_ptr<SQLiteWebCVRepository> webCV;
   std::unique_ptr<AppStore> store;
   bool started = false;
 };

@@ -198,16 +198,19 @@ TEST_F(SavePipelineTest, AFailedWriteIsReportedAndTriedAgainWithTheNextEdit) {
 
 TEST_F(SavePipelineTest, AWebCVImportHoldsSavesBackAndDropsOnlyThoseItWouldOverwrite) {
   editBio("before the import");
-  snapshot.cv.grantsAwards = {{{"title", "old prize"}}};
+  CVData old;
+  old.grantsAwards = {{{"title", "old prize"}}};
+  snapshot.cv = old;
   pipeline.scheduleSave(SaveSection::cv, project, snapshot);
   main.advanceBy(900ms);  // both fired: waiting on the save queue
   pipeline.beginWebCVImport("p1");
-  snapshot.cv.education = {{{"degree", "MFA"}}};
-  pipeline.scheduleSave(SaveSection::cv, project, snapshot);
+  editBio("during the import");
   main.advanceBy(2s);
   EXPECT_FALSE(pipeline.isSaveWaiting());
 
-  pipeline.endWebCVImport("p1", {SaveSection::cv, SaveSection::details});
+  snapshot.cv.education = {{{"majorDegree", "MFA"}}};  // what the import wrote
+  snapshot.cv.grantsAwards.clear();
+  pipeline.endWebCVImport("p1", {SaveSection::cv, SaveSection::details}, project, snapshot);
   runSaveQueue();
   ASSERT_EQ(repository.writes.size(), 1u)
       << "the old CV must not overwrite the imported one; the bio has nothing to do with it";
@@ -216,7 +219,14 @@ TEST_F(SavePipelineTest, AWebCVImportHoldsSavesBackAndDropsOnlyThoseItWouldOverw
   main.advanceBy(900ms);
   runSaveQueue();
   ASSERT_EQ(repository.writes.size(), 2u);
-  EXPECT_EQ(repository.writes[1].section, "cv") << "the edit held back during the import";
+  EXPECT_EQ(repository.writes[1].biography, "during the import") << "held back, then written";
+
+  snapshot.cv = old;  // back to the CV before the import: that is a change now
+  pipeline.scheduleSave(SaveSection::cv, project, snapshot);
+  main.advanceBy(900ms);
+  runSaveQueue();
+  ASSERT_EQ(repository.writes.size(), 3u);
+  EXPECT_EQ(repository.writes[2].section, "cv");
 }
 
 TEST_F(SavePipelineTest, FlushingWritesEverythingPendingAndNothingOlderAfterIt) {

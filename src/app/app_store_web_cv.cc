@@ -1,0 +1,203 @@
+// The store's routes to the web CV import: a generator's export planned
+// against the open project, and the chosen groups written into it while its
+// own saves wait.
+#include "app/app_store.h"
+#include "app/failure_text.h"
+#include "platform/file_system.h"
+
+namespace quorvane {
+namespace {
+
+std::set<SaveSection> replacedSections(const WebCVWrite& write) {
+  std::set<SaveSection> sections;
+  if (write.details) sections.insert(SaveSection::details);
+  if (write.cv) sections.insert(SaveSection::cv);
+  return sections;
+}
+
+std::string choices(const WebCVImportSelection& selection) {
+  return "identity=" + std::string(rawValue(selection.identity)) +
+         " cv=" + std::string(rawValue(selection.cv));
+}
+
+}  // namespace
+
+bool AppStore::failWebCVImport(WebCVImportErrorCode code, const std::string& detail) {
+  lastWebCVImportError_ = code;
+  services_.logger.log("app webCVImport failed error=" + std::string(rawValue(code)) +
+                       (detail.empty() ? "" : " detail=" + detail));
+  return failWithKey("cv.import.error." + std::string(rawValue(code)));
+}
+
+std::optional<PreparedWebCVImport> AppStore::prepareWebCVImport(const std::string& path) {
+  checkMainThread();
+  lastWebCVImportError_.reset();
+  if (!services_.webCV) {
+    failWebCVImport(WebCVImportErrorCode::context, "no library");
+    return std::nullopt;
+  }
+  try {
+    // The plan compares the file with what the user sees; the library must
+    // hold the same, or applying would find it changed. A project not in the
+    // library yet stays out of it: looking at a plan writes nothing.
+    if (!isUnsaved_) settleSaves();
+    FileSystem& files = services_.files ? *services_.files : realFileSystem();
+    PreparedWebCVImport prepared = quorvane::prepareWebCVImport(
+        files, isUnsaved_ ? nullptr : services_.webCV, path, state_.project.id,
+        state_.snapshot.details, state_.snapshot.cv, language());
+    services_.logger.log("app webCVImport prepared project=" + state_.project.id +
+                         " issues=" + std::to_string(prepared.plan.issues.size()) +
+                         " identical=" + (prepared.plan.isIdentical() ? "true" : "false"));
+    return prepared;
+  } catch (const WebCVImportError& error) {
+    failWebCVImport(error.code(), error.what());
+  } catch (const std::exception& error) {
+    failWebCVImport(WebCVImportErrorCode::readOrSave, error.what());
+  }
+  return std::nullopt;
+}
+
+std::optional<WebCVWrite> AppStore::beginWebCVImport(const PreparedWebCVImport& prepared,
+                                                     const WebCVImportSelection& selection) {
+  checkMainThread();
+  lastWebCVImportError_.reset();
+  if (state_.webCVImportTargetID) {
+    failWebCVImport(WebCVImportErrorCode::busy, "");
+    return std::nullopt;
+  }
+  if (!services_.webCV || prepared.projectId != state_.project.id) {
+    failWebCVImport(WebCVImportErrorCode::context, "not the open project");
+    return std::nullopt;
+  }
+  if (state_.snapshot.details != prepared.basisDetails || state_.snapshot.cv != prepared.basisCV) {
+    failWebCVImport(WebCVImportErrorCode::stale, "edited since the plan");
+    return std::nullopt;
+  }
+  for (const WebCVImportGroup group : {WebCVImportGroup::identity, WebCVImportGroup::cv}) {
+    const WebCVImportChoice choice =
+        group == WebCVImportGroup::identity ? selection.identity : selection.cv;
+    if (choice == WebCVImportChoice::replace && !prepared.plan.canReplace(group)) {
+      lastWebCVImportError_ = WebCVImportErrorCode::invalid;
+      failWithKey(
+          "cv.import.blocked",
+          {text(group == WebCVImportGroup::identity ? "cv.import.identity" : "cv.import.cv")});
+      return std::nullopt;
+    }
+  }
+  const std::string asset = std::string(kWebCVAssetPrefix) + services_.makeUuid();
+  WebCVWrite write = webCVWriteFor(prepared, selection, asset);
+  // A project not in the library yet is written first (its saves must not
+  // be held back with the others).
+  if (write.details || write.cv) ensurePersisted();
+  state_.webCVImportTargetID = state_.project.id;
+  pipeline_->beginWebCVImport(state_.project.id);
+  services_.logger.log("app webCVImport start project=" + state_.project.id + " " +
+                       choices(selection));
+  return write;
+}
+
+void AppStore::finishWebCVImport(const PreparedWebCVImport& prepared, const WebCVWrite& write,
+                                 const std::optional<WebCVWritten>& written,
+                                 std::exception_ptr failure) {
+  const std::string& projectId = prepared.projectId;
+  state_.webCVImportTargetID.reset();
+  std::set<SaveSection> replaced;
+  if (written && state_.project.id == projectId) {
+    const Date at = dateFromMilliseconds(written->atMs);
+    replaced = replacedSections(write);
+    if (write.details) {
+      state_.snapshot.details = *write.details;
+      state_.snapshot.detailsUpdatedAt = state_.snapshot.detailsCreatedAt = at;
+    }
+    if (write.cv) {
+      state_.snapshot.cv = *write.cv;
+      state_.snapshot.cvUpdatedAt = state_.snapshot.cvCreatedAt = at;
+    }
+    state_.project.updatedAt = at;
+    for (const SaveSection section : replaced) {
+      stampedContent_[section] = sectionContentFingerprint(section, state_.snapshot);
+    }
+  }
+  pipeline_->endWebCVImport(projectId, replaced, state_.project, state_.snapshot);
+  if (!written) {
+    try {
+      std::rethrow_exception(failure);
+    } catch (const WebCVImportError& error) {
+      failWebCVImport(error.code(), error.what());
+    } catch (const std::exception& error) {
+      failWebCVImport(WebCVImportErrorCode::readOrSave, error.what());
+    }
+    publish();
+    return;
+  }
+  countChanges(static_cast<std::int64_t>(replaced.size()));
+  services_.logger.log("app webCVImport done project=" + projectId +
+                       " sections=" + std::to_string(replaced.size()) +
+                       " copiedCV=" + written->newCVAssetId.value_or("none"));
+  reloadSummaries();
+  publish();
+}
+
+bool AppStore::applyWebCVImport(const PreparedWebCVImport& prepared,
+                                const WebCVImportSelection& selection) {
+  const std::optional<WebCVWrite> write = beginWebCVImport(prepared, selection);
+  if (!write) return false;
+  std::optional<WebCVWritten> written;
+  std::exception_ptr failure;
+  try {
+    // Whatever waits to be written goes first: an edit made after preparing
+    // then makes the import stop as stale rather than being overwritten.
+    pipeline_->flushPendingSaves();
+    if (services_.drainSaveQueue) services_.drainSaveQueue();
+    if (write->details || write->cv) {
+      const WebCVPersistenceContext expected =
+          prepared.context ? *prepared.context : services_.webCV->readContext(prepared.projectId);
+      written =
+          services_.webCV->apply(expected, *write, millisecondsSince1970(services_.clock.now()));
+    } else {
+      written = WebCVWritten{};
+    }
+  } catch (...) {
+    failure = std::current_exception();
+  }
+  finishWebCVImport(prepared, *write, written, failure);
+  return written.has_value();
+}
+
+bool AppStore::applyWebCVImportInBackground(const PreparedWebCVImport& prepared,
+                                            const WebCVImportSelection& selection,
+                                            std::function<void(bool)> done) {
+  const std::optional<WebCVWrite> write = beginWebCVImport(prepared, selection);
+  if (!write) return false;
+  publish();
+  // Handed to the save queue after every write fired before: they run first.
+  pipeline_->firePendingSaves();
+  WebCVRepository& repository = *services_.webCV;
+  const std::int64_t now = millisecondsSince1970(services_.clock.now());
+  const std::weak_ptr<AppStore*> weak = self_;
+  services_.saveQueue.post(
+      [weak, &repository, prepared, write = *write, now, done, &main = services_.main] {
+        std::optional<WebCVWritten> written;
+        std::exception_ptr failure;
+        try {
+          if (write.details || write.cv) {
+            const WebCVPersistenceContext expected =
+                prepared.context ? *prepared.context : repository.readContext(prepared.projectId);
+            written = repository.apply(expected, write, now);
+          } else {
+            written = WebCVWritten{};
+          }
+        } catch (...) {
+          failure = std::current_exception();
+        }
+        main.post([weak, prepared, write, written, failure, done] {
+          const auto self = weak.lock();
+          if (!self) return;
+          (*self)->finishWebCVImport(prepared, write, written, failure);
+          if (done) done(written.has_value());
+        });
+      });
+  return true;
+}
+
+}  // namespace quorvane

@@ -1,0 +1,43 @@
+#include "app/web_cv_import.h"
+
+#include "webcv/web_cv_file.h"
+#include "webcv/web_cv_source.h"
+
+namespace quorvane {
+
+WebCVImportPlan planWebCVText(std::string_view text, const ArtistDetails& details, const CVData& cv,
+                              bool cvShared, std::string_view language) {
+  const WebCVSource source = readWebCVSource(parseWebCVEnvelope(text));
+  return planWebCVImport(source, details, cv, cvShared, language);
+}
+
+PreparedWebCVImport prepareWebCVImport(FileSystem& files, WebCVRepository* repository,
+                                       const std::string& path, const std::string& projectId,
+                                       const ArtistDetails& details, const CVData& cv,
+                                       std::string_view language) {
+  const std::string text = readWebCVFile(files, path);
+  const WebCVSource source = readWebCVSource(parseWebCVEnvelope(text));
+  PreparedWebCVImport prepared;
+  prepared.projectId = projectId;
+  prepared.basisDetails = details;
+  prepared.basisCV = cv;
+  if (repository) prepared.context = repository->readContext(projectId);
+  const bool shared = prepared.context && prepared.context->isCVShared();
+  prepared.plan = planWebCVImport(source, details, cv, shared, language);
+  return prepared;
+}
+
+WebCVWrite webCVWriteFor(const PreparedWebCVImport& prepared, const WebCVImportSelection& selection,
+                         const std::string& newCVAssetId) {
+  WebCVWrite write;
+  if (selection.identity == WebCVImportChoice::replace) {
+    write.details = prepared.plan.proposedDetails;
+  }
+  if (selection.cv == WebCVImportChoice::replace) {
+    write.cv = prepared.plan.proposedCV;
+    write.newCVAssetId = newCVAssetId;
+  }
+  return write;
+}
+
+}  // namespace quorvane

@@ -1,0 +1,304 @@
+// Reading a generator's export: what is refused whole, and the issue each
+// kind of departure from the format raises.
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <fstream>
+#include <nlohmann/json.hpp>
+#include <sstream>
+
+#include "app/web_cv_import.h"
+#include "support/fakes.h"
+#include "support/temp_dir.h"
+#include "webcv/web_cv_errors.h"
+#include "webcv/web_cv_file.h"
+#include "webcv/web_cv_source.h"
+
+namespace quorvane {
+namespace {
+
+using Code = WebCVImportIssueCode;
+
+std::string exampleText() {
+  std::ifstream file(QUORVANE_DOCS_DIR "/web-cv-example.json");
+  std::stringstream text;
+  text << file.rdbuf();
+  return text.str();
+}
+
+nlohmann::json minimalEnvelope() {
+  return {{"kind", "quorvane.cv-session"},
+          {"schemaVersion", 1},
+          {"details", nlohmann::json::object()},
+          {"cv", nlohmann::json::object()}};
+}
+
+std::optional<WebCVImportErrorCode> refusal(std::string_view text) {
+  try {
+    parseWebCVEnvelope(text);
+    return std::nullopt;
+  } catch (const WebCVImportError& error) {
+    return error.code();
+  }
+}
+
+WebCVImportPlan planOf(const nlohmann::json& envelope, const ArtistDetails& details = {},
+                       const CVData& cv = {}) {
+  return planWebCVText(envelope.dump(), details, cv, false, "en");
+}
+
+std::vector<std::pair<Code, std::string>> issuesOf(const WebCVImportPlan& plan) {
+  std::vector<std::pair<Code, std::string>> issues;
+  for (const WebCVImportIssue& issue : plan.issues) issues.emplace_back(issue.code, issue.where);
+  return issues;
+}
+
+TEST(WebCVFile, AFileOverTenMebibytesIsRefusedBeforeAByteIsRead) {
+  testing::TempDir dir;
+  const std::string path = dir.file("cv.json");
+  std::ofstream(path) << minimalEnvelope().dump();
+  std::filesystem::resize_file(path, kWebCVMaximumFileBytes + 1);
+  testing::FaultyFileSystem files;
+  try {
+    readWebCVFile(files, path);
+    FAIL() << "a file over the limit was read";
+  } catch (const WebCVImportError& error) {
+    EXPECT_EQ(error.code(), WebCVImportErrorCode::size);
+  }
+  EXPECT_EQ(files.calls("open"), 0) << "refused on its size alone";
+
+  std::filesystem::resize_file(path, kWebCVMaximumFileBytes);  // at the limit: read
+  EXPECT_EQ(readWebCVFile(files, path).size(), kWebCVMaximumFileBytes);
+  for (const char* operation : {"size", "open", "readPiece"}) {
+    files.failAt(operation, 1);
+    try {
+      readWebCVFile(files, path);
+      FAIL() << operation;
+    } catch (const WebCVImportError& error) {
+      EXPECT_EQ(error.code(), WebCVImportErrorCode::readOrSave) << operation;
+    }
+  }
+}
+
+TEST(WebCVFile, TextThatIsNotOneWellFormedEnvelopeIsInvalid) {
+  const std::string valid = minimalEnvelope().dump();
+  EXPECT_FALSE(refusal(valid).has_value());
+  nlohmann::json wrongKind = minimalEnvelope();
+  wrongKind["kind"] = "quorvane.project";
+  nlohmann::json laterVersion = minimalEnvelope();
+  laterVersion["schemaVersion"] = 2;
+  nlohmann::json textVersion = minimalEnvelope();
+  textVersion["schemaVersion"] = "1";
+  nlohmann::json detailsList = minimalEnvelope();
+  detailsList["details"] = nlohmann::json::array();
+  nlohmann::json noCV = minimalEnvelope();
+  noCV.erase("cv");
+  const std::vector<std::string> refused = {
+      "",
+      "[]",
+      "{\"kind\": \"quorvane.cv-session\"",
+      wrongKind.dump(),
+      laterVersion.dump(),
+      textVersion.dump(),
+      detailsList.dump(),
+      noCV.dump(),
+      // The same key twice, at the top and deep inside: one value would vanish.
+      R"({"kind":"quorvane.cv-session","schemaVersion":1,"details":{},"cv":{},"cv":{}})",
+      R"({"kind":"quorvane.cv-session","schemaVersion":1,"details":{"email":"a","email":"b"},"cv":{}})",
+      // Not UTF-8, and a lone surrogate escaped.
+      "{\"kind\":\"quorvane.cv-session\",\"schemaVersion\":1,\"details\":{\"firstName\":"
+      "\"\xC3\x28\"},"
+      "\"cv\":{}}",
+      R"({"kind":"quorvane.cv-session","schemaVersion":1,"details":{"firstName":"\ud800"},"cv":{}})",
+  };
+  for (const std::string& text : refused) {
+    EXPECT_EQ(refusal(text), WebCVImportErrorCode::invalid) << text;
+  }
+}
+
+TEST(WebCVFile, DeepNestingIsRefusedWithoutBuildingAnything) {
+  // 100,000 levels: a recursive parser, copy or destructor would exhaust the
+  // stack; the depth is bounded in one pass before any value exists.
+  const std::string arrays = std::string(100'000, '[') + std::string(100'000, ']');
+  EXPECT_EQ(refusal(arrays), WebCVImportErrorCode::invalid);
+  std::string inside = minimalEnvelope().dump();
+  inside.insert(inside.find("\"cv\":{") + 6, "\"press\":" + arrays);
+  EXPECT_EQ(refusal(inside), WebCVImportErrorCode::invalid);
+  // Brackets inside strings are text, not nesting.
+  nlohmann::json brackets = minimalEnvelope();
+  brackets["details"]["address"] = std::string(1000, '[');
+  EXPECT_FALSE(refusal(brackets.dump()).has_value());
+}
+
+TEST(WebCVSource, TheExampleFileReadsWholeWithOnlyNotesForTheRecord) {
+  ArtistDetails current;
+  current.zipcode = "00184";
+  const WebCVImportPlan plan = planWebCVText(exampleText(), current, {}, false, "en");
+  EXPECT_EQ(plan.proposedDetails.firstName, "Zoë");
+  EXPECT_EQ(plan.proposedDetails.address, "Via dei Serpenti 12\nInterno 4");
+  EXPECT_EQ(plan.proposedDetails.zipcode, "00184") << "the generator has no postal code";
+  EXPECT_EQ(plan.proposedCV.soloExhibitions.size(), 2u);
+  EXPECT_EQ(plan.proposedCV.soloExhibitions[1].at("venue"), "Kunstverein Ost");
+  EXPECT_EQ(plan.proposedCV.representationEntries.size(), 1u);
+  EXPECT_EQ(plan.proposedCV.workExperiences[0].count("state"), 0u) << "empty values are not kept";
+  EXPECT_EQ(plan.entryCount, 12u);
+  EXPECT_EQ(plan.sectionCount, 11u) << "all but the commissions";
+  for (const WebCVImportIssue& issue : plan.issues) {
+    EXPECT_EQ(issue.severity, WebCVIssueSeverity::info) << rawValue(issue.code);
+  }
+  const auto issues = issuesOf(plan);
+  const std::vector<std::pair<Code, std::string>> expected = {
+      {Code::transportNotImported, "exportedAt"},
+      {Code::nativeIDsGenerated, "cv.artFairs[1].id"},
+      {Code::existingZipcodePreserved, "details.zipcode"},
+  };
+  EXPECT_EQ(issues, expected);
+  EXPECT_EQ(plan.defaults.identity, WebCVImportChoice::keep) << "the project has a postal code";
+  EXPECT_EQ(plan.defaults.cv, WebCVImportChoice::replace) << "the project's CV is empty";
+}
+
+struct IssueCase {
+  const char* name;
+  nlohmann::json envelopePatch;  // merged into the minimal envelope
+  Code code;
+  std::string where;
+  ArtistDetails current = {};
+};
+
+TEST(WebCVSource, EachDepartureFromTheFormatRaisesItsIssue) {
+  using J = nlohmann::json;
+  ArtistDetails withZipcode;
+  withZipcode.zipcode = "75011";
+  const std::string letterThenAccent = "e\x01\xCC\x81";  // e, a control character, U+0301
+  std::string expanding;  // U+0958 is written decomposed in NFC: one scalar value becomes two
+  for (int i = 0; i < 600; ++i) expanding += "\xE0\xA5\x98";
+  const std::vector<IssueCase> cases = {
+      {"transport", {{"sessionId", "abc"}}, Code::transportNotImported, "sessionId"},
+      {"envelope field",
+       {{"portfolio", J::object()}},
+       Code::unknownEnvelopeBusinessField,
+       "portfolio"},
+      {"details field",
+       {{"details", {{"pronouns", "she/her"}}}},
+       Code::unknownBusinessField,
+       "details.pronouns"},
+      {"entry field",
+       {{"cv", {{"press", {{{"title", "A"}, {"pages", "12"}}}}}}},
+       Code::unknownBusinessField,
+       "cv.press[1].pages"},
+      {"section", {{"cv", {{"talks", J::array()}}}}, Code::unknownBusinessField, "cv.talks"},
+      {"no postal code",
+       {{"details", {{"firstName", "Ada"}}}},
+       Code::existingZipcodePreserved,
+       "details.zipcode",
+       withZipcode},
+      {"number", {{"details", {{"birthYear", 1987}}}}, Code::expectedString, "details.birthYear"},
+      {"list in an entry",
+       {{"cv", {{"education", {{{"year", J::array({"2010"})}}}}}}},
+       Code::expectedString,
+       "cv.education[1].year"},
+      {"too long",
+       {{"details", {{"firstName", std::string(1001, 'a')}}}},
+       Code::textTooLong,
+       "details.firstName"},
+      {"control character",
+       {{"details", {{"phone", "+33\x1b[2J 1"}}}},
+       Code::lossyNormalization,
+       "details.phone"},
+      {"two addresses",
+       {{"details", {{"website", "https://a.art\nhttps://b.art"}}}},
+       Code::websiteWouldLoseContent,
+       "details.website"},
+      {"birth year",
+       {{"details", {{"birthYear", "87"}}}},
+       Code::invalidBirthYear,
+       "details.birthYear"},
+      {"display mode",
+       {{"details", {{"nameDisplayMode", "pseudonym"}}}},
+       Code::invalidNameDisplayMode,
+       "details.nameDisplayMode"},
+      {"longer once formatted",
+       {{"details", {{"lastName", expanding}}}},
+       Code::normalizedTextTooLong,
+       "details.lastName"},
+      {"unstable",
+       {{"details", {{"currentCity", letterThenAccent}}}},
+       Code::unstableNormalization,
+       "details.currentCity"},
+      {"formatting",
+       {{"details", {{"country", "  France "}}}},
+       Code::normalizationPreview,
+       "details.country"},
+      {"entry ids",
+       {{"cv", {{"collections", {{{"id", 7}, {"collectionName", "MoMA"}}}}}}},
+       Code::nativeIDsGenerated,
+       "cv.collections[1].id"},
+  };
+  for (const IssueCase& c : cases) {
+    nlohmann::json envelope = minimalEnvelope();
+    envelope.merge_patch(c.envelopePatch);
+    const WebCVImportPlan plan = planOf(envelope, c.current);
+    const auto issues = issuesOf(plan);
+    EXPECT_NE(std::find(issues.begin(), issues.end(), std::pair{c.code, c.where}), issues.end())
+        << c.name;
+    const bool blocking = severityOf(c.code) == WebCVIssueSeverity::blocking;
+    const bool identity = c.where.starts_with("details");
+    EXPECT_EQ(!plan.canReplace(WebCVImportGroup::identity), blocking && identity) << c.name;
+  }
+}
+
+TEST(WebCVSource, WhatCantBeTakenKeepsTheProjectsValueAndWhatIsMissingIsCleared) {
+  ArtistDetails current;
+  current.firstName = "Old";
+  current.birthYear = "1970";
+  current.nameDisplayMode = "artist";
+  current.email = "old@example.org";
+  nlohmann::json envelope = minimalEnvelope();
+  envelope["details"] = {{"firstName", "Ada"},
+                         {"birthYear", "about 1980"},
+                         {"nameDisplayMode", "Legal"},
+                         {"phone", nullptr}};
+  const WebCVImportPlan plan = planOf(envelope, current);
+  EXPECT_EQ(plan.proposedDetails.firstName, "Ada");
+  EXPECT_EQ(plan.proposedDetails.birthYear, "1970") << "an invalid year is not taken";
+  EXPECT_EQ(plan.proposedDetails.nameDisplayMode, "legal") << "spelt as the library spells it";
+  EXPECT_EQ(plan.proposedDetails.email, "") << "the generator leaves out what is blank";
+  EXPECT_TRUE(plan.identityChanges);
+  EXPECT_EQ(plan.defaults.identity, WebCVImportChoice::keep);
+
+  // An entry whose values are all blank is not saved, and says so.
+  envelope["cv"] = {{"press", {{{"title", "  "}}, {{"title", "Kept"}}}}};
+  const WebCVImportPlan cv = planOf(envelope, current);
+  ASSERT_EQ(cv.proposedCV.press.size(), 1u);
+  EXPECT_EQ(cv.proposedCV.press[0].at("title"), "Kept");
+  EXPECT_EQ(cv.entryCount, 1u);
+}
+
+TEST(WebCVPlan, AFileHoldingWhatTheProjectHoldsIsAlreadyUpToDate) {
+  const WebCVImportPlan first = planWebCVText(exampleText(), {}, {}, false, "en");
+  const WebCVImportPlan again =
+      planWebCVText(exampleText(), first.proposedDetails, first.proposedCV, false, "en");
+  EXPECT_TRUE(again.isIdentical());
+  EXPECT_EQ(again.defaults, WebCVImportSelection{});
+  EXPECT_FALSE(first.isIdentical());
+}
+
+TEST(WebCVPlan, PreviewsShowBothSidesInTheInterfaceLanguage) {
+  const WebCVImportPlan plan = planWebCVText(exampleText(), {}, {}, true, "fr");
+  const auto row = [&](const std::vector<WebCVImportFieldPreview>& rows, const std::string& key) {
+    return *std::find_if(rows.begin(), rows.end(), [&](const auto& r) { return r.key == key; });
+  };
+  EXPECT_EQ(row(plan.identity, "firstName").label, "Prénom");
+  EXPECT_EQ(row(plan.identity, "firstName").proposed, "Zoë");
+  EXPECT_EQ(row(plan.cv, "soloExhibitions").source, "2 entrées");
+  EXPECT_EQ(row(plan.cv, "soloExhibitions").current, "0 entrée");
+  EXPECT_EQ(row(plan.cv, "soloExhibitions[2]").label, "Entrée 2");
+  EXPECT_EQ(row(plan.cv, "soloExhibitions[2]").proposed,
+            "2023 · Low Tide · Kunstverein Ost · Leipzig · Germany");
+  EXPECT_EQ(webCVPlanSummary(plan, "fr"), "12 entrées dans 11 sections");
+  EXPECT_EQ(webCVPreviewText("", "fr"), "(vide)");
+  EXPECT_TRUE(plan.cvShared);
+}
+
+}  // namespace
+}  // namespace quorvane
