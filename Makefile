@@ -50,9 +50,9 @@ clean:
 
 # Fuzz every reader of outside input, each for FUZZ_SECONDS (clang, libFuzzer):
 # stored text, hostile input (JSON, prices, pasted text, file names), and the
-# library's header and journal.
+# library's header and journal, project packages and web CV exports.
 FUZZ_SECONDS ?= 60
-FUZZ_TARGETS = stored_text hostile_input library_files package_reader
+FUZZ_TARGETS = stored_text hostile_input library_files package_reader web_cv_reader
 fuzz:
 	@scripts/install-deps fuzz
 	cmake --preset fuzz

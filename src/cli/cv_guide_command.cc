@@ -44,7 +44,8 @@ class Guide {
                  << context_.format(
                         "cli.cv.guide.done",
                         {context_.count("cv.import.entries", static_cast<std::int64_t>(entries)),
-                         std::to_string(sections)})
+                         context_.count("cli.cv.guide.sections",
+                                        static_cast<std::int64_t>(sections))})
                  << '\n';
   }
 

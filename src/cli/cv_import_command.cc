@@ -27,8 +27,13 @@ struct CVImportOptions {
   bool dryRun = false;
 };
 
+// A value on one line of the terminal: its line breaks shown as "↵".
 std::string shown(const CliContext& context, const std::string& value) {
-  return escapedForTerminal(webCVPreviewText(value, context.language()));
+  std::string text = webCVPreviewText(value, context.language());
+  for (std::size_t at = text.find('\n'); at != std::string::npos; at = text.find('\n', at)) {
+    text.replace(at, 1, " ↵ ");
+  }
+  return escapedForTerminal(text);
 }
 
 nlohmann::json previewsJson(const std::vector<WebCVImportFieldPreview>& previews) {

@@ -12,7 +12,7 @@ const std::array<DetailsFieldConfig, 14> kDetailsFields{{
     {"firstName", &D::firstName, kLine, "First name", ""},
     {"lastName", &D::lastName, kLine, "Last name", ""},
     {"artistName", &D::artistName, kLine, "Artist name", ""},
-    {"nameDisplayMode", &D::nameDisplayMode, kLine, "Name on documents", "legal"},
+    {"nameDisplayMode", &D::nameDisplayMode, kLine, "Name on documents", "legal or artist"},
     {"address", &D::address, TextShape::multiLine, "Address", ""},
     {"zipcode", &D::zipcode, kLine, "Postal code", ""},
     {"currentCity", &D::currentCity, kLine, "City", "Berlin"},

@@ -186,12 +186,14 @@ WebCVSourceEntry readEntry(const CVSectionConfig& config, const nlohmann::json& 
     throw WebCVImportError(WebCVImportErrorCode::invalid, where + " is not an object");
   }
   WebCVSourceEntry result;
-  for (const auto& [key, value] : entry.items()) {
+  for (const auto& item : entry.items()) {
+    const std::string& key = item.key();
+    const nlohmann::json& value = item.value();
     const std::string fieldWhere = where + "." + key;
     const bool known = std::any_of(config.fields.begin(), config.fields.end(),
                                    [&](const CVFieldConfig& field) { return field.id == key; });
     if (key == kEntryIdKey) {
-      notes.add(Code::nativeIDsGenerated, Group::cv, fieldWhere);
+      notes.add(Code::nativeIDsGenerated, Group::cv, "cv");  // said once, of the whole CV
       continue;
     }
     if (!known) {

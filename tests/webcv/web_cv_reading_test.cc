@@ -149,7 +149,7 @@ TEST(WebCVSource, TheExampleFileReadsWholeWithOnlyNotesForTheRecord) {
   const auto issues = issuesOf(plan);
   const std::vector<std::pair<Code, std::string>> expected = {
       {Code::transportNotImported, "exportedAt"},
-      {Code::nativeIDsGenerated, "cv.artFairs[1].id"},
+      {Code::nativeIDsGenerated, "cv"},
       {Code::existingZipcodePreserved, "details.zipcode"},
   };
   EXPECT_EQ(issues, expected);
@@ -232,7 +232,7 @@ TEST(WebCVSource, EachDepartureFromTheFormatRaisesItsIssue) {
       {"entry ids",
        {{"cv", {{"collections", {{{"id", 7}, {"collectionName", "MoMA"}}}}}}},
        Code::nativeIDsGenerated,
-       "cv.collections[1].id"},
+       "cv"},
   };
   for (const IssueCase& c : cases) {
     nlohmann::json envelope = minimalEnvelope();
