@@ -27,7 +27,9 @@ class Guide {
     context_.err << context_.text("cli.cv.guide.intro") << "\n\n";
     try {
       askDetails();
-      for (const CVSectionConfig& section : cvSectionConfigs()) askSection(section);
+      const auto sections = cvSectionConfigs();
+      for (std::size_t i = 0; i < sections.size(); ++i)
+        askSection(sections[i], i + 1, sections.size());
     } catch (const InputEnded&) {
       context_.err << '\n' << context_.text("cli.cv.guide.stopped") << '\n';
       return;
@@ -101,13 +103,16 @@ class Guide {
     }
   }
 
-  void askSection(const CVSectionConfig& section) {
+  // The section's heading says how far along the guide is: twelve sections
+  // are a long way with no sense of the end.
+  void askSection(const CVSectionConfig& section, std::size_t number, std::size_t total) {
     const std::int64_t count =
         static_cast<std::int64_t>(cvEntries(store_.state().snapshot.cv, section.id).size());
     context_.err << '\n'
-                 << context_.format("cli.cv.guide.section",
-                                    {label(cvSectionTitleKey(section.id)),
-                                     context_.count("cv.import.entries", count)})
+                 << context_.format(
+                        "cli.cv.guide.section",
+                        {label(cvSectionTitleKey(section.id)), std::to_string(number),
+                         std::to_string(total), context_.count("cv.import.entries", count)})
                  << '\n';
     if (!yes(context_.format("cli.cv.guide.add_first",
                              {label(cvSectionEmptyLabelKey(section.id))}))) {
