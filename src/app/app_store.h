@@ -605,6 +605,10 @@ class AppStore {
   void finishWebCVImport(const PreparedWebCVImport& prepared, const WebCVWrite& write,
                          const std::optional<WebCVWritten>& written, std::exception_ptr failure);
   bool failWebCVImport(WebCVImportErrorCode code, const std::string& detail);
+  // Puts what the import wrote into `library` (the project's content as the
+  // library now holds it) and, unless edited meanwhile, into the screen's.
+  void takeImportedContent(const PreparedWebCVImport& prepared, const WebCVWrite& write,
+                           std::int64_t atMs, std::pair<Project, StudioSnapshot>& library);
   // The package of the open project at `path`, unrecorded; throws.
   std::uint64_t writeProjectPackage(const std::string& path, bool replaceExisting,
                                     const TransferProgressFn& progress = {});

@@ -101,24 +101,14 @@ void AppStore::finishWebCVImport(const PreparedWebCVImport& prepared, const WebC
                                  std::exception_ptr failure) {
   const std::string& projectId = prepared.projectId;
   state_.webCVImportTargetID.reset();
-  std::set<SaveSection> replaced;
-  if (written && state_.project.id == projectId) {
-    const Date at = dateFromMilliseconds(written->atMs);
-    replaced = replacedSections(write);
-    if (write.details) {
-      state_.snapshot.details = *write.details;
-      state_.snapshot.detailsUpdatedAt = state_.snapshot.detailsCreatedAt = at;
-    }
-    if (write.cv) {
-      state_.snapshot.cv = *write.cv;
-      state_.snapshot.cvUpdatedAt = state_.snapshot.cvCreatedAt = at;
-    }
-    state_.project.updatedAt = at;
-    for (const SaveSection section : replaced) {
-      stampedContent_[section] = sectionContentFingerprint(section, state_.snapshot);
-    }
+  const std::set<SaveSection> replaced =
+      written ? replacedSections(write) : std::set<SaveSection>{};
+  std::optional<std::pair<Project, StudioSnapshot>> imported;
+  if (state_.project.id == projectId) {
+    imported = {state_.project, state_.snapshot};
+    if (!replaced.empty()) takeImportedContent(prepared, write, written->atMs, *imported);
   }
-  pipeline_->endWebCVImport(projectId, replaced, state_.project, state_.snapshot);
+  pipeline_->endWebCVImport(projectId, replaced, imported);
   if (!written) {
     try {
       std::rethrow_exception(failure);
@@ -134,8 +124,41 @@ void AppStore::finishWebCVImport(const PreparedWebCVImport& prepared, const WebC
   services_.logger.log("app webCVImport done project=" + projectId +
                        " sections=" + std::to_string(replaced.size()) +
                        " copiedCV=" + written->newCVAssetId.value_or("none"));
-  reloadSummaries();
+  try {
+    reloadSummaries();
+  } catch (const std::exception& error) {
+    failWith(error);  // the import is written; only the list of projects is behind
+  }
   publish();
+}
+
+void AppStore::takeImportedContent(const PreparedWebCVImport& prepared, const WebCVWrite& write,
+                                   std::int64_t atMs, std::pair<Project, StudioSnapshot>& library) {
+  const Date at = dateFromMilliseconds(atMs);
+  auto& [project, content] = library;
+  project.updatedAt = state_.project.updatedAt = at;
+  // The screen takes what the import wrote, unless the group was edited
+  // during the import: that edit is newer, and is written after it.
+  if (write.details) {
+    content.details = *write.details;
+    content.detailsCreatedAt = content.detailsUpdatedAt = at;
+    if (state_.snapshot.details == prepared.basisDetails) {
+      state_.snapshot.details = *write.details;
+      state_.snapshot.detailsCreatedAt = state_.snapshot.detailsUpdatedAt = at;
+      stampedContent_[SaveSection::details] =
+          sectionContentFingerprint(SaveSection::details, state_.snapshot);
+    }
+  }
+  if (write.cv) {
+    content.cv = *write.cv;
+    content.cvCreatedAt = content.cvUpdatedAt = at;
+    if (state_.snapshot.cv == prepared.basisCV) {
+      state_.snapshot.cv = *write.cv;
+      state_.snapshot.cvCreatedAt = state_.snapshot.cvUpdatedAt = at;
+      stampedContent_[SaveSection::cv] =
+          sectionContentFingerprint(SaveSection::cv, state_.snapshot);
+    }
+  }
 }
 
 bool AppStore::applyWebCVImport(const PreparedWebCVImport& prepared,

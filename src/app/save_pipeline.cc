@@ -71,6 +71,10 @@ void SavePipeline::fire(SaveSection section) {
               it->second.sequence};
   pending_.erase(it);
   updateWaiting();
+  hand(std::move(write));
+}
+
+void SavePipeline::hand(Write write) {
   beginSaving();
   const std::weak_ptr<SavePipeline*> weak = self_;
   saveQueue_.post([weak, write = std::move(write)] {
@@ -193,35 +197,37 @@ void SavePipeline::beginWebCVImport(const std::string& projectId) {
   webCVImportTarget_ = projectId;
 }
 
-void SavePipeline::endWebCVImport(const std::string& projectId,
-                                  const std::set<SaveSection>& replaced, const Project& project,
-                                  const StudioSnapshot& snapshot) {
+void SavePipeline::endWebCVImport(
+    const std::string& projectId, const std::set<SaveSection>& replaced,
+    const std::optional<std::pair<Project, StudioSnapshot>>& imported) {
   if (webCVImportTarget_ == projectId) webCVImportTarget_.reset();
   {
     const std::lock_guard lock(writeMutex_);
     for (const SaveSection section : replaced) ++generations_[{projectId, section}];
   }
-  const bool isCurrent = project.id == projectId;
-  if (isCurrent) {
+  if (imported) {
     // What the import wrote is what was saved last: an edit that returns to
     // the content before it must be written.
     for (const SaveSection section : replaced) {
-      lastSavedFingerprints_[section] = sectionFingerprint(section, project, snapshot);
+      lastSavedFingerprints_[section] =
+          sectionFingerprint(section, imported->first, imported->second);
     }
   }
   const auto held = deferredSnapshots_.find(projectId);
   const auto sections = deferredSections_.find(projectId);
-  if (held != deferredSnapshots_.end() && sections != deferredSections_.end()) {
-    const auto [heldProject, heldContent] = held->second;
-    const std::set<SaveSection> heldSections = sections->second;
-    deferredSnapshots_.erase(held);
-    deferredSections_.erase(sections);
-    for (const SaveSection section : heldSections) {
-      if (isCurrent) {
-        scheduleSave(section, project, snapshot);
-      } else {
-        scheduleSave(section, heldProject, heldContent);
-      }
+  if (held == deferredSnapshots_.end() || sections == deferredSections_.end()) return;
+  const auto [project, content] = held->second;
+  const std::set<SaveSection> heldSections = sections->second;
+  deferredSnapshots_.erase(held);
+  deferredSections_.erase(sections);
+  for (const SaveSection section : heldSections) {
+    if (imported) {
+      scheduleSave(section, project, content);
+    } else {
+      // Another project is edited now: its pending saves must not be
+      // replaced by these.
+      hand({section, project, content, sectionFingerprint(section, project, content),
+            generationOf(projectId, section), nextSequence_++});
     }
   }
 }

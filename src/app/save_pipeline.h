@@ -76,12 +76,14 @@ class SavePipeline {
 
   void beginWebCVImport(const std::string& projectId);
   // Drops the saves issued before the import of the sections it `replaced`
-  // in the library and takes their content in `project` and `snapshot` (the
-  // project's content now, the import's included) as saved; then schedules
-  // the sections held back during the import, with that content when it is
-  // of the same project, else with the content last given for them.
+  // in the library. While the project is still the one edited, `imported` is
+  // its content as the import left the library: the replaced sections count
+  // as saved with it, and the sections held back during the import are
+  // scheduled as usual. Otherwise they are handed to the save queue at once.
+  // Either way a held section is written with the content last given for it
+  // (an edit made during the import is newer than the import).
   void endWebCVImport(const std::string& projectId, const std::set<SaveSection>& replaced,
-                      const Project& project, const StudioSnapshot& snapshot);
+                      const std::optional<std::pair<Project, StudioSnapshot>>& imported);
 
   bool isSaveWaiting() const { return isSaveWaiting_; }
   bool isSaving() const { return isSaving_; }
@@ -107,6 +109,8 @@ class SavePipeline {
   enum class Outcome { written, failed, dropped };
 
   void fire(SaveSection section);
+  // Hands `write` to the save queue; its outcome is told on the main executor.
+  void hand(Write write);
   // Writes unless the write is stale; run on the save queue or in a flush.
   Outcome write(const Write& write, SavedProject& saved, std::exception_ptr& error);
   void finish(const Write& write, Outcome outcome, const SavedProject& saved,

@@ -30,10 +30,12 @@ PreparedWebCVImport prepareWebCVImport(FileSystem& files, WebCVRepository* repos
 WebCVWrite webCVWriteFor(const PreparedWebCVImport& prepared, const WebCVImportSelection& selection,
                          const std::string& newCVAssetId) {
   WebCVWrite write;
-  if (selection.identity == WebCVImportChoice::replace) {
+  // A group that would not change is not written: replacing a shared CV
+  // with what it holds must not cut it off from the other projects.
+  if (selection.identity == WebCVImportChoice::replace && prepared.plan.identityChanges) {
     write.details = prepared.plan.proposedDetails;
   }
-  if (selection.cv == WebCVImportChoice::replace) {
+  if (selection.cv == WebCVImportChoice::replace && prepared.plan.cvChanges) {
     write.cv = prepared.plan.proposedCV;
     write.newCVAssetId = newCVAssetId;
   }

@@ -44,8 +44,8 @@ PreparedWebCVImport prepareWebCVImport(FileSystem& files, WebCVRepository* repos
 WebCVImportPlan planWebCVText(std::string_view text, const ArtistDetails& details, const CVData& cv,
                               bool cvShared, std::string_view language);
 
-// What applying `selection` writes: the groups replaced, and the copy's id
-// for a shared CV.
+// What applying `selection` writes: the groups replaced that would change,
+// and the copy's id for a shared CV.
 WebCVWrite webCVWriteFor(const PreparedWebCVImport& prepared, const WebCVImportSelection& selection,
                          const std::string& newCVAssetId);
 

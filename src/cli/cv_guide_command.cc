@@ -46,8 +46,7 @@ class Guide {
                  << context_.format(
                         "cli.cv.guide.done",
                         {context_.count("cv.import.entries", static_cast<std::int64_t>(entries)),
-                         context_.count("cli.cv.guide.sections",
-                                        static_cast<std::int64_t>(sections))})
+                         context_.count("cv.import.sections", static_cast<std::int64_t>(sections))})
                  << '\n';
   }
 
@@ -89,8 +88,11 @@ class Guide {
       ArtistDetails details = store_.state().snapshot.details;
       std::string& value = details.*field.member;
       while (true) {
-        const std::string answer = ask(label(detailsFieldLabelKey(field.id)),
-                                       label(detailsFieldPlaceholderKey(field.id)), value);
+        std::string answer = ask(label(detailsFieldLabelKey(field.id)),
+                                 label(detailsFieldPlaceholderKey(field.id)), value);
+        if (field.id == "nameDisplayMode") {
+          for (char& c : answer) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+        }
         if (answer.empty()) break;
         if (field.id == "nameDisplayMode" && answer != "legal" && answer != "artist") {
           context_.err << "  " << context_.text("cli.cv.guide.name_display_choices") << '\n';

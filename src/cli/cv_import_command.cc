@@ -175,26 +175,27 @@ void importCV(CliContext& context, const CVImportOptions& options) {
   selection.cv = parsed<WebCVImportChoice>(options.cv).value_or(WebCVImportChoice::keep);
   context.check(store.applyWebCVImport(*prepared, selection));
   context.writeNow();
+  // A group named but already as the file has it is left as it is.
+  const bool identityReplaced =
+      selection.identity == WebCVImportChoice::replace && prepared->plan.identityChanges;
+  const bool cvReplaced = selection.cv == WebCVImportChoice::replace && prepared->plan.cvChanges;
   std::vector<std::string> replaced;
-  if (selection.identity == WebCVImportChoice::replace)
-    replaced.push_back(context.text("cv.import.identity"));
-  if (selection.cv == WebCVImportChoice::replace) {
+  if (identityReplaced) replaced.push_back(context.text("cv.import.identity"));
+  if (cvReplaced) {
     replaced.push_back(context.text("cv.import.cv") + " (" +
                        webCVPlanSummary(prepared->plan, context.language()) + ")");
   }
   if (context.json) {
-    context.out << jsonText({{"identity", rawValue(selection.identity)},
-                             {"cv", rawValue(selection.cv)},
-                             {"entries", selection.cv == WebCVImportChoice::replace
-                                             ? prepared->plan.entryCount
-                                             : 0}})
+    context.out << jsonText({{"identityReplaced", identityReplaced},
+                             {"cvReplaced", cvReplaced},
+                             {"entries", cvReplaced ? prepared->plan.entryCount : 0}})
                 << '\n';
   } else if (replaced.empty()) {
     context.out << context.text("cli.cv.import.kept") << '\n';
   } else {
     context.out << context.format("cli.cv.import.replaced", {joinedNonEmpty(replaced, ", ")})
                 << '\n';
-    if (selection.cv == WebCVImportChoice::replace && prepared->plan.cvShared) {
+    if (cvReplaced && prepared->plan.cvShared) {
       context.out << context.text("cli.cv.import.copied") << '\n';
     }
   }

@@ -114,8 +114,16 @@ WebCVImportPlan planWebCVImport(const WebCVSource& source, const ArtistDetails& 
 }
 
 std::string webCVPlanSummary(const WebCVImportPlan& plan, std::string_view language) {
-  return uiFormat("cv.import.summary", language,
-                  {std::to_string(plan.entryCount), std::to_string(plan.sectionCount)});
+  // Counts of two or more take the plural in every language we have; below
+  // that each count takes its own form ("1 entry in 1 section").
+  if (plan.entryCount >= 2 && plan.sectionCount >= 2) {
+    return uiFormat("cv.import.summary", language,
+                    {std::to_string(plan.entryCount), std::to_string(plan.sectionCount)});
+  }
+  return uiFormat(
+      "cv.import.summary.counted", language,
+      {entriesText(plan.entryCount, language),
+       uiCount("cv.import.sections", language, static_cast<std::int64_t>(plan.sectionCount))});
 }
 
 std::string webCVPreviewText(const std::string& value, std::string_view language) {

@@ -208,9 +208,11 @@ TEST_F(SavePipelineTest, AWebCVImportHoldsSavesBackAndDropsOnlyThoseItWouldOverw
   main.advanceBy(2s);
   EXPECT_FALSE(pipeline.isSaveWaiting());
 
-  snapshot.cv.education = {{{"majorDegree", "MFA"}}};  // what the import wrote
-  snapshot.cv.grantsAwards.clear();
-  pipeline.endWebCVImport("p1", {SaveSection::cv, SaveSection::details}, project, snapshot);
+  StudioSnapshot imported = snapshot;
+  imported.cv.education = {{{"majorDegree", "MFA"}}};
+  imported.cv.grantsAwards.clear();
+  pipeline.endWebCVImport("p1", {SaveSection::cv, SaveSection::details},
+                          std::pair{project, imported});
   runSaveQueue();
   ASSERT_EQ(repository.writes.size(), 1u)
       << "the old CV must not overwrite the imported one; the bio has nothing to do with it";
@@ -221,7 +223,7 @@ TEST_F(SavePipelineTest, AWebCVImportHoldsSavesBackAndDropsOnlyThoseItWouldOverw
   ASSERT_EQ(repository.writes.size(), 2u);
   EXPECT_EQ(repository.writes[1].biography, "during the import") << "held back, then written";
 
-  snapshot.cv = old;  // back to the CV before the import: that is a change now
+  // Back to the CV before the import: that is a change now.
   pipeline.scheduleSave(SaveSection::cv, project, snapshot);
   main.advanceBy(900ms);
   runSaveQueue();

@@ -259,6 +259,52 @@ TEST_F(WebCVImportTest, WhileAnImportRunsASecondIsBusyAndTheProjectsSavesWait) {
       << "the held saves kept the import";
 }
 
+TEST_F(WebCVImportTest, AnEditOfAGroupDuringTheImportIsNewerAndIsWrittenAfterIt) {
+  AppStore& store = projectWithContent();
+  const std::string id = store.state().project.id;
+  const auto prepared = store.prepareWebCVImport(example());
+  ASSERT_TRUE(prepared);
+  ASSERT_TRUE(store.applyWebCVImportInBackground(
+      *prepared, {WebCVImportChoice::replace, WebCVImportChoice::replace}, {}));
+  CVData typed = store.state().snapshot.cv;
+  typed.press.push_back({{"title", "Typed during the import"}});
+  store.setCV(typed);
+  saveQueue.runUntilIdle();
+  main.runUntilIdle();
+  EXPECT_EQ(cvJson(id), encodeCVData(prepared->plan.proposedCV)) << "the import is written";
+  EXPECT_EQ(store.state().snapshot.cv, typed) << "the screen keeps the newer edit";
+  EXPECT_EQ(store.state().snapshot.details, prepared->plan.proposedDetails);
+  settle();
+  EXPECT_EQ(cvJson(id), encodeCVData(typed)) << "and writes it once the import is done";
+}
+
+TEST_F(WebCVImportTest, ReplacingWhatIsAlreadyThereWritesNothing) {
+  AppStore& store = projectWithContent();
+  const std::string owner = store.state().project.id;
+  const std::string asset = cvAssetOf(owner);
+  ASSERT_TRUE(store.createProject(named("Borrower")));
+  ASSERT_TRUE(store.reuseText(TextAssetType::cv, asset));
+  const auto first = store.prepareWebCVImport(example());
+  ASSERT_TRUE(first);
+  ASSERT_TRUE(
+      store.applyWebCVImport(*first, {WebCVImportChoice::replace, WebCVImportChoice::keep}));
+  settle();
+  const std::string before = dump();
+  const Project project = store.state().project;
+
+  const auto again = store.prepareWebCVImport(example());
+  ASSERT_TRUE(again);
+  EXPECT_TRUE(again->plan.cvShared);
+  EXPECT_FALSE(again->plan.identityChanges);
+  // The identity is as the file has it already; the CV, kept, stays shared.
+  ASSERT_TRUE(
+      store.applyWebCVImport(*again, {WebCVImportChoice::replace, WebCVImportChoice::keep}));
+  ASSERT_TRUE(store.applyWebCVImport(*again, {WebCVImportChoice::keep, WebCVImportChoice::keep}));
+  settle();
+  EXPECT_EQ(dump(), before);
+  EXPECT_EQ(store.state().project, project) << "its times are untouched";
+}
+
 TEST_F(WebCVImportTest, OnAFirstStartLookingWritesNothingAndApplyingKeepsTheProject) {
   AppStore& store = open();
   const std::string id = store.state().project.id;
@@ -292,9 +338,15 @@ TEST_F(WebCVImportTest, FilesThatCantBeImportedSayWhyAndChangeNothing) {
       << std::string(2000, 'a') << R"("},"cv":{}})";
   const auto prepared = store.prepareWebCVImport(dir.file("long.json"));
   ASSERT_TRUE(prepared);
+  EXPECT_FALSE(prepared->plan.canReplace(WebCVImportGroup::identity));
   EXPECT_FALSE(
       store.applyWebCVImport(*prepared, {WebCVImportChoice::replace, WebCVImportChoice::keep}));
+  EXPECT_EQ(store.state().lastErrorMessage,
+            "Artist identity can only be kept: see “Things to check”.");
   EXPECT_EQ(dump(), before);
+  EXPECT_TRUE(
+      store.applyWebCVImport(*prepared, {WebCVImportChoice::keep, WebCVImportChoice::replace}))
+      << "the other group can still be replaced";
 }
 
 }  // namespace

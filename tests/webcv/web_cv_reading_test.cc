@@ -5,6 +5,7 @@
 #include <filesystem>
 #include <fstream>
 #include <nlohmann/json.hpp>
+#include <set>
 #include <sstream>
 
 #include "app/web_cv_import.h"
@@ -66,6 +67,15 @@ TEST(WebCVFile, AFileOverTenMebibytesIsRefusedBeforeAByteIsRead) {
     EXPECT_EQ(error.code(), WebCVImportErrorCode::size);
   }
   EXPECT_EQ(files.calls("open"), 0) << "refused on its size alone";
+
+  testing::FakeFileSystem lying;  // says the file is small: it grew after it was measured
+  lying.sizes[path] = 100;
+  try {
+    readWebCVFile(lying, path);
+    FAIL() << "reading went past the limit";
+  } catch (const WebCVImportError& error) {
+    EXPECT_EQ(error.code(), WebCVImportErrorCode::size);
+  }
 
   std::filesystem::resize_file(path, kWebCVMaximumFileBytes);  // at the limit: read
   EXPECT_EQ(readWebCVFile(files, path).size(), kWebCVMaximumFileBytes);
@@ -162,6 +172,7 @@ struct IssueCase {
   nlohmann::json envelopePatch;  // merged into the minimal envelope
   Code code;
   std::string where;
+  WebCVIssueSeverity severity;  // as the format's documentation promises
   ArtistDetails current = {};
 };
 
@@ -172,79 +183,131 @@ TEST(WebCVSource, EachDepartureFromTheFormatRaisesItsIssue) {
   const std::string letterThenAccent = "e\x01\xCC\x81";  // e, a control character, U+0301
   std::string expanding;  // U+0958 is written decomposed in NFC: one scalar value becomes two
   for (int i = 0; i < 600; ++i) expanding += "\xE0\xA5\x98";
+  constexpr auto info = WebCVIssueSeverity::info;
+  constexpr auto warning = WebCVIssueSeverity::warning;
+  constexpr auto blocking = WebCVIssueSeverity::blocking;
   const std::vector<IssueCase> cases = {
-      {"transport", {{"sessionId", "abc"}}, Code::transportNotImported, "sessionId"},
+      {"transport", {{"sessionId", "abc"}}, Code::transportNotImported, "sessionId", info},
       {"envelope field",
        {{"portfolio", J::object()}},
        Code::unknownEnvelopeBusinessField,
-       "portfolio"},
+       "portfolio",
+       warning},
       {"details field",
        {{"details", {{"pronouns", "she/her"}}}},
        Code::unknownBusinessField,
-       "details.pronouns"},
+       "details.pronouns",
+       warning},
       {"entry field",
        {{"cv", {{"press", {{{"title", "A"}, {"pages", "12"}}}}}}},
        Code::unknownBusinessField,
-       "cv.press[1].pages"},
-      {"section", {{"cv", {{"talks", J::array()}}}}, Code::unknownBusinessField, "cv.talks"},
+       "cv.press[1].pages",
+       warning},
+      {"section",
+       {{"cv", {{"talks", J::array()}}}},
+       Code::unknownBusinessField,
+       "cv.talks",
+       warning},
       {"no postal code",
        {{"details", {{"firstName", "Ada"}}}},
        Code::existingZipcodePreserved,
        "details.zipcode",
+       info,
        withZipcode},
-      {"number", {{"details", {{"birthYear", 1987}}}}, Code::expectedString, "details.birthYear"},
+      {"number",
+       {{"details", {{"birthYear", 1987}}}},
+       Code::expectedString,
+       "details.birthYear",
+       warning},
       {"list in an entry",
        {{"cv", {{"education", {{{"year", J::array({"2010"})}}}}}}},
        Code::expectedString,
-       "cv.education[1].year"},
+       "cv.education[1].year",
+       warning},
       {"too long",
        {{"details", {{"firstName", std::string(1001, 'a')}}}},
        Code::textTooLong,
-       "details.firstName"},
+       "details.firstName",
+       blocking},
+      {"too long in the CV",
+       {{"cv", {{"press", {{{"title", std::string(10'001, 'a')}}}}}}},
+       Code::textTooLong,
+       "cv.press[1].title",
+       blocking},
       {"control character",
        {{"details", {{"phone", "+33\x1b[2J 1"}}}},
        Code::lossyNormalization,
-       "details.phone"},
+       "details.phone",
+       warning},
       {"two addresses",
        {{"details", {{"website", "https://a.art\nhttps://b.art"}}}},
        Code::websiteWouldLoseContent,
-       "details.website"},
+       "details.website",
+       warning},
+      {"two gallery sites",
+       {{"cv", {{"representation", {{{"website", "https://a.art https://b.art"}}}}}}},
+       Code::websiteWouldLoseContent,
+       "cv.representation[1].website",
+       warning},
       {"birth year",
        {{"details", {{"birthYear", "87"}}}},
        Code::invalidBirthYear,
-       "details.birthYear"},
+       "details.birthYear",
+       warning},
       {"display mode",
        {{"details", {{"nameDisplayMode", "pseudonym"}}}},
        Code::invalidNameDisplayMode,
-       "details.nameDisplayMode"},
+       "details.nameDisplayMode",
+       warning},
       {"longer once formatted",
        {{"details", {{"lastName", expanding}}}},
        Code::normalizedTextTooLong,
-       "details.lastName"},
+       "details.lastName",
+       blocking},
       {"unstable",
        {{"details", {{"currentCity", letterThenAccent}}}},
        Code::unstableNormalization,
-       "details.currentCity"},
+       "details.currentCity",
+       blocking},
+      {"unstable in the CV",
+       {{"cv", {{"press", {{{"outlet", letterThenAccent}}}}}}},
+       Code::unstableNormalization,
+       "cv.press[1].outlet",
+       blocking},
       {"formatting",
        {{"details", {{"country", "  France "}}}},
        Code::normalizationPreview,
-       "details.country"},
+       "details.country",
+       info},
+      {"entry left empty",
+       {{"cv", {{"press", {{{"title", " "}}}}}}},
+       Code::normalizationPreview,
+       "cv.press[1].title",
+       info},
       {"entry ids",
        {{"cv", {{"collections", {{{"id", 7}, {"collectionName", "MoMA"}}}}}}},
        Code::nativeIDsGenerated,
-       "cv"},
+       "cv",
+       info},
   };
+  std::set<Code> covered;
   for (const IssueCase& c : cases) {
     nlohmann::json envelope = minimalEnvelope();
     envelope.merge_patch(c.envelopePatch);
     const WebCVImportPlan plan = planOf(envelope, c.current);
-    const auto issues = issuesOf(plan);
-    EXPECT_NE(std::find(issues.begin(), issues.end(), std::pair{c.code, c.where}), issues.end())
+    const auto found = std::find_if(plan.issues.begin(), plan.issues.end(), [&](const auto& i) {
+      return i.code == c.code && i.where == c.where;
+    });
+    ASSERT_NE(found, plan.issues.end()) << c.name;
+    EXPECT_EQ(found->severity, c.severity) << c.name;
+    const bool inDetails = c.where.starts_with("details");
+    const bool inCV = c.where.starts_with("cv");
+    EXPECT_EQ(plan.canReplace(WebCVImportGroup::identity), !(c.severity == blocking && inDetails))
         << c.name;
-    const bool blocking = severityOf(c.code) == WebCVIssueSeverity::blocking;
-    const bool identity = c.where.starts_with("details");
-    EXPECT_EQ(!plan.canReplace(WebCVImportGroup::identity), blocking && identity) << c.name;
+    EXPECT_EQ(plan.canReplace(WebCVImportGroup::cv), !(c.severity == blocking && inCV)) << c.name;
+    covered.insert(c.code);
   }
+  EXPECT_EQ(covered.size(), allCases<Code>().size()) << "every code arises from a file";
 }
 
 TEST(WebCVSource, WhatCantBeTakenKeepsTheProjectsValueAndWhatIsMissingIsCleared) {
@@ -266,7 +329,8 @@ TEST(WebCVSource, WhatCantBeTakenKeepsTheProjectsValueAndWhatIsMissingIsCleared)
   EXPECT_TRUE(plan.identityChanges);
   EXPECT_EQ(plan.defaults.identity, WebCVImportChoice::keep);
 
-  // An entry whose values are all blank is not saved, and says so.
+  // An entry whose values are all blank is not saved (the note is checked
+  // with the others).
   envelope["cv"] = {{"press", {{{"title", "  "}}, {{"title", "Kept"}}}}};
   const WebCVImportPlan cv = planOf(envelope, current);
   ASSERT_EQ(cv.proposedCV.press.size(), 1u);
