@@ -17,20 +17,25 @@ std::vector<PdfWarning> writeDocument(PdfRenderService& renderer, const ExportWo
       target.filename().string());
   AtomicFileWriter file(work.path);
   std::exception_ptr writeError;
-  // cairo calls this from C: nothing may be thrown through it.
+  // cairo calls this from C: nothing may be thrown through it. Once the
+  // export is cancelled or a write failed, bytes are dropped but cairo is
+  // told they were written: a PDF surface put in error keeps (and, destroyed
+  // so, leaks) what it gathered for its pages. The rendering stops at the
+  // next page instead.
   const PdfSink sink = [&](std::span<const std::uint8_t> bytes) {
-    if (cancellation.isCancelled()) return false;
+    if (cancellation.isCancelled() || writeError) return true;
     try {
       file.write(bytes);
-      return true;
     } catch (const std::exception&) {
       writeError = std::current_exception();
-      return false;
     }
+    return true;
   };
-  // Called between pages, from C++: a cancel unwinds the rendering there.
+  // Called between pages, from C++: a cancel or a failed write unwinds the
+  // rendering there.
   const PdfRenderService::Progress pageDone = [&](std::size_t done, std::size_t total) {
     if (cancellation.isCancelled()) throw CancelledError();
+    if (writeError) std::rethrow_exception(writeError);
     if (progress) progress(done, total);
   };
   PdfRenderResult result;
