@@ -111,8 +111,11 @@ void printCV(CliContext& context, const WebCVImportPlan& plan) {
   }
   for (const WebCVImportFieldPreview& row : plan.cv) {
     if (row.key.find('[') == std::string::npos) {
-      context.out << "  " << row.label << ": "
-                  << context.format("cli.cv.import.counts", {row.current, row.source}) << '\n';
+      context.out << "  "
+                  << context.format("cli.cv.import.section",
+                                    {row.label, context.format("cli.cv.import.counts",
+                                                               {row.current, row.source})})
+                  << '\n';
     } else {
       context.out << "    " << row.label << "  " << shown(context, row.proposed) << '\n';
     }
