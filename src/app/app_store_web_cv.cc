@@ -135,30 +135,25 @@ void AppStore::finishWebCVImport(const PreparedWebCVImport& prepared, const WebC
 void AppStore::takeImportedContent(const PreparedWebCVImport& prepared, const WebCVWrite& write,
                                    std::int64_t atMs, std::pair<Project, StudioSnapshot>& library) {
   const Date at = dateFromMilliseconds(atMs);
-  auto& [project, content] = library;
-  project.updatedAt = state_.project.updatedAt = at;
+  StudioSnapshot& content = library.second;
+  library.first.updatedAt = state_.project.updatedAt = at;
   // The screen takes what the import wrote, unless the group was edited
   // during the import: that edit is newer, and is written after it.
-  if (write.details) {
-    content.details = *write.details;
-    content.detailsCreatedAt = content.detailsUpdatedAt = at;
-    if (state_.snapshot.details == prepared.basisDetails) {
-      state_.snapshot.details = *write.details;
-      state_.snapshot.detailsCreatedAt = state_.snapshot.detailsUpdatedAt = at;
-      stampedContent_[SaveSection::details] =
-          sectionContentFingerprint(SaveSection::details, state_.snapshot);
-    }
-  }
-  if (write.cv) {
-    content.cv = *write.cv;
-    content.cvCreatedAt = content.cvUpdatedAt = at;
-    if (state_.snapshot.cv == prepared.basisCV) {
-      state_.snapshot.cv = *write.cv;
-      state_.snapshot.cvCreatedAt = state_.snapshot.cvUpdatedAt = at;
-      stampedContent_[SaveSection::cv] =
-          sectionContentFingerprint(SaveSection::cv, state_.snapshot);
-    }
-  }
+  const auto take = [&](SaveSection section, const auto& written, auto StudioSnapshot::*field,
+                        std::optional<Date> StudioSnapshot::*createdAt,
+                        std::optional<Date> StudioSnapshot::*updatedAt, const auto& basis) {
+    if (!written) return;
+    content.*field = *written;
+    content.*createdAt = content.*updatedAt = at;
+    if (state_.snapshot.*field != basis) return;
+    state_.snapshot.*field = *written;
+    state_.snapshot.*createdAt = state_.snapshot.*updatedAt = at;
+    stampedContent_[section] = sectionContentFingerprint(section, state_.snapshot);
+  };
+  take(SaveSection::details, write.details, &StudioSnapshot::details,
+       &StudioSnapshot::detailsCreatedAt, &StudioSnapshot::detailsUpdatedAt, prepared.basisDetails);
+  take(SaveSection::cv, write.cv, &StudioSnapshot::cv, &StudioSnapshot::cvCreatedAt,
+       &StudioSnapshot::cvUpdatedAt, prepared.basisCV);
 }
 
 bool AppStore::applyWebCVImport(const PreparedWebCVImport& prepared,
