@@ -167,14 +167,8 @@ bool AppStore::applyWebCVImport(const PreparedWebCVImport& prepared,
     // then makes the import stop as stale rather than being overwritten.
     pipeline_->flushPendingSaves();
     if (services_.drainSaveQueue) services_.drainSaveQueue();
-    if (write->details || write->cv) {
-      const WebCVPersistenceContext expected =
-          prepared.context ? *prepared.context : services_.webCV->readContext(prepared.projectId);
-      written =
-          services_.webCV->apply(expected, *write, millisecondsSince1970(services_.clock.now()));
-    } else {
-      written = WebCVWritten{};
-    }
+    written = writeWebCVImport(*services_.webCV, prepared, *write,
+                               millisecondsSince1970(services_.clock.now()));
   } catch (...) {
     failure = std::current_exception();
   }
@@ -198,13 +192,7 @@ bool AppStore::applyWebCVImportInBackground(const PreparedWebCVImport& prepared,
         std::optional<WebCVWritten> written;
         std::exception_ptr failure;
         try {
-          if (write.details || write.cv) {
-            const WebCVPersistenceContext expected =
-                prepared.context ? *prepared.context : repository.readContext(prepared.projectId);
-            written = repository.apply(expected, write, now);
-          } else {
-            written = WebCVWritten{};
-          }
+          written = writeWebCVImport(repository, prepared, write, now);
         } catch (...) {
           failure = std::current_exception();
         }

@@ -42,4 +42,12 @@ WebCVWrite webCVWriteFor(const PreparedWebCVImport& prepared, const WebCVImportS
   return write;
 }
 
+WebCVWritten writeWebCVImport(WebCVRepository& repository, const PreparedWebCVImport& prepared,
+                              const WebCVWrite& write, std::int64_t nowMs) {
+  if (!write.details && !write.cv) return {};
+  const WebCVPersistenceContext expected =
+      prepared.context ? *prepared.context : repository.readContext(prepared.projectId);
+  return repository.apply(expected, write, nowMs);
+}
+
 }  // namespace quorvane

@@ -3,6 +3,7 @@
 // each group would change. Nothing is written here.
 #pragma once
 
+#include <cstdint>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -48,5 +49,11 @@ WebCVImportPlan planWebCVText(std::string_view text, const ArtistDetails& detail
 // and the copy's id for a shared CV.
 WebCVWrite webCVWriteFor(const PreparedWebCVImport& prepared, const WebCVImportSelection& selection,
                          const std::string& newCVAssetId);
+
+// Writes `write` into the library as `prepared` expects to find it (read
+// now for a project that was not in the library when prepared), stamped
+// `nowMs`; nothing to write is done at once. Throws `WebCVImportError`.
+WebCVWritten writeWebCVImport(WebCVRepository& repository, const PreparedWebCVImport& prepared,
+                              const WebCVWrite& write, std::int64_t nowMs);
 
 }  // namespace quorvane
