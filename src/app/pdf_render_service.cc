@@ -5,6 +5,7 @@
 
 #include "app/save_section.h"
 #include "pdf/cv_pdf_renderer.h"
+#include "pdf/document_properties.h"
 #include "pdf/portfolio_pdf_renderer.h"
 #include "pdf/statement_pdf_renderer.h"
 
@@ -25,6 +26,24 @@ std::string_view labelScopeOf(RenderKind kind) {
 }
 
 namespace {
+
+PdfDocumentKind documentKindOf(RenderKind kind, const Project& project) {
+  switch (kind) {
+    case RenderKind::statement:
+      return PdfDocumentKind::statement;
+    case RenderKind::projectStatement:
+      return PdfDocumentKind::projectStatement;
+    case RenderKind::bio:
+      return PdfDocumentKind::biography;
+    case RenderKind::cv:
+      return PdfDocumentKind::cv;
+    case RenderKind::portfolio:
+    case RenderKind::artworksPages:
+    case RenderKind::singleArtwork:
+      break;
+  }
+  return projectDocumentKind(project);
+}
 
 std::map<std::string, std::string> overridesOf(LabelOverrideRepository& labels,
                                                std::string_view scope, const std::string& locale) {
@@ -156,22 +175,26 @@ PdfRenderResult PdfRenderService::draw(const RenderRequest& request, const Proje
   const std::string_view scope = labelScopeOf(request.kind);
   const PdfStrings labels(locale, std::string(scope), overridesOf(labels_, scope, locale));
   const PDFStyle style;
+  const DocumentProperties properties =
+      documentProperties(documentKindOf(request.kind, project), project, snapshot.details, labels);
   PdfRenderResult result;
   switch (request.kind) {
     case RenderKind::statement:
       result = StatementPdfRenderer(style, labels)
-                   .render(snapshot.statement, kStatementTitleKey, options);
+                   .render(snapshot.statement, kStatementTitleKey, options, properties);
       break;
     case RenderKind::projectStatement:
-      result = StatementPdfRenderer(style, labels)
-                   .render(snapshot.projectStatement, kProjectStatementTitleKey, options);
+      result =
+          StatementPdfRenderer(style, labels)
+              .render(snapshot.projectStatement, kProjectStatementTitleKey, options, properties);
       break;
     case RenderKind::bio:
       result = StatementPdfRenderer(style, labels)
-                   .render(snapshot.biography, kBiographyTitleKey, options);
+                   .render(snapshot.biography, kBiographyTitleKey, options, properties);
       break;
     case RenderKind::cv:
-      result = CvPdfRenderer(style, labels).render(snapshot.details, snapshot.cv, options);
+      result =
+          CvPdfRenderer(style, labels).render(snapshot.details, snapshot.cv, options, properties);
       break;
     case RenderKind::portfolio:
     case RenderKind::artworksPages:
@@ -185,7 +208,7 @@ PdfRenderResult PdfRenderService::draw(const RenderRequest& request, const Proje
           style, labels, [this](const Artwork& artwork) { return imageData(artwork); }, optimizer_,
           imagePreparationPolicy(options.imageQuality));
       return renderer.render(project, content, options, request.kind == RenderKind::portfolio, sink,
-                             progress);
+                             progress, properties);
       break;
     }
   }

@@ -172,6 +172,7 @@ CvDrawResult CvPdfRenderer::draw(PdfCanvas& canvas, const ArtistDetails& details
   };
 
   newPage();
+  canvas.markDestination(kCvDestination);
   std::string printed = printedArtistName(details);
   if (printed.empty()) printed = labels_.label("pdf.cover.artist_name_fallback");
   canvas.drawText(printed, left, y, name);
@@ -196,7 +197,12 @@ CvDrawResult CvPdfRenderer::draw(PdfCanvas& canvas, const ArtistDetails& details
       result.truncated = true;
       return result;
     }
-    canvas.drawText(labels_.label(sectionLabelKey(config.id)), left, y, sectionTitle);
+    const std::string title = labels_.label(sectionLabelKey(config.id));
+    const std::string destination =
+        std::string(kCvDestination) + "." + std::string(rawValue(config.id));
+    canvas.markDestination(destination, y);
+    result.sections.push_back(OutlineEntry{title, destination});
+    canvas.drawText(title, left, y, sectionTitle);
     y += titleHeight;
     for (const CVEntry* entry : entries) {
       const std::string text = entryText(config.id, *entry);
@@ -220,9 +226,14 @@ CvDrawResult CvPdfRenderer::draw(PdfCanvas& canvas, const ArtistDetails& details
 }
 
 PdfRenderResult CvPdfRenderer::render(const ArtistDetails& details, const CVData& cv,
-                                      const ExportOptions& options) const {
+                                      const ExportOptions& options,
+                                      const DocumentProperties& properties) const {
   PdfCanvas canvas(pageSize(options.format));
-  draw(canvas, details, cv);
+  canvas.setProperties(properties);
+  const CvDrawResult drawn = draw(canvas, details, cv);
+  for (const OutlineEntry& section : drawn.sections) {
+    canvas.addOutlineEntry(0, section.title, section.destination);
+  }
   PdfRenderResult result;
   result.data = canvas.finish();
   return result;

@@ -14,6 +14,7 @@
 
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "cv/cv_sections.h"
@@ -28,19 +29,28 @@ namespace quorvane {
 struct CvDrawResult {
   int pages = 0;           // pages begun
   bool truncated = false;  // entries were left out for want of pages
+  // The sections printed, in order: their titles and the named places of
+  // their titles ("cv.press").
+  std::vector<OutlineEntry> sections;
 };
+
+// The named place of the CV's first page.
+inline constexpr std::string_view kCvDestination = "cv";
 
 class CvPdfRenderer {
  public:
   CvPdfRenderer(PDFStyle style, PdfStrings labels) : style_(style), labels_(std::move(labels)) {}
 
-  // The standalone CV: a document of its own, as many pages as it needs.
+  // The standalone CV: a document of its own, as many pages as it needs,
+  // with `properties`, its sections as the outline.
   PdfRenderResult render(const ArtistDetails& details, const CVData& cv,
-                         const ExportOptions& options) const;
+                         const ExportOptions& options,
+                         const DocumentProperties& properties = {}) const;
 
   // Draws the CV onto `canvas`, beginning a page for each of its pages, at
   // most `pageLimit` of them; `firstPageNumber` is the number its first
-  // page carries in the document (every number but 1 is printed).
+  // page carries in the document (every number but 1 is printed). Names
+  // the place of its first page and of each section's title.
   CvDrawResult draw(PdfCanvas& canvas, const ArtistDetails& details, const CVData& cv,
                     std::optional<int> pageLimit = std::nullopt, int firstPageNumber = 1) const;
 

@@ -9,6 +9,8 @@
 #include <cstring>
 #include <stdexcept>
 
+#include "pdf/pdf_xref_repair.h"
+
 namespace quorvane {
 namespace {
 
@@ -54,9 +56,45 @@ FontDescription fontFor(const TextStyle& style) {
 }
 
 cairo_status_t writeTo(void* closure, const unsigned char* data, unsigned int length) {
-  const auto* sink = static_cast<const PdfSink*>(closure);
-  return (*sink)(std::span<const std::uint8_t>(data, length)) ? CAIRO_STATUS_SUCCESS
-                                                              : CAIRO_STATUS_WRITE_ERROR;
+  auto* repair = static_cast<PdfXrefRepair*>(closure);
+  return repair->write(std::span<const std::uint8_t>(data, length)) ? CAIRO_STATUS_SUCCESS
+                                                                    : CAIRO_STATUS_WRITE_ERROR;
+}
+
+// A name as a quoted value of cairo's tag attributes.
+std::string quotedName(std::string_view name) {
+  std::string quoted = "'";
+  for (const char c : name) {
+    if (c == '\\' || c == '\'') quoted += '\\';
+    quoted += c;
+  }
+  return quoted + "'";
+}
+
+// Text that is no valid UTF-8 (a damaged library, a hostile file), each
+// bad byte replaced: given the bytes as they are, pango draws boxes of hex
+// digits and cairo stops drawing the rest of the document.
+std::optional<std::string> repairedUtf8(std::string_view text) {
+  if (g_utf8_validate(text.data(), static_cast<gssize>(text.size()), nullptr)) return std::nullopt;
+  char* valid = g_utf8_make_valid(text.data(), static_cast<gssize>(text.size()));
+  std::string copy(valid);
+  g_free(valid);
+  return copy;
+}
+
+// One line of valid UTF-8 (cairo gives up on anything else): invalid bytes
+// replaced, line breaks and other controls made spaces, runs of spaces one.
+std::string oneLine(std::string_view text) {
+  char* valid = g_utf8_make_valid(text.data(), static_cast<gssize>(text.size()));
+  std::string line;
+  for (const char* c = valid; *c != '\0'; ++c) {
+    const char ch = static_cast<unsigned char>(*c) < 0x20 || *c == 0x7f ? ' ' : *c;
+    if (ch == ' ' && (line.empty() || line.back() == ' ')) continue;
+    line += ch;
+  }
+  g_free(valid);
+  while (!line.empty() && line.back() == ' ') line.pop_back();
+  return line;
 }
 
 // A piece of a long paragraph laid out for one line never grows past this.
@@ -103,7 +141,8 @@ PageSize pageSize(PdfFormat format, DocumentOrientation orientation) {
 
 struct PdfCanvas::Impl {
   std::vector<std::uint8_t> bytes;  // without a sink of the caller's
-  PdfSink sink;
+  // Between cairo and the sink: mends the table cairo 1.16 writes.
+  std::optional<PdfXrefRepair> repair;
   // Destroyed in reverse order: the surface (which, unfinished, finishes
   // as it goes, writing its fonts) before the font map its fonts come from,
   // also when a rendering is abandoned half-way.
@@ -248,17 +287,16 @@ void PdfCanvas::startText() {
 }
 
 PdfCanvas::PdfCanvas(PageSize size, PdfSink sink) : impl_(std::make_unique<Impl>()), size_(size) {
-  impl_->sink =
-      sink ? std::move(sink) : [bytes = &impl_->bytes](std::span<const std::uint8_t> data) {
-        bytes->insert(bytes->end(), data.begin(), data.end());
-        return true;
-      };
+  impl_->repair.emplace(sink ? std::move(sink)
+                             : [bytes = &impl_->bytes](std::span<const std::uint8_t> data) {
+                                 bytes->insert(bytes->end(), data.begin(), data.end());
+                                 return true;
+                               });
   impl_->surface.reset(
-      cairo_pdf_surface_create_for_stream(writeTo, &impl_->sink, size.width, size.height));
+      cairo_pdf_surface_create_for_stream(writeTo, &*impl_->repair, size.width, size.height));
   if (cairo_surface_status(impl_->surface.get()) != CAIRO_STATUS_SUCCESS) {
     throw std::runtime_error("cairo could not create a PDF surface");
   }
-  cairo_pdf_surface_set_metadata(impl_->surface.get(), CAIRO_PDF_METADATA_CREATOR, "Quorvane");
   impl_->cairo.reset(cairo_create(impl_->surface.get()));
   startText();
 }
@@ -290,6 +328,7 @@ double PdfCanvas::lineHeight(const TextStyle& style) const {
 }
 
 double PdfCanvas::textWidth(std::string_view text, const TextStyle& style) const {
+  if (const auto valid = repairedUtf8(text)) return textWidth(*valid, style);
   const auto layout = impl_->layout(text, style, 0);
   PangoRectangle logical;
   pango_layout_get_extents(layout.get(), nullptr, &logical);
@@ -297,6 +336,7 @@ double PdfCanvas::textWidth(std::string_view text, const TextStyle& style) const
 }
 
 void PdfCanvas::drawText(std::string_view text, double x, double y, const TextStyle& style) {
+  if (const auto valid = repairedUtf8(text)) return drawText(*valid, x, y, style);
   const auto layout = impl_->layout(text, style, 0);
   cairo_t* cr = impl_->cairo.get();
   impl_->setColor(style.color);
@@ -307,6 +347,9 @@ void PdfCanvas::drawText(std::string_view text, double x, double y, const TextSt
 TextFlowResult PdfCanvas::flowText(std::string_view text, double x, double y, double width,
                                    double maxY, const TextStyle& style, double lineHeight,
                                    bool draw) {
+  if (const auto valid = repairedUtf8(text)) {
+    return flowText(*valid, x, y, width, maxY, style, lineHeight, draw);
+  }
   TextFlowResult result{y, true, 0};
   cairo_t* cr = impl_->cairo.get();
   // Each line sits in its slot of `lineHeight` as a line of its own font
@@ -361,6 +404,8 @@ TextFlowResult PdfCanvas::flowText(std::string_view text, double x, double y, do
 std::vector<std::string> PdfCanvas::wrapParagraph(std::string_view paragraph, double width,
                                                   const TextStyle& style,
                                                   std::size_t maxLines) const {
+  if (const auto valid = repairedUtf8(paragraph))
+    return wrapParagraph(*valid, width, style, maxLines);
   std::vector<std::string> lines;
   const auto addLine = [&](const char* start, std::size_t length) {
     std::string line(start, length);
@@ -458,13 +503,68 @@ void PdfCanvas::drawDecoded(std::span<const std::uint8_t> image, double x, doubl
   cairo_restore(cr);
 }
 
+void PdfCanvas::setProperties(const DocumentProperties& properties) {
+  if (impl_->pixelsPerPoint > 0) return;
+  const std::pair<cairo_pdf_metadata_t, const std::string*> fields[] = {
+      {CAIRO_PDF_METADATA_TITLE, &properties.title},
+      {CAIRO_PDF_METADATA_AUTHOR, &properties.author},
+      {CAIRO_PDF_METADATA_SUBJECT, &properties.subject},
+      {CAIRO_PDF_METADATA_KEYWORDS, &properties.keywords},
+      {CAIRO_PDF_METADATA_CREATOR, &properties.creator},
+  };
+  for (const auto& [field, text] : fields) {
+    const std::string line = oneLine(*text);
+    if (!line.empty()) cairo_pdf_surface_set_metadata(impl_->surface.get(), field, line.c_str());
+  }
+}
+
+void PdfCanvas::markDestination(std::string_view name, double y) {
+  if (impl_->pixelsPerPoint > 0) return;
+  const std::string attributes = "name=" + quotedName(name) + " x=0 y=" + std::to_string(y);
+  cairo_tag_begin(impl_->cairo.get(), CAIRO_TAG_DEST, attributes.c_str());
+  cairo_tag_end(impl_->cairo.get(), CAIRO_TAG_DEST);
+}
+
+void PdfCanvas::linkToDestination(std::string_view name, double x, double y, double width,
+                                  double height) {
+  if (impl_->pixelsPerPoint > 0) return;
+  const std::string attributes = "dest=" + quotedName(name) + " rect=[" + std::to_string(x) + " " +
+                                 std::to_string(y) + " " + std::to_string(width) + " " +
+                                 std::to_string(height) + "]";
+  cairo_tag_begin(impl_->cairo.get(), CAIRO_TAG_LINK, attributes.c_str());
+  cairo_tag_end(impl_->cairo.get(), CAIRO_TAG_LINK);
+}
+
+int PdfCanvas::addOutlineEntry(int parent, std::string_view title, std::string_view destination) {
+  if (impl_->pixelsPerPoint > 0) return 0;
+  const std::string line = oneLine(title);
+  const std::string link = "dest=" + quotedName(destination);
+  return cairo_pdf_surface_add_outline(impl_->surface.get(), parent,
+                                       line.empty() ? " " : line.c_str(), link.c_str(),
+                                       static_cast<cairo_pdf_outline_flags_t>(0));
+}
+
 std::vector<std::uint8_t> PdfCanvas::finish() {
   if (impl_->pixelsPerPoint > 0) throw std::logic_error("finish on a raster canvas");
   if (pages_ == 0) beginPage();
+  // The last page goes out first, images and all; only what follows it —
+  // fonts, outline, the table — is held back to be mended.
+  cairo_show_page(impl_->cairo.get());
+  // A drawing that failed leaves the context in error, drawing nothing
+  // more: a document short of pages must fail, not be written.
+  const cairo_status_t drawing = cairo_status(impl_->cairo.get());
   impl_->cairo.reset();
+  if (drawing != CAIRO_STATUS_SUCCESS) {
+    throw std::runtime_error(std::string("cairo could not draw the PDF: ") +
+                             cairo_status_to_string(drawing));
+  }
+  impl_->repair->holdBack();
   cairo_surface_finish(impl_->surface.get());
-  const cairo_status_t status = cairo_surface_status(impl_->surface.get());
+  cairo_status_t status = cairo_surface_status(impl_->surface.get());
   impl_->surface.reset();
+  if (status == CAIRO_STATUS_SUCCESS && !impl_->repair->finish()) {
+    status = CAIRO_STATUS_WRITE_ERROR;
+  }
   if (status != CAIRO_STATUS_SUCCESS) {
     throw std::runtime_error(std::string("cairo could not write the PDF: ") +
                              cairo_status_to_string(status));

@@ -54,6 +54,26 @@ struct TextFlowResult {
   std::size_t lines = 0;  // lines drawn
 };
 
+// What a viewer shows of a document: its title bar, its properties. Empty
+// fields are left out. The creation date is the moment the document is
+// finished, as cairo writes it.
+struct DocumentProperties {
+  std::string title;
+  std::string author;
+  std::string subject;
+  std::string keywords;
+  std::string creator;
+  bool operator==(const DocumentProperties&) const = default;
+};
+
+// An entry of a document's outline: its title, and the named place it
+// points to.
+struct OutlineEntry {
+  std::string title;
+  std::string destination;
+  bool operator==(const OutlineEntry&) const = default;
+};
+
 // Where the bytes of a PDF go as they are made; false stops the writing.
 using PdfSink = std::function<bool(std::span<const std::uint8_t>)>;
 
@@ -124,6 +144,23 @@ class PdfCanvas {
   // JPEG's own size.
   void drawJpeg(std::span<const std::uint8_t> jpeg, std::int64_t pixelWidth,
                 std::int64_t pixelHeight, double x, double y, double width, double height);
+
+  // Navigation. A raster canvas has none of it and ignores these calls.
+  //
+  // Sets what a viewer shows of the document.
+  void setProperties(const DocumentProperties& properties);
+  // Names a place on the current page, `y` points below its top, for links
+  // and outline entries to point to, from anywhere in the document. A name
+  // is given once per document.
+  void markDestination(std::string_view name, double y = 0);
+  // Makes a rectangle of the current page a link to the named place, which
+  // may come later in the document. Something must already be drawn on the
+  // page: cairo 1.16 drops the links of a page with nothing on it.
+  void linkToDestination(std::string_view name, double x, double y, double width, double height);
+  // Adds an entry to the outline (the bookmarks) under the entry `parent`
+  // (0: the top level), after those already there, pointing at the named
+  // place; returns the entry, for entries under it. The title is one line.
+  int addOutlineEntry(int parent, std::string_view title, std::string_view destination);
 
   // Ends the document and returns its bytes. The canvas can't be drawn on
   // afterwards.

@@ -67,6 +67,8 @@ std::string_view statusKey(ArtworkStatus status) {
 struct PortfolioPdfRenderer::Part {
   std::string title;
   int bodyPage = 0;  // where the part begins, counting the cover as 1
+  std::string destination;
+  std::vector<OutlineEntry> entries;  // under it in the outline
 };
 
 struct PortfolioPdfRenderer::Layout {
@@ -86,6 +88,17 @@ PortfolioPdfRenderer::PortfolioPdfRenderer(PDFStyle style, PdfStrings labels,
       optimizer_(optimizer),
       policy_(policy),
       metaTopGap_(metaTopGap) {}
+
+std::string PortfolioPdfRenderer::outlineTitle(const Project& project, const Artwork& artwork,
+                                               int number) const {
+  std::string title = trimmedWhitespaceAndNewlines(artwork.title);
+  if (title.empty()) title = labels_.label("pdf.artwork.untitled");
+  if (project.kind == ProjectKind::catalogue && project.catalogueKind == CatalogueKind::raisonne) {
+    return labels_.format("pdf.raisonne.number", {{"number", std::to_string(number)}}) + " — " +
+           title;
+  }
+  return title;
+}
 
 std::vector<std::string> PortfolioPdfRenderer::captionLines(const Project& project,
                                                             const Artwork& artwork, UnitSystem unit,
@@ -339,6 +352,11 @@ void PortfolioPdfRenderer::drawContents(PdfCanvas& canvas, const Layout& layout,
   double y = style_.margin + 1.8 * canvas.lineHeight(title) + style_.lineHeight;
   const double right = page.width - style_.margin;
   const double dotWidth = canvas.textWidth(".", dots);
+  // A line is a link from the left margin to the page number, as tall as
+  // the space between lines less a point above and below: a viewer rounds
+  // a link's area out to whole points, and two lines' areas never meet.
+  const double linkHeight = style_.lineHeight * 1.6 - 2;
+  const double linkTop = (canvas.lineHeight(entry) - linkHeight) / 2;
   for (const Part& part : layout.parts) {
     const std::string number = std::to_string(part.bodyPage + pageOffset);
     const double numberWidth = canvas.textWidth(number, entry);
@@ -354,6 +372,8 @@ void PortfolioPdfRenderer::drawContents(PdfCanvas& canvas, const Layout& layout,
       for (std::size_t i = 0; i < count; ++i) leader += i == 0 ? "." : " .";
       canvas.drawText(leader, to - canvas.textWidth(leader, dots), y, dots);
     }
+    canvas.linkToDestination(part.destination, style_.margin, y + linkTop, right - style_.margin,
+                             linkHeight);
     y += style_.lineHeight * 1.6;
   }
 }
@@ -363,60 +383,68 @@ void PortfolioPdfRenderer::drawBody(PdfCanvas& canvas, const Project& project,
                                     ImageFeed* images, int pageOffset, bool outer, Layout& layout,
                                     const Progress& progress) const {
   const auto bodyPage = [&] { return canvas.pageCount() - pageOffset; };
-  const auto beginPart = [&](std::string_view tocKey) {
+  const auto beginPart = [&](std::string_view tocKey, std::string_view destination) {
     canvas.beginPage();
     drawPageNumber(canvas, style_, canvas.pageCount());
-    layout.parts.push_back(Part{labels_.label(tocKey), bodyPage()});
+    canvas.markDestination(destination);
+    layout.parts.push_back(Part{labels_.label(tocKey), bodyPage(), std::string(destination), {}});
   };
   struct TextPart {
     bool included;
     const std::string& text;
-    std::string_view tocKey, titleKey;
+    std::string_view tocKey, destination, titleKey;
     std::optional<bool> showTitle;
     PdfWarning warning;
   };
   const TextPart texts[] = {
       {options.includeProjectStatement, snapshot.projectStatement, "pdf.toc.project_statement",
-       "pdf.portfolio.section.project_statement_title", options.showProjectStatementTitle,
-       PdfWarning::statementTruncated},
-      {options.includeStatement, snapshot.statement, "pdf.toc.statement",
+       "project_statement", "pdf.portfolio.section.project_statement_title",
+       options.showProjectStatementTitle, PdfWarning::statementTruncated},
+      {options.includeStatement, snapshot.statement, "pdf.toc.statement", "statement",
        "pdf.portfolio.section.statement_title", options.showStatementTitle,
        PdfWarning::statementTruncated},
-      {options.includeBiography, snapshot.biography, "pdf.toc.biography",
+      {options.includeBiography, snapshot.biography, "pdf.toc.biography", "biography",
        "pdf.portfolio.section.biography_title", options.showBiographyTitle,
        PdfWarning::biographyTruncated},
   };
   for (const TextPart& part : texts) {
     if (!outer || !part.included || isBlank(part.text)) continue;
-    beginPart(part.tocKey);
+    beginPart(part.tocKey, part.destination);
     if (!drawTextSection(canvas, part.titleKey, part.showTitle.value_or(true), part.text)) {
       layout.warnings.push_back(part.warning);
     }
   }
   if (outer && options.includeCV && hasCVEntries(snapshot.cv)) {
-    layout.parts.push_back(Part{labels_.label("pdf.toc.cv"), canvas.pageCount() + 1 - pageOffset});
+    const int firstPage = canvas.pageCount() + 1 - pageOffset;
     const CvDrawResult cv =
         CvPdfRenderer(style_, labels_)
             .draw(canvas, snapshot.details, snapshot.cv, kCvPageRoom, canvas.pageCount() + 1);
+    layout.parts.push_back(
+        Part{labels_.label("pdf.toc.cv"), firstPage, std::string(kCvDestination), cv.sections});
     if (cv.pages > 2) layout.warnings.push_back(PdfWarning::cvLongerThanTwoPages);
     if (cv.truncated) layout.warnings.push_back(PdfWarning::cvTruncated);
   }
   const auto& artworks = snapshot.artworks.images;
   for (std::size_t i = 0; i < artworks.size(); ++i) {
     if (i == 0) {
-      beginPart("pdf.toc.artworks");
+      beginPart("pdf.toc.artworks", "works");
     } else {
       canvas.beginPage();
       drawPageNumber(canvas, style_, canvas.pageCount());
     }
+    const int number = static_cast<int>(i + 1);
+    const std::string destination = "work." + std::to_string(number);
+    canvas.markDestination(destination);
+    layout.parts.back().entries.push_back(
+        OutlineEntry{outlineTitle(project, artworks[i], number), destination});
     const std::optional<PreparedPdfImage> prepared =
         images != nullptr ? images->take(i) : std::nullopt;
     const PreparedPdfImage* image = prepared ? &*prepared : nullptr;
-    drawArtwork(canvas, project, snapshot, artworks[i], static_cast<int>(i + 1), image);
+    drawArtwork(canvas, project, snapshot, artworks[i], number, image);
     if (progress) progress(i + 1, artworks.size());
   }
   if (outer) {
-    beginPart("pdf.toc.contact");
+    beginPart("pdf.toc.contact", "contact");
     drawContact(canvas, snapshot.details);
   }
   layout.bodyPages = bodyPage();
@@ -437,11 +465,13 @@ void PortfolioPdfRenderer::drawArtworkPage(PdfCanvas& canvas, const Project& pro
 
 PdfRenderResult PortfolioPdfRenderer::render(const Project& project, const StudioSnapshot& snapshot,
                                              const ExportOptions& options, bool includeOuterPages,
-                                             PdfSink sink, const Progress& progress) const {
+                                             PdfSink sink, const Progress& progress,
+                                             const DocumentProperties& properties) const {
   const PageSize size = pageSize(options.format, project.orientation);
   ImageFeed images(*this, snapshot.artworks.images);
   Layout drawn;
   PdfCanvas canvas(size, sink);
+  canvas.setProperties(properties);
   if (!includeOuterPages) {
     drawBody(canvas, project, snapshot, options, &images, 0, false, drawn, progress);
   } else {
@@ -457,6 +487,13 @@ PdfRenderResult PortfolioPdfRenderer::render(const Project& project, const Studi
     drawCover(canvas, project, snapshot);
     if (withContents) drawContents(canvas, planned, pageOffset);
     drawBody(canvas, project, snapshot, options, &images, pageOffset, true, drawn, progress);
+  }
+
+  for (const Part& part : drawn.parts) {
+    const int entry = canvas.addOutlineEntry(0, part.title, part.destination);
+    for (const OutlineEntry& under : part.entries) {
+      canvas.addOutlineEntry(entry, under.title, under.destination);
+    }
   }
 
   PdfRenderResult result;

@@ -11,6 +11,11 @@
 // - The whole document is laid out first (drawn without its images, to
 //   learn where each part begins), then drawn once; the two agree because
 //   text is measured exactly as it is drawn.
+// - Each part is a named place ("project_statement", "statement",
+//   "biography", "cv", "works", "contact"), as is each artwork's page
+//   ("work.1", in project order) and each CV section's title ("cv.press"):
+//   the contents page's links and the outline point to them by name, which
+//   a viewer resolves wherever the place is.
 // - Page numbers are the pages' places in the document (the cover is 1, the
 //   contents page 2 when there is one); they are printed from the second
 //   body page on, never on the cover or the contents page.
@@ -62,10 +67,14 @@ class PortfolioPdfRenderer {
   // holds only the warnings).
   // `progress`, when given, is told after each artwork page: pages done,
   // pages in all.
+  // The document has `properties`, and its outline one entry per part
+  // (under the works one per artwork, under the CV one per section); each
+  // line of the contents page is a link to its part.
   using Progress = std::function<void(std::size_t done, std::size_t total)>;
   PdfRenderResult render(const Project& project, const StudioSnapshot& snapshot,
                          const ExportOptions& options, bool includeOuterPages = true,
-                         PdfSink sink = {}, const Progress& progress = {}) const;
+                         PdfSink sink = {}, const Progress& progress = {},
+                         const DocumentProperties& properties = {}) const;
 
   // One artwork's page as the document shows it (without its page number),
   // on a page of its own begun on `canvas` — a raster canvas, for a
@@ -74,6 +83,10 @@ class PortfolioPdfRenderer {
   // thumbnail), drawn at the size it takes on the page.
   void drawArtworkPage(PdfCanvas& canvas, const Project& project, const StudioSnapshot& snapshot,
                        const Artwork& artwork, int number) const;
+
+  // An artwork's entry in the outline: its title, after its catalogue
+  // number in a raisonné. `number` is its place in the project, from 1.
+  std::string outlineTitle(const Project& project, const Artwork& artwork, int number) const;
 
   // The caption lines of an artwork page; `number` is its place in the
   // project, from 1.

@@ -5,8 +5,10 @@
 namespace quorvane {
 
 PdfRenderResult StatementPdfRenderer::render(std::string_view text, std::string_view titleKey,
-                                             const ExportOptions& options) const {
+                                             const ExportOptions& options,
+                                             const DocumentProperties& properties) const {
   PdfCanvas canvas(pageSize(options.format));
+  canvas.setProperties(properties);
   PdfRenderResult result;
   if (!draw(canvas, text, titleKey)) result.warnings.push_back(PdfWarning::statementTruncated);
   result.data = canvas.finish();

@@ -26,7 +26,8 @@ class StatementPdfRenderer {
   // The page has the size of `options.format`, in portrait; the title is the
   // label of `titleKey` in the labels' language and scope.
   PdfRenderResult render(std::string_view text, std::string_view titleKey,
-                         const ExportOptions& options) const;
+                         const ExportOptions& options,
+                         const DocumentProperties& properties = {}) const;
   // The same page, begun and drawn on `canvas` (a raster canvas for a
   // thumbnail); false when the text did not fit and was cut.
   bool draw(PdfCanvas& canvas, std::string_view text, std::string_view titleKey) const;

@@ -75,6 +75,37 @@ TEST(CvPdfRendererTest, ALongCvTakesMorePagesNumberedFromTheSecondAndALimitCutsI
   EXPECT_FALSE(renderer("en").draw(roomy, zoe(), cv, 10).truncated);
 }
 
+TEST(CvPdfRendererTest, ACvOfThreePagesHasItsSectionsAsBookmarksEachOpeningWhereItsTitleIs) {
+  CVData cv;
+  for (int i = 0; i < 70; ++i) {
+    cv.groupExhibitions.push_back({{"year", "2001"}, {"title", "Show " + std::to_string(i)}});
+  }
+  cv.press.push_back({{"author", "L. de Vries"}, {"title", "Looking at water"}});
+  cv.education.push_back({{"year", "2008"}, {"majorDegree", "MFA"}});
+  cv.representationEntries.push_back({{"galleryName", "Galerie Westhaven"}});
+  DocumentProperties properties;
+  properties.author = "Zoë Müller";
+  const auto pdf = renderer("de").render(zoe(), cv, ExportOptions{}, properties).data;
+  EXPECT_EQ(qpdfProblems(pdf), "");
+  const auto pages = readPdf(pdf);
+  ASSERT_EQ(pages.size(), 3u);
+  const auto outline = testing::readOutline(pdf);
+  std::vector<std::string> titles;
+  for (const auto& entry : outline) {
+    titles.push_back(entry.title);
+    ASSERT_GE(entry.page, 1);
+    ASSERT_LE(entry.page, 3);
+    EXPECT_NE(pages[entry.page - 1].text.find(entry.title), std::string::npos)
+        << entry.title << " on page " << entry.page;
+    EXPECT_TRUE(entry.children.empty());
+  }
+  EXPECT_EQ(titles, (std::vector<std::string>{"Gruppenausstellungen", "Ausbildung", "Presse",
+                                              "Vertretung"}));
+  EXPECT_EQ(outline.front().page, 1);
+  EXPECT_EQ(outline.back().page, 3);
+  EXPECT_EQ(testing::readProperties(pdf).author, "Zoë Müller");
+}
+
 TEST(CvPdfRendererTest, IntroLinesSayWhatIsKnownInTheLanguagesWording) {
   ArtistDetails details;
   EXPECT_TRUE(renderer("en").introLines(details).empty());

@@ -2,6 +2,7 @@
 
 #include <poppler.h>
 
+#include <algorithm>
 #include <array>
 #include <cstdio>
 #include <fstream>
@@ -13,6 +14,105 @@
 #include "support/temp_dir.h"
 
 namespace quorvane::testing {
+namespace {
+
+struct Document {
+  PopplerDocument* document = nullptr;
+  explicit Document(const std::vector<std::uint8_t>& pdf) {
+    GBytes* bytes = g_bytes_new(pdf.data(), pdf.size());
+    GError* error = nullptr;
+    document = poppler_document_new_from_bytes(bytes, nullptr, &error);
+    g_bytes_unref(bytes);
+    if (document == nullptr) {
+      const std::string message = error != nullptr ? error->message : "unknown";
+      if (error != nullptr) g_error_free(error);
+      throw std::runtime_error("poppler can't open the PDF: " + message);
+    }
+  }
+  ~Document() { g_object_unref(document); }
+  Document(const Document&) = delete;
+  Document& operator=(const Document&) = delete;
+
+  // The page, from 1, that a link or an outline entry opens.
+  int pageOf(const PopplerAction* action) const {
+    if (action == nullptr || action->type != POPPLER_ACTION_GOTO_DEST) return 0;
+    const PopplerDest* dest = action->goto_dest.dest;
+    if (dest == nullptr) return 0;
+    if (dest->type != POPPLER_DEST_NAMED) return dest->page_num;
+    PopplerDest* named = poppler_document_find_dest(document, dest->named_dest);
+    if (named == nullptr) return 0;
+    const int page = named->page_num;
+    poppler_dest_free(named);
+    return page;
+  }
+};
+
+std::string owned(gchar* text) {
+  std::string copy = text != nullptr ? text : "";
+  g_free(text);
+  return copy;
+}
+
+std::vector<ReadOutlineEntry> outlineOf(const Document& document, PopplerIndexIter* iter) {
+  std::vector<ReadOutlineEntry> entries;
+  if (iter == nullptr) return entries;
+  do {
+    PopplerAction* action = poppler_index_iter_get_action(iter);
+    ReadOutlineEntry entry;
+    if (action != nullptr && action->any.title != nullptr) entry.title = action->any.title;
+    entry.page = document.pageOf(action);
+    PopplerIndexIter* child = poppler_index_iter_get_child(iter);
+    entry.children = outlineOf(document, child);
+    if (child != nullptr) poppler_index_iter_free(child);
+    poppler_action_free(action);
+    entries.push_back(std::move(entry));
+  } while (poppler_index_iter_next(iter));
+  return entries;
+}
+
+}  // namespace
+
+ReadProperties readProperties(const std::vector<std::uint8_t>& pdf) {
+  const Document document(pdf);
+  ReadProperties properties;
+  properties.title = owned(poppler_document_get_title(document.document));
+  properties.author = owned(poppler_document_get_author(document.document));
+  properties.subject = owned(poppler_document_get_subject(document.document));
+  properties.keywords = owned(poppler_document_get_keywords(document.document));
+  properties.creator = owned(poppler_document_get_creator(document.document));
+  const time_t created = poppler_document_get_creation_date(document.document);
+  properties.created = created > 0 ? static_cast<long long>(created) : 0;
+  return properties;
+}
+
+std::vector<ReadOutlineEntry> readOutline(const std::vector<std::uint8_t>& pdf) {
+  const Document document(pdf);
+  PopplerIndexIter* iter = poppler_index_iter_new(document.document);
+  std::vector<ReadOutlineEntry> outline = outlineOf(document, iter);
+  if (iter != nullptr) poppler_index_iter_free(iter);
+  return outline;
+}
+
+std::vector<ReadLink> readLinks(const std::vector<std::uint8_t>& pdf, int index) {
+  const Document document(pdf);
+  PopplerPage* page = poppler_document_get_page(document.document, index);
+  if (page == nullptr) throw std::runtime_error("no such page");
+  double width = 0, height = 0;
+  poppler_page_get_size(page, &width, &height);
+  std::vector<ReadLink> links;
+  GList* mapping = poppler_page_get_link_mapping(page);
+  for (GList* item = mapping; item != nullptr; item = item->next) {
+    const auto* link = static_cast<const PopplerLinkMapping*>(item->data);
+    // poppler's areas count from the bottom of the page.
+    links.push_back(ReadLink{link->area.x1, height - link->area.y2, link->area.x2,
+                             height - link->area.y1, document.pageOf(link->action)});
+  }
+  poppler_page_free_link_mapping(mapping);
+  g_object_unref(page);
+  std::sort(links.begin(), links.end(),
+            [](const ReadLink& a, const ReadLink& b) { return a.top < b.top; });
+  return links;
+}
 
 PagePixels rasterisePage(const std::vector<std::uint8_t>& pdf, int index, int width, int height) {
   GBytes* bytes = g_bytes_new(pdf.data(), pdf.size());
@@ -139,7 +239,10 @@ std::string qpdfProblems(const std::vector<std::uint8_t>& pdf) {
     output.append(buffer.data(), n);
   }
   const int status = ::pclose(pipe.release());
-  return status == 0 ? std::string() : output;
+  if (status != 0 || output.find("WARNING") != std::string::npos) return output;
+  const std::string json = commandOutput("qpdf --json '" + path + "' 2>&1");
+  if (json.find("file is damaged") != std::string::npos) return "qpdf --json: file is damaged";
+  return {};
 }
 
 }  // namespace quorvane::testing

@@ -37,7 +37,37 @@ struct PagePixels {
 };
 PagePixels rasterisePage(const std::vector<std::uint8_t>& pdf, int index, int width, int height);
 
-// qpdf's verdict: empty when the file is sound, else what qpdf said.
+// qpdf's verdict: empty when the file is sound — `qpdf --check` exits 0
+// without a warning, and its JSON does not call the file damaged — else
+// what qpdf said.
 std::string qpdfProblems(const std::vector<std::uint8_t>& pdf);
+
+// What a viewer shows in a document's properties.
+struct ReadProperties {
+  std::string title;
+  std::string author;
+  std::string subject;
+  std::string keywords;
+  std::string creator;
+  long long created = 0;  // seconds since 1970; 0 when there is no date
+};
+ReadProperties readProperties(const std::vector<std::uint8_t>& pdf);
+
+// The outline (bookmarks) as a viewer's pane shows it: each entry's title
+// and the page it opens, from 1 (0 when poppler can't resolve it).
+struct ReadOutlineEntry {
+  std::string title;
+  int page = 0;
+  std::vector<ReadOutlineEntry> children;
+};
+std::vector<ReadOutlineEntry> readOutline(const std::vector<std::uint8_t>& pdf);
+
+// The links of page `index` (from 0) as poppler maps them: the area in
+// points from the page's top left, and the page each opens, from 1.
+struct ReadLink {
+  double left = 0, top = 0, right = 0, bottom = 0;
+  int page = 0;
+};
+std::vector<ReadLink> readLinks(const std::vector<std::uint8_t>& pdf, int index);
 
 }  // namespace quorvane::testing

@@ -13,7 +13,18 @@ namespace {
 
 using testing::embeddedImages;
 using testing::qpdfProblems;
+using testing::readLinks;
+using testing::readOutline;
+using testing::ReadOutlineEntry;
 using testing::readPdf;
+
+// An outline as (title, page) pairs, one level.
+std::vector<std::pair<std::string, int>> entriesOf(const std::vector<ReadOutlineEntry>& outline) {
+  std::vector<std::pair<std::string, int>> entries;
+  for (const ReadOutlineEntry& entry : outline) entries.emplace_back(entry.title, entry.page);
+  return entries;
+}
+using Entries = std::vector<std::pair<std::string, int>>;
 
 bool contains(const std::string& text, const std::string& part) {
   return text.find(part) != std::string::npos;
@@ -260,6 +271,106 @@ TEST_F(PortfolioTest, ARaisonneNumbersItsWorksInProjectOrder) {
   EXPECT_TRUE(contains(pages[3].text, "No. 2")) << pages[3].text;
   EXPECT_TRUE(contains(pages[3].text, "Shown at the Kunsthalle in 2024.")) << "every field";
   EXPECT_FALSE(contains(pages[0].text, "Portfolio")) << "a catalogue is no portfolio";
+
+  // In the outline each work goes by its number and title, in the
+  // language of the document.
+  const auto outline = readOutline(render("fr").data);
+  ASSERT_EQ(outline.size(), 2u);
+  EXPECT_EQ(entriesOf(outline[0].children),
+            (Entries{{"N° 1 — Work first", 3}, {"N° 2 — Work second", 4}}));
+}
+
+// A reader finds their way: the outline, the contents page's links, a table
+// of objects that qpdf and a print shop's preflight accept.
+
+TEST_F(PortfolioTest, TheOutlineHasEveryPartAndUnderThemTheWorksAndCvSectionsAtBothQualities) {
+  snapshot.projectStatement = "A year on one shore.";
+  snapshot.cv.soloExhibitions.push_back({{"year", "2020"}, {"title", "Tidewater"}});
+  // A CV long enough to take a second page, its last section on it.
+  for (int i = 0; i < 60; ++i) {
+    snapshot.cv.education.push_back(
+        {{"year", std::to_string(1990 + i)}, {"majorDegree", "Course " + std::to_string(i)}});
+  }
+  snapshot.cv.representationEntries.push_back({{"galleryName", "Galerie Westhaven"}});
+  addArtwork("a1", *testing::encodedImage(".jpg", 300, 200));
+  addArtwork("a2", *testing::encodedImage(".jpg", 200, 300));
+  // Titles as people type them: brackets, a backslash, a line break, bytes
+  // that are no UTF-8 (which once stopped cairo drawing: the document
+  // must still end with its contact page).
+  snapshot.artworks.images[0].title = "Low (tide) \\ one\ntwo";
+  snapshot.artworks.images[1].title = "";
+  addArtwork("a3", *testing::encodedImage(".jpg", 100, 100));
+  snapshot.artworks.images[2].title = "Salt \xff marsh";
+
+  for (const ExportImageQuality quality :
+       {ExportImageQuality::webOptimized, ExportImageQuality::printQuality}) {
+    options.imageQuality = quality;
+    const auto pdf = render().data;
+    EXPECT_EQ(qpdfProblems(pdf), "");
+    const auto pages = readPdf(pdf);
+    // cover 1, contents 2, project statement 3, statement 4, biography 5,
+    // CV 6–7, works 8–10, contact 11
+    ASSERT_EQ(pages.size(), 11u);
+    const auto outline = readOutline(pdf);
+    EXPECT_EQ(entriesOf(outline), (Entries{{"Project Statement", 3},
+                                           {"Artist Statement", 4},
+                                           {"Biography", 5},
+                                           {"Curriculum Vitae", 6},
+                                           {"Selected Works", 8},
+                                           {"Contact", 11}}));
+    ASSERT_EQ(outline.size(), 6u);
+    EXPECT_EQ(entriesOf(outline[3].children),
+              (Entries{{"Selected solo exhibitions", 6}, {"Education", 6}, {"Representation", 7}}));
+    EXPECT_TRUE(contains(pages[6].text, "Galerie Westhaven"));
+    EXPECT_EQ(entriesOf(outline[4].children),
+              (Entries{{"Low (tide) \\ one two", 8}, {"Untitled", 9}, {"Salt \uFFFD marsh", 10}}));
+    for (const ReadOutlineEntry& part : outline) {
+      if (part.title != "Selected Works" && part.title != "Curriculum Vitae") {
+        EXPECT_TRUE(part.children.empty()) << part.title;
+      }
+    }
+  }
+}
+
+TEST_F(PortfolioTest, EveryLineOfTheContentsPageIsALinkToItsPartPageNumberIncluded) {
+  addArtwork("a1", *testing::encodedImage(".jpg", 300, 200));
+  addArtwork("a2", *testing::encodedImage(".jpg", 300, 200));
+  const auto pdf = render("de").data;
+  const auto pages = readPdf(pdf);
+  ASSERT_EQ(pages.size(), 8u);  // cover, contents, statement, biography, CV, two works, contact
+  const auto links = readLinks(pdf, 1);
+  ASSERT_EQ(links.size(), 5u);
+  const std::vector<int> targets{3, 4, 5, 6, 8};
+  const PDFStyle style;
+  for (std::size_t i = 0; i < links.size(); ++i) {
+    EXPECT_EQ(links[i].page, targets[i]) << "line " << i;
+    // From the title at the margin to the page number at the right margin.
+    EXPECT_LE(links[i].left, style.margin + 0.5);
+    EXPECT_GE(links[i].right, pages[1].width - style.margin - 0.5);
+    if (i > 0) {
+      EXPECT_LE(links[i - 1].bottom, links[i].top + 0.01) << "lines' links never overlap";
+    }
+  }
+  EXPECT_TRUE(contains(pages[1].text, "Lebenslauf")) << pages[1].text;
+  for (const int page : {0, 2, 3, 4, 5, 6, 7}) {
+    EXPECT_TRUE(readLinks(pdf, page).empty()) << "page " << page + 1;
+  }
+}
+
+TEST_F(PortfolioTest, TwoHundredWorksStillMakeASoundFileWithAnEntryForEach) {
+  const auto jpeg = *testing::encodedImage(".jpg", 64, 48);
+  for (int i = 1; i <= 200; ++i) addArtwork(std::to_string(i), jpeg);
+  options.imageQuality = ExportImageQuality::printQuality;
+  const auto pdf = render().data;
+  EXPECT_EQ(qpdfProblems(pdf), "");
+  const auto outline = readOutline(pdf);
+  ASSERT_EQ(outline.size(), 5u);  // statement, biography, CV, works, contact
+  ASSERT_EQ(outline[3].children.size(), 200u);
+  // cover, contents, statement, biography, CV: the works from page 6 on
+  EXPECT_EQ(outline[3].children.front().page, 6);
+  EXPECT_EQ(outline[3].children.back().title, "Work 200");
+  EXPECT_EQ(outline[3].children.back().page, 205);
+  EXPECT_EQ(outline[4].page, 206);
 }
 
 }  // namespace
