@@ -98,8 +98,7 @@ void writeFreeEntry(std::vector<std::uint8_t>& bytes, std::size_t at, std::uint6
 PdfXrefRepair::PdfXrefRepair(PdfSink downstream) : downstream_(std::move(downstream)) {}
 
 // A small machine, fed byte by byte only where a line begins: between lines
-// it leaps from one line feed to the next, so the images it passes over
-// cost a memchr.
+// it leaps from one line feed to the next.
 enum class HeaderState : std::uint8_t {
   between,
   lineStart,
@@ -111,14 +110,30 @@ enum class HeaderState : std::uint8_t {
   j
 };
 
-void PdfXrefRepair::noteObjectStarts(std::span<const std::uint8_t> bytes) {
+namespace {
+
+// A write larger than this is looked at only at its two ends (an image, a
+// font, a compressed stream): cairo writes each object's header with a
+// write of its own, small, and reserves numbers between writes, so every
+// place an entry can point at is at the start of a write.
+constexpr std::size_t kWholeWrite = 4096;
+constexpr std::size_t kEdge = 64;
+
+}  // namespace
+
+std::size_t PdfXrefRepair::scan(std::span<const std::uint8_t> bytes, std::size_t from,
+                                std::size_t to, bool untilBetween) {
   const std::uint8_t* data = bytes.data();
-  const std::size_t size = bytes.size();
   auto state = static_cast<HeaderState>(state_);
-  for (std::size_t i = 0; i < size;) {
+  std::size_t i = from;
+  while (i < to || (untilBetween && i < bytes.size() && state != HeaderState::between &&
+                    state != HeaderState::lineStart)) {
     if (state == HeaderState::between) {
-      const void* feed = std::memchr(data + i, '\n', size - i);
-      if (feed == nullptr) break;
+      const void* feed = std::memchr(data + i, '\n', to - i);
+      if (feed == nullptr) {
+        i = to;
+        break;
+      }
       i = static_cast<std::size_t>(static_cast<const std::uint8_t*>(feed) - data) + 1;
       state = HeaderState::lineStart;
       continue;
@@ -169,7 +184,35 @@ void PdfXrefRepair::noteObjectStarts(std::span<const std::uint8_t> bytes) {
     ++i;
   }
   state_ = static_cast<std::uint8_t>(state);
+  return i;
+}
+
+void PdfXrefRepair::noteObjectStarts(std::span<const std::uint8_t> bytes) {
+  const std::size_t size = bytes.size();
+  if (size <= kWholeWrite) {
+    scan(bytes, 0, size, false);
+  } else {
+    // The head, and any header it leaves half-read; then the tail. What
+    // lies between is not looked at: an entry pointing there is left as
+    // it is, never judged.
+    const std::size_t headEnd = scan(bytes, 0, kEdge, true);
+    const std::size_t tailStart = size - kEdge;
+    if (headEnd < tailStart) {
+      unread_.push_back({position_ + headEnd, position_ + tailStart + 1});
+      state_ = static_cast<std::uint8_t>(HeaderState::between);
+    }
+    scan(bytes, std::max(headEnd, tailStart), size, false);
+  }
   position_ += size;
+}
+
+bool PdfXrefRepair::unread(std::uint64_t offset) const {
+  const auto after = std::upper_bound(
+      unread_.begin(), unread_.end(), offset,
+      [](std::uint64_t value, const std::pair<std::uint64_t, std::uint64_t>& range) {
+        return value < range.first;
+      });
+  return after != unread_.begin() && offset < std::prev(after)->second;
 }
 
 bool PdfXrefRepair::write(std::span<const std::uint8_t> bytes) {
@@ -200,7 +243,8 @@ void PdfXrefRepair::mendTable() {
     bool isFree = !entry.inUse;
     if (entry.inUse) {
       const auto found = objectStarts_.find(entry.offset);
-      if (found == objectStarts_.end() || found->second != entry.object) {
+      const bool seen = found != objectStarts_.end() && found->second == entry.object;
+      if (!seen && !unread(entry.offset)) {
         isFree = true;
         ++missing;
       }

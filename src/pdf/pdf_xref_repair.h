@@ -22,6 +22,7 @@
 #include <cstdint>
 #include <span>
 #include <unordered_map>
+#include <utility>
 #include <vector>
 
 #include "pdf/pdf_canvas.h"
@@ -50,12 +51,20 @@ class PdfXrefRepair {
 
  private:
   void noteObjectStarts(std::span<const std::uint8_t> bytes);
+  // Looks for headers in bytes[from, to) — and past `to` while one is
+  // half-read, when `untilBetween` — and returns where it stopped.
+  std::size_t scan(std::span<const std::uint8_t> bytes, std::size_t from, std::size_t to,
+                   bool untilBetween);
+  // Whether `offset` lies in bytes that were not looked at.
+  bool unread(std::uint64_t offset) const;
   void mendTable();
 
   PdfSink downstream_;
   std::uint64_t position_ = 0;  // bytes seen so far
   // Where an object header ("12 0 obj") begins, and its number.
   std::unordered_map<std::uint64_t, std::uint64_t> objectStarts_;
+  // The stretches not looked at, [from, to), in file order.
+  std::vector<std::pair<std::uint64_t, std::uint64_t>> unread_;
   // How far into a header the last write ended: a header may be split
   // between two writes.
   std::uint8_t state_ = 1;  // at the start of a line

@@ -22,32 +22,35 @@ struct BrokenPdf {
   std::size_t tailFrom = 0;
   std::size_t table = 0;
 };
-BrokenPdf brokenPdf() {
+// `padding` bytes of an image's data go into object 6, and object 7 after it.
+BrokenPdf brokenPdf(std::size_t padding = 0) {
   BrokenPdf pdf;
   std::string& out = pdf.text;
   out = "%PDF-1.5\n%\xb5\xed\xae\xfb\n";
-  std::size_t offsets[6] = {};
+  std::size_t offsets[8] = {};
   const auto object = [&](int number, const std::string& body) {
     offsets[number] = out.size();
     out += std::to_string(number) + " 0 obj\n" + body + "\nendobj\n";
   };
   object(4, "<< /Type /Page /Parent 2 0 R /MediaBox [0 0 10 10] /StructParents 0 >>");
   // A stream whose bytes hold what looks like a header, on a line of its own.
-  object(6, "<< /Length 12 >>\nstream\nx\n3 0 obj\nyz\nendstream");
+  object(6, "<< /Length " + std::to_string(12 + padding) + " >>\nstream\nx\n3 0 obj\nyz" +
+                std::string(padding, 'q') + "\nendstream");
+  object(7, "(seven)");
   pdf.tailFrom = out.size();
   offsets[3] = out.size();  // reserved here, never written
   object(1, "<< /Type /Catalog /Pages 2 0 R >>");
   object(2, "<< /Type /Pages /Kids [4 0 R] /Count 1 >>");
   object(5, "[ 3 0 R ]");
   pdf.table = out.size();
-  out += "xref\n0 7\n0000000000 65535 f \n";
+  out += "xref\n0 8\n0000000000 65535 f \n";
   char entry[21];
-  for (int number = 1; number <= 6; ++number) {
+  for (int number = 1; number <= 7; ++number) {
     std::snprintf(entry, sizeof entry, "%010zu 00000 n \n", offsets[number]);
     out += entry;
   }
   out +=
-      "trailer\n<< /Size 7 /Root 1 0 R >>\nstartxref\n" + std::to_string(pdf.table) + "\n%%EOF\n";
+      "trailer\n<< /Size 8 /Root 1 0 R >>\nstartxref\n" + std::to_string(pdf.table) + "\n%%EOF\n";
   return pdf;
 }
 
@@ -92,6 +95,33 @@ TEST(PdfXrefRepairTest, AnEntryForAnObjectNeverWrittenBecomesFreeHoweverTheBytes
     EXPECT_EQ(freed, 1u);
   }
   EXPECT_EQ(qpdfProblems(bytesOf(expected)), "");
+}
+
+TEST(PdfXrefRepairTest, WhatALargeWriteHoldsInItsMiddleIsNeverJudged) {
+  // The body in one write of 9 KB: an image's data and, after it, a whole
+  // object — cairo never writes so, but if it did, that object's entry is
+  // left as it is, while the entry pointing at the start of a write is
+  // mended.
+  const BrokenPdf broken = brokenPdf(9000);
+  std::vector<std::uint8_t> out;
+  PdfXrefRepair repair([&](std::span<const std::uint8_t> bytes) {
+    out.insert(out.end(), bytes.begin(), bytes.end());
+    return true;
+  });
+  const auto* data = reinterpret_cast<const std::uint8_t*>(broken.text.data());
+  ASSERT_TRUE(repair.write({data, broken.tailFrom}));
+  repair.holdBack();
+  for (std::size_t at = broken.tailFrom; at < broken.text.size(); at += 16) {
+    ASSERT_TRUE(repair.write({data + at, std::min<std::size_t>(16, broken.text.size() - at)}));
+  }
+  ASSERT_TRUE(repair.finish());
+  EXPECT_EQ(repair.freedEntries(), 1u);
+  EXPECT_EQ(qpdfProblems(out), "");
+  const std::string table(out.begin() + static_cast<std::ptrdiff_t>(broken.table), out.end());
+  EXPECT_NE(table.find("0000000003 65535 f"), std::string::npos) << table;
+  std::size_t free = 0;
+  for (auto at = table.find(" f "); at != std::string::npos; at = table.find(" f ", at + 1)) ++free;
+  EXPECT_EQ(free, 2u) << "object 0's entry and object 3's; object 7 stays in use";
 }
 
 TEST(PdfXrefRepairTest, ASoundTableOrATailWithoutOneGoesOnUntouched) {
