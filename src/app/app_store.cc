@@ -498,9 +498,7 @@ std::optional<std::string> AppStore::startNewProject(const ProjectChanges& chang
   state_.snapshot = std::move(snapshot);
   rememberStampedContent();
   state_.worksInspectorArtworkID.reset();
-  state_.projects.insert(state_.projects.begin(),
-                         ProjectSummary{project.id, project.projectName, project.projectTitle,
-                                        project.createdAt, project.updatedAt});
+  state_.projects.insert(state_.projects.begin(), ProjectSummary::of(project));
   rememberCurrentProject();
   services_.logger.log("app create project id=" + project.id);
   isUnsaved_ = true;
@@ -531,10 +529,7 @@ bool AppStore::openProject(const std::string& projectId) {
     reloadSummaries();
     if (openLoaded(projectId, true)) return true;
     if (isUnsaved_) {  // still on the project not yet written: keep showing it
-      state_.projects.insert(
-          state_.projects.begin(),
-          ProjectSummary{state_.project.id, state_.project.projectName, state_.project.projectTitle,
-                         state_.project.createdAt, state_.project.updatedAt});
+      state_.projects.insert(state_.projects.begin(), ProjectSummary::of(state_.project));
     }
     return failWithKey("app.error.no_such_project", {projectId});
   } catch (const std::exception& error) {
@@ -601,6 +596,8 @@ bool AppStore::updateProject(const ProjectChanges& given) {
     if (summary.id != state_.project.id) continue;
     summary.projectName = state_.project.projectName;
     summary.projectTitle = state_.project.projectTitle;
+    summary.kind = state_.project.kind;
+    summary.catalogueKind = state_.project.catalogueKind;
   }
   if (state_.snapshot.artworks.unit != unitBefore) {
     services_.logger.log("app documents stale reason=artworks_unit_changed");
@@ -641,9 +638,7 @@ std::optional<std::string> AppStore::duplicateProject() {
     snapshot.documentArtworkLinks.clear();
     state_.project = copy;
     state_.snapshot = std::move(snapshot);
-    state_.projects.insert(state_.projects.begin(),
-                           ProjectSummary{copy.id, copy.projectName, copy.projectTitle,
-                                          copy.createdAt, copy.updatedAt});
+    state_.projects.insert(state_.projects.begin(), ProjectSummary::of(copy));
     rememberCurrentProject();
     rememberStampedContent();
     // Six writes for one decision of the user's: they count as one change.
@@ -1037,20 +1032,23 @@ std::vector<ReusableArtworkAsset> AppStore::vault() {
   }
 }
 
-void AppStore::vaultInBackground(std::function<void(std::vector<ReusableArtworkAsset>)> done) {
+template <typename Result>
+void AppStore::readAfterSaves(std::function<Result(SnapshotRepository&)> read,
+                              std::function<void(const Result&)> done) {
   pipeline_->firePendingSaves();
   const std::weak_ptr<AppStore*> weak = self_;
   SnapshotRepository& snapshots = services_.snapshots;
   Executor& main = services_.main;
-  services_.saveQueue.post([weak, &snapshots, &main, projectId = state_.project.id, done] {
-    std::vector<ReusableArtworkAsset> artworks;
+  // On the save queue, so that it reads what the saves before it wrote.
+  services_.saveQueue.post([weak, &snapshots, &main, read = std::move(read), done] {
+    Result result{};
     std::exception_ptr error;
     try {
-      artworks = snapshots.reusableArtworks(projectId);
+      result = read(snapshots);
     } catch (...) {
       error = std::current_exception();
     }
-    main.post([weak, done, artworks, error] {
+    main.post([weak, done, result = std::move(result), error] {
       const auto self = weak.lock();
       if (!self) return;
       if (error) {
@@ -1060,9 +1058,24 @@ void AppStore::vaultInBackground(std::function<void(std::vector<ReusableArtworkA
           (*self)->failWith(failure);
         }
       }
-      if (done) done(artworks);
+      if (done) done(result);
     });
   });
+}
+
+void AppStore::vaultInBackground(std::function<void(std::vector<ReusableArtworkAsset>)> done) {
+  readAfterSaves<std::vector<ReusableArtworkAsset>>(
+      [projectId = state_.project.id](SnapshotRepository& snapshots) {
+        return snapshots.reusableArtworks(projectId);
+      },
+      [done = std::move(done)](const std::vector<ReusableArtworkAsset>& artworks) {
+        if (done) done(artworks);
+      });
+}
+
+void AppStore::libraryCountsInBackground(std::function<void(const LibraryKPIOverview&)> done) {
+  readAfterSaves<LibraryKPIOverview>(
+      [](SnapshotRepository& snapshots) { return snapshots.libraryCounts(); }, std::move(done));
 }
 
 bool AppStore::addFromVault(const std::string& artworkId) {

@@ -184,6 +184,10 @@ struct AppStoreServices {
   // Where page thumbnails are drawn ("app.quorvane.pdf-thumbs"); without it
   // (the command line) none are drawn in the background.
   Executor* thumbnailQueue = nullptr;
+  // Where a board's pictures are decoded ("app.quorvane.board-pictures"),
+  // apart from the drawing of pages so that scrolling never waits behind
+  // it; without it, the thumbnail queue.
+  Executor* pictureQueue = nullptr;
   // The web CV import's reads and writes of the library, and where its
   // files are read (the real file system when absent). Without the first
   // no web CV can be imported.
@@ -323,6 +327,9 @@ class AppStore {
   std::vector<ReusableArtworkAsset> vault();
   // `vault` the same way: read on the save queue after the pending saves.
   void vaultInBackground(std::function<void(std::vector<ReusableArtworkAsset>)> done);
+  // The library's figures (artworks, texts and CVs written), read on the
+  // save queue after the pending saves; `done` runs on the main executor.
+  void libraryCountsInBackground(std::function<void(const LibraryKPIOverview&)> done);
   bool addFromVault(const std::string& artworkId);
   void setUnit(UnitSystem unit);
   void setLayoutMode(ArtworkLayoutMode mode);
@@ -487,6 +494,19 @@ class AppStore {
   void loadDocumentPdfThumb(SaveSection section, ThumbLoaded done);
   // The artwork open in the works inspector: its thumbnail jumps the queue.
   void setWorksInspectorArtwork(const std::optional<std::string>& artworkId);
+  // A picture of an artwork of the library for a board's cell (or a
+  // project's cover), at most `longEdge` pixels on its longer side: its
+  // page thumbnail when there is one, else its web image (and, for the
+  // open project's, the missing page is scheduled). Decoded on the picture
+  // queue; `done` runs on the main executor, with nothing when the artwork
+  // has neither (or is gone).
+  struct BoardPicture {
+    RgbPixels pixels;
+    bool isPage = false;  // the page as printed, not the bare image
+    bool operator==(const BoardPicture&) const = default;
+  };
+  using PictureLoaded = std::function<void(const std::optional<BoardPicture>&)>;
+  void loadBoardPicture(const std::string& artworkId, int longEdge, PictureLoaded done);
   PageThumbnails* pageThumbnails() { return thumbnails_.get(); }
   // Draws, here and now, every thumbnail of the open project that is
   // missing or stale (the command line's `thumbnails`); `progress` is told
@@ -640,6 +660,15 @@ class AppStore {
   // The signatures of every page of the open project now.
   std::optional<std::string> currentThumbnailSignature(const std::string& key);
   void refreshThumbnails();
+  // Runs `read` on the save queue after the pending saves, and `done` with
+  // its result on the main executor (a failure is shown, `done` told the
+  // empty result).
+  template <typename Result>
+  void readAfterSaves(std::function<Result(SnapshotRepository&)> read,
+                      std::function<void(const Result&)> done);
+  // The web image of `artworkId` decoded on the picture queue.
+  void loadWebPicture(const std::string& artworkId, int longEdge, PictureLoaded done);
+  Executor* pictureWorker() const;
   void thumbnailReady(const std::string& key);
   PageLabels currentPageLabels();
   std::unique_ptr<PageThumbnails> thumbnails_;

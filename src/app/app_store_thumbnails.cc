@@ -174,3 +174,73 @@ void AppStore::setWorksInspectorArtwork(const std::optional<std::string>& artwor
 }
 
 }  // namespace quorvane
+
+namespace quorvane {
+
+Executor* AppStore::pictureWorker() const {
+  return services_.pictureQueue != nullptr ? services_.pictureQueue : services_.thumbnailQueue;
+}
+
+void AppStore::loadBoardPicture(const std::string& artworkId, int longEdge, PictureLoaded done) {
+  checkMainThread();
+  // Any artwork of the library: a dashboard shows other projects' covers.
+  const Artwork* shown = artwork(artworkId);
+  if ((shown != nullptr && !shown->imagePath) || pictureWorker() == nullptr) {
+    services_.main.post([done = std::move(done)] { done(std::nullopt); });
+    return;
+  }
+  const std::weak_ptr<AppStore*> weak = self_;
+  loadArtworkPdfThumb(artworkId, [weak, artworkId, longEdge, done = std::move(done)](
+                                     const std::optional<std::vector<std::uint8_t>>& page) {
+    const auto self = weak.lock();
+    if (!self) return;
+    AppStore& store = **self;
+    if (!page) {
+      // No page yet (never drawn, or its file lost): the bare image stands
+      // in, and the page is drawn for next time.
+      if (store.artwork(artworkId) != nullptr) {
+        store.enqueueArtworkPdfThumb(artworkId, "board_missing");
+      }
+      store.loadWebPicture(artworkId, longEdge, done);
+      return;
+    }
+    const ImageOptimizer& images = store.services_.images;
+    Executor& main = store.services_.main;
+    store.pictureWorker()->post([weak, artworkId, longEdge, done, page = *page, &images, &main] {
+      std::optional<BoardPicture> picture;
+      try {
+        picture = BoardPicture{images.decodeToFit(page, longEdge, longEdge), true};
+      } catch (const std::exception&) {
+      }
+      main.post([weak, artworkId, longEdge, done, picture = std::move(picture)] {
+        const auto self = weak.lock();
+        if (!self) return;
+        if (picture) return done(picture);
+        (*self)->loadWebPicture(artworkId, longEdge, done);
+      });
+    });
+  });
+}
+
+void AppStore::loadWebPicture(const std::string& artworkId, int longEdge, PictureLoaded done) {
+  const std::weak_ptr<AppStore*> weak = self_;
+  const FilesMediaStore& media = services_.media;
+  const ImageOptimizer& images = services_.images;
+  Executor& main = services_.main;
+  pictureWorker()->post([weak, artworkId, longEdge, done, &media, &images, &main] {
+    std::optional<BoardPicture> picture;
+    try {
+      if (const auto bytes = media.readFile(media.webDerivativePath(artworkId))) {
+        picture = BoardPicture{images.decodeToFit(*bytes, longEdge, longEdge), false};
+      }
+    } catch (const std::exception&) {
+      // A web image that can't be read shows as an empty cell; the page
+      // thumbnail replaces it once drawn.
+    }
+    main.post([weak, done, picture = std::move(picture)] {
+      if (weak.lock()) done(picture);
+    });
+  });
+}
+
+}  // namespace quorvane

@@ -96,14 +96,4 @@ std::string resolveId(CliContext& context, const std::string& given,
   throw CliError(context.format("cli.error.ambiguous_id", {given, listed}));
 }
 
-std::optional<std::string> currencyCode(std::string_view text) {
-  if (text.size() != 3) return std::nullopt;
-  std::string code;
-  for (const char c : text) {
-    if (!std::isalpha(static_cast<unsigned char>(c))) return std::nullopt;
-    code += static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
-  }
-  return code;
-}
-
 }  // namespace quorvane

@@ -54,7 +54,4 @@ std::string jsonText(const nlohmann::json& json);
 std::string resolveId(CliContext& context, const std::string& given,
                       const std::vector<std::string>& ids);
 
-// An ISO 4217-shaped code (three letters), upper-cased; nothing otherwise.
-std::optional<std::string> currencyCode(std::string_view text);
-
 }  // namespace quorvane

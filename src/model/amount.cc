@@ -81,4 +81,14 @@ std::string formatCents(std::int64_t cents) {
   return std::to_string(cents / 100) + "." + (fraction < 10 ? "0" : "") + std::to_string(fraction);
 }
 
+std::optional<std::string> currencyCode(std::string_view text) {
+  if (text.size() != 3) return std::nullopt;
+  std::string code;
+  for (const char c : text) {
+    if (!std::isalpha(static_cast<unsigned char>(c))) return std::nullopt;
+    code += static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
+  }
+  return code;
+}
+
 }  // namespace quorvane

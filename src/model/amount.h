@@ -20,4 +20,7 @@ std::optional<std::int64_t> parseAmountToCents(std::string_view amount);
 // 120050 → "1200.50".
 std::string formatCents(std::int64_t cents);
 
+// An ISO 4217-shaped code (three letters), upper-cased; nothing otherwise.
+std::optional<std::string> currencyCode(std::string_view text);
+
 }  // namespace quorvane

@@ -107,7 +107,24 @@ struct ProjectSummary {
   std::string projectTitle;
   std::optional<Date> createdAt;
   std::optional<Date> updatedAt;
+  ProjectKind kind = ProjectKind::portfolio;
+  std::optional<CatalogueKind> catalogueKind;
+  // As the library last had them: the first artwork, for a cover, and
+  // how many the project shows.
+  std::optional<std::string> coverArtworkId;
+  std::int64_t artworkCount = 0;
 
+  static ProjectSummary of(const Project& project) {
+    return ProjectSummary{project.id,
+                          project.projectName,
+                          project.projectTitle,
+                          project.createdAt,
+                          project.updatedAt,
+                          project.kind,
+                          project.catalogueKind,
+                          std::nullopt,
+                          0};
+  }
   bool operator==(const ProjectSummary&) const = default;
 };
 

@@ -147,16 +147,25 @@ SavedProject SQLiteSnapshotRepository::saveImportedProject(
 std::vector<ProjectSummary> SQLiteSnapshotRepository::projectSummaries() {
   const std::lock_guard lock(mutex_);
   Statement select = db_.prepare(
-      "SELECT id, projectName, projectTitle, createdAt, updatedAt FROM projects WHERE "
-      "archivedAt IS NULL ORDER BY COALESCE(updatedAt, createdAt, 0) DESC");
+      "SELECT id, projectName, projectTitle, createdAt, updatedAt, kind, catalogueKind, "
+      "(SELECT pa.artworkId FROM project_artworks pa WHERE pa.projectId = projects.id "
+      "ORDER BY pa.sortIndex LIMIT 1), "
+      "(SELECT COUNT(*) FROM project_artworks pa WHERE pa.projectId = projects.id) "
+      "FROM projects WHERE archivedAt IS NULL ORDER BY COALESCE(updatedAt, createdAt, 0) DESC");
   std::vector<ProjectSummary> summaries;
   while (select.nextRow()) {
+    // The kinds read as the project's own are, leniently.
+    const ProjectKind kind = decodeProjectKind(select.text(5));
     summaries.push_back(ProjectSummary{
         .id = select.text(0).value_or(std::string(kLegacySingleProjectId)),
         .projectName = select.textOrEmpty(1),
         .projectTitle = select.textOrEmpty(2),
         .createdAt = dateFromMilliseconds(select.int64(3)),
         .updatedAt = dateFromMilliseconds(select.int64(4)),
+        .kind = kind,
+        .catalogueKind = decodeCatalogueKind(kind, select.text(6)),
+        .coverArtworkId = select.text(7),
+        .artworkCount = select.int64(8).value_or(0),
     });
   }
   return summaries;

@@ -91,3 +91,118 @@ TEST_F(StoreThumbnailsTest, SettingsAndLabelsRedrawEveryPageTheyTouch) {
 
 }  // namespace
 }  // namespace quorvane
+
+namespace quorvane {
+namespace {
+
+using namespace std::chrono_literals;
+
+class BoardPictureTest : public testing::AppStoreTest {
+ protected:
+  BoardPictureTest() { useThumbnailQueue = true; }
+  std::optional<AppStore::BoardPicture> picture(const std::string& id, int edge = 160) {
+    std::optional<AppStore::BoardPicture> result;
+    bool told = false;
+    store->loadBoardPicture(id, edge, [&](const auto& loaded) {
+      result = loaded;
+      told = true;
+    });
+    for (int round = 0; round < 6 && !told; ++round) {
+      main.runUntilIdle();
+      thumbnailQueue.runUntilIdle();
+      main.runUntilIdle();
+    }
+    EXPECT_TRUE(told) << "a board is always told, picture or not";
+    return result;
+  }
+};
+
+TEST_F(BoardPictureTest, TheBareImageStandsInUntilThePageIsDrawnThenThePageIsShown) {
+  open();
+  store->addImages({writeImage("wide.jpg", 600, 300)});
+  const std::string id = store->state().snapshot.artworks.images[0].id;
+  logger.lines.clear();
+
+  const auto before = picture(id);
+  ASSERT_TRUE(before);
+  EXPECT_FALSE(before->isPage);
+  // The web image, fitted: its longer side is the edge asked for.
+  EXPECT_EQ(before->pixels.width, 160);
+  EXPECT_EQ(before->pixels.height, 80);
+  EXPECT_EQ(before->pixels.data.size(), 160u * 80u * 3u);
+
+  for (int round = 0; round < 6; ++round) {
+    main.advanceBy(1600ms);
+    thumbnailQueue.runUntilIdle();
+    main.runUntilIdle();
+  }
+  const auto after = picture(id);
+  ASSERT_TRUE(after);
+  EXPECT_TRUE(after->isPage);
+  EXPECT_EQ(std::max(after->pixels.width, after->pixels.height), 160);
+  EXPECT_GT(after->pixels.height, after->pixels.width) << "a portrait page around a wide work";
+}
+
+TEST_F(BoardPictureTest, CoversOfOtherProjectsLoadAndAWorkWithoutFilesGivesNothing) {
+  open();
+  store->addImages({writeImage("cover.jpg", 300, 300)});
+  const std::string cover = store->state().snapshot.artworks.images[0].id;
+  store->createProject(testing::named("Second"));
+  ASSERT_TRUE(store->state().snapshot.artworks.images.empty());
+  const auto foreign = picture(cover);
+  ASSERT_TRUE(foreign);
+  EXPECT_EQ(foreign->pixels.width, 160);
+
+  std::filesystem::remove(media.webDerivativePath(cover));
+  std::filesystem::remove(media.pdfThumbPath(cover));
+  EXPECT_FALSE(picture(cover)) << "an empty cell, never a failure";
+  EXPECT_FALSE(picture("no-such-artwork"));
+}
+
+TEST_F(BoardPictureTest, WithoutAWorkerNothingIsDecodedOnTheMainThread) {
+  useThumbnailQueue = false;
+  open();
+  store->addImages({writeImage("a.jpg", 300, 300)});
+  EXPECT_FALSE(picture(store->state().snapshot.artworks.images[0].id));
+}
+
+TEST_F(BoardPictureTest, ProjectSummariesCarryKindCoverAndCountFromTheLibrary) {
+  open();
+  store->addImages({writeImage("a.jpg", 200, 200), writeImage("b.jpg", 200, 200)});
+  const std::string firstCover = store->state().snapshot.artworks.images[0].id;
+  store->setProjectKind(ProjectKind::catalogue, CatalogueKind::exhibition);
+  settle();
+  // What a window lists, before and after a restart, is the same.
+  const auto summaryOf = [&](const std::string& id) {
+    for (const ProjectSummary& summary : store->state().projects) {
+      if (summary.id == id) return summary;
+    }
+    return ProjectSummary{};
+  };
+  const std::string projectId = store->state().project.id;
+  EXPECT_EQ(summaryOf(projectId).kind, ProjectKind::catalogue);
+  EXPECT_EQ(summaryOf(projectId).catalogueKind, CatalogueKind::exhibition);
+  open();
+  const ProjectSummary reread = summaryOf(projectId);
+  EXPECT_EQ(reread.kind, ProjectKind::catalogue);
+  EXPECT_EQ(reread.catalogueKind, CatalogueKind::exhibition);
+  EXPECT_EQ(reread.coverArtworkId, firstCover);
+  EXPECT_EQ(reread.artworkCount, 2);
+}
+
+TEST_F(BoardPictureTest, LibraryCountsAreReadAfterThePendingSaves) {
+  open();
+  store->addImages({writeImage("a.jpg", 200, 200)});
+  store->setText(SaveSection::bio, "Born by the sea.");  // not written yet
+  std::optional<LibraryKPIOverview> counts;
+  store->libraryCountsInBackground([&](const LibraryKPIOverview& read) { counts = read; });
+  EXPECT_FALSE(counts) << "told on the main executor, later";
+  saveQueue.runUntilIdle();
+  main.runUntilIdle();
+  ASSERT_TRUE(counts);
+  EXPECT_EQ(counts->artworksCount, 1);
+  EXPECT_EQ(counts->bioCount, 1) << "the pending biography was written first";
+}
+
+}  // namespace
+}  // namespace quorvane
