@@ -2,7 +2,7 @@
 # installs only what is missing), so a fresh machine needs nothing but `make test`.
 PREFIX ?= /usr/local
 
-.PHONY: deps build test demo bench asan crash install fuzz format clean
+.PHONY: deps build test demo bench asan crash install fuzz format clean app screenshots
 
 deps:
 	@scripts/install-deps
@@ -37,6 +37,17 @@ bench: build
 demo: build
 	@scripts/install-deps demo
 	@scripts/demo build/release/src/quorvane
+
+# The desktop window: on your library, or with DEMO=1 on the demo library
+# in a temporary home.
+app: build
+	@$(if $(DEMO),scripts/install-deps demo,true)
+	@DEMO=$(DEMO) scripts/app build/release
+
+# A picture of every screen, both themes, two languages: build/screenshots/.
+screenshots: build
+	@scripts/install-deps demo
+	@scripts/screenshots build/release
 
 install: build
 	cmake --install build/release --prefix "$(PREFIX)"

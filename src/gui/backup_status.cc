@@ -1,0 +1,33 @@
+#include "gui/backup_status.h"
+
+namespace quorvane::gui {
+
+QString lastBackupText(const Words& words, const BackupReminderState& state, Date now) {
+  if (!state.lastExportAt) return words("backup.settings.last_export_none");
+  constexpr std::int64_t kDayMs = 24LL * 60 * 60 * 1000;
+  const std::int64_t elapsed =
+      millisecondsSince1970(now) - millisecondsSince1970(*state.lastExportAt);
+  const std::int64_t days = std::max<std::int64_t>(0, elapsed / kDayMs);
+  if (days == 0) return words("desktop.backup.today");
+  return words.count("backup.settings.last_export_days_ago", days);
+}
+
+QString changesSinceBackupText(const Words& words, const BackupReminderState& state) {
+  if (state.changesSinceLastExport <= 0) return {};
+  return words.count("backup.settings.unexported_changes", state.changesSinceLastExport);
+}
+
+QString reminderText(const Words& words, const AppState& state) {
+  if (!state.showBackupReminderSheet || !state.activeBackupReminderLevel) return {};
+  switch (*state.activeBackupReminderLevel) {
+    case BackupReminderLevel::soft:
+      return words("backup.reminder.soft.message");
+    case BackupReminderLevel::strong:
+      return words("backup.reminder.strong.message");
+    case BackupReminderLevel::largeEdit:
+      return words("backup.reminder.large_edit.message");
+  }
+  return {};
+}
+
+}  // namespace quorvane::gui

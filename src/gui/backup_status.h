@@ -1,0 +1,19 @@
+// The backup state in words, as the sidebar's foot and the dashboard say
+// it: when the last backup was made and how many changes it misses.
+#pragma once
+
+#include <QString>
+
+#include "app/app_store.h"
+#include "gui/words.h"
+
+namespace quorvane::gui {
+
+// "Last export: 3 days ago", or "No export yet".
+QString lastBackupText(const Words& words, const BackupReminderState& state, Date now);
+// "12 changes since last export"; empty when there are none.
+QString changesSinceBackupText(const Words& words, const BackupReminderState& state);
+// The message of the reminder due, or empty when none is.
+QString reminderText(const Words& words, const AppState& state);
+
+}  // namespace quorvane::gui

@@ -1,0 +1,63 @@
+// Everything the window runs on, for the whole life of the window: the
+// library lock (the window is the library's one writer while it is open),
+// the storage, the preferences, the queues and the store, its main
+// executor the Qt event loop.
+#pragma once
+
+#include <QObject>
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "app/app_store.h"
+#include "gui/qt_main_executor.h"
+#include "platform/library_lock.h"
+#include "platform/logger.h"
+#include "platform/preferences.h"
+#include "storage/app_container.h"
+
+namespace quorvane::gui {
+
+// Why the window can't open the library, in the user's words.
+class DesktopStartError : public std::runtime_error {
+ public:
+  using std::runtime_error::runtime_error;
+};
+
+class DesktopSession {
+ public:
+  // Takes the lock, boots the library, starts the store. Throws
+  // DesktopStartError when another program keeps the library, or it can't
+  // be opened. `logger` gets the diagnostics.
+  DesktopSession(QObject& mainContext, Logger& logger);
+  // Writes what is pending, waits for the writes, lets go of the lock.
+  ~DesktopSession();
+  DesktopSession(const DesktopSession&) = delete;
+  DesktopSession& operator=(const DesktopSession&) = delete;
+
+  AppStore& store() { return *store_; }
+  Preferences& preferences() { return *preferences_; }
+  // Notices about the storage to show once the window is up (a recovery,
+  // a temporary library), in words.
+  const std::vector<std::string>& notices() const { return notices_; }
+
+ private:
+  Logger& logger_;
+  std::unique_ptr<LibraryLock> lock_;
+  BootedStorage storage_;
+  std::unique_ptr<Preferences> preferences_;
+  QtMainExecutor main_;
+  SerialQueue saveQueue_{"app.quorvane.snapshot-save"};
+  ImageOptimizer optimizer_;
+  std::unique_ptr<PdfRenderService> renderer_;
+  QuorvaneTransferService transfer_{TransferLimits{}, logger_};
+  std::unique_ptr<SQLiteWebCVRepository> webCV_;
+  SerialQueue pdfQueue_{"app.quorvane.pdf-render"};
+  SerialQueue imageQueue_{"app.quorvane.image-intake"};
+  WorkerPool thumbnailQueue_{"app.quorvane.pdf-thumbs", 2};
+  SerialQueue pictureQueue_{"app.quorvane.board-pictures"};
+  std::unique_ptr<AppStore> store_;
+  std::vector<std::string> notices_;
+};
+
+}  // namespace quorvane::gui

@@ -1,0 +1,311 @@
+#include "gui/inspector.h"
+
+#include <QComboBox>
+#include <QFormLayout>
+#include <QHBoxLayout>
+#include <QImage>
+#include <QLabel>
+#include <QLineEdit>
+#include <QPlainTextEdit>
+#include <QScrollArea>
+#include <QStackedWidget>
+#include <QVBoxLayout>
+
+#include "gui/words.h"
+#include "model/amount.h"
+
+namespace quorvane::gui {
+namespace {
+
+constexpr int kPreviewEdge = 300;
+
+void setIfDifferent(QLineEdit* field, const std::string& value) {
+  const QString text = qstr(value);
+  if (field->text() != text) field->setText(text);
+}
+
+QLineEdit* lineEdit(QWidget* parent, const char* name) {
+  auto* field = new QLineEdit(parent);
+  field->setObjectName(QString::fromLatin1(name));
+  return field;
+}
+
+}  // namespace
+
+Inspector::Inspector(AppStore& store, QWidget* parent)
+    : QWidget(parent),
+      store_(store),
+      stack_(new QStackedWidget(this)),
+      emptyLabel_(new QLabel(this)),
+      preview_(new QLabel(this)),
+      heading_(new QLabel(this)),
+      form_(new QFormLayout),
+      title_(lineEdit(this, "inspectorTitle")),
+      year_(lineEdit(this, "inspectorYear")),
+      medium_(lineEdit(this, "inspectorMedium")),
+      width_(lineEdit(this, "inspectorWidth")),
+      height_(lineEdit(this, "inspectorHeight")),
+      depth_(lineEdit(this, "inspectorDepth")),
+      unit_(new QLabel(this)),
+      status_(new QComboBox(this)),
+      price_(lineEdit(this, "inspectorPrice")),
+      currency_(lineEdit(this, "inspectorCurrency")),
+      priceRow_(new QWidget(this)),
+      raisonne_(new QLabel(this)),
+      text_(new QPlainTextEdit(this)),
+      subscription_(store, [this](const StoreChanges& changes) { storeChanged(changes); }) {
+  setMinimumWidth(300);
+  emptyLabel_->setAlignment(Qt::AlignCenter);
+  emptyLabel_->setWordWrap(true);
+  emptyLabel_->setObjectName(QStringLiteral("secondaryText"));
+  emptyLabel_->setMargin(24);
+
+  preview_->setAlignment(Qt::AlignCenter);
+  preview_->setMinimumHeight(kPreviewEdge);
+  preview_->setObjectName(QStringLiteral("inspectorPreview"));
+  heading_->setObjectName(QStringLiteral("sectionHeading"));
+
+  for (QLineEdit* dimension : {width_, height_, depth_}) dimension->setMaximumWidth(64);
+  auto* dimensions = new QWidget(this);
+  auto* dimensionsLayout = new QHBoxLayout(dimensions);
+  dimensionsLayout->setContentsMargins(0, 0, 0, 0);
+  dimensionsLayout->setSpacing(4);
+  dimensionsLayout->addWidget(width_);
+  dimensionsLayout->addWidget(new QLabel(QStringLiteral("×"), dimensions));
+  dimensionsLayout->addWidget(height_);
+  dimensionsLayout->addWidget(new QLabel(QStringLiteral("×"), dimensions));
+  dimensionsLayout->addWidget(depth_);
+  dimensionsLayout->addWidget(unit_);
+  dimensionsLayout->addStretch();
+
+  currency_->setMaximumWidth(56);
+  currency_->setMaxLength(3);
+  auto* priceLayout = new QHBoxLayout(priceRow_);
+  priceLayout->setContentsMargins(0, 0, 0, 0);
+  priceLayout->setSpacing(6);
+  priceLayout->addWidget(price_, 1);
+  priceLayout->addWidget(currency_);
+
+  text_->setObjectName(QStringLiteral("inspectorText"));
+  text_->setTabChangesFocus(true);
+  text_->setMinimumHeight(120);
+
+  form_->setLabelAlignment(Qt::AlignLeft);
+  form_->setFieldGrowthPolicy(QFormLayout::AllNonFixedFieldsGrow);
+  form_->setRowWrapPolicy(QFormLayout::DontWrapRows);
+  form_->setVerticalSpacing(8);
+  form_->addRow(QString(), title_);
+  form_->addRow(QString(), year_);
+  form_->addRow(QString(), medium_);
+  form_->addRow(QString(), dimensions);
+  form_->addRow(QString(), status_);
+  form_->addRow(QString(), priceRow_);
+  form_->addRow(QString(), raisonne_);
+  form_->addRow(QString(), text_);
+
+  auto* details = new QWidget(this);
+  auto* detailsLayout = new QVBoxLayout(details);
+  detailsLayout->setContentsMargins(16, 12, 16, 16);
+  detailsLayout->setSpacing(12);
+  detailsLayout->addWidget(preview_);
+  detailsLayout->addWidget(heading_);
+  detailsLayout->addLayout(form_);
+  detailsLayout->addStretch();
+  auto* scroll = new QScrollArea(this);
+  scroll->setWidget(details);
+  scroll->setWidgetResizable(true);
+  scroll->setFrameShape(QFrame::NoFrame);
+
+  stack_->addWidget(emptyLabel_);
+  stack_->addWidget(scroll);
+  auto* layout = new QVBoxLayout(this);
+  layout->setContentsMargins(0, 0, 0, 0);
+  layout->addWidget(stack_);
+
+  for (QLineEdit* field : {title_, year_, medium_, width_, height_, depth_, price_, currency_}) {
+    connect(field, &QLineEdit::textEdited, this, &Inspector::edited);
+  }
+  connect(text_, &QPlainTextEdit::textChanged, this, &Inspector::edited);
+  connect(status_, &QComboBox::activated, this, &Inspector::edited);
+
+  retranslate();
+  showArtwork(std::nullopt);
+}
+
+void Inspector::retranslate() {
+  const Words words(store_);
+  const auto label = [&](QWidget* field, const char* key) {
+    const QString text = words(key);
+    if (auto* labelWidget = qobject_cast<QLabel*>(form_->labelForField(field))) {
+      labelWidget->setText(text);
+    }
+    field->setAccessibleName(text);
+  };
+  label(title_, "desktop.inspector.title");
+  label(year_, "desktop.inspector.year");
+  label(medium_, "desktop.inspector.medium");
+  label(form_->itemAt(3, QFormLayout::FieldRole)->widget(), "desktop.inspector.dimensions");
+  label(status_, "desktop.inspector.status");
+  label(priceRow_, "desktop.inspector.price");
+  label(raisonne_, "desktop.inspector.raisonne");
+  label(text_, "desktop.inspector.text");
+  width_->setAccessibleName(words("desktop.inspector.width"));
+  width_->setPlaceholderText(words("desktop.inspector.width_short"));
+  height_->setAccessibleName(words("desktop.inspector.height"));
+  height_->setPlaceholderText(words("desktop.inspector.height_short"));
+  depth_->setAccessibleName(words("desktop.inspector.depth"));
+  depth_->setPlaceholderText(words("desktop.inspector.depth_short"));
+  price_->setAccessibleName(words("desktop.inspector.price"));
+  currency_->setAccessibleName(words("desktop.inspector.currency"));
+  currency_->setPlaceholderText(qstr(store_.state().project.currency.value_or("EUR")));
+  title_->setPlaceholderText(words("desktop.works.untitled"));
+  preview_->setAccessibleName(words("desktop.inspector.preview"));
+  status_->clear();
+  status_->addItem(words("desktop.status.none"), QString());
+  for (const ArtworkStatus status :
+       {ArtworkStatus::available, ArtworkStatus::sold, ArtworkStatus::inProgress}) {
+    const std::string raw(rawValue(status));
+    status_->addItem(words("desktop.status." + raw), qstr(raw));
+  }
+  heading_->setText(words("desktop.inspector.heading"));
+  filling_ = true;
+  fill();
+  filling_ = false;
+}
+
+void Inspector::showArtwork(const std::optional<std::string>& artworkId, int selectedCount) {
+  const bool changed = artworkId != artworkId_;
+  artworkId_ = artworkId;
+  const Words words(store_);
+  if (!artworkId) {
+    emptyLabel_->setText(selectedCount > 1 ? words.format("desktop.inspector.several",
+                                                          {std::to_string(selectedCount)})
+                                           : words("desktop.inspector.none"));
+    stack_->setCurrentIndex(0);
+  } else {
+    stack_->setCurrentIndex(1);
+  }
+  if (changed) {
+    store_.setWorksInspectorArtwork(artworkId);
+    previewVersion_ = -1;
+    preview_->clear();
+    filling_ = true;
+    fill();
+    filling_ = false;
+    loadPreview();
+  }
+}
+
+void Inspector::storeChanged(const StoreChanges& changes) {
+  if (!artworkId_) return;
+  const auto& images = store_.state().snapshot.artworks.images;
+  const bool present = std::any_of(images.begin(), images.end(),
+                                   [&](const Artwork& a) { return a.id == *artworkId_; });
+  if (!present) return showArtwork(std::nullopt);
+  if (changes.has(StoreArea::artworks) || changes.has(StoreArea::project)) {
+    filling_ = true;
+    fill();
+    filling_ = false;
+  }
+  if (changes.has(StoreArea::thumbnails)) loadPreview();
+}
+
+void Inspector::updateKindRows() {
+  const Project& project = store_.state().project;
+  const bool catalogue = project.kind == ProjectKind::catalogue;
+  const bool raisonne = catalogue && project.catalogueKind == CatalogueKind::raisonne;
+  form_->setRowVisible(priceRow_, catalogue);
+  form_->setRowVisible(status_, catalogue);
+  form_->setRowVisible(raisonne_, raisonne);
+}
+
+void Inspector::fill() {
+  updateKindRows();
+  if (!artworkId_) return;
+  const auto& images = store_.state().snapshot.artworks.images;
+  const auto found = std::find_if(images.begin(), images.end(),
+                                  [&](const Artwork& a) { return a.id == *artworkId_; });
+  if (found == images.end()) return;
+  const Artwork& artwork = *found;
+  setIfDifferent(title_, artwork.title);
+  setIfDifferent(year_, artwork.year);
+  setIfDifferent(medium_, artwork.medium);
+  setIfDifferent(width_, artwork.artworkWidth);
+  setIfDifferent(height_, artwork.artworkHeight);
+  setIfDifferent(depth_, artwork.artworkDepth);
+  if (text_->toPlainText() != qstr(artwork.artworkText))
+    text_->setPlainText(qstr(artwork.artworkText));
+  // A price being typed ("1 200,") is left as it is while it still reads
+  // as the stored amount; otherwise the stored amount is shown.
+  const std::optional<std::int64_t> typed = parseAmountToCents(utf8(price_->text()));
+  if (!(price_->hasFocus() && typed == artwork.priceCents)) {
+    setIfDifferent(price_, artwork.priceCents ? formatCents(*artwork.priceCents) : std::string());
+  }
+  if (!currency_->hasFocus()) setIfDifferent(currency_, artwork.priceCurrency.value_or(""));
+  const QString status = artwork.status ? qstr(rawValue(*artwork.status)) : QString();
+  status_->setCurrentIndex(std::max(0, status_->findData(status)));
+  const Words words(store_);
+  unit_->setText(words(store_.state().snapshot.artworks.unit == UnitSystem::in
+                           ? "desktop.unit.in"
+                           : "desktop.unit.cm"));
+  raisonne_->setText(words.format("desktop.inspector.raisonne_number",
+                                  {std::to_string(found - images.begin() + 1)}));
+}
+
+void Inspector::edited() {
+  if (filling_ || !artworkId_) return;
+  const auto& images = store_.state().snapshot.artworks.images;
+  const auto found = std::find_if(images.begin(), images.end(),
+                                  [&](const Artwork& a) { return a.id == *artworkId_; });
+  if (found == images.end()) return;
+  ArtworkMetadata metadata = ArtworkMetadata::of(*found);
+  metadata.title = utf8(title_->text());
+  metadata.year = utf8(year_->text());
+  metadata.medium = utf8(medium_->text());
+  metadata.width = utf8(width_->text());
+  metadata.height = utf8(height_->text());
+  metadata.depth = utf8(depth_->text());
+  metadata.text = utf8(text_->toPlainText());
+  const QString status = status_->currentData().toString();
+  metadata.status = status.isEmpty() ? std::nullopt : fromRawValue<ArtworkStatus>(utf8(status));
+  // An amount that does not read (yet) keeps the stored one, and says so.
+  const std::string price = utf8(price_->text().trimmed());
+  const std::optional<std::int64_t> cents = parseAmountToCents(price);
+  const bool priceReads = price.empty() || cents.has_value();
+  if (priceReads) metadata.priceCents = price.empty() ? std::nullopt : cents;
+  price_->setProperty("invalid", !priceReads);
+  price_->setToolTip(priceReads ? QString() : Words(store_)("desktop.inspector.price_invalid"));
+  price_->style()->unpolish(price_);
+  price_->style()->polish(price_);
+  const std::string currency = utf8(currency_->text().trimmed());
+  if (currency.empty()) {
+    metadata.priceCurrency.reset();
+  } else if (const auto code = currencyCode(currency)) {
+    metadata.priceCurrency = code;
+  }
+  if (metadata != ArtworkMetadata::of(*found)) store_.updateArtwork(*artworkId_, metadata);
+}
+
+void Inspector::loadPreview() {
+  if (!artworkId_) return;
+  const auto& versions = store_.state().artworkPdfThumbVersionByID;
+  const auto found = versions.find(*artworkId_);
+  const std::int64_t version = found == versions.end() ? 0 : found->second;
+  if (version == previewVersion_) return;
+  previewVersion_ = version;
+  std::weak_ptr<bool> alive = alive_;
+  const std::string id = *artworkId_;
+  const int edge = static_cast<int>(kPreviewEdge * devicePixelRatioF());
+  store_.loadBoardPicture(id, edge,
+                          [this, alive, id](const std::optional<AppStore::BoardPicture>& picture) {
+                            if (alive.expired() || artworkId_ != id || !picture) return;
+                            const RgbPixels& pixels = picture->pixels;
+                            QImage image(pixels.data.data(), pixels.width, pixels.height,
+                                         pixels.width * 3, QImage::Format_RGB888);
+                            QPixmap pixmap = QPixmap::fromImage(image.copy());
+                            pixmap.setDevicePixelRatio(devicePixelRatioF());
+                            preview_->setPixmap(pixmap);
+                          });
+}
+
+}  // namespace quorvane::gui

@@ -1,0 +1,74 @@
+// Beside the board: the selected artwork's fields, edited in place through
+// the store (the save pipeline debounces the writes; the header's
+// indicator shows them), and a larger picture of its page, which the store
+// draws before the others while the artwork is open here.
+#pragma once
+
+#include <QWidget>
+#include <optional>
+#include <string>
+
+#include "app/app_store.h"
+#include "gui/store_subscription.h"
+
+class QComboBox;
+class QFormLayout;
+class QLabel;
+class QLineEdit;
+class QPlainTextEdit;
+class QStackedWidget;
+
+namespace quorvane::gui {
+
+class Inspector final : public QWidget {
+  Q_OBJECT
+
+ public:
+  explicit Inspector(AppStore& store, QWidget* parent = nullptr);
+
+  // The artwork to show (nothing: the empty state). `selectedCount` says
+  // how many are selected when it is not one.
+  void showArtwork(const std::optional<std::string>& artworkId, int selectedCount = 0);
+  const std::optional<std::string>& artworkId() const { return artworkId_; }
+  void retranslate();
+
+  QLineEdit* titleField() const { return title_; }
+  QLineEdit* priceField() const { return price_; }
+  QLabel* previewLabel() const { return preview_; }
+
+ private:
+  void storeChanged(const StoreChanges& changes);
+  // Puts the artwork's values in the fields that differ (never touching
+  // the one being typed in when it already says the same).
+  void fill();
+  void edited();
+  void loadPreview();
+  void updateKindRows();
+
+  AppStore& store_;
+  std::optional<std::string> artworkId_;
+  std::int64_t previewVersion_ = -1;
+  bool filling_ = false;
+  QStackedWidget* stack_;
+  QLabel* emptyLabel_;
+  QLabel* preview_;
+  QLabel* heading_;
+  QFormLayout* form_;
+  QLineEdit* title_;
+  QLineEdit* year_;
+  QLineEdit* medium_;
+  QLineEdit* width_;
+  QLineEdit* height_;
+  QLineEdit* depth_;
+  QLabel* unit_;
+  QComboBox* status_;
+  QLineEdit* price_;
+  QLineEdit* currency_;
+  QWidget* priceRow_;
+  QLabel* raisonne_;
+  QPlainTextEdit* text_;
+  StoreSubscription subscription_;
+  std::shared_ptr<bool> alive_ = std::make_shared<bool>(true);
+};
+
+}  // namespace quorvane::gui

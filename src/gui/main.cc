@@ -1,0 +1,64 @@
+// quorvane-desktop: the window over the artist's library.
+//   quorvane-desktop [--verbose] [--screenshots FOLDER]
+#include <QApplication>
+#include <QMessageBox>
+#include <QTimer>
+#include <cstring>
+#include <iostream>
+
+#include "gui/desktop_session.h"
+#include "gui/main_window.h"
+#include "gui/screenshot_tour.h"
+#include "gui/theme.h"
+#include "gui/words.h"
+#include "platform/clock.h"
+#include "quorvane_version.h"
+
+int main(int argc, char** argv) {
+  bool verbose = false;
+  QString screenshots;  // a picture of each screen, then quit
+  for (int i = 1; i < argc; ++i) {
+    verbose = verbose || std::strcmp(argv[i], "--verbose") == 0;
+    if (std::strcmp(argv[i], "--screenshots") == 0 && i + 1 < argc)
+      screenshots = QString::fromLocal8Bit(argv[++i]);
+  }
+  QApplication application(argc, argv);
+  QApplication::setApplicationName(QStringLiteral("Quorvane"));
+  QApplication::setApplicationVersion(QString::fromLatin1(kQuorvaneVersion));
+  QApplication::setDesktopFileName(QStringLiteral("app.quorvane.Quorvane"));
+  const QPalette systemPalette = QApplication::palette();
+
+  quorvane::StreamLogger diagnostics(std::cerr);
+  quorvane::Logger& logger =
+      verbose ? static_cast<quorvane::Logger&>(diagnostics) : quorvane::nullLogger();
+  QObject mainContext;
+  std::unique_ptr<quorvane::gui::DesktopSession> session;
+  try {
+    session = std::make_unique<quorvane::gui::DesktopSession>(mainContext, logger);
+  } catch (const std::exception& error) {
+    QMessageBox::critical(nullptr, QStringLiteral("Quorvane"), QString::fromUtf8(error.what()));
+    return 1;
+  }
+  quorvane::AppStore& store = session->store();
+  quorvane::gui::applyTheme(application, store.state().themeMode, systemPalette);
+  int status = 0;
+  {
+    quorvane::gui::MainWindow window(
+        quorvane::gui::DesktopContext{store, session->preferences(), quorvane::systemClock()});
+    window.show();
+    for (const std::string& notice : session->notices()) {
+      QTimer::singleShot(0, &window, [&window, notice] {
+        QMessageBox::information(&window, QStringLiteral("Quorvane"), quorvane::gui::qstr(notice));
+      });
+    }
+    if (!screenshots.isEmpty()) {
+      QTimer::singleShot(0, &window, [&window, screenshots] {
+        const int written = quorvane::gui::takeScreenshots(window, screenshots);
+        QCoreApplication::exit(written > 0 ? 0 : 1);
+      });
+    }
+    status = QApplication::exec();
+  }
+  session.reset();
+  return status;
+}

@@ -1,0 +1,317 @@
+#include "gui/main_window.h"
+
+#include <QAction>
+#include <QApplication>
+#include <QCloseEvent>
+#include <QDir>
+#include <QFileDialog>
+#include <QGuiApplication>
+#include <QLineEdit>
+#include <QLocale>
+#include <QMenu>
+#include <QMessageBox>
+#include <QSplitter>
+#include <QStackedWidget>
+#include <QVBoxLayout>
+
+#include "gui/dashboard.h"
+#include "gui/inspector.h"
+#include "gui/project_header.h"
+#include "gui/settings_page.h"
+#include "gui/theme.h"
+#include "gui/toast_view.h"
+#include "gui/vault_view.h"
+#include "gui/words.h"
+#include "gui/works_board.h"
+#include "gui/works_board_model.h"
+
+namespace quorvane::gui {
+namespace {
+
+constexpr std::string_view kGeometryKey = "quorvane.desktop.windowGeometry";
+constexpr std::string_view kSplittersKey = "quorvane.desktop.splitters";
+
+}  // namespace
+
+MainWindow::MainWindow(DesktopContext context, QWidget* parent)
+    : QMainWindow(parent),
+      context_(context),
+      language_(context.store.language()),
+      theme_(context.store.state().themeMode),
+      sidebar_(new Sidebar(context, this)),
+      pages_(new QStackedWidget(this)),
+      dashboard_(new Dashboard(context, pages_)),
+      worksPage_(new QWidget(pages_)),
+      header_(new ProjectHeader(context, worksPage_)),
+      worksSplitter_(new QSplitter(Qt::Horizontal, worksPage_)),
+      board_(new WorksBoard(context.store, worksSplitter_)),
+      inspector_(new Inspector(context.store, worksSplitter_)),
+      vault_(new VaultView(context.store, pages_)),
+      settings_(new SettingsPage(context.store, pages_)),
+      mainSplitter_(new QSplitter(Qt::Horizontal, this)),
+      toast_(nullptr),
+      systemPalette_(QGuiApplication::palette()),
+      subscription_(context.store, [this](const StoreChanges& changes) { storeChanged(changes); }) {
+  setObjectName(QStringLiteral("mainWindow"));
+  worksSplitter_->addWidget(board_);
+  worksSplitter_->addWidget(inspector_);
+  worksSplitter_->setStretchFactor(0, 1);
+  worksSplitter_->setStretchFactor(1, 0);
+  worksSplitter_->setSizes({760, 320});
+  worksSplitter_->setChildrenCollapsible(false);
+  auto* worksLayout = new QVBoxLayout(worksPage_);
+  worksLayout->setContentsMargins(0, 0, 0, 0);
+  worksLayout->setSpacing(0);
+  worksLayout->addWidget(header_);
+  worksLayout->addWidget(worksSplitter_, 1);
+
+  pages_->addWidget(dashboard_);
+  pages_->addWidget(worksPage_);
+  pages_->addWidget(vault_);
+  pages_->addWidget(settings_);
+  mainSplitter_->addWidget(sidebar_);
+  mainSplitter_->addWidget(pages_);
+  mainSplitter_->setStretchFactor(1, 1);
+  mainSplitter_->setSizes({230, 1050});
+  mainSplitter_->setChildrenCollapsible(false);
+  setCentralWidget(mainSplitter_);
+  toast_ = new ToastView(context.store, mainSplitter_);
+  resize(1280, 820);
+  setMinimumSize(900, 600);
+
+  confirm = [this](const QString& question) {
+    return QMessageBox::question(this, QStringLiteral("Quorvane"), question) == QMessageBox::Yes;
+  };
+  chooseSavePath = [this](const QString& suggested) {
+    return QFileDialog::getSaveFileName(this, Words(context_.store)("desktop.backup.export"),
+                                        QDir::home().filePath(suggested),
+                                        QStringLiteral("Quorvane (*.quorvane)"));
+  };
+
+  connect(sidebar_, &Sidebar::screenChosen, this, &MainWindow::showScreen);
+  connect(sidebar_, &Sidebar::projectChosen, this, &MainWindow::openProject);
+  connect(sidebar_, &Sidebar::newProjectRequested, this, &MainWindow::newProject);
+  connect(sidebar_, &Sidebar::exportBackupRequested, this, &MainWindow::exportBackup);
+  connect(sidebar_, &Sidebar::projectMenuRequested, this, &MainWindow::showProjectMenu);
+  connect(header_, &ProjectHeader::projectMenuRequested, this, [this](const QPoint& position) {
+    showProjectMenu(context_.store.state().project.id, position);
+  });
+  connect(dashboard_, &Dashboard::projectChosen, this, &MainWindow::openProject);
+  connect(dashboard_, &Dashboard::exportBackupRequested, this, &MainWindow::exportBackup);
+  connect(dashboard_, &Dashboard::addImagesRequested, this, [this] {
+    showScreen(Screen::works);
+    board_->addImages();
+  });
+  connect(board_, &WorksBoard::currentArtworkChanged, this,
+          [this](const std::optional<std::string>& id) {
+            inspector_->showArtwork(id, static_cast<int>(board_->selectedIds().size()));
+          });
+  connect(toast_, &ToastView::actionTriggered, this, [this](ToastAction action) {
+    if (action == ToastAction::showOversizedImages) showOversizedImages();
+  });
+  connect(qApp, &QGuiApplication::applicationStateChanged, this,
+          [this](Qt::ApplicationState state) {
+            if (state == Qt::ApplicationActive) {
+              context_.store.applicationBecameActive();
+            } else if (state == Qt::ApplicationInactive || state == Qt::ApplicationSuspended) {
+              context_.store.applicationBecameInactive();
+            }
+          });
+
+  createShortcuts();
+  retranslate();
+  restoreLayout();
+  showScreen(context.store.state().snapshot.artworks.images.empty() ? Screen::home : Screen::works);
+}
+
+MainWindow::~MainWindow() = default;
+
+void MainWindow::storeChanged(const StoreChanges& changes) {
+  if (!changes.has(StoreArea::settings)) return;
+  if (context_.store.language() != language_) {
+    language_ = context_.store.language();
+    retranslate();
+  }
+  if (context_.store.state().themeMode != theme_) {
+    theme_ = context_.store.state().themeMode;
+    applyAppearance();
+  }
+}
+
+void MainWindow::applyAppearance() {
+  if (auto* application = qobject_cast<QApplication*>(QCoreApplication::instance())) {
+    applyTheme(*application, theme_, systemPalette_);
+  }
+}
+
+void MainWindow::retranslate() {
+  const Words words(context_.store);
+  setWindowTitle(QStringLiteral("Quorvane"));
+  sidebar_->retranslate();
+  dashboard_->retranslate();
+  header_->retranslate();
+  board_->retranslate();
+  inspector_->retranslate();
+  vault_->retranslate();
+  settings_->retranslate();
+  toast_->retranslate();
+  for (QAction* action : actions()) {
+    const QVariant key = action->property("wordsKey");
+    if (key.isValid()) action->setText(words(utf8(key.toString())));
+  }
+}
+
+void MainWindow::createShortcuts() {
+  const auto shortcut = [this](const char* key, const QKeySequence& sequence, auto slot) {
+    auto* action = new QAction(this);
+    action->setProperty("wordsKey", QString::fromLatin1(key));
+    action->setShortcut(sequence);
+    action->setShortcutContext(Qt::WindowShortcut);
+    connect(action, &QAction::triggered, this, slot);
+    addAction(action);
+  };
+  shortcut("desktop.project.new", QKeySequence::New, [this] { newProject(); });
+  shortcut("desktop.works.add_images", QKeySequence(Qt::CTRL | Qt::Key_I), [this] {
+    showScreen(Screen::works);
+    board_->addImages();
+  });
+  shortcut("desktop.nav.home", QKeySequence(Qt::CTRL | Qt::Key_1),
+           [this] { showScreen(Screen::home); });
+  shortcut("desktop.nav.works", QKeySequence(Qt::CTRL | Qt::Key_2),
+           [this] { showScreen(Screen::works); });
+  shortcut("desktop.nav.vault", QKeySequence(Qt::CTRL | Qt::Key_3),
+           [this] { showScreen(Screen::vault); });
+  shortcut("desktop.nav.settings", QKeySequence::Preferences,
+           [this] { showScreen(Screen::settings); });
+  shortcut("desktop.nav.settings", QKeySequence(Qt::CTRL | Qt::Key_Comma),
+           [this] { showScreen(Screen::settings); });
+  shortcut("desktop.project.duplicate", QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_D),
+           [this] { duplicateProject(); });
+  shortcut("desktop.backup.export", QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_E),
+           [this] { exportBackup(); });
+  // Delete acts on the board only: in a text field it deletes text.
+  auto* remove = new QAction(board_->grid().viewport());
+  remove->setShortcuts({QKeySequence::Delete, QKeySequence(Qt::Key_Backspace)});
+  remove->setShortcutContext(Qt::WidgetWithChildrenShortcut);
+  connect(remove, &QAction::triggered, board_, &WorksBoard::removeSelected);
+  board_->grid().addAction(remove);
+}
+
+void MainWindow::showScreen(Screen screen) {
+  screen_ = screen;
+  switch (screen) {
+    case Screen::home:
+      pages_->setCurrentWidget(dashboard_);
+      break;
+    case Screen::works:
+      pages_->setCurrentWidget(worksPage_);
+      break;
+    case Screen::vault:
+      pages_->setCurrentWidget(vault_);
+      break;
+    case Screen::settings:
+      pages_->setCurrentWidget(settings_);
+      break;
+  }
+  sidebar_->setScreen(screen);
+}
+
+void MainWindow::openProject(const std::string& projectId) {
+  if (projectId == context_.store.state().project.id) return showScreen(Screen::works);
+  context_.store.openProjectInBackground(projectId, [this](bool opened) {
+    if (opened) showScreen(Screen::works);
+  });
+}
+
+void MainWindow::newProject() {
+  ProjectChanges changes;
+  changes.name = utf8(Words(context_.store)("desktop.project.new_name"));
+  if (!context_.store.createProject(changes)) return;
+  showScreen(Screen::works);
+  // The user names it now: the name is selected, ready to be typed over.
+  header_->nameField()->setFocus();
+  header_->nameField()->selectAll();
+}
+
+void MainWindow::duplicateProject() {
+  if (context_.store.duplicateProject()) showScreen(Screen::works);
+}
+
+void MainWindow::deleteProject() {
+  const Words words(context_.store);
+  const std::string name = context_.store.state().project.projectName;
+  if (!confirm(words.format("desktop.project.delete.confirm", {name}))) return;
+  if (context_.store.deleteProject()) showScreen(Screen::home);
+}
+
+void MainWindow::exportBackup() {
+  const QString path = chooseSavePath(qstr(context_.store.projectPackageFileName()));
+  if (path.isEmpty()) return;
+  // The dialog asked before replacing a file: the choice is made.
+  context_.store.exportProjectPackage(utf8(path), true);
+}
+
+void MainWindow::showProjectMenu(const std::string& projectId, const QPoint& position) {
+  const Words words(context_.store);
+  QMenu menu(this);
+  const bool isOpen = projectId == context_.store.state().project.id;
+  if (!isOpen) {
+    menu.addAction(words("desktop.project.open"), this,
+                   [this, projectId] { openProject(projectId); });
+    menu.exec(position);
+    return;
+  }
+  menu.addAction(words("desktop.project.rename"), this, [this] {
+    showScreen(Screen::works);
+    header_->nameField()->setFocus();
+    header_->nameField()->selectAll();
+  });
+  menu.addAction(words("desktop.project.duplicate"), this, &MainWindow::duplicateProject);
+  menu.addSeparator();
+  menu.addAction(words("desktop.backup.export"), this, &MainWindow::exportBackup);
+  menu.addSeparator();
+  menu.addAction(words("desktop.project.delete"), this, &MainWindow::deleteProject);
+  menu.exec(position);
+}
+
+void MainWindow::showOversizedImages() {
+  const Words words(context_.store);
+  QMessageBox box(this);
+  box.setWindowTitle(words("desktop.oversized.title"));
+  QString list;
+  for (const OversizedImageNotice& notice : context_.store.state().oversizedImageNotices) {
+    list += QStringLiteral("• ") + qstr(notice.displayName) + QStringLiteral(" (") +
+            QLocale(qstr(words.language()))
+                .toString(static_cast<double>(notice.byteSize) / 1048576.0, 'f', 1) +
+            QStringLiteral(" MB)\n");
+  }
+  box.setText(words("desktop.oversized.text"));
+  box.setDetailedText(list);
+  box.exec();
+}
+
+void MainWindow::restoreLayout() {
+  if (const auto geometry = context_.preferences.string(kGeometryKey)) {
+    restoreGeometry(QByteArray::fromBase64(QByteArray::fromStdString(*geometry)));
+  }
+  if (const auto splitters = context_.preferences.strings(kSplittersKey);
+      splitters && splitters->size() == 2) {
+    mainSplitter_->restoreState(QByteArray::fromBase64(QByteArray::fromStdString((*splitters)[0])));
+    worksSplitter_->restoreState(
+        QByteArray::fromBase64(QByteArray::fromStdString((*splitters)[1])));
+  }
+}
+
+void MainWindow::rememberLayout() {
+  context_.preferences.setString(kGeometryKey, saveGeometry().toBase64().toStdString());
+  context_.preferences.setStrings(kSplittersKey,
+                                  {mainSplitter_->saveState().toBase64().toStdString(),
+                                   worksSplitter_->saveState().toBase64().toStdString()});
+}
+
+void MainWindow::closeEvent(QCloseEvent* event) {
+  rememberLayout();
+  QMainWindow::closeEvent(event);
+}
+
+}  // namespace quorvane::gui

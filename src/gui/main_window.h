@@ -1,0 +1,90 @@
+// The window: the sidebar, and beside it Home, the works of the open
+// project (header, board, inspector), the Vault or Settings; the toasts
+// over it all. It shows the store's state and calls its commands; the
+// rules are the store's.
+#pragma once
+
+#include <QMainWindow>
+#include <functional>
+#include <string>
+
+#include "gui/desktop_context.h"
+#include "gui/sidebar.h"
+#include "gui/store_subscription.h"
+
+class QSplitter;
+class QStackedWidget;
+
+namespace quorvane::gui {
+
+class Dashboard;
+class Inspector;
+class ProjectHeader;
+class SettingsPage;
+class ToastView;
+class VaultView;
+class WorksBoard;
+
+class MainWindow final : public QMainWindow {
+  Q_OBJECT
+
+ public:
+  explicit MainWindow(DesktopContext context, QWidget* parent = nullptr);
+  ~MainWindow() override;
+
+  // Asking the user, replaced by tests: a yes or no, a path to save at.
+  std::function<bool(const QString& question)> confirm;
+  std::function<QString(const QString& suggestedName)> chooseSavePath;
+
+  void showScreen(Screen screen);
+  Screen screen() const { return screen_; }
+  void openProject(const std::string& projectId);
+  void newProject();
+  void duplicateProject();
+  void deleteProject();
+  void exportBackup();
+
+  const DesktopContext& context() const { return context_; }
+  Sidebar& sidebar() { return *sidebar_; }
+  Dashboard& dashboard() { return *dashboard_; }
+  WorksBoard& board() { return *board_; }
+  Inspector& inspector() { return *inspector_; }
+  ProjectHeader& header() { return *header_; }
+  VaultView& vault() { return *vault_; }
+  SettingsPage& settings() { return *settings_; }
+  ToastView& toastView() { return *toast_; }
+
+ protected:
+  void closeEvent(QCloseEvent* event) override;
+
+ private:
+  void storeChanged(const StoreChanges& changes);
+  void retranslate();
+  void applyAppearance();
+  void createShortcuts();
+  void showProjectMenu(const std::string& projectId, const QPoint& position);
+  void showOversizedImages();
+  void restoreLayout();
+  void rememberLayout();
+
+  DesktopContext context_;
+  Screen screen_ = Screen::home;
+  std::string language_;
+  ThemeMode theme_ = ThemeMode::system;
+  Sidebar* sidebar_;
+  QStackedWidget* pages_;
+  Dashboard* dashboard_;
+  QWidget* worksPage_;
+  ProjectHeader* header_;
+  QSplitter* worksSplitter_;
+  WorksBoard* board_;
+  Inspector* inspector_;
+  VaultView* vault_;
+  SettingsPage* settings_;
+  QSplitter* mainSplitter_;
+  ToastView* toast_;
+  QPalette systemPalette_;
+  StoreSubscription subscription_;
+};
+
+}  // namespace quorvane::gui

@@ -1,0 +1,240 @@
+#include "gui/project_header.h"
+
+#include <QComboBox>
+#include <QGridLayout>
+#include <QHBoxLayout>
+#include <QLabel>
+#include <QLineEdit>
+#include <QToolButton>
+#include <QVBoxLayout>
+
+#include "gui/project_list_model.h"
+#include "gui/words.h"
+#include "model/amount.h"
+#include "pdf/localization.h"
+
+namespace quorvane::gui {
+namespace {
+
+// The kinds as the combo lists them: (kind, kind of catalogue).
+const std::vector<std::pair<ProjectKind, std::optional<CatalogueKind>>> kKinds = {
+    {ProjectKind::portfolio, std::nullopt},
+    {ProjectKind::catalogue, CatalogueKind::price},
+    {ProjectKind::catalogue, CatalogueKind::exhibition},
+    {ProjectKind::catalogue, CatalogueKind::raisonne},
+};
+
+QString languageName(std::string_view code) {
+  if (code == "fr") return QStringLiteral("Français");
+  if (code == "it") return QStringLiteral("Italiano");
+  if (code == "de") return QStringLiteral("Deutsch");
+  if (code == "es") return QStringLiteral("Español");
+  return QStringLiteral("English");
+}
+
+void selectData(QComboBox* box, const QVariant& data) {
+  const int index = box->findData(data);
+  if (index >= 0 && box->currentIndex() != index) box->setCurrentIndex(index);
+}
+
+void setIfDifferent(QLineEdit* field, const std::string& value) {
+  if (field->hasFocus() && utf8(field->text()) == value) return;
+  if (field->text() != qstr(value)) field->setText(qstr(value));
+}
+
+}  // namespace
+
+QString saveIndicatorText(const Words& words, const AppState& state) {
+  if (state.isSaving || state.isSaveWaiting) return words("desktop.save.saving");
+  const bool anySaved = std::any_of(state.savedFlags.begin(), state.savedFlags.end(),
+                                    [](const auto& flag) { return flag.second; });
+  return anySaved ? words("desktop.save.saved") : QString();
+}
+
+ProjectHeader::ProjectHeader(DesktopContext context, QWidget* parent)
+    : QWidget(parent),
+      context_(context),
+      name_(new QLineEdit(this)),
+      menu_(new QToolButton(this)),
+      saving_(new QLabel(this)),
+      kind_(new QComboBox(this)),
+      title_(new QLineEdit(this)),
+      year_(new QLineEdit(this)),
+      language_(new QComboBox(this)),
+      currency_(new QLineEdit(this)),
+      unit_(new QComboBox(this)),
+      orientation_(new QComboBox(this)),
+      layout_(new QComboBox(this)),
+      subscription_(context.store, [this](const StoreChanges& changes) {
+        if (changes.has(StoreArea::project) || changes.has(StoreArea::artworks) ||
+            changes.has(StoreArea::settings)) {
+          fill();
+        }
+        if (changes.has(StoreArea::saving) || changes.has(StoreArea::settings)) updateSaving();
+      }) {
+  setObjectName(QStringLiteral("projectHeader"));
+  setAttribute(Qt::WA_StyledBackground);
+  name_->setObjectName(QStringLiteral("projectName"));
+  name_->setFrame(false);
+  menu_->setObjectName(QStringLiteral("projectMenu"));
+  menu_->setText(QStringLiteral("…"));
+  menu_->setAutoRaise(true);
+  saving_->setObjectName(QStringLiteral("saveIndicator"));
+  year_->setMaximumWidth(70);
+  currency_->setMaximumWidth(60);
+  currency_->setMaxLength(3);
+  title_->setMinimumWidth(160);
+
+  auto* top = new QHBoxLayout;
+  top->setSpacing(8);
+  top->addWidget(name_, 1);
+  top->addWidget(saving_);
+  top->addWidget(menu_);
+
+  auto* settings = new QHBoxLayout;
+  settings->setSpacing(6);
+  const auto add = [&](QWidget* field, int stretch = 0) {
+    auto* label = new QLabel(this);
+    label->setObjectName(QStringLiteral("fieldLabel"));
+    label->setBuddy(field);
+    labels_.push_back(label);
+    auto* column = new QVBoxLayout;
+    column->setSpacing(2);
+    column->addWidget(label);
+    column->addWidget(field);
+    settings->addLayout(column, stretch);
+  };
+  add(kind_);
+  add(title_, 1);
+  add(year_);
+  add(language_);
+  add(currency_);
+  add(unit_);
+  add(orientation_);
+  add(layout_);
+
+  auto* layout = new QVBoxLayout(this);
+  layout->setContentsMargins(20, 14, 16, 12);
+  layout->setSpacing(10);
+  layout->addLayout(top);
+  layout->addLayout(settings);
+
+  for (const auto code : kInterfaceLanguages) language_->addItem(languageName(code), qstr(code));
+  connect(name_, &QLineEdit::editingFinished, this, [this] {
+    const std::string name = utf8(name_->text().trimmed());
+    if (name.empty()) {
+      name_->setText(qstr(context_.store.state().project.projectName));  // a name is needed
+      return;
+    }
+    if (name != context_.store.state().project.projectName) context_.store.renameProject(name);
+  });
+  connect(menu_, &QToolButton::clicked, this,
+          [this] { emit projectMenuRequested(menu_->mapToGlobal(QPoint(0, menu_->height()))); });
+  connect(kind_, &QComboBox::activated, this, &ProjectHeader::kindChosen);
+  for (QLineEdit* field : {title_, year_, currency_}) {
+    connect(field, &QLineEdit::textEdited, this, &ProjectHeader::changed);
+  }
+  for (QComboBox* box : {language_, unit_, orientation_, layout_}) {
+    connect(box, &QComboBox::activated, this, &ProjectHeader::changed);
+  }
+  retranslate();
+}
+
+void ProjectHeader::retranslate() {
+  const Words words(context_.store);
+  filling_ = true;
+  kind_->clear();
+  for (const auto& [kind, catalogue] : kKinds) {
+    kind_->addItem(projectKindText(context_.store, kind, catalogue));
+  }
+  unit_->clear();
+  unit_->addItem(words("desktop.unit.cm"), QStringLiteral("cm"));
+  unit_->addItem(words("desktop.unit.in"), QStringLiteral("in"));
+  orientation_->clear();
+  orientation_->addItem(words("desktop.project.portrait"), QStringLiteral("portrait"));
+  orientation_->addItem(words("desktop.project.landscape"), QStringLiteral("landscape"));
+  layout_->clear();
+  layout_->addItem(words("desktop.project.layout.artwork"), QStringLiteral("artwork"));
+  layout_->addItem(words("desktop.project.layout.artwork_text"), QStringLiteral("artwork_text"));
+  filling_ = false;
+  const char* keys[] = {"desktop.project.kind",        "desktop.project.title",
+                        "desktop.project.year",        "desktop.project.language",
+                        "desktop.project.currency",    "desktop.project.unit",
+                        "desktop.project.orientation", "desktop.project.layout"};
+  QWidget* fields[] = {kind_, title_, year_, language_, currency_, unit_, orientation_, layout_};
+  for (std::size_t i = 0; i < labels_.size(); ++i) {
+    labels_[i]->setText(words(keys[i]));
+    fields[i]->setAccessibleName(words(keys[i]));
+  }
+  name_->setAccessibleName(words("desktop.project.name"));
+  name_->setPlaceholderText(words("desktop.project.name"));
+  menu_->setAccessibleName(words("desktop.project.actions"));
+  menu_->setToolTip(words("desktop.project.actions"));
+  saving_->setAccessibleName(words("desktop.save.indicator"));
+  fill();
+  updateSaving();
+}
+
+void ProjectHeader::fill() {
+  filling_ = true;
+  const Project& project = context_.store.state().project;
+  setIfDifferent(name_, project.projectName);
+  for (std::size_t i = 0; i < kKinds.size(); ++i) {
+    const bool same = kKinds[i].first == project.kind &&
+                      (project.kind == ProjectKind::portfolio ||
+                       kKinds[i].second == project.catalogueKind.value_or(CatalogueKind::price));
+    if (same) kind_->setCurrentIndex(static_cast<int>(i));
+  }
+  setIfDifferent(title_, project.projectTitle);
+  setIfDifferent(year_, project.projectYear);
+  selectData(language_, qstr(project.locale.substr(0, 2)));
+  setIfDifferent(currency_, project.currency.value_or(""));
+  selectData(unit_, qstr(rawValue(context_.store.state().snapshot.artworks.unit)));
+  selectData(orientation_, qstr(rawValue(project.orientation)));
+  selectData(layout_, qstr(rawValue(context_.store.state().snapshot.artworks.layoutMode)));
+  filling_ = false;
+}
+
+void ProjectHeader::updateSaving() {
+  const Words words(context_.store);
+  const AppState& state = context_.store.state();
+  const QString text = saveIndicatorText(words, state);
+  saving_->setText(text);
+  saving_->setProperty("saving", state.isSaving || state.isSaveWaiting);
+  QStringList saved;
+  for (const auto& [section, flag] : state.savedFlags) {
+    if (flag) saved << words("desktop.section." + std::string(rawValue(section)));
+  }
+  saving_->setToolTip(saved.isEmpty() ? QString()
+                                      : words("desktop.save.saved_sections") + QStringLiteral(" ") +
+                                            saved.join(QStringLiteral(", ")));
+  style()->unpolish(saving_);
+  style()->polish(saving_);
+}
+
+void ProjectHeader::kindChosen() {
+  if (filling_) return;
+  const auto& [kind, catalogue] = kKinds.at(static_cast<std::size_t>(kind_->currentIndex()));
+  context_.store.setProjectKind(kind, catalogue);
+}
+
+void ProjectHeader::changed() {
+  if (filling_) return;
+  ProjectChanges changes;
+  changes.title = utf8(title_->text());
+  changes.year = utf8(year_->text());
+  changes.locale = utf8(language_->currentData().toString());
+  const std::string currency = utf8(currency_->text().trimmed());
+  if (currency.empty()) {
+    changes.currency = std::string();
+  } else if (const auto code = currencyCode(currency)) {
+    changes.currency = code;
+  }
+  changes.unit = fromRawValue<UnitSystem>(utf8(unit_->currentData().toString()));
+  changes.orientation =
+      fromRawValue<DocumentOrientation>(utf8(orientation_->currentData().toString()));
+  changes.layout = fromRawValue<ArtworkLayoutMode>(utf8(layout_->currentData().toString()));
+  context_.store.updateProject(changes);
+}
+
+}  // namespace quorvane::gui

@@ -1,0 +1,33 @@
+#include "gui/qt_main_executor.h"
+
+#include <QMetaObject>
+#include <QTimer>
+#include <atomic>
+#include <memory>
+
+namespace quorvane::gui {
+
+void QtMainExecutor::post(Task task) {
+  QMetaObject::invokeMethod(
+      &context_, [task = std::move(task)] { task(); }, Qt::QueuedConnection);
+}
+
+WorkItem QtMainExecutor::postAfter(Milliseconds delay, Task task) {
+  auto cancelled = std::make_shared<std::atomic<bool>>(false);
+  auto guarded = [cancelled, task = std::move(task)] {
+    if (!cancelled->load()) task();
+  };
+  // A timer belongs to the thread that starts it: start it on the GUI
+  // thread whoever asks.
+  QObject* context = &context_;
+  const int milliseconds = static_cast<int>(delay.count());
+  QMetaObject::invokeMethod(
+      context,
+      [context, milliseconds, guarded = std::move(guarded)] {
+        QTimer::singleShot(milliseconds, context, guarded);
+      },
+      Qt::QueuedConnection);
+  return WorkItem(cancelled);
+}
+
+}  // namespace quorvane::gui

@@ -1,0 +1,94 @@
+#include "gui/screenshot_tour.h"
+
+#include <QCoreApplication>
+#include <QDir>
+#include <QElapsedTimer>
+#include <QPixmap>
+
+#include "gui/board_pictures.h"
+#include "gui/image_intake_controller.h"
+#include "gui/main_window.h"
+#include "gui/works_board.h"
+#include "gui/works_board_model.h"
+
+namespace quorvane::gui {
+namespace {
+
+// Lets the window work (pictures decoded, pages drawn) for at least
+// `minimum` ms, and until nothing is loading, or `maximum` ms have passed.
+void letItSettle(MainWindow& window, int minimum, int maximum = 8000) {
+  QElapsedTimer clock;
+  clock.start();
+  while (clock.elapsed() < maximum) {
+    QCoreApplication::processEvents(QEventLoop::AllEvents, 30);
+    if (clock.elapsed() >= minimum && window.board().pictures().loadsInFlight() == 0) break;
+  }
+}
+
+const char* screenName(Screen screen) {
+  switch (screen) {
+    case Screen::home:
+      return "home";
+    case Screen::works:
+      return "works";
+    case Screen::vault:
+      return "vault";
+    case Screen::settings:
+      return "settings";
+  }
+  return "screen";
+}
+
+}  // namespace
+
+int takeScreenshots(MainWindow& window, const QString& folder) {
+  AppStore& store = window.context().store;
+  QDir().mkpath(folder);
+  window.resize(1280, 820);
+  int written = 0;
+  const auto shoot = [&](const QString& name) {
+    letItSettle(window, 600);
+    if (window.grab().save(QDir(folder).filePath(name + QStringLiteral(".png")))) ++written;
+  };
+
+  // A few works go to the Vault, so that it shows something; one is open
+  // in the inspector.
+  const auto images = store.state().snapshot.artworks.images;
+  for (std::size_t i = 0; images.size() > 6 && i < 3; ++i) {
+    store.removeArtwork(images[images.size() - 1 - i].id);
+  }
+  if (images.size() > 1) window.board().select({images[1].id});
+
+  const std::pair<ThemeMode, const char*> themes[] = {{ThemeMode::light, "light"},
+                                                      {ThemeMode::dark, "dark"}};
+  const char* languages[] = {"en", "fr"};
+  for (const auto& [theme, themeName] : themes) {
+    store.setThemeMode(theme);
+    for (const char* language : languages) {
+      store.setUiLanguage(std::string(language));
+      for (Screen screen : {Screen::home, Screen::works, Screen::vault, Screen::settings}) {
+        window.showScreen(screen);
+        shoot(QStringLiteral("%1-%2-%3").arg(screenName(screen), themeName, language));
+      }
+      // A refused file: the error toast over the board.
+      window.showScreen(Screen::works);
+      window.board().intake().add(
+          {QDir(folder).filePath(QStringLiteral("not-an-image.jpg")).toStdString()});
+      shoot(QStringLiteral("works-toast-%1-%2").arg(themeName, language));
+      store.dismissToast();
+    }
+  }
+  // A new project: the empty board and the first steps of Home.
+  window.newProject();
+  for (const auto& [theme, themeName] : themes) {
+    store.setThemeMode(theme);
+    for (const char* language : languages) {
+      store.setUiLanguage(std::string(language));
+      window.showScreen(Screen::works);
+      shoot(QStringLiteral("works-empty-%1-%2").arg(themeName, language));
+    }
+  }
+  return written;
+}
+
+}  // namespace quorvane::gui

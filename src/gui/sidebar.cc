@@ -1,0 +1,226 @@
+#include "gui/sidebar.h"
+
+#include <QApplication>
+#include <QHBoxLayout>
+#include <QLabel>
+#include <QListView>
+#include <QPainter>
+#include <QPushButton>
+#include <QStyledItemDelegate>
+#include <QToolButton>
+#include <QVBoxLayout>
+
+#include "gui/backup_status.h"
+#include "gui/project_list_model.h"
+#include "gui/words.h"
+
+namespace quorvane::gui {
+namespace {
+
+// A project in two lines: its name, and its kind in a quieter colour; the
+// open one on an accent background with a marker.
+class ProjectDelegate final : public QStyledItemDelegate {
+ public:
+  using QStyledItemDelegate::QStyledItemDelegate;
+
+  QSize sizeHint(const QStyleOptionViewItem& option, const QModelIndex&) const override {
+    const QFontMetrics metrics(option.font);
+    return {160, metrics.height() * 2 + 14};
+  }
+
+  void paint(QPainter* painter, const QStyleOptionViewItem& option,
+             const QModelIndex& index) const override {
+    painter->save();
+    painter->setRenderHint(QPainter::Antialiasing);
+    const QPalette& palette = option.palette;
+    const QRect row = option.rect.adjusted(6, 1, -6, -1);
+    const bool isOpen = index.data(ProjectListModel::IsOpenRole).toBool();
+    const bool hovered = option.state.testFlag(QStyle::State_MouseOver);
+    if (isOpen || hovered) {
+      QColor fill = palette.color(QPalette::Highlight);
+      fill.setAlpha(isOpen ? 46 : 18);
+      painter->setPen(Qt::NoPen);
+      painter->setBrush(fill);
+      painter->drawRoundedRect(row, 7, 7);
+    }
+    if (isOpen) {
+      painter->setBrush(palette.color(QPalette::Highlight));
+      painter->drawRoundedRect(QRect(row.left() + 4, row.top() + 8, 3, row.height() - 16), 1.5,
+                               1.5);
+    }
+    const QFontMetrics metrics(option.font);
+    const QRect text = row.adjusted(14, 6, -8, -6);
+    QFont nameFont = option.font;
+    if (isOpen) nameFont.setWeight(QFont::DemiBold);
+    painter->setFont(nameFont);
+    painter->setPen(palette.color(QPalette::WindowText));
+    painter->drawText(
+        QRect(text.left(), text.top(), text.width(), metrics.height()),
+        Qt::AlignLeft | Qt::AlignVCenter,
+        QFontMetrics(nameFont).elidedText(index.data().toString(), Qt::ElideRight, text.width()));
+    QFont kindFont = option.font;
+    kindFont.setPointSizeF(kindFont.pointSizeF() * 0.88);
+    painter->setFont(kindFont);
+    painter->setPen(palette.color(QPalette::PlaceholderText));
+    painter->drawText(
+        QRect(text.left(), text.top() + metrics.height() + 1, text.width(), metrics.height()),
+        Qt::AlignLeft | Qt::AlignVCenter, index.data(ProjectListModel::KindRole).toString());
+    painter->restore();
+  }
+};
+
+QToolButton* navButton(QWidget* parent, const char* name) {
+  auto* button = new QToolButton(parent);
+  button->setObjectName(QString::fromLatin1(name));
+  button->setProperty("nav", true);
+  button->setCheckable(true);
+  button->setAutoRaise(true);
+  button->setToolButtonStyle(Qt::ToolButtonTextOnly);
+  button->setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Fixed);
+  return button;
+}
+
+}  // namespace
+
+Sidebar::Sidebar(DesktopContext context, QWidget* parent)
+    : QWidget(parent),
+      context_(context),
+      projects_(new ProjectListModel(context.store, this)),
+      brand_(new QLabel(QStringLiteral("Quorvane"), this)),
+      home_(navButton(this, "navHome")),
+      projectsHeading_(new QLabel(this)),
+      list_(new QListView(this)),
+      newProject_(navButton(this, "newProject")),
+      vault_(navButton(this, "navVault")),
+      settings_(navButton(this, "navSettings")),
+      backupTitle_(new QLabel(this)),
+      backupState_(new QLabel(this)),
+      reminder_(new QWidget(this)),
+      reminderText_(new QLabel(reminder_)),
+      reminderExport_(new QPushButton(reminder_)),
+      reminderLater_(new QPushButton(reminder_)),
+      subscription_(context.store, [this](const StoreChanges& changes) {
+        if (changes.has(StoreArea::reminders) || changes.has(StoreArea::settings)) updateBackup();
+      }) {
+  setObjectName(QStringLiteral("sidebar"));
+  setAttribute(Qt::WA_StyledBackground);
+  setMinimumWidth(200);
+  brand_->setObjectName(QStringLiteral("brand"));
+  projectsHeading_->setObjectName(QStringLiteral("sidebarHeading"));
+  newProject_->setCheckable(false);
+
+  list_->setModel(projects_);
+  list_->setItemDelegate(new ProjectDelegate(list_));
+  list_->setFrameShape(QFrame::NoFrame);
+  list_->setMouseTracking(true);
+  list_->setContextMenuPolicy(Qt::CustomContextMenu);
+  list_->setObjectName(QStringLiteral("projectList"));
+  list_->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
+
+  backupTitle_->setObjectName(QStringLiteral("sidebarHeading"));
+  backupState_->setObjectName(QStringLiteral("secondaryText"));
+  backupState_->setWordWrap(true);
+  reminder_->setObjectName(QStringLiteral("reminder"));
+  reminder_->setAttribute(Qt::WA_StyledBackground);
+  reminderText_->setWordWrap(true);
+  reminderExport_->setObjectName(QStringLiteral("primary"));
+  auto* reminderButtons = new QHBoxLayout;
+  reminderButtons->setSpacing(6);
+  reminderButtons->addWidget(reminderLater_);
+  reminderButtons->addWidget(reminderExport_);
+  auto* reminderLayout = new QVBoxLayout(reminder_);
+  reminderLayout->setContentsMargins(10, 10, 10, 10);
+  reminderLayout->setSpacing(8);
+  reminderLayout->addWidget(reminderText_);
+  reminderLayout->addLayout(reminderButtons);
+
+  auto* layout = new QVBoxLayout(this);
+  layout->setContentsMargins(10, 16, 10, 12);
+  layout->setSpacing(2);
+  layout->addWidget(brand_);
+  layout->addSpacing(12);
+  layout->addWidget(home_);
+  layout->addSpacing(14);
+  layout->addWidget(projectsHeading_);
+  layout->addWidget(list_, 1);
+  layout->addWidget(newProject_);
+  layout->addSpacing(10);
+  layout->addWidget(vault_);
+  layout->addWidget(settings_);
+  layout->addSpacing(14);
+  layout->addWidget(backupTitle_);
+  layout->addWidget(backupState_);
+  layout->addSpacing(6);
+  layout->addWidget(reminder_);
+
+  connect(home_, &QToolButton::clicked, this, [this] { emit screenChosen(Screen::home); });
+  connect(vault_, &QToolButton::clicked, this, [this] { emit screenChosen(Screen::vault); });
+  connect(settings_, &QToolButton::clicked, this, [this] { emit screenChosen(Screen::settings); });
+  connect(newProject_, &QToolButton::clicked, this, &Sidebar::newProjectRequested);
+  connect(list_, &QListView::clicked, this, [this](const QModelIndex& index) {
+    emit projectChosen(utf8(index.data(ProjectListModel::ProjectIdRole).toString()));
+  });
+  connect(list_, &QListView::activated, this, [this](const QModelIndex& index) {
+    emit projectChosen(utf8(index.data(ProjectListModel::ProjectIdRole).toString()));
+  });
+  connect(list_, &QListView::customContextMenuRequested, this, [this](const QPoint& point) {
+    const QModelIndex index = list_->indexAt(point);
+    if (!index.isValid()) return;
+    emit projectMenuRequested(utf8(index.data(ProjectListModel::ProjectIdRole).toString()),
+                              list_->viewport()->mapToGlobal(point));
+  });
+  connect(reminderExport_, &QPushButton::clicked, this, &Sidebar::exportBackupRequested);
+  connect(reminderLater_, &QPushButton::clicked, this, [this] {
+    const auto& level = context_.store.state().activeBackupReminderLevel;
+    if (level) context_.store.dismissBackupReminder(*level, true);
+  });
+
+  retranslate();
+}
+
+void Sidebar::setScreen(Screen screen) {
+  home_->setChecked(screen == Screen::home);
+  vault_->setChecked(screen == Screen::vault);
+  settings_->setChecked(screen == Screen::settings);
+  list_->viewport()->update();
+}
+
+void Sidebar::retranslate() {
+  const Words words(context_.store);
+  home_->setText(words("desktop.nav.home"));
+  home_->setAccessibleName(words("desktop.nav.home"));
+  projectsHeading_->setText(words("desktop.nav.projects").toUpper());
+  list_->setAccessibleName(words("desktop.nav.projects"));
+  newProject_->setText(QStringLiteral("+  ") + words("desktop.project.new"));
+  newProject_->setAccessibleName(words("desktop.project.new"));
+  newProject_->setToolTip(words("desktop.project.new") + QStringLiteral("  (Ctrl+N)"));
+  vault_->setText(words("desktop.nav.vault"));
+  vault_->setAccessibleName(words("desktop.nav.vault"));
+  settings_->setText(words("desktop.nav.settings"));
+  settings_->setAccessibleName(words("desktop.nav.settings"));
+  backupTitle_->setText(words("desktop.backup.heading").toUpper());
+  reminderExport_->setText(words("backup.reminder.soft.cta_export"));
+  reminderExport_->setAccessibleName(words("backup.reminder.soft.cta_export"));
+  reminderLater_->setText(words("backup.reminder.soft.cta_later"));
+  reminderLater_->setAccessibleName(words("backup.reminder.soft.cta_later"));
+  projects_->refresh();
+  updateBackup();
+}
+
+void Sidebar::updateBackup() {
+  const Words words(context_.store);
+  const AppState& state = context_.store.state();
+  QString text = lastBackupText(words, state.backupReminderState, context_.clock.now());
+  const QString changes = changesSinceBackupText(words, state.backupReminderState);
+  if (!changes.isEmpty()) text += QStringLiteral("\n") + changes;
+  backupState_->setText(text);
+  backupState_->setAccessibleName(text);
+  const QString reminder = reminderText(words, state);
+  reminderText_->setText(reminder);
+  reminder_->setVisible(!reminder.isEmpty());
+  reminder_->setProperty("level", state.activeBackupReminderLevel
+                                      ? qstr(rawValue(*state.activeBackupReminderLevel))
+                                      : QString());
+}
+
+}  // namespace quorvane::gui

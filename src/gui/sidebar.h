@@ -1,0 +1,61 @@
+// The window's left column: Home, the projects (newest first, the open one
+// marked, its kind beneath), "New project", the Vault and Settings, and at
+// its foot the backup state with the reminder when one is due.
+#pragma once
+
+#include <QWidget>
+
+#include "gui/desktop_context.h"
+#include "gui/store_subscription.h"
+
+class QLabel;
+class QListView;
+class QPushButton;
+class QToolButton;
+
+namespace quorvane::gui {
+
+class ProjectListModel;
+
+enum class Screen { home, works, vault, settings };
+
+class Sidebar final : public QWidget {
+  Q_OBJECT
+
+ public:
+  explicit Sidebar(DesktopContext context, QWidget* parent = nullptr);
+
+  ProjectListModel& projects() { return *projects_; }
+  QListView& projectList() { return *list_; }
+  void setScreen(Screen screen);
+  void retranslate();
+
+ signals:
+  void screenChosen(Screen screen);
+  void projectChosen(const std::string& projectId);
+  void newProjectRequested();
+  void exportBackupRequested();
+  void projectMenuRequested(const std::string& projectId, const QPoint& globalPosition);
+
+ private:
+  void updateBackup();
+
+  DesktopContext context_;
+  ProjectListModel* projects_;
+  QLabel* brand_;
+  QToolButton* home_;
+  QLabel* projectsHeading_;
+  QListView* list_;
+  QToolButton* newProject_;
+  QToolButton* vault_;
+  QToolButton* settings_;
+  QLabel* backupTitle_;
+  QLabel* backupState_;
+  QWidget* reminder_;
+  QLabel* reminderText_;
+  QPushButton* reminderExport_;
+  QPushButton* reminderLater_;
+  StoreSubscription subscription_;
+};
+
+}  // namespace quorvane::gui

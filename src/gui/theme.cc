@@ -1,0 +1,136 @@
+#include "gui/theme.h"
+
+#include <QApplication>
+#include <QStyleFactory>
+
+namespace quorvane::gui {
+namespace {
+
+struct Colours {
+  QColor window, sidebar, base, alternate, text, secondary, line, accent, accentText, card;
+};
+
+Colours colours(bool dark) {
+  if (dark) {
+    return {QColor(0x1e, 0x1f, 0x22), QColor(0x18, 0x19, 0x1b), QColor(0x26, 0x27, 0x2b),
+            QColor(0x2c, 0x2d, 0x31), QColor(0xec, 0xec, 0xee), QColor(0x9a, 0x9b, 0xa1),
+            QColor(0x3a, 0x3b, 0x40), QColor(0x7c, 0x9c, 0xff), QColor(0x10, 0x12, 0x18),
+            QColor(0x26, 0x27, 0x2b)};
+  }
+  return {QColor(0xfa, 0xfa, 0xf9), QColor(0xf1, 0xf0, 0xee), QColor(0xff, 0xff, 0xff),
+          QColor(0xf6, 0xf5, 0xf3), QColor(0x1d, 0x1d, 0x1f), QColor(0x6e, 0x6e, 0x73),
+          QColor(0xe2, 0xe0, 0xdc), QColor(0x3a, 0x5c, 0xe0), QColor(0xff, 0xff, 0xff),
+          QColor(0xff, 0xff, 0xff)};
+}
+
+}  // namespace
+
+bool isDark(ThemeMode mode, const QPalette& system) {
+  if (mode == ThemeMode::dark) return true;
+  if (mode == ThemeMode::light) return false;
+  return system.color(QPalette::Window).lightness() < 128;
+}
+
+QPalette themePalette(bool dark) {
+  const Colours c = colours(dark);
+  QPalette palette;
+  palette.setColor(QPalette::Window, c.window);
+  palette.setColor(QPalette::WindowText, c.text);
+  palette.setColor(QPalette::Base, c.base);
+  palette.setColor(QPalette::AlternateBase, c.alternate);
+  palette.setColor(QPalette::Text, c.text);
+  palette.setColor(QPalette::Button, c.base);
+  palette.setColor(QPalette::ButtonText, c.text);
+  palette.setColor(QPalette::Highlight, c.accent);
+  palette.setColor(QPalette::HighlightedText, c.accentText);
+  palette.setColor(QPalette::PlaceholderText, c.secondary);
+  palette.setColor(QPalette::ToolTipBase, c.base);
+  palette.setColor(QPalette::ToolTipText, c.text);
+  palette.setColor(QPalette::Link, c.accent);
+  palette.setColor(QPalette::Mid, c.line);
+  palette.setColor(QPalette::Disabled, QPalette::Text, c.secondary);
+  palette.setColor(QPalette::Disabled, QPalette::ButtonText, c.secondary);
+  palette.setColor(QPalette::Disabled, QPalette::WindowText, c.secondary);
+  return palette;
+}
+
+QString themeStyleSheet(bool dark) {
+  const Colours c = colours(dark);
+  QString sheet = QStringLiteral(R"(
+QWidget#sidebar { background: %sidebar%; border-right: 1px solid %line%; }
+QLabel#brand { font-size: 17px; font-weight: 700; letter-spacing: 0.5px; padding: 0 8px; }
+QLabel#sidebarHeading { color: %secondary%; font-size: 11px; font-weight: 600; letter-spacing: 0.8px; padding: 4px 8px 2px 8px; }
+QToolButton[nav="true"] { text-align: left; padding: 7px 10px; border: none; border-radius: 7px; font-size: 13px; }
+QToolButton[nav="true"]:hover { background: %hover%; }
+QToolButton[nav="true"]:checked { background: %selected%; font-weight: 600; }
+QListView#projectList { background: transparent; }
+QWidget#projectHeader { border-bottom: 1px solid %line%; }
+QLineEdit#projectName { font-size: 21px; font-weight: 650; background: transparent; padding: 2px 0; }
+QLabel#fieldLabel { color: %secondary%; font-size: 11px; }
+QLabel#saveIndicator { color: %secondary%; font-size: 12px; padding: 2px 8px; border-radius: 9px; }
+QLabel#saveIndicator[saving="true"] { color: %accent%; }
+QLabel#pageTitle { font-size: 24px; font-weight: 650; }
+QLabel#sectionHeading { font-size: 14px; font-weight: 600; padding-top: 6px; }
+QLabel#secondaryText { color: %secondary%; }
+QLabel#figureValue { font-size: 28px; font-weight: 650; }
+QLabel#cardTitle { font-weight: 600; }
+QFrame#card, QFrame#projectCard { background: %card%; border: 1px solid %line%; border-radius: 12px; }
+QFrame#projectCard:hover, QFrame#projectCard:focus { border-color: %accent%; }
+QLabel#cover { background: %alternate%; border-radius: 8px; }
+QLabel#inspectorPreview { background: %alternate%; border-radius: 10px; }
+QPushButton { padding: 6px 14px; border: 1px solid %line%; border-radius: 7px; background: %base%; }
+QPushButton:hover { border-color: %accent%; }
+QPushButton:disabled { color: %secondary%; }
+QPushButton#primary, QPushButton#addImages { background: %accent%; color: %accentText%; border-color: %accent%; font-weight: 600; }
+QPushButton#primary:disabled { background: %line%; border-color: %line%; color: %secondary%; }
+QToolButton#removeArtworks, QToolButton#replaceImage { padding: 6px 10px; border: 1px solid %line%; border-radius: 7px; }
+QToolButton#removeArtworks:disabled, QToolButton#replaceImage:disabled { color: %secondary%; }
+QLineEdit, QPlainTextEdit, QComboBox { padding: 4px 6px; border: 1px solid %line%; border-radius: 6px; background: %base%; }
+QLineEdit:focus, QPlainTextEdit:focus, QComboBox:focus { border-color: %accent%; }
+QLineEdit[invalid="true"] { border-color: #d64545; }
+QLineEdit#projectName { border: 1px solid transparent; }
+QLineEdit#projectName:focus { border-color: %accent%; }
+QFrame#toast { background: %base%; border: 1px solid %line%; border-radius: 12px; }
+QFrame#toast[toastStyle="error"] { border-left: 4px solid #d64545; }
+QFrame#toast[toastStyle="success"] { border-left: 4px solid #2f9e63; }
+QFrame#toast[toastStyle="info"] { border-left: 4px solid %accent%; }
+QLabel#toastTitle { font-weight: 600; }
+QWidget#reminder { background: %selected%; border-radius: 9px; }
+QProgressBar { border: none; background: %line%; border-radius: 3px; }
+QProgressBar::chunk { background: %accent%; border-radius: 3px; }
+QSplitter::handle { background: %line%; }
+QSplitter::handle:horizontal { width: 1px; }
+)");
+  QColor hover = c.accent;
+  hover.setAlpha(22);
+  QColor selected = c.accent;
+  selected.setAlpha(44);
+  const auto rgba = [](const QColor& colour) {
+    return QStringLiteral("rgba(%1, %2, %3, %4)")
+        .arg(colour.red())
+        .arg(colour.green())
+        .arg(colour.blue())
+        .arg(colour.alpha());
+  };
+  sheet.replace(QStringLiteral("%sidebar%"), c.sidebar.name());
+  sheet.replace(QStringLiteral("%line%"), c.line.name());
+  sheet.replace(QStringLiteral("%secondary%"), c.secondary.name());
+  sheet.replace(QStringLiteral("%hover%"), rgba(hover));
+  sheet.replace(QStringLiteral("%selected%"), rgba(selected));
+  sheet.replace(QStringLiteral("%accentText%"), c.accentText.name());
+  sheet.replace(QStringLiteral("%accent%"), c.accent.name());
+  sheet.replace(QStringLiteral("%card%"), c.card.name());
+  sheet.replace(QStringLiteral("%alternate%"), c.alternate.name());
+  sheet.replace(QStringLiteral("%base%"), c.base.name());
+  return sheet;
+}
+
+void applyTheme(QApplication& application, ThemeMode mode, const QPalette& system) {
+  const bool dark = isDark(mode, system);
+  if (QStyle* fusion = QStyleFactory::create(QStringLiteral("Fusion")))
+    application.setStyle(fusion);
+  application.setPalette(themePalette(dark));
+  application.setStyleSheet(themeStyleSheet(dark));
+}
+
+}  // namespace quorvane::gui

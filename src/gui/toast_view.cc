@@ -1,0 +1,123 @@
+#include "gui/toast_view.h"
+
+#include <QEvent>
+#include <QGraphicsDropShadowEffect>
+#include <QHBoxLayout>
+#include <QLabel>
+#include <QPushButton>
+#include <QStyle>
+#include <QToolButton>
+#include <QVBoxLayout>
+
+#include "gui/words.h"
+
+namespace quorvane::gui {
+namespace {
+
+QString styleName(ToastStyle style) {
+  switch (style) {
+    case ToastStyle::error:
+      return QStringLiteral("error");
+    case ToastStyle::success:
+      return QStringLiteral("success");
+    case ToastStyle::info:
+      return QStringLiteral("info");
+  }
+  return QStringLiteral("info");
+}
+
+}  // namespace
+
+ToastView::ToastView(AppStore& store, QWidget* parent)
+    : QFrame(parent),
+      store_(store),
+      title_(new QLabel(this)),
+      text_(new QLabel(this)),
+      action_(new QPushButton(this)),
+      close_(new QToolButton(this)),
+      subscription_(store, [this](const StoreChanges& changes) {
+        if (changes.has(StoreArea::toast)) present(store_.state().errorToast);
+      }) {
+  setObjectName(QStringLiteral("toast"));
+  setAttribute(Qt::WA_StyledBackground);
+  title_->setObjectName(QStringLiteral("toastTitle"));
+  text_->setWordWrap(true);
+  text_->setObjectName(QStringLiteral("toastText"));
+  text_->setTextInteractionFlags(Qt::TextSelectableByMouse);
+  close_->setText(QStringLiteral("✕"));
+  close_->setAutoRaise(true);
+  auto* shadow = new QGraphicsDropShadowEffect(this);
+  shadow->setBlurRadius(24);
+  shadow->setOffset(0, 4);
+  shadow->setColor(QColor(0, 0, 0, 60));
+  setGraphicsEffect(shadow);
+
+  auto* words = new QVBoxLayout;
+  words->setSpacing(2);
+  words->addWidget(title_);
+  words->addWidget(text_);
+  auto* layout = new QHBoxLayout(this);
+  layout->setContentsMargins(16, 12, 10, 12);
+  layout->setSpacing(12);
+  layout->addLayout(words, 1);
+  layout->addWidget(action_, 0, Qt::AlignVCenter);
+  layout->addWidget(close_, 0, Qt::AlignTop);
+
+  timer_.setSingleShot(true);
+  connect(&timer_, &QTimer::timeout, this, [this] { store_.dismissToast(); });
+  connect(close_, &QToolButton::clicked, this, [this] { store_.dismissToast(); });
+  connect(action_, &QPushButton::clicked, this, [this] {
+    if (shown_ && shown_->action) emit actionTriggered(*shown_->action);
+  });
+  parent->installEventFilter(this);
+  retranslate();
+  present(store.state().errorToast);
+}
+
+void ToastView::retranslate() {
+  const Words words(store_);
+  close_->setAccessibleName(words("desktop.common.close"));
+  action_->setText(words("desktop.toast.review"));
+  action_->setAccessibleName(words("desktop.toast.review"));
+  if (shown_) present(shown_);
+}
+
+void ToastView::present(const std::optional<ToastMessage>& toast) {
+  shown_ = toast;
+  timer_.stop();
+  if (!toast) {
+    hide();
+    return;
+  }
+  title_->setText(toast->title ? qstr(*toast->title) : QString());
+  title_->setVisible(toast->title.has_value());
+  text_->setText(qstr(toast->text));
+  setAccessibleName(text_->text());
+  action_->setVisible(toast->action == ToastAction::showOversizedImages);
+  setProperty("toastStyle", styleName(toast->style));
+  style()->unpolish(this);
+  style()->polish(this);
+  place();
+  show();
+  raise();
+  timer_.start(toast->style == ToastStyle::error ? kErrorMilliseconds : kInfoMilliseconds);
+}
+
+void ToastView::place() {
+  if (!parentWidget()) return;
+  const QRect area = parentWidget()->rect();
+  const int width = std::min(520, area.width() - 40);
+  setFixedWidth(width);
+  adjustSize();
+  const int x = area.left() + (area.width() - width) / 2;
+  const bool centre = shown_ && shown_->placement == ToastPlacement::center;
+  const int y = centre ? area.top() + (area.height() - height()) / 2 : area.top() + 18;
+  move(x, y);
+}
+
+bool ToastView::eventFilter(QObject* watched, QEvent* event) {
+  if (watched == parentWidget() && event->type() == QEvent::Resize && isVisible()) place();
+  return QFrame::eventFilter(watched, event);
+}
+
+}  // namespace quorvane::gui

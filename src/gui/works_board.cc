@@ -1,0 +1,316 @@
+#include "gui/works_board.h"
+
+#include <QDragEnterEvent>
+#include <QFileDialog>
+#include <QHBoxLayout>
+#include <QItemSelectionModel>
+#include <QLabel>
+#include <QPainter>
+#include <QProgressBar>
+#include <QPushButton>
+#include <QScrollBar>
+#include <QToolButton>
+#include <QVBoxLayout>
+#include <algorithm>
+
+#include "gui/board_delegate.h"
+#include "gui/board_pictures.h"
+#include "gui/image_intake_controller.h"
+#include "gui/words.h"
+#include "gui/works_board_model.h"
+
+namespace quorvane::gui {
+namespace {
+
+const QString kImageFilter =
+    QStringLiteral("*.jpg *.jpeg *.png *.gif *.tif *.tiff *.heic *.heif *.webp");
+
+std::vector<std::string> pathsOf(const QStringList& files) {
+  std::vector<std::string> paths;
+  for (const QString& file : files) paths.push_back(utf8(file));
+  return paths;
+}
+
+}  // namespace
+
+BoardGrid::BoardGrid(QWidget* parent) : QListView(parent) {
+  setViewMode(QListView::IconMode);
+  // Static: a drop goes to the model (the store's order), never to a free
+  // place on the canvas as icon views otherwise do.
+  setMovement(QListView::Static);
+  setFlow(QListView::LeftToRight);
+  setWrapping(true);
+  setResizeMode(QListView::Adjust);
+  setUniformItemSizes(true);
+  setLayoutMode(QListView::Batched);
+  setBatchSize(200);
+  setSpacing(6);
+  setSelectionMode(QAbstractItemView::ExtendedSelection);
+  setDragEnabled(true);
+  setAcceptDrops(true);
+  viewport()->setAcceptDrops(true);  // drops are delivered to the viewport
+  setDropIndicatorShown(true);
+  setDragDropMode(QAbstractItemView::DragDrop);
+  setDefaultDropAction(Qt::MoveAction);
+  setVerticalScrollMode(QAbstractItemView::ScrollPerPixel);
+  verticalScrollBar()->setSingleStep(24);
+  setMouseTracking(true);
+  setFrameShape(QFrame::NoFrame);
+  setGridSize(BoardDelegate::cellSize() + QSize(8, 8));
+}
+
+std::vector<std::string> BoardGrid::selectedIds(int idRole) const {
+  QModelIndexList rows = selectionModel() ? selectionModel()->selectedIndexes() : QModelIndexList{};
+  std::sort(rows.begin(), rows.end(),
+            [](const QModelIndex& a, const QModelIndex& b) { return a.row() < b.row(); });
+  std::vector<std::string> ids;
+  for (const QModelIndex& row : rows) ids.push_back(utf8(row.data(idRole).toString()));
+  return ids;
+}
+
+bool BoardGrid::isRowVisible(int row) const {
+  if (!model() || row < 0 || row >= model()->rowCount()) return false;
+  return viewport()->rect().intersects(visualRect(model()->index(row, 0)));
+}
+
+void BoardGrid::setEmptyText(const QString& title, const QString& text) {
+  emptyTitle_ = title;
+  emptyText_ = text;
+  viewport()->update();
+}
+
+void BoardGrid::dragEnterEvent(QDragEnterEvent* event) {
+  QListView::dragEnterEvent(event);
+  // Files from the file manager come as a copy; take them all the same.
+  if (model() && model()->canDropMimeData(event->mimeData(), event->dropAction(), -1, -1, {})) {
+    event->acceptProposedAction();
+  }
+}
+
+void BoardGrid::dragMoveEvent(QDragMoveEvent* event) {
+  QListView::dragMoveEvent(event);
+  if (model() && model()->canDropMimeData(event->mimeData(), event->dropAction(), -1, -1, {})) {
+    event->acceptProposedAction();
+  }
+}
+
+int BoardGrid::dropRowAt(const QPoint& point) const {
+  const int rows = model() ? model()->rowCount() : 0;
+  const QModelIndex index = indexAt(point);
+  if (index.isValid()) {
+    const QRect cell = visualRect(index);
+    return point.x() < cell.center().x() ? index.row() : index.row() + 1;
+  }
+  // Between cells: the nearest cell before the point in reading order.
+  for (int row = rows - 1; row >= 0; --row) {
+    const QRect cell = visualRect(model()->index(row, 0));
+    const bool sameLine = point.y() >= cell.top() && point.y() <= cell.bottom();
+    if ((sameLine && point.x() >= cell.left()) || point.y() > cell.bottom()) return row + 1;
+  }
+  return 0;
+}
+
+void BoardGrid::dropEvent(QDropEvent* event) {
+  // The model decides what a drop means; the view only says where. Icon
+  // views otherwise move cells about on their own or remove the dragged
+  // rows once the drop is done.
+  if (!model()) return;
+  const int row = dropRowAt(event->position().toPoint());
+  model()->dropMimeData(event->mimeData(), event->dropAction(), row, 0, {});
+  event->setDropAction(Qt::CopyAction);
+  event->accept();
+  stopAutoScroll();
+  setState(NoState);
+  viewport()->update();
+}
+
+void BoardGrid::paintEvent(QPaintEvent* event) {
+  QListView::paintEvent(event);
+  if (!model() || model()->rowCount() > 0 || emptyTitle_.isEmpty()) return;
+  QPainter painter(viewport());
+  const QRect area = viewport()->rect().adjusted(40, 40, -40, -40);
+  QColor line = palette().color(QPalette::Text);
+  line.setAlpha(60);
+  painter.setRenderHint(QPainter::Antialiasing);
+  painter.setPen(QPen(line, 1.5, Qt::DashLine));
+  painter.drawRoundedRect(area, 14, 14);
+  QFont titleFont = font();
+  titleFont.setPointSizeF(titleFont.pointSizeF() * 1.35);
+  titleFont.setWeight(QFont::DemiBold);
+  painter.setFont(titleFont);
+  painter.setPen(palette().color(QPalette::Text));
+  const QRect middle = area.adjusted(24, 0, -24, 0);
+  const int titleHeight = QFontMetrics(titleFont).height();
+  painter.drawText(
+      QRect(middle.left(), middle.center().y() - titleHeight, middle.width(), titleHeight),
+      Qt::AlignCenter, emptyTitle_);
+  painter.setFont(font());
+  painter.setPen(palette().color(QPalette::PlaceholderText));
+  painter.drawText(QRect(middle.left(), middle.center().y() + 6, middle.width(), titleHeight * 3),
+                   Qt::AlignHCenter | Qt::AlignTop | Qt::TextWordWrap, emptyText_);
+}
+
+WorksBoard::WorksBoard(AppStore& store, QWidget* parent)
+    : QWidget(parent),
+      store_(store),
+      intake_(new ImageIntakeController(store, this)),
+      model_(new WorksBoardModel(store, *intake_, this)),
+      pictures_(new BoardPictures(store, BoardDelegate::kPictureEdge, this)),
+      grid_(new BoardGrid(this)),
+      addButton_(new QPushButton(this)),
+      removeButton_(new QToolButton(this)),
+      replaceButton_(new QToolButton(this)),
+      countLabel_(new QLabel(this)),
+      progressRow_(new QWidget(this)),
+      progressLabel_(new QLabel(progressRow_)),
+      progress_(new QProgressBar(progressRow_)),
+      cancelButton_(new QPushButton(progressRow_)),
+      subscription_(store, [this](const StoreChanges& changes) {
+        if (changes.has(StoreArea::artworks) || changes.has(StoreArea::settings)) updateCounts();
+      }) {
+  grid_->setModel(model_);
+  grid_->setItemDelegate(new BoardDelegate(*pictures_, WorksBoardModel::ArtworkIdRole,
+                                           WorksBoardModel::CaptionRole, grid_));
+  pictures_->setVisibleTest(
+      [this](const std::string& id) { return grid_->isRowVisible(model_->rowOf(id)); });
+  connect(pictures_, &BoardPictures::pictureReady, this, [this](const QString& id) {
+    const int row = model_->rowOf(utf8(id));
+    if (row >= 0) grid_->update(model_->index(row));
+  });
+
+  auto* toolbar = new QHBoxLayout;
+  toolbar->setContentsMargins(16, 10, 16, 6);
+  toolbar->setSpacing(8);
+  countLabel_->setObjectName(QStringLiteral("secondaryText"));
+  toolbar->addWidget(countLabel_);
+  toolbar->addStretch();
+  removeButton_->setObjectName(QStringLiteral("removeArtworks"));
+  replaceButton_->setObjectName(QStringLiteral("replaceImage"));
+  addButton_->setObjectName(QStringLiteral("addImages"));
+  addButton_->setDefault(false);
+  toolbar->addWidget(replaceButton_);
+  toolbar->addWidget(removeButton_);
+  toolbar->addWidget(addButton_);
+
+  auto* progressLayout = new QHBoxLayout(progressRow_);
+  progressLayout->setContentsMargins(16, 0, 16, 6);
+  progressLayout->addWidget(progressLabel_);
+  progressLayout->addWidget(progress_, 1);
+  progressLayout->addWidget(cancelButton_);
+  progress_->setTextVisible(false);
+  progress_->setMaximumHeight(6);
+  progressRow_->hide();
+
+  auto* layout = new QVBoxLayout(this);
+  layout->setContentsMargins(0, 0, 0, 0);
+  layout->setSpacing(0);
+  layout->addLayout(toolbar);
+  layout->addWidget(progressRow_);
+  layout->addWidget(grid_, 1);
+
+  connect(addButton_, &QPushButton::clicked, this, &WorksBoard::addImages);
+  connect(removeButton_, &QToolButton::clicked, this, &WorksBoard::removeSelected);
+  connect(replaceButton_, &QToolButton::clicked, this, &WorksBoard::replaceSelectedImage);
+  connect(cancelButton_, &QPushButton::clicked, intake_, &ImageIntakeController::cancel);
+  connect(grid_->selectionModel(), &QItemSelectionModel::selectionChanged, this,
+          &WorksBoard::selectionChanged);
+  connect(model_, &QAbstractItemModel::modelReset, this, &WorksBoard::selectionChanged);
+  connect(intake_, &ImageIntakeController::started, this, [this](int total) {
+    progress_->setRange(0, total);
+    progress_->setValue(0);
+    progressLabel_->setText(
+        Words(store_).format("desktop.works.adding", {"0", std::to_string(total)}));
+    progressRow_->show();
+  });
+  connect(intake_, &ImageIntakeController::progressed, this, [this](int done, int total) {
+    progress_->setRange(0, total);
+    progress_->setValue(done);
+    progressLabel_->setText(Words(store_).format("desktop.works.adding",
+                                                 {std::to_string(done), std::to_string(total)}));
+  });
+  connect(intake_, &ImageIntakeController::finished, this, [this] { progressRow_->hide(); });
+
+  retranslate();
+  selectionChanged();
+}
+
+WorksBoard::~WorksBoard() = default;
+
+void WorksBoard::retranslate() {
+  const Words words(store_);
+  addButton_->setText(words("desktop.works.add_images"));
+  addButton_->setToolTip(words("desktop.works.add_images.tip") + QStringLiteral("  (Ctrl+I)"));
+  addButton_->setAccessibleName(words("desktop.works.add_images"));
+  removeButton_->setText(words("desktop.works.remove"));
+  removeButton_->setToolTip(words("desktop.works.remove.tip"));
+  removeButton_->setAccessibleName(words("desktop.works.remove"));
+  replaceButton_->setText(words("desktop.works.replace_image"));
+  replaceButton_->setAccessibleName(words("desktop.works.replace_image"));
+  cancelButton_->setText(words("desktop.common.cancel"));
+  cancelButton_->setAccessibleName(words("desktop.works.cancel_adding"));
+  progress_->setAccessibleName(words("desktop.works.cancel_adding"));
+  grid_->setAccessibleName(words("desktop.works.board"));
+  grid_->setEmptyText(words("desktop.works.empty.title"), words("desktop.works.empty.text"));
+  updateCounts();
+  grid_->viewport()->update();
+}
+
+void WorksBoard::updateCounts() {
+  countLabel_->setText(Words(store_).count(
+      "desktop.count.artworks",
+      static_cast<std::int64_t>(store_.state().snapshot.artworks.images.size())));
+}
+
+std::vector<std::string> WorksBoard::selectedIds() const {
+  return grid_->selectedIds(WorksBoardModel::ArtworkIdRole);
+}
+
+void WorksBoard::select(const std::vector<std::string>& ids) {
+  QItemSelection selection;
+  for (const std::string& id : ids) {
+    const int row = model_->rowOf(id);
+    if (row >= 0) selection.select(model_->index(row), model_->index(row));
+  }
+  grid_->selectionModel()->select(selection, QItemSelectionModel::ClearAndSelect);
+  if (!ids.empty()) {
+    const int row = model_->rowOf(ids.front());
+    if (row >= 0)
+      grid_->selectionModel()->setCurrentIndex(model_->index(row), QItemSelectionModel::NoUpdate);
+  }
+}
+
+void WorksBoard::selectionChanged() {
+  const std::vector<std::string> ids = selectedIds();
+  removeButton_->setEnabled(!ids.empty());
+  replaceButton_->setEnabled(ids.size() == 1);
+  emit currentArtworkChanged(ids.size() == 1 ? std::optional<std::string>(ids.front())
+                                             : std::nullopt);
+}
+
+void WorksBoard::addImages() {
+  const Words words(store_);
+  const QStringList files =
+      QFileDialog::getOpenFileNames(this, words("desktop.works.add_images"), QString(),
+                                    words("desktop.works.image_files") + QStringLiteral(" (") +
+                                        kImageFilter + QStringLiteral(")"));
+  intake_->add(pathsOf(files));
+}
+
+void WorksBoard::removeSelected() {
+  for (const std::string& id : selectedIds()) {
+    if (!store_.removeArtwork(id)) break;
+  }
+}
+
+void WorksBoard::replaceSelectedImage() {
+  const std::vector<std::string> ids = selectedIds();
+  if (ids.size() != 1) return;
+  const Words words(store_);
+  const QString file =
+      QFileDialog::getOpenFileName(this, words("desktop.works.replace_image"), QString(),
+                                   words("desktop.works.image_files") + QStringLiteral(" (") +
+                                       kImageFilter + QStringLiteral(")"));
+  if (!file.isEmpty()) store_.replaceImage(ids.front(), utf8(file));
+}
+
+}  // namespace quorvane::gui

@@ -1,0 +1,224 @@
+// The window's screens over the store: what a person types reaches the
+// store at once and the library after the debounce; what the screens say
+// is what the store and the library hold; a change of language is seen
+// everywhere at once.
+#include <gtest/gtest.h>
+
+#include <QComboBox>
+#include <QLabel>
+#include <QLineEdit>
+#include <QListView>
+#include <QPushButton>
+#include <QTest>
+#include <QToolButton>
+
+#include "gui/dashboard.h"
+#include "gui/desktop_fixture.h"
+#include "gui/inspector.h"
+#include "gui/project_header.h"
+#include "gui/project_list_model.h"
+#include "gui/settings_page.h"
+#include "gui/vault_view.h"
+#include "gui/works_board_model.h"
+#include "pdf/localization.h"
+
+namespace quorvane {
+namespace {
+
+using testing::DesktopTest;
+
+TEST_F(DesktopTest, ATitleTypedInTheInspectorIsTheStoresAtOnceAndTheLibrarysAfterTheDebounce) {
+  dropImages({writeImage("field.jpg", 400, 300)});
+  settleAll();
+  const std::string id = boardOrder().front();
+  window->board().select({id});
+  ASSERT_EQ(window->inspector().artworkId(), id);
+  EXPECT_EQ(store->state().worksInspectorArtworkID, id);  // its page is drawn first
+
+  QLineEdit* title = window->inspector().titleField();
+  title->setFocus();
+  QTest::keyClicks(title, "Salt Marsh");
+  main.runUntilIdle();
+  EXPECT_EQ(store->state().snapshot.artworks.images.front().title, "Salt Marsh");
+  EXPECT_EQ(window->board().model().data(window->board().model().index(0), Qt::DisplayRole),
+            QString("Salt Marsh"));
+  EXPECT_EQ(window->header().saveIndicator()->text().toStdString(),
+            uiText("desktop.save.saving", "en"));
+  EXPECT_EQ(sql("SELECT title FROM artworks WHERE id = '" + id + "'"), "");
+
+  settleAll();
+  EXPECT_EQ(sql("SELECT title FROM artworks WHERE id = '" + id + "'"), "Salt Marsh");
+  // "Saving…" stays long enough to be read, then "Saved", then nothing.
+  main.advanceBy(SavePipeline::kMinimumSavingIndicator);
+  pump();
+  EXPECT_EQ(window->header().saveIndicator()->text().toStdString(),
+            uiText("desktop.save.saved", "en"));
+  main.advanceBy(SavePipeline::kSavedBadge);
+  pump();
+  EXPECT_TRUE(window->header().saveIndicator()->text().isEmpty());
+}
+
+TEST_F(DesktopTest, APriceThatDoesNotReadKeepsTheStoredOneAndSaysSo) {
+  store->setProjectKind(ProjectKind::catalogue, CatalogueKind::price);
+  dropImages({writeImage("priced.jpg", 400, 300)});
+  const std::string id = boardOrder().front();
+  window->board().select({id});
+  QLineEdit* price = window->inspector().priceField();
+  ASSERT_TRUE(price->isVisibleTo(&window->inspector()));
+  price->setFocus();
+  QTest::keyClicks(price, "1 200,50");
+  main.runUntilIdle();
+  EXPECT_EQ(store->state().snapshot.artworks.images.front().priceCents, 120050);
+  QTest::keyClicks(price, "x");
+  main.runUntilIdle();
+  EXPECT_EQ(store->state().snapshot.artworks.images.front().priceCents, 120050);
+  EXPECT_TRUE(price->property("invalid").toBool());
+  EXPECT_FALSE(price->toolTip().isEmpty());
+}
+
+TEST_F(DesktopTest, AWorkRemovedFromTheProjectWaitsInTheVaultAndComesBack) {
+  dropImages({writeImage("stay.jpg", 200, 200), writeImage("go.jpg", 200, 200)});
+  const std::string leaving = boardOrder().back();
+  window->board().select({leaving});
+  window->board().removeSelected();
+  pump();
+  EXPECT_EQ(window->board().model().rowCount(), 1);
+  EXPECT_EQ(window->inspector().artworkId(), std::nullopt);
+
+  window->showScreen(gui::Screen::vault);
+  pump();
+  gui::VaultView& vault = window->vault();
+  ASSERT_EQ(vault.model().rowCount(), 1);
+  EXPECT_EQ(vault.model()
+                .data(vault.model().index(0), gui::VaultModel::ArtworkIdRole)
+                .toString()
+                .toStdString(),
+            leaving);
+  vault.grid().selectionModel()->select(vault.model().index(0), QItemSelectionModel::Select);
+  vault.addSelected();
+  pump();
+  EXPECT_EQ(boardOrder().back(), leaving);
+  EXPECT_EQ(window->board().model().rowCount(), 2);
+  EXPECT_EQ(vault.model().rowCount(), 0);  // read again: nothing left to add
+}
+
+TEST_F(DesktopTest, TheDashboardShowsTheLibrarysOwnCounts) {
+  dropImages({writeImage("a.jpg", 200, 200), writeImage("b.jpg", 200, 200)});
+  store->setText(SaveSection::bio, "Born by the sea.");
+  store->setText(SaveSection::statement, "I paint weather.");
+  CVData cv = store->state().snapshot.cv;
+  store->setCV(cv);
+  window->newProject();
+  pump();
+  dropImages({writeImage("c.jpg", 200, 200)});
+  settleAll();
+
+  window->showScreen(gui::Screen::home);
+  window->dashboard().refresh();
+  pump();
+  const LibraryKPIOverview counts = repository->libraryCounts();
+  const gui::DashboardFigures& figures = window->dashboard().figures();
+  EXPECT_EQ(figures, gui::dashboardFigures(store->state().projects.size(), counts));
+  EXPECT_EQ(figures.projects, 2);
+  EXPECT_EQ(figures.artworks, 3);
+  EXPECT_EQ(figures.texts, counts.bioCount + counts.statementCount);
+  EXPECT_GE(figures.texts, 2);
+  EXPECT_EQ(window->dashboard().figureText(1), QString("3"));
+}
+
+TEST_F(DesktopTest, ChoosingAnotherLanguageChangesTheVisibleWordsAtOnce) {
+  window->showScreen(gui::Screen::settings);
+  QComboBox* language = window->settings().languageBox();
+  const auto addButton = window->board().findChild<QPushButton*>("addImages");
+  ASSERT_NE(addButton, nullptr);
+  EXPECT_EQ(addButton->text().toStdString(), uiText("desktop.works.add_images", "en"));
+
+  language->setCurrentIndex(language->findData("fr"));
+  emit language->activated(language->currentIndex());
+  pump();
+  EXPECT_EQ(store->language(), "fr");
+  EXPECT_EQ(addButton->text().toStdString(), uiText("desktop.works.add_images", "fr"));
+  const auto home = window->sidebar().findChild<QToolButton*>("navHome");
+  EXPECT_EQ(home->text().toStdString(), uiText("desktop.nav.home", "fr"));
+  EXPECT_EQ(home->accessibleName().toStdString(), uiText("desktop.nav.home", "fr"));
+  EXPECT_EQ(window->header().kindBox()->itemText(0).toStdString(),
+            uiText("document.kind.portfolio", "fr"));
+  EXPECT_NE(uiText("desktop.works.add_images", "fr"), uiText("desktop.works.add_images", "en"));
+
+  language->setCurrentIndex(language->findData("de"));
+  emit language->activated(language->currentIndex());
+  pump();
+  EXPECT_EQ(addButton->text().toStdString(), uiText("desktop.works.add_images", "de"));
+}
+
+TEST_F(DesktopTest, TheSidebarListsProjectsNewestFirstWithTheOpenOneMarked) {
+  ProjectChanges first;
+  first.name = "Littoral";
+  store->updateProject(first);
+  dropImages({writeImage("x.jpg", 200, 200)});
+  settleAll();
+  main.advanceBy(std::chrono::milliseconds(1000));
+  window->newProject();
+  pump();
+  store->renameProject("Estuary");
+  store->setProjectKind(ProjectKind::catalogue, CatalogueKind::raisonne);
+  settleAll();
+
+  gui::ProjectListModel& projects = window->sidebar().projects();
+  ASSERT_EQ(projects.rowCount(), 2);
+  EXPECT_EQ(projects.data(projects.index(0), Qt::DisplayRole), QString("Estuary"));
+  EXPECT_EQ(projects.data(projects.index(1), Qt::DisplayRole), QString("Littoral"));
+  EXPECT_EQ(projects.openRow(), 0);
+  EXPECT_EQ(
+      projects.data(projects.index(0), gui::ProjectListModel::KindRole).toString().toStdString(),
+      uiText("document.kind.raisonne", "en"));
+
+  // Editing the older project does not reorder the list under the pointer.
+  window->openProject(projects.project(1).id);
+  pump();
+  store->renameProject("Littoral II");
+  settleAll();
+  EXPECT_EQ(projects.data(projects.index(1), Qt::DisplayRole), QString("Littoral II"));
+  EXPECT_EQ(projects.openRow(), 1);
+}
+
+TEST_F(DesktopTest, DeletingAProjectAsksFirstAndKeepsItWhenTheAnswerIsNo) {
+  dropImages({writeImage("x.jpg", 200, 200)});
+  settleAll();
+  const std::string id = store->state().project.id;
+  confirmAnswer = false;
+  window->deleteProject();
+  pump();
+  EXPECT_EQ(store->state().project.id, id);
+  confirmAnswer = true;
+  window->deleteProject();
+  pump();
+  EXPECT_NE(store->state().project.id, id);
+  EXPECT_EQ(window->screen(), gui::Screen::home);
+  ASSERT_TRUE(store->state().errorToast.has_value());
+  EXPECT_EQ(store->state().errorToast->text, uiText("inspector.project.delete.done", "en"));
+}
+
+TEST_F(DesktopTest, EveryControlHasAnAccessibleName) {
+  for (gui::Screen screen :
+       {gui::Screen::home, gui::Screen::works, gui::Screen::vault, gui::Screen::settings}) {
+    window->showScreen(screen);
+    pump();
+    for (QWidget* widget : window->findChildren<QWidget*>()) {
+      const bool control = qobject_cast<QAbstractButton*>(widget) ||
+                           qobject_cast<QLineEdit*>(widget) || qobject_cast<QComboBox*>(widget) ||
+                           qobject_cast<QAbstractItemView*>(widget);
+      if (!control || !widget->isVisibleTo(window.get())) continue;
+      if (qobject_cast<QAbstractButton*>(widget) &&
+          !qobject_cast<QAbstractButton*>(widget)->text().isEmpty()) {
+        continue;  // a button's text is its name
+      }
+      if (widget->inherits("QScrollBar") || widget->parent()->inherits("QComboBox")) continue;
+      EXPECT_FALSE(widget->accessibleName().isEmpty())
+          << widget->metaObject()->className() << " " << widget->objectName().toStdString();
+    }
+  }
+}
+
+}  // namespace
+}  // namespace quorvane
