@@ -20,7 +20,7 @@ namespace quorvane::gui {
 namespace {
 
 constexpr int kCoverEdge = 150;
-constexpr int kRecentShown = 6;
+constexpr int kRecentShown = 4;  // one row beside the widest sidebar
 constexpr const char* kFigureKeys[] = {"desktop.home.figure.projects",
                                        "desktop.home.figure.artworks", "desktop.home.figure.texts",
                                        "desktop.home.figure.cvs"};
@@ -69,7 +69,7 @@ Dashboard::Dashboard(DesktopContext context, QWidget* parent)
       heading_(new QLabel(this)),
       subheading_(new QLabel(this)),
       recentHeading_(new QLabel(this)),
-      recent_(new QGridLayout),
+      recent_(new QHBoxLayout),
       firstSteps_(card(this)),
       firstStepsText_(new QLabel(firstSteps_)),
       firstAdd_(new QPushButton(firstSteps_)),
@@ -115,8 +115,7 @@ Dashboard::Dashboard(DesktopContext context, QWidget* parent)
   firstLayout->addWidget(firstStepsText_);
   firstLayout->addWidget(firstAdd_, 0, Qt::AlignLeft);
 
-  recent_->setHorizontalSpacing(14);
-  recent_->setVerticalSpacing(14);
+  recent_->setSpacing(14);
 
   auto* backupRow = new QHBoxLayout;
   backupRow->addWidget(backupState_, 1);
@@ -258,9 +257,10 @@ void Dashboard::showRecent() {
     layout->addWidget(name);
     layout->addWidget(kind);
     projectCard->setAccessibleName(qstr(summary.projectName));
-    recent_->addWidget(projectCard, shown / 3, shown % 3, Qt::AlignLeft | Qt::AlignTop);
+    recent_->addWidget(projectCard, 0, Qt::AlignTop);
     ++shown;
   }
+  recent_->addStretch(1);
   recentHeading_->setVisible(shown > 0);
 }
 

@@ -9,7 +9,7 @@
 #include "gui/desktop_context.h"
 #include "gui/store_subscription.h"
 
-class QGridLayout;
+class QHBoxLayout;
 class QLabel;
 class QPushButton;
 class QVBoxLayout;
@@ -62,7 +62,7 @@ class Dashboard final : public QWidget {
   std::vector<QLabel*> figureValues_;
   std::vector<QLabel*> figureLabels_;
   QLabel* recentHeading_;
-  QGridLayout* recent_;
+  QHBoxLayout* recent_;  // the cards, then a stretch
   QWidget* firstSteps_;
   QLabel* firstStepsText_;
   QPushButton* firstAdd_;

@@ -94,14 +94,21 @@ Inspector::Inspector(AppStore& store, QWidget* parent)
   form_->setFieldGrowthPolicy(QFormLayout::AllNonFixedFieldsGrow);
   form_->setRowWrapPolicy(QFormLayout::DontWrapRows);
   form_->setVerticalSpacing(8);
-  form_->addRow(QString(), title_);
-  form_->addRow(QString(), year_);
-  form_->addRow(QString(), medium_);
-  form_->addRow(QString(), dimensions);
-  form_->addRow(QString(), status_);
-  form_->addRow(QString(), priceRow_);
-  form_->addRow(QString(), raisonne_);
-  form_->addRow(QString(), text_);
+  const auto row = [&](QWidget* field, const char* key) {
+    auto* label = new QLabel(this);
+    label->setObjectName(QStringLiteral("fieldLabel"));
+    label->setBuddy(field);
+    labels_.emplace_back(label, key);
+    form_->addRow(label, field);
+  };
+  row(title_, "desktop.inspector.title");
+  row(year_, "desktop.inspector.year");
+  row(medium_, "desktop.inspector.medium");
+  row(dimensions, "desktop.inspector.dimensions");
+  row(status_, "desktop.inspector.status");
+  row(priceRow_, "desktop.inspector.price");
+  row(raisonne_, "desktop.inspector.raisonne");
+  row(text_, "desktop.inspector.text");
 
   auto* details = new QWidget(this);
   auto* detailsLayout = new QVBoxLayout(details);
@@ -134,21 +141,10 @@ Inspector::Inspector(AppStore& store, QWidget* parent)
 
 void Inspector::retranslate() {
   const Words words(store_);
-  const auto label = [&](QWidget* field, const char* key) {
-    const QString text = words(key);
-    if (auto* labelWidget = qobject_cast<QLabel*>(form_->labelForField(field))) {
-      labelWidget->setText(text);
-    }
-    field->setAccessibleName(text);
-  };
-  label(title_, "desktop.inspector.title");
-  label(year_, "desktop.inspector.year");
-  label(medium_, "desktop.inspector.medium");
-  label(form_->itemAt(3, QFormLayout::FieldRole)->widget(), "desktop.inspector.dimensions");
-  label(status_, "desktop.inspector.status");
-  label(priceRow_, "desktop.inspector.price");
-  label(raisonne_, "desktop.inspector.raisonne");
-  label(text_, "desktop.inspector.text");
+  for (const auto& [label, key] : labels_) {
+    label->setText(words(key));
+    label->buddy()->setAccessibleName(words(key));
+  }
   width_->setAccessibleName(words("desktop.inspector.width"));
   width_->setPlaceholderText(words("desktop.inspector.width_short"));
   height_->setAccessibleName(words("desktop.inspector.height"));

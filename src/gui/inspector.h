@@ -7,6 +7,8 @@
 #include <QWidget>
 #include <optional>
 #include <string>
+#include <utility>
+#include <vector>
 
 #include "app/app_store.h"
 #include "gui/store_subscription.h"
@@ -67,6 +69,7 @@ class Inspector final : public QWidget {
   QWidget* priceRow_;
   QLabel* raisonne_;
   QPlainTextEdit* text_;
+  std::vector<std::pair<QLabel*, const char*>> labels_;  // form labels and their keys
   StoreSubscription subscription_;
   std::shared_ptr<bool> alive_ = std::make_shared<bool>(true);
 };

@@ -75,7 +75,9 @@ MainWindow::MainWindow(DesktopContext context, QWidget* parent)
   mainSplitter_->setSizes({230, 1050});
   mainSplitter_->setChildrenCollapsible(false);
   setCentralWidget(mainSplitter_);
-  toast_ = new ToastView(context.store, mainSplitter_);
+  mainSplitter_->setHandleWidth(1);
+  worksSplitter_->setHandleWidth(1);
+  toast_ = new ToastView(context.store, this, pages_);
   resize(1280, 820);
   setMinimumSize(900, 600);
 

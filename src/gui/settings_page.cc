@@ -39,6 +39,10 @@ SettingsPage::SettingsPage(AppStore& store, QWidget* parent)
   themeLabel_->setBuddy(theme_);
   auto* form = new QFormLayout;
   form->setHorizontalSpacing(16);
+  form->setFieldGrowthPolicy(QFormLayout::FieldsStayAtSizeHint);
+  form->setLabelAlignment(Qt::AlignLeft | Qt::AlignVCenter);
+  language_->setMinimumWidth(260);
+  theme_->setMinimumWidth(260);
   form->setVerticalSpacing(12);
   form->addRow(languageLabel_, language_);
   form->addRow(themeLabel_, theme_);

@@ -69,13 +69,12 @@ class ProjectDelegate final : public QStyledItemDelegate {
   }
 };
 
-QToolButton* navButton(QWidget* parent, const char* name) {
-  auto* button = new QToolButton(parent);
+QPushButton* navButton(QWidget* parent, const char* name) {
+  auto* button = new QPushButton(parent);
   button->setObjectName(QString::fromLatin1(name));
   button->setProperty("nav", true);
   button->setCheckable(true);
-  button->setAutoRaise(true);
-  button->setToolButtonStyle(Qt::ToolButtonTextOnly);
+  button->setFlat(true);
   button->setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Fixed);
   return button;
 }
@@ -118,7 +117,7 @@ Sidebar::Sidebar(DesktopContext context, QWidget* parent)
   list_->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
 
   backupTitle_->setObjectName(QStringLiteral("sidebarHeading"));
-  backupState_->setObjectName(QStringLiteral("secondaryText"));
+  backupState_->setObjectName(QStringLiteral("sidebarNote"));
   backupState_->setWordWrap(true);
   reminder_->setObjectName(QStringLiteral("reminder"));
   reminder_->setAttribute(Qt::WA_StyledBackground);
@@ -153,10 +152,10 @@ Sidebar::Sidebar(DesktopContext context, QWidget* parent)
   layout->addSpacing(6);
   layout->addWidget(reminder_);
 
-  connect(home_, &QToolButton::clicked, this, [this] { emit screenChosen(Screen::home); });
-  connect(vault_, &QToolButton::clicked, this, [this] { emit screenChosen(Screen::vault); });
-  connect(settings_, &QToolButton::clicked, this, [this] { emit screenChosen(Screen::settings); });
-  connect(newProject_, &QToolButton::clicked, this, &Sidebar::newProjectRequested);
+  connect(home_, &QPushButton::clicked, this, [this] { emit screenChosen(Screen::home); });
+  connect(vault_, &QPushButton::clicked, this, [this] { emit screenChosen(Screen::vault); });
+  connect(settings_, &QPushButton::clicked, this, [this] { emit screenChosen(Screen::settings); });
+  connect(newProject_, &QPushButton::clicked, this, &Sidebar::newProjectRequested);
   connect(list_, &QListView::clicked, this, [this](const QModelIndex& index) {
     emit projectChosen(utf8(index.data(ProjectListModel::ProjectIdRole).toString()));
   });

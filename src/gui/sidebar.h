@@ -11,7 +11,6 @@
 class QLabel;
 class QListView;
 class QPushButton;
-class QToolButton;
 
 namespace quorvane::gui {
 
@@ -43,12 +42,12 @@ class Sidebar final : public QWidget {
   DesktopContext context_;
   ProjectListModel* projects_;
   QLabel* brand_;
-  QToolButton* home_;
+  QPushButton* home_;
   QLabel* projectsHeading_;
   QListView* list_;
-  QToolButton* newProject_;
-  QToolButton* vault_;
-  QToolButton* settings_;
+  QPushButton* newProject_;
+  QPushButton* vault_;
+  QPushButton* settings_;
   QLabel* backupTitle_;
   QLabel* backupState_;
   QWidget* reminder_;

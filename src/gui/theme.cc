@@ -3,6 +3,10 @@
 #include <QApplication>
 #include <QStyleFactory>
 
+// The window's pictures live in the library's resources, which a static
+// library must bring in by name (outside any namespace).
+static void loadThemeResources() { Q_INIT_RESOURCE(gui); }
+
 namespace quorvane::gui {
 namespace {
 
@@ -60,9 +64,10 @@ QString themeStyleSheet(bool dark) {
 QWidget#sidebar { background: %sidebar%; border-right: 1px solid %line%; }
 QLabel#brand { font-size: 17px; font-weight: 700; letter-spacing: 0.5px; padding: 0 8px; }
 QLabel#sidebarHeading { color: %secondary%; font-size: 11px; font-weight: 600; letter-spacing: 0.8px; padding: 4px 8px 2px 8px; }
-QToolButton[nav="true"] { text-align: left; padding: 7px 10px; border: none; border-radius: 7px; font-size: 13px; }
-QToolButton[nav="true"]:hover { background: %hover%; }
-QToolButton[nav="true"]:checked { background: %selected%; font-weight: 600; }
+QPushButton[nav="true"] { text-align: left; padding: 7px 10px; border: none; border-radius: 7px; background: transparent; }
+QPushButton[nav="true"]:hover { background: %hover%; }
+QPushButton[nav="true"]:checked { background: %selected%; font-weight: 600; }
+QLabel#sidebarNote { color: %secondary%; padding: 0 8px; }
 QListView#projectList { background: transparent; }
 QWidget#projectHeader { border-bottom: 1px solid %line%; }
 QLineEdit#projectName { font-size: 21px; font-weight: 650; background: transparent; padding: 2px 0; }
@@ -87,6 +92,9 @@ QToolButton#removeArtworks, QToolButton#replaceImage { padding: 6px 10px; border
 QToolButton#removeArtworks:disabled, QToolButton#replaceImage:disabled { color: %secondary%; }
 QLineEdit, QPlainTextEdit, QComboBox { padding: 4px 6px; border: 1px solid %line%; border-radius: 6px; background: %base%; }
 QLineEdit:focus, QPlainTextEdit:focus, QComboBox:focus { border-color: %accent%; }
+QComboBox { padding-right: 22px; }
+QComboBox::drop-down { subcontrol-origin: padding; subcontrol-position: center right; width: 20px; border: none; }
+QComboBox::down-arrow { image: url(:/quorvane/%chevron%); width: 10px; height: 6px; }
 QLineEdit[invalid="true"] { border-color: #d64545; }
 QLineEdit#projectName { border: 1px solid transparent; }
 QLineEdit#projectName:focus { border-color: %accent%; }
@@ -112,6 +120,8 @@ QSplitter::handle:horizontal { width: 1px; }
         .arg(colour.blue())
         .arg(colour.alpha());
   };
+  sheet.replace(QStringLiteral("%chevron%"),
+                dark ? QStringLiteral("chevron-light.png") : QStringLiteral("chevron-dark.png"));
   sheet.replace(QStringLiteral("%sidebar%"), c.sidebar.name());
   sheet.replace(QStringLiteral("%line%"), c.line.name());
   sheet.replace(QStringLiteral("%secondary%"), c.secondary.name());
@@ -126,6 +136,7 @@ QSplitter::handle:horizontal { width: 1px; }
 }
 
 void applyTheme(QApplication& application, ThemeMode mode, const QPalette& system) {
+  loadThemeResources();
   const bool dark = isDark(mode, system);
   if (QStyle* fusion = QStyleFactory::create(QStringLiteral("Fusion")))
     application.setStyle(fusion);

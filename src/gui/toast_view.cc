@@ -28,9 +28,10 @@ QString styleName(ToastStyle style) {
 
 }  // namespace
 
-ToastView::ToastView(AppStore& store, QWidget* parent)
+ToastView::ToastView(AppStore& store, QWidget* parent, QWidget* anchor)
     : QFrame(parent),
       store_(store),
+      anchor_(anchor),
       title_(new QLabel(this)),
       text_(new QLabel(this)),
       action_(new QPushButton(this)),
@@ -70,6 +71,7 @@ ToastView::ToastView(AppStore& store, QWidget* parent)
     if (shown_ && shown_->action) emit actionTriggered(*shown_->action);
   });
   parent->installEventFilter(this);
+  anchor->installEventFilter(this);
   retranslate();
   present(store.state().errorToast);
 }
@@ -105,7 +107,7 @@ void ToastView::present(const std::optional<ToastMessage>& toast) {
 
 void ToastView::place() {
   if (!parentWidget()) return;
-  const QRect area = parentWidget()->rect();
+  const QRect area(anchor_->mapTo(parentWidget(), QPoint(0, 0)), anchor_->size());
   const int width = std::min(520, area.width() - 40);
   setFixedWidth(width);
   adjustSize();
@@ -116,7 +118,10 @@ void ToastView::place() {
 }
 
 bool ToastView::eventFilter(QObject* watched, QEvent* event) {
-  if (watched == parentWidget() && event->type() == QEvent::Resize && isVisible()) place();
+  if ((watched == parentWidget() || watched == anchor_) && event->type() == QEvent::Resize &&
+      isVisible()) {
+    place();
+  }
   return QFrame::eventFilter(watched, event);
 }
 

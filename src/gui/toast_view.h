@@ -21,7 +21,9 @@ class ToastView final : public QFrame {
   Q_OBJECT
 
  public:
-  explicit ToastView(AppStore& store, QWidget* parent);
+  // Shown over `anchor` (the area beside the sidebar), a child of `parent`
+  // outside any layout.
+  ToastView(AppStore& store, QWidget* parent, QWidget* anchor);
   // The toast on screen, if any.
   const std::optional<ToastMessage>& toast() const { return shown_; }
   QLabel* textLabel() const { return text_; }
@@ -42,6 +44,7 @@ class ToastView final : public QFrame {
   void present(const std::optional<ToastMessage>& toast);
 
   AppStore& store_;
+  QWidget* anchor_;
   std::optional<ToastMessage> shown_;
   QLabel* title_;
   QLabel* text_;

@@ -256,9 +256,11 @@ void WorksBoard::retranslate() {
 }
 
 void WorksBoard::updateCounts() {
-  countLabel_->setText(Words(store_).count(
-      "desktop.count.artworks",
-      static_cast<std::int64_t>(store_.state().snapshot.artworks.images.size())));
+  const auto count = static_cast<std::int64_t>(store_.state().snapshot.artworks.images.size());
+  countLabel_->setText(Words(store_).count("desktop.count.artworks", count));
+  // Nothing to remove or replace on an empty board: only the way to add.
+  removeButton_->setVisible(count > 0);
+  replaceButton_->setVisible(count > 0);
 }
 
 std::vector<std::string> WorksBoard::selectedIds() const {

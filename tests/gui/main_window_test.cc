@@ -138,7 +138,8 @@ TEST_F(DesktopTest, ChoosingAnotherLanguageChangesTheVisibleWordsAtOnce) {
   pump();
   EXPECT_EQ(store->language(), "fr");
   EXPECT_EQ(addButton->text().toStdString(), uiText("desktop.works.add_images", "fr"));
-  const auto home = window->sidebar().findChild<QToolButton*>("navHome");
+  const auto home = window->sidebar().findChild<QPushButton*>("navHome");
+  ASSERT_NE(home, nullptr);
   EXPECT_EQ(home->text().toStdString(), uiText("desktop.nav.home", "fr"));
   EXPECT_EQ(home->accessibleName().toStdString(), uiText("desktop.nav.home", "fr"));
   EXPECT_EQ(window->header().kindBox()->itemText(0).toStdString(),
