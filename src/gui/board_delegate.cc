@@ -36,7 +36,13 @@ void BoardDelegate::paint(QPainter* painter, const QStyleOptionViewItem& option,
   painter->save();
   painter->setRenderHint(QPainter::Antialiasing);
   const QPalette& palette = option.palette;
-  const QRect cell = option.rect.adjusted(3, 3, -3, -3);
+  // The cell's own width, centred in the (possibly wider) grid place.
+  const QSize size = cellSize();
+  const QRect place = option.rect;
+  const QRect cell =
+      QRect(place.left() + (place.width() - size.width()) / 2, place.top(), size.width(),
+            std::min(size.height(), place.height()))
+          .adjusted(3, 3, -3, -3);
   const bool selected = option.state.testFlag(QStyle::State_Selected);
   const bool hovered = option.state.testFlag(QStyle::State_MouseOver);
   if (selected || hovered) {

@@ -1,6 +1,9 @@
 // quorvane-desktop: the window over the artist's library.
 //   quorvane-desktop [--verbose] [--screenshots FOLDER]
 #include <QApplication>
+#include <QSocketNotifier>
+#include <csignal>
+#include <unistd.h>
 #include <QMessageBox>
 #include <QTimer>
 #include <cstring>
@@ -13,6 +16,33 @@
 #include "gui/words.h"
 #include "platform/clock.h"
 #include "quorvane_version.h"
+
+namespace {
+
+// A desktop ending its session (or a `kill`) sends SIGTERM: the window
+// closes as if the user had quit, so the edits still in their debounce are
+// written. The handler only writes a byte; the event loop does the rest.
+int signalPipe[2] = {-1, -1};
+
+void onTerminate(int) {
+  const char byte = 1;
+  [[maybe_unused]] const auto written = ::write(signalPipe[1], &byte, 1);
+}
+
+void quitOnTerminate(QObject& context) {
+  if (::pipe(signalPipe) != 0) return;
+  auto* notifier = new QSocketNotifier(signalPipe[0], QSocketNotifier::Read, &context);
+  QObject::connect(notifier, &QSocketNotifier::activated, &context, [] { QCoreApplication::quit(); });
+  struct sigaction action {};
+  action.sa_handler = onTerminate;
+  sigemptyset(&action.sa_mask);
+  action.sa_flags = SA_RESTART;
+  sigaction(SIGTERM, &action, nullptr);
+  sigaction(SIGINT, &action, nullptr);
+  sigaction(SIGHUP, &action, nullptr);
+}
+
+}  // namespace
 
 int main(int argc, char** argv) {
   bool verbose = false;
@@ -32,6 +62,7 @@ int main(int argc, char** argv) {
   quorvane::Logger& logger =
       verbose ? static_cast<quorvane::Logger&>(diagnostics) : quorvane::nullLogger();
   QObject mainContext;
+  quitOnTerminate(mainContext);
   std::unique_ptr<quorvane::gui::DesktopSession> session;
   try {
     session = std::make_unique<quorvane::gui::DesktopSession>(mainContext, logger);

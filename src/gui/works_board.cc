@@ -56,7 +56,20 @@ BoardGrid::BoardGrid(QWidget* parent) : QListView(parent) {
   verticalScrollBar()->setSingleStep(24);
   setMouseTracking(true);
   setFrameShape(QFrame::NoFrame);
-  setGridSize(BoardDelegate::cellSize() + QSize(8, 8));
+  fitColumns();
+}
+
+void BoardGrid::fitColumns() {
+  const QSize smallest = BoardDelegate::cellSize() + QSize(8, 8);
+  const int width = std::max(viewport()->width() - 2, smallest.width());
+  const int columns = std::max(1, width / smallest.width());
+  const QSize grid(width / columns, smallest.height());
+  if (gridSize() != grid) setGridSize(grid);
+}
+
+void BoardGrid::resizeEvent(QResizeEvent* event) {
+  QListView::resizeEvent(event);
+  fitColumns();
 }
 
 std::vector<std::string> BoardGrid::selectedIds(int idRole) const {

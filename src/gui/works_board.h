@@ -47,8 +47,12 @@ class BoardGrid final : public QListView {
   void dragMoveEvent(QDragMoveEvent* event) override;
   void dropEvent(QDropEvent* event) override;
   void paintEvent(QPaintEvent* event) override;
+  void resizeEvent(QResizeEvent* event) override;
 
  private:
+  // Widens the cells so that the columns fill the width, with no ragged
+  // gap at the right.
+  void fitColumns();
   QString emptyTitle_;
   QString emptyText_;
 };

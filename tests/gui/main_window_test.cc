@@ -221,5 +221,21 @@ TEST_F(DesktopTest, EveryControlHasAnAccessibleName) {
   }
 }
 
+TEST_F(DesktopTest, TheSidebarsBackupStateFollowsEachSavedChange) {
+  dropImages({writeImage("x.jpg", 200, 200)});
+  settleAll();
+  const auto backupText = [this] {
+    return window->sidebar().findChild<QLabel*>("sidebarNote")->text().toStdString();
+  };
+  const std::int64_t before = store->state().backupReminderState.changesSinceLastExport;
+  ASSERT_GT(before, 0);
+  EXPECT_NE(backupText().find(std::to_string(before)), std::string::npos) << backupText();
+  store->setText(SaveSection::bio, "A new line.");
+  settleAll();
+  const std::int64_t after = store->state().backupReminderState.changesSinceLastExport;
+  EXPECT_GT(after, before);
+  EXPECT_NE(backupText().find(std::to_string(after)), std::string::npos) << backupText();
+}
+
 }  // namespace
 }  // namespace quorvane
