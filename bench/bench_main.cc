@@ -17,6 +17,7 @@ int measureDerivePeak(const char* path);
 int measureExportPeak(const char* quality, int count, const char* output);
 int measurePackagePeak(const char* what, int count, const char* folder);
 int measureThumbnailsPeak();
+int measureWindow(int argc, char** argv, const std::string& mode);  // window_bench.cc
 }  // namespace quorvane
 
 namespace {
@@ -102,6 +103,13 @@ int main(int argc, char** argv) {
   if (argc == 2 && std::string(argv[1]) == "--measure-thumbnails-peak") {
     return quorvane::measureThumbnailsPeak();
   }
+#ifdef QUORVANE_BENCH_WINDOW
+  // The window benchmark: one start (or one scroll) in a fresh process.
+  if (argc == 3 && std::string(argv[1]) == "--measure-window") {
+    int qtArgc = 1;
+    return quorvane::measureWindow(qtArgc, argv, argv[2]);
+  }
+#endif
   benchmark::Initialize(&argc, argv);
   if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;
   PairingReporter reporter;

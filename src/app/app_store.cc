@@ -156,19 +156,34 @@ void AppStore::checkMainThread() const {
 
 void AppStore::publish() {
   checkMainThread();
-  const StoreChanges changes = published_.update(state_, previewRevision_);
-  if (!changes.any()) return;
-  // What a page shows lives in these areas (labels are settings too).
-  constexpr std::uint32_t kPageAreas = static_cast<std::uint32_t>(StoreArea::project) |
-                                       static_cast<std::uint32_t>(StoreArea::artworks) |
-                                       static_cast<std::uint32_t>(StoreArea::texts) |
-                                       static_cast<std::uint32_t>(StoreArea::cv) |
-                                       static_cast<std::uint32_t>(StoreArea::details) |
-                                       static_cast<std::uint32_t>(StoreArea::settings);
-  if ((changes.mask & kPageAreas) != 0 || !changes.artworkRows.empty()) refreshThumbnails();
-  // A copy: an observer may stop observing while being told.
-  const auto observers = observers_;
-  for (const auto& [token, observer] : observers) observer(changes);
+  // An observer that calls a command while it is being told (a view that
+  // updates its selection as rows go) changes the state again: the others
+  // hear of this change first, then of that one, never one inside the other.
+  if (publishing_) {
+    publishAgain_ = true;
+    return;
+  }
+  struct Publishing {
+    bool& flag;
+    explicit Publishing(bool& f) : flag(f) { flag = true; }
+    ~Publishing() { flag = false; }
+  } publishing(publishing_);
+  do {
+    publishAgain_ = false;
+    const StoreChanges changes = published_.update(state_, previewRevision_);
+    if (!changes.any()) continue;
+    // What a page shows lives in these areas (labels are settings too).
+    constexpr std::uint32_t kPageAreas = static_cast<std::uint32_t>(StoreArea::project) |
+                                         static_cast<std::uint32_t>(StoreArea::artworks) |
+                                         static_cast<std::uint32_t>(StoreArea::texts) |
+                                         static_cast<std::uint32_t>(StoreArea::cv) |
+                                         static_cast<std::uint32_t>(StoreArea::details) |
+                                         static_cast<std::uint32_t>(StoreArea::settings);
+    if ((changes.mask & kPageAreas) != 0 || !changes.artworkRows.empty()) refreshThumbnails();
+    // A copy: an observer may stop observing while being told.
+    const auto observers = observers_;
+    for (const auto& [token, observer] : observers) observer(changes);
+  } while (publishAgain_);
 }
 
 std::string AppStore::language() const {

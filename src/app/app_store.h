@@ -607,6 +607,8 @@ class AppStore {
   std::unique_ptr<SavePipeline> pipeline_;
   std::map<std::size_t, ChangeObserver> observers_;
   PublishedDigest published_;
+  bool publishing_ = false;    // observers are being told
+  bool publishAgain_ = false;  // the state changed while they were
   std::uint64_t previewRevision_ = 0;
   std::thread::id mainThread_ = std::this_thread::get_id();
   std::size_t nextObserver_ = 1;

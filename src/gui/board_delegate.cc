@@ -39,10 +39,9 @@ void BoardDelegate::paint(QPainter* painter, const QStyleOptionViewItem& option,
   // The cell's own width, centred in the (possibly wider) grid place.
   const QSize size = cellSize();
   const QRect place = option.rect;
-  const QRect cell =
-      QRect(place.left() + (place.width() - size.width()) / 2, place.top(), size.width(),
-            std::min(size.height(), place.height()))
-          .adjusted(3, 3, -3, -3);
+  const QRect cell = QRect(place.left() + (place.width() - size.width()) / 2, place.top(),
+                           size.width(), std::min(size.height(), place.height()))
+                         .adjusted(3, 3, -3, -3);
   const bool selected = option.state.testFlag(QStyle::State_Selected);
   const bool hovered = option.state.testFlag(QStyle::State_MouseOver);
   if (selected || hovered) {
@@ -63,7 +62,8 @@ void BoardDelegate::paint(QPainter* painter, const QStyleOptionViewItem& option,
     empty.setAlpha(18);
     painter->fillRect(frame.adjusted(16, 16, -16, -16), empty);
   } else {
-    const QSize fitted = pixmap.size().scaled(frame.size(), Qt::KeepAspectRatio);
+    const QSize fitted =
+        pixmap.deviceIndependentSize().toSize().scaled(frame.size(), Qt::KeepAspectRatio);
     const QRect target(frame.left() + (frame.width() - fitted.width()) / 2,
                        frame.top() + (frame.height() - fitted.height()) / 2, fitted.width(),
                        fitted.height());

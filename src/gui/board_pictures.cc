@@ -1,5 +1,6 @@
 #include "gui/board_pictures.h"
 
+#include <QGuiApplication>
 #include <QImage>
 #include <algorithm>
 
@@ -8,17 +9,22 @@
 namespace quorvane::gui {
 namespace {
 
-QPixmap pixmapOf(const RgbPixels& pixels) {
+QPixmap pixmapOf(const RgbPixels& pixels, double pixelRatio) {
   if (pixels.width <= 0 || pixels.height <= 0) return {};
   const QImage image(pixels.data.data(), pixels.width, pixels.height, pixels.width * 3,
                      QImage::Format_RGB888);
-  return QPixmap::fromImage(image.copy());  // the copy owns its pixels
+  QPixmap pixmap = QPixmap::fromImage(image.copy());  // the copy owns its pixels
+  pixmap.setDevicePixelRatio(pixelRatio);
+  return pixmap;
 }
 
 }  // namespace
 
 BoardPictures::BoardPictures(AppStore& store, int longEdge, QObject* parent)
-    : QObject(parent), store_(store), longEdge_(longEdge) {}
+    : QObject(parent),
+      store_(store),
+      pixelRatio_(qGuiApp != nullptr ? qGuiApp->devicePixelRatio() : 1.0),
+      longEdge_(static_cast<int>(longEdge * pixelRatio_)) {}
 
 std::int64_t BoardPictures::currentVersion(const std::string& artworkId) const {
   const auto& versions = store_.state().artworkPdfThumbVersionByID;
@@ -85,7 +91,7 @@ void BoardPictures::arrived(const std::string& artworkId, std::int64_t version,
   entry.version = version;
   // A bare image never takes the place of a page already shown.
   if (picture && (picture->isPage || !entry.isPage)) {
-    entry.pixmap = pixmapOf(picture->pixels);
+    entry.pixmap = pixmapOf(picture->pixels, pixelRatio_);
     entry.isPage = picture->isPage;
   }
   if (recentPlace_.count(artworkId) == 0) entries_.erase(artworkId);

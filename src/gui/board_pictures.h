@@ -22,7 +22,8 @@ class BoardPictures final : public QObject {
   Q_OBJECT
 
  public:
-  // `longEdge`: the longer side of the pictures, in device pixels.
+  // `longEdge`: the longer side of the pictures, in the window's (logical)
+  // pixels; they are loaded sharp for the screen's pixel ratio.
   BoardPictures(AppStore& store, int longEdge, QObject* parent = nullptr);
 
   // The picture of `artworkId` now (null while none has arrived), asking
@@ -57,7 +58,8 @@ class BoardPictures final : public QObject {
   void evict();
 
   AppStore& store_;
-  int longEdge_;
+  double pixelRatio_;
+  int longEdge_;  // in device pixels
   std::unordered_map<std::string, Entry> entries_;
   std::list<std::string> recent_;  // most recently painted first
   std::unordered_map<std::string, std::list<std::string>::iterator> recentPlace_;

@@ -211,8 +211,13 @@ void Dashboard::showFigures() {
 
 void Dashboard::showRecent() {
   while (QLayoutItem* item = recent_->takeAt(0)) {
-    delete item->widget();  // the cards are rebuilt; a layout item owns nothing
-    delete item;
+    // The cards are rebuilt; an old one may be the very card whose click
+    // opened a project, still in its event handler: it goes once that ends.
+    if (QWidget* old = item->widget()) {
+      old->hide();
+      old->deleteLater();
+    }
+    delete item;  // a layout item owns nothing
   }
   const Words words(context_.store);
   const AppState& state = context_.store.state();

@@ -18,6 +18,8 @@ class ImageIntakeController final : public QObject {
 
  public:
   explicit ImageIntakeController(AppStore& store, QObject* parent = nullptr);
+  // A window closing mid-batch leaves the rest undone: nothing more is read.
+  ~ImageIntakeController() override { cancel(); }
 
   void add(const std::vector<std::string>& paths);
   void cancel();

@@ -19,7 +19,11 @@ namespace {
 
 constexpr int kPreviewEdge = 300;
 
+// A field being typed in is the user's until they leave it: what the store
+// makes of it (a price that does not read yet, characters taken out) never
+// moves the cursor under their fingers.
 void setIfDifferent(QLineEdit* field, const std::string& value) {
+  if (field->hasFocus()) return;
   const QString text = qstr(value);
   if (field->text() != text) field->setText(text);
 }
@@ -133,6 +137,14 @@ Inspector::Inspector(AppStore& store, QWidget* parent)
     connect(field, &QLineEdit::textEdited, this, &Inspector::edited);
   }
   connect(text_, &QPlainTextEdit::textChanged, this, &Inspector::edited);
+  // Leaving a field shows what the store kept of it.
+  for (QLineEdit* field : {title_, year_, medium_, width_, height_, depth_, price_, currency_}) {
+    connect(field, &QLineEdit::editingFinished, this, [this] {
+      filling_ = true;
+      fill();
+      filling_ = false;
+    });
+  }
   connect(status_, &QComboBox::activated, this, &Inspector::edited);
 
   retranslate();

@@ -1,11 +1,11 @@
 // quorvane-desktop: the window over the artist's library.
 //   quorvane-desktop [--verbose] [--screenshots FOLDER]
-#include <QApplication>
-#include <QSocketNotifier>
-#include <csignal>
 #include <unistd.h>
+#include <QApplication>
 #include <QMessageBox>
+#include <QSocketNotifier>
 #include <QTimer>
+#include <csignal>
 #include <cstring>
 #include <iostream>
 
@@ -32,7 +32,16 @@ void onTerminate(int) {
 void quitOnTerminate(QObject& context) {
   if (::pipe(signalPipe) != 0) return;
   auto* notifier = new QSocketNotifier(signalPipe[0], QSocketNotifier::Read, &context);
-  QObject::connect(notifier, &QSocketNotifier::activated, &context, [] { QCoreApplication::quit(); });
+  QObject::connect(notifier, &QSocketNotifier::activated, &context, [notifier] {
+    char byte = 0;
+    [[maybe_unused]] const auto read = ::read(signalPipe[0], &byte, 1);
+    notifier->setEnabled(false);
+    // A second signal ends the program at once, should quitting hang.
+    std::signal(SIGTERM, SIG_DFL);
+    std::signal(SIGINT, SIG_DFL);
+    std::signal(SIGHUP, SIG_DFL);
+    QCoreApplication::quit();
+  });
   struct sigaction action {};
   action.sa_handler = onTerminate;
   sigemptyset(&action.sa_mask);
@@ -61,6 +70,13 @@ int main(int argc, char** argv) {
   quorvane::StreamLogger diagnostics(std::cerr);
   quorvane::Logger& logger =
       verbose ? static_cast<quorvane::Logger&>(diagnostics) : quorvane::nullLogger();
+  // The tour changes the library it is shown (it moves works to the Vault,
+  // makes a project): only on one made for it, as scripts/screenshots does.
+  if (!screenshots.isEmpty() && qEnvironmentVariable("QUORVANE_SCREENSHOT_LIBRARY") != "1") {
+    std::cerr << "quorvane-desktop: --screenshots changes the library it opens; run it through "
+                 "scripts/screenshots (make screenshots), which makes a demo library for it\n";
+    return 2;
+  }
   QObject mainContext;
   quitOnTerminate(mainContext);
   std::unique_ptr<quorvane::gui::DesktopSession> session;

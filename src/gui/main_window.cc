@@ -10,6 +10,7 @@
 #include <QLocale>
 #include <QMenu>
 #include <QMessageBox>
+#include <QPointer>
 #include <QSplitter>
 #include <QStackedWidget>
 #include <QVBoxLayout>
@@ -126,7 +127,12 @@ MainWindow::MainWindow(DesktopContext context, QWidget* parent)
   showScreen(context.store.state().snapshot.artworks.images.empty() ? Screen::home : Screen::works);
 }
 
-MainWindow::~MainWindow() = default;
+MainWindow::~MainWindow() {
+  // The screens go one by one after this. A selection emptied as the board
+  // goes must not reach an inspector already gone, nor make the store tell
+  // screens that are half destroyed: no signal is sent from here on.
+  for (QObject* child : findChildren<QObject*>()) child->blockSignals(true);
+}
 
 void MainWindow::storeChanged(const StoreChanges& changes) {
   if (!changes.has(StoreArea::settings)) return;
@@ -220,8 +226,15 @@ void MainWindow::showScreen(Screen screen) {
 
 void MainWindow::openProject(const std::string& projectId) {
   if (projectId == context_.store.state().project.id) return showScreen(Screen::works);
-  context_.store.openProjectInBackground(projectId, [this](bool opened) {
-    if (opened) showScreen(Screen::works);
+  // A click and an activation of the same row (single-click desktops send
+  // both) open it once.
+  if (projectId == opening_) return;
+  opening_ = projectId;
+  QPointer<MainWindow> window(this);
+  context_.store.openProjectInBackground(projectId, [window](bool opened) {
+    if (!window) return;
+    window->opening_.clear();
+    if (opened) window->showScreen(Screen::works);
   });
 }
 

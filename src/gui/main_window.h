@@ -69,6 +69,7 @@ class MainWindow final : public QMainWindow {
 
   DesktopContext context_;
   Screen screen_ = Screen::home;
+  std::string opening_;  // the project being opened in the background
   std::string language_;
   ThemeMode theme_ = ThemeMode::system;
   Sidebar* sidebar_;

@@ -37,8 +37,9 @@ void selectData(QComboBox* box, const QVariant& data) {
   if (index >= 0 && box->currentIndex() != index) box->setCurrentIndex(index);
 }
 
+// A field being typed in is the user's until they leave it.
 void setIfDifferent(QLineEdit* field, const std::string& value) {
-  if (field->hasFocus() && utf8(field->text()) == value) return;
+  if (field->hasFocus()) return;
   if (field->text() != qstr(value)) field->setText(qstr(value));
 }
 
@@ -131,12 +132,51 @@ ProjectHeader::ProjectHeader(DesktopContext context, QWidget* parent)
   connect(menu_, &QToolButton::clicked, this,
           [this] { emit projectMenuRequested(menu_->mapToGlobal(QPoint(0, menu_->height()))); });
   connect(kind_, &QComboBox::activated, this, &ProjectHeader::kindChosen);
-  for (QLineEdit* field : {title_, year_, currency_}) {
-    connect(field, &QLineEdit::textEdited, this, &ProjectHeader::changed);
-  }
-  for (QComboBox* box : {language_, unit_, orientation_, layout_}) {
-    connect(box, &QComboBox::activated, this, &ProjectHeader::changed);
-  }
+  // Each control sends its own field only: a title typed never resends a
+  // language or a currency the user did not touch.
+  connect(title_, &QLineEdit::textEdited, this, [this](const QString& text) {
+    ProjectChanges changes;
+    changes.title = utf8(text);
+    send(changes);
+  });
+  connect(year_, &QLineEdit::textEdited, this, [this](const QString& text) {
+    ProjectChanges changes;
+    changes.year = utf8(text);
+    send(changes);
+  });
+  connect(currency_, &QLineEdit::textEdited, this, [this](const QString& text) {
+    const std::string currency = utf8(text.trimmed());
+    ProjectChanges changes;
+    if (currency.empty()) {
+      changes.currency = std::string();  // none
+    } else if (const auto code = currencyCode(currency)) {
+      changes.currency = code;
+    } else {
+      return;  // not a code yet ("EU")
+    }
+    send(changes);
+  });
+  connect(language_, &QComboBox::activated, this, [this] {
+    ProjectChanges changes;
+    changes.locale = utf8(language_->currentData().toString());
+    send(changes);
+  });
+  connect(unit_, &QComboBox::activated, this, [this] {
+    ProjectChanges changes;
+    changes.unit = fromRawValue<UnitSystem>(utf8(unit_->currentData().toString()));
+    send(changes);
+  });
+  connect(orientation_, &QComboBox::activated, this, [this] {
+    ProjectChanges changes;
+    changes.orientation =
+        fromRawValue<DocumentOrientation>(utf8(orientation_->currentData().toString()));
+    send(changes);
+  });
+  connect(layout_, &QComboBox::activated, this, [this] {
+    ProjectChanges changes;
+    changes.layout = fromRawValue<ArtworkLayoutMode>(utf8(layout_->currentData().toString()));
+    send(changes);
+  });
   retranslate();
 }
 
@@ -187,7 +227,9 @@ void ProjectHeader::fill() {
   }
   setIfDifferent(title_, project.projectTitle);
   setIfDifferent(year_, project.projectYear);
-  selectData(language_, qstr(project.locale.substr(0, 2)));
+  const QString locale = qstr(project.locale);
+  if (language_->findData(locale) < 0) language_->addItem(locale, locale);  // kept as it is
+  selectData(language_, locale);
   setIfDifferent(currency_, project.currency.value_or(""));
   selectData(unit_, qstr(rawValue(context_.store.state().snapshot.artworks.unit)));
   selectData(orientation_, qstr(rawValue(project.orientation)));
@@ -218,23 +260,8 @@ void ProjectHeader::kindChosen() {
   context_.store.setProjectKind(kind, catalogue);
 }
 
-void ProjectHeader::changed() {
-  if (filling_) return;
-  ProjectChanges changes;
-  changes.title = utf8(title_->text());
-  changes.year = utf8(year_->text());
-  changes.locale = utf8(language_->currentData().toString());
-  const std::string currency = utf8(currency_->text().trimmed());
-  if (currency.empty()) {
-    changes.currency = std::string();
-  } else if (const auto code = currencyCode(currency)) {
-    changes.currency = code;
-  }
-  changes.unit = fromRawValue<UnitSystem>(utf8(unit_->currentData().toString()));
-  changes.orientation =
-      fromRawValue<DocumentOrientation>(utf8(orientation_->currentData().toString()));
-  changes.layout = fromRawValue<ArtworkLayoutMode>(utf8(layout_->currentData().toString()));
-  context_.store.updateProject(changes);
+void ProjectHeader::send(const ProjectChanges& changes) {
+  if (!filling_) context_.store.updateProject(changes);
 }
 
 }  // namespace quorvane::gui

@@ -38,7 +38,7 @@ class ProjectHeader final : public QWidget {
   void fill();
   void updateSaving();
   void kindChosen();
-  void changed();
+  void send(const ProjectChanges& changes);
 
   DesktopContext context_;
   bool filling_ = false;

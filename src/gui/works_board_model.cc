@@ -81,7 +81,10 @@ void WorksBoardModel::storeChanged(const StoreChanges& changes) {
   if (store_.state().project.id != projectId_) return reset();
   if (changes.has(StoreArea::artworks)) {
     reindex();
-    for (const ArtworkRowChange& step : changes.artworkRows) apply(step);
+    for (const ArtworkRowChange& step : changes.artworkRows) {
+      if (!applies(step)) return reset();
+      apply(step);
+    }
     // Should the steps not give the store's list (they always should), the
     // view starts again from the list rather than show a wrong one.
     const auto& images = store_.state().snapshot.artworks.images;
@@ -90,9 +93,35 @@ void WorksBoardModel::storeChanged(const StoreChanges& changes) {
                    [](const std::string& id, const Artwork& a) { return id == a.id; });
     if (!same) reset();
   }
-  if (changes.has(StoreArea::thumbnails) && !rows_.empty()) {
-    emit dataChanged(index(0), index(static_cast<int>(rows_.size()) - 1), {PictureVersionRole});
+  if (changes.has(StoreArea::thumbnails)) {
+    // Only the cells whose page moved on repaint.
+    const auto& versions = store_.state().artworkPdfThumbVersionByID;
+    for (std::size_t row = 0; row < rows_.size(); ++row) {
+      const auto found = versions.find(rows_[row]);
+      const std::int64_t version = found == versions.end() ? 0 : found->second;
+      auto& seen = pictureVersions_[rows_[row]];
+      if (seen == version) continue;
+      seen = version;
+      const QModelIndex cell = index(static_cast<int>(row));
+      emit dataChanged(cell, cell, {PictureVersionRole});
+    }
   }
+}
+
+bool WorksBoardModel::applies(const ArtworkRowChange& step) const {
+  using Kind = ArtworkRowChange::Kind;
+  const std::size_t size = rows_.size();
+  switch (step.kind) {
+    case Kind::removed:
+      return step.from < size && rows_[step.from] == step.artworkId;
+    case Kind::inserted:
+      return step.to <= size;
+    case Kind::moved:
+      return step.from < size && step.to < size && rows_[step.from] == step.artworkId;
+    case Kind::changed:
+      return step.to < size && rows_[step.to] == step.artworkId;
+  }
+  return false;
 }
 
 void WorksBoardModel::apply(const ArtworkRowChange& step) {

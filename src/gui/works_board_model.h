@@ -70,6 +70,8 @@ class WorksBoardModel final : public QAbstractListModel {
 
  private:
   void storeChanged(const StoreChanges& changes);
+  // Whether the step fits the rows as the view knows them.
+  bool applies(const ArtworkRowChange& step) const;
   void apply(const ArtworkRowChange& step);
   void reset();
   void reindex();
@@ -79,6 +81,7 @@ class WorksBoardModel final : public QAbstractListModel {
   std::vector<std::string> rows_;                       // ids, as the view knows them
   std::unordered_map<std::string, std::size_t> index_;  // id → place in the store's list
   std::string projectId_;
+  std::unordered_map<std::string, std::int64_t> pictureVersions_;  // as last told to the view
   StoreSubscription subscription_;
 };
 

@@ -340,3 +340,40 @@ TEST_F(StoreAsWindowTest, SwitchingProjectsAndOpeningTheVaultNeverWaitOnTheMainT
 
 }  // namespace
 }  // namespace quorvane
+
+namespace quorvane {
+namespace {
+
+// A view that calls a command while it is told of a change (as a selection
+// model does when its rows go) must not make the other views hear of the
+// second change before the first.
+TEST_F(StoreAsWindowTest, ACommandFromAnObserverIsToldAfterTheChangeInProgress) {
+  AppStore& store = open();
+  store.addImages({writeImage("a.jpg", 200, 200), writeImage("b.jpg", 200, 200)});
+  main.runUntilIdle();
+  const std::string removed = store.state().snapshot.artworks.images[0].id;
+  bool inspected = false;
+  const std::size_t inspector = store.observeChanges([&](const StoreChanges& changes) {
+    if (changes.has(StoreArea::artworks) && !inspected) {
+      inspected = true;
+      store.setWorksInspectorArtwork(store.state().snapshot.artworks.images[0].id);
+    }
+  });
+  std::vector<StoreChanges> told;
+  const std::size_t view = store.observeChanges([&](const StoreChanges& changes) {
+    told.push_back(changes);
+  });
+  ASSERT_TRUE(store.removeArtwork(removed));
+  ASSERT_GE(told.size(), 2u);
+  EXPECT_TRUE(told[0].has(StoreArea::artworks));
+  ASSERT_EQ(told[0].artworkRows.size(), 1u);
+  EXPECT_EQ(told[0].artworkRows[0].artworkId, removed);
+  EXPECT_FALSE(told[0].has(StoreArea::background)) << "the inspector's change comes next";
+  EXPECT_TRUE(told[1].has(StoreArea::background));
+  EXPECT_TRUE(told[1].artworkRows.empty());
+  store.stopObserving(inspector);  // they watch this test's locals
+  store.stopObserving(view);
+}
+
+}  // namespace
+}  // namespace quorvane
