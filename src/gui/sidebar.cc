@@ -1,9 +1,11 @@
 #include "gui/sidebar.h"
 
 #include <QApplication>
+#include <QDragMoveEvent>
 #include <QHBoxLayout>
 #include <QLabel>
 #include <QListView>
+#include <QMimeData>
 #include <QPainter>
 #include <QPushButton>
 #include <QStyledItemDelegate>
@@ -13,6 +15,7 @@
 #include "gui/backup_status.h"
 #include "gui/project_list_model.h"
 #include "gui/words.h"
+#include "gui/works_board_model.h"
 
 namespace quorvane::gui {
 namespace {
@@ -115,6 +118,8 @@ Sidebar::Sidebar(DesktopContext context, QWidget* parent)
   list_->setContextMenuPolicy(Qt::CustomContextMenu);
   list_->setObjectName(QStringLiteral("projectList"));
   list_->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
+  list_->viewport()->setAcceptDrops(true);
+  list_->viewport()->installEventFilter(this);
 
   backupTitle_->setObjectName(QStringLiteral("sidebarHeading"));
   backupState_->setObjectName(QStringLiteral("sidebarNote"));
@@ -177,7 +182,29 @@ Sidebar::Sidebar(DesktopContext context, QWidget* parent)
   retranslate();
 }
 
+bool Sidebar::eventFilter(QObject* watched, QEvent* event) {
+  const bool dragging = event->type() == QEvent::DragEnter || event->type() == QEvent::DragMove;
+  if (watched != list_->viewport() || !dragging) return QWidget::eventFilter(watched, event);
+  auto* drag = static_cast<QDragMoveEvent*>(event);
+  if (!drag->mimeData()->hasFormat(kVaultArtworksMime)) {
+    drag->ignore();
+    return true;
+  }
+  // Entered is accepted so the moves keep coming; the list itself never
+  // takes the drop, which belongs to the board.
+  const QModelIndex index = list_->indexAt(drag->position().toPoint());
+  const bool overOpenProject = index.isValid() && index.data(ProjectListModel::IsOpenRole).toBool();
+  if (overOpenProject && screen_ != Screen::works) emit screenChosen(Screen::works);
+  if (event->type() == QEvent::DragEnter) {
+    drag->acceptProposedAction();
+  } else {
+    drag->ignore(list_->visualRect(index));
+  }
+  return true;
+}
+
 void Sidebar::setScreen(Screen screen) {
+  screen_ = screen;
   home_->setChecked(screen == Screen::home);
   vault_->setChecked(screen == Screen::vault);
   settings_->setChecked(screen == Screen::settings);

@@ -36,10 +36,16 @@ class Sidebar final : public QWidget {
   void exportBackupRequested();
   void projectMenuRequested(const std::string& projectId, const QPoint& globalPosition);
 
+ protected:
+  // Works dragged from the Vault over the open project's row bring up its
+  // board, so they can be dropped in place there (a spring-loaded folder).
+  bool eventFilter(QObject* watched, QEvent* event) override;
+
  private:
   void updateBackup();
 
   DesktopContext context_;
+  Screen screen_ = Screen::home;
   ProjectListModel* projects_;
   QLabel* brand_;
   QPushButton* home_;

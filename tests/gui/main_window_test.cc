@@ -9,6 +9,7 @@
 #include <QLineEdit>
 #include <QListView>
 #include <QPushButton>
+#include <QSplitter>
 #include <QTest>
 #include <QToolButton>
 
@@ -235,6 +236,34 @@ TEST_F(DesktopTest, TheSidebarsBackupStateFollowsEachSavedChange) {
   const std::int64_t after = store->state().backupReminderState.changesSinceLastExport;
   EXPECT_GT(after, before);
   EXPECT_NE(backupText().find(std::to_string(after)), std::string::npos) << backupText();
+}
+
+TEST_F(DesktopTest, TheWindowRemembersItsSizeAndSplitters) {
+  window->showScreen(gui::Screen::works);
+  window->resize(1100, 700);
+  pump();
+  auto splitters = window->findChildren<QSplitter*>();
+  ASSERT_EQ(splitters.size(), 2);
+  for (QSplitter* splitter : splitters) {
+    QList<int> sizes = splitter->sizes();
+    ASSERT_GE(sizes.size(), 2);
+    sizes[0] += 40;
+    sizes[1] -= 40;
+    splitter->setSizes(sizes);
+  }
+  std::vector<QList<int>> chosen;
+  for (QSplitter* splitter : splitters) chosen.push_back(splitter->sizes());
+  window->close();
+  window.reset();
+
+  window = std::make_unique<gui::MainWindow>(gui::DesktopContext{*store, preferences, main});
+  window->show();
+  window->showScreen(gui::Screen::works);
+  pump();
+  EXPECT_EQ(window->size(), QSize(1100, 700));
+  splitters = window->findChildren<QSplitter*>();
+  ASSERT_EQ(splitters.size(), 2);
+  for (size_t i = 0; i < chosen.size(); ++i) EXPECT_EQ(splitters[i]->sizes(), chosen[i]) << i;
 }
 
 }  // namespace

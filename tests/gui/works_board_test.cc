@@ -4,12 +4,15 @@
 #include <gtest/gtest.h>
 
 #include <QLabel>
+#include <QListView>
 #include <QSignalSpy>
 #include <fstream>
 
 #include "gui/board_pictures.h"
 #include "gui/desktop_fixture.h"
 #include "gui/image_intake_controller.h"
+#include "gui/project_list_model.h"
+#include "gui/sidebar.h"
 #include "gui/toast_view.h"
 #include "gui/vault_view.h"
 #include "gui/works_board_model.h"
@@ -208,6 +211,47 @@ TEST_F(DesktopTest, PicturesLoadOnlyForCellsOnScreenAndNeverMoreThanAFewAtOnce) 
   // A cell far below was never asked for.
   EXPECT_TRUE(pictures.picture(window->board().model().artworkId(39)).isNull() ||
               grid.isRowVisible(39));
+}
+
+TEST_F(DesktopTest, AWorkDraggedFromTheVaultOverTheOpenProjectBringsUpItsBoard) {
+  dropImages({writeImage("stays.jpg", 200, 200), writeImage("away.jpg", 200, 200)});
+  window->board().select({boardOrder()[1]});
+  window->board().removeSelected();
+  pump();
+  window->showScreen(gui::Screen::vault);
+  pump();
+  auto& vault = window->vault().model();
+  ASSERT_EQ(vault.rowCount(), 1);
+  std::unique_ptr<QMimeData> dragged(vault.mimeData({vault.index(0)}));
+
+  QListView& list = window->sidebar().projectList();
+  auto& projects = window->sidebar().projects();
+  QModelIndex open;
+  for (int row = 0; row < projects.rowCount(); ++row) {
+    if (projects.index(row).data(gui::ProjectListModel::IsOpenRole).toBool())
+      open = projects.index(row);
+  }
+  ASSERT_TRUE(open.isValid());
+  // Over empty space of the list nothing happens; over the open project the
+  // board comes up, and the list never takes the drop itself.
+  QWidget* viewport = list.viewport();
+  const QPoint below(10, viewport->height() - 4);
+  ASSERT_FALSE(list.indexAt(below).isValid());
+  QDragEnterEvent enter(below, Qt::CopyAction, dragged.get(), Qt::LeftButton, Qt::NoModifier);
+  QCoreApplication::sendEvent(viewport, &enter);
+  EXPECT_TRUE(enter.isAccepted());
+  EXPECT_EQ(window->screen(), gui::Screen::vault);
+  QDragMoveEvent over(list.visualRect(open).center(), Qt::CopyAction, dragged.get(), Qt::LeftButton,
+                      Qt::NoModifier);
+  QCoreApplication::sendEvent(viewport, &over);
+  EXPECT_FALSE(over.isAccepted());
+  EXPECT_EQ(window->screen(), gui::Screen::works);
+
+  // Files from the file manager are not the sidebar's to take.
+  auto images = files({writeImage("loose.jpg", 100, 100)});
+  QDragEnterEvent filesEnter(below, Qt::CopyAction, images.get(), Qt::LeftButton, Qt::NoModifier);
+  QCoreApplication::sendEvent(viewport, &filesEnter);
+  EXPECT_FALSE(filesEnter.isAccepted());
 }
 
 }  // namespace
