@@ -1501,27 +1501,36 @@ void AppStore::memoryPressure() {
 
 void AppStore::requestPreview(const RenderRequest& request) {
   if (services_.renderer == nullptr || services_.pdfRenderQueue == nullptr) return;
-  const std::uint64_t id = ++latestPreviewRequestID_;
+  const std::uint64_t id = ++*latestPreviewRequestID_;
   state_.isPdfRendering = true;
   publish();
   const std::weak_ptr<AppStore*> weak = self_;
   PdfRenderService* renderer = services_.renderer;
   Executor& main = services_.main;
-  services_.pdfRenderQueue->post([weak, renderer, &main, request, id, project = state_.project,
-                                  snapshot = state_.snapshot, options = state_.exportOptions] {
+  // A preview is looked at on a screen: its images are the web derivatives
+  // whatever the export's quality, so changing an option of a print export
+  // answers as fast as one of a web export, the layout being the same.
+  ExportOptions options = state_.exportOptions;
+  options.imageQuality = ExportImageQuality::webOptimized;
+  services_.pdfRenderQueue->post([weak, renderer, &main, request, id,
+                                  latest = latestPreviewRequestID_, project = state_.project,
+                                  snapshot = state_.snapshot, options] {
     std::optional<PdfRenderResult> result;
     std::exception_ptr failure;
-    try {
-      result = renderer->render(request, project, snapshot, options);
-    } catch (...) {
-      failure = std::current_exception();
+    const bool overtaken = id != latest->load();
+    if (!overtaken) {
+      try {
+        result = renderer->render(request, project, snapshot, options);
+      } catch (...) {
+        failure = std::current_exception();
+      }
     }
     main.post([weak, request, id, result = std::move(result), failure] {
       const auto self = weak.lock();
       if (!self) return;
       AppStore& store = **self;
       const std::string kind(rawValue(request.kind));
-      if (id != store.latestPreviewRequestID_) {
+      if (id != store.latestPreviewRequestID_->load()) {
         store.services_.logger.log("render drop kind=" + kind + " request=" + std::to_string(id));
         return;
       }

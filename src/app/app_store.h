@@ -30,6 +30,7 @@
 //   project being left is lost or written into the wrong place.
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 #include <functional>
 #include <map>
@@ -617,7 +618,10 @@ class AppStore {
   bool isUnsaved_ = false;                           // the open project is not in the library yet
   std::map<std::string, std::size_t> silentWrites_;  // project id → writes not counted
   std::map<SaveSection, std::uint64_t> stampedContent_;  // content at its last stamp
-  std::uint64_t latestPreviewRequestID_ = 0;
+  // The number of the latest preview asked for, read on the render queue
+  // too: a render overtaken before it starts is not made at all.
+  std::shared_ptr<std::atomic<std::uint64_t>> latestPreviewRequestID_ =
+      std::make_shared<std::atomic<std::uint64_t>>(0);
   std::optional<std::string> lastImportFailure_;
   std::optional<WebCVImportErrorCode> lastWebCVImportError_;
   // Web CV import: the checks before writing and the holding back of saves;

@@ -254,6 +254,7 @@ PdfRenderResult PdfRenderService::render(const RenderRequest& request, const Pro
 
   PdfRenderResult result = draw(request, project, snapshot, options, {});
   const std::lock_guard lock(mutex_);
+  ++misses_;
   cache_.emplace_front(key, result);
   if (cache_.size() > kCacheSize) cache_.pop_back();
   return result;

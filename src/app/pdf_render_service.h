@@ -88,6 +88,7 @@ class PdfRenderService {
                             int longEdge);
 
   std::size_t cacheHits() const { return hits_; }
+  std::size_t cacheMisses() const { return misses_; }  // documents drawn afresh
   // Forgets the rendered documents kept for reuse (memory is short).
   void clearCache();
 
@@ -107,6 +108,7 @@ class PdfRenderService {
   std::mutex mutex_;
   std::list<std::pair<std::string, PdfRenderResult>> cache_;  // most recent first
   std::size_t hits_ = 0;
+  std::size_t misses_ = 0;
 };
 
 }  // namespace quorvane

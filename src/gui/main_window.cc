@@ -6,6 +6,7 @@
 #include <QDir>
 #include <QFileDialog>
 #include <QGuiApplication>
+#include <QHBoxLayout>
 #include <QLineEdit>
 #include <QLocale>
 #include <QMenu>
@@ -13,9 +14,11 @@
 #include <QPointer>
 #include <QSplitter>
 #include <QStackedWidget>
+#include <QTabBar>
 #include <QVBoxLayout>
 
 #include "gui/dashboard.h"
+#include "gui/export_sheet.h"
 #include "gui/inspector.h"
 #include "gui/project_header.h"
 #include "gui/settings_page.h"
@@ -44,9 +47,12 @@ MainWindow::MainWindow(DesktopContext context, QWidget* parent)
       dashboard_(new Dashboard(context, pages_)),
       worksPage_(new QWidget(pages_)),
       header_(new ProjectHeader(context, worksPage_)),
-      worksSplitter_(new QSplitter(Qt::Horizontal, worksPage_)),
+      projectTabs_(new QTabBar(worksPage_)),
+      projectPages_(new QStackedWidget(worksPage_)),
+      worksSplitter_(new QSplitter(Qt::Horizontal, projectPages_)),
       board_(new WorksBoard(context.store, worksSplitter_)),
       inspector_(new Inspector(context.store, worksSplitter_)),
+      exportSheet_(new ExportSheet(context, projectPages_)),
       vault_(new VaultView(context.store, pages_)),
       settings_(new SettingsPage(context.store, pages_)),
       mainSplitter_(new QSplitter(Qt::Horizontal, this)),
@@ -64,7 +70,23 @@ MainWindow::MainWindow(DesktopContext context, QWidget* parent)
   worksLayout->setContentsMargins(0, 0, 0, 0);
   worksLayout->setSpacing(0);
   worksLayout->addWidget(header_);
-  worksLayout->addWidget(worksSplitter_, 1);
+  auto* tabsRow = new QWidget(worksPage_);
+  tabsRow->setObjectName(QStringLiteral("projectTabsRow"));
+  tabsRow->setAttribute(Qt::WA_StyledBackground);
+  auto* tabsLayout = new QHBoxLayout(tabsRow);
+  tabsLayout->setContentsMargins(22, 0, 0, 0);
+  tabsLayout->addWidget(projectTabs_);
+  tabsLayout->addStretch(1);
+  worksLayout->addWidget(tabsRow);
+  worksLayout->addWidget(projectPages_, 1);
+  projectPages_->addWidget(worksSplitter_);
+  projectPages_->addWidget(exportSheet_);
+  projectTabs_->setObjectName(QStringLiteral("projectTabs"));
+  projectTabs_->setDrawBase(false);
+  projectTabs_->setExpanding(false);
+  projectTabs_->setUsesScrollButtons(false);
+  for (int tab = 0; tab < projectPages_->count(); ++tab) projectTabs_->addTab(QString());
+  connect(projectTabs_, &QTabBar::currentChanged, projectPages_, &QStackedWidget::setCurrentIndex);
 
   pages_->addWidget(dashboard_);
   pages_->addWidget(worksPage_);
@@ -91,7 +113,11 @@ MainWindow::MainWindow(DesktopContext context, QWidget* parent)
                                         QStringLiteral("Quorvane (*.quorvane)"));
   };
 
-  connect(sidebar_, &Sidebar::screenChosen, this, &MainWindow::showScreen);
+  connect(sidebar_, &Sidebar::screenChosen, this, [this](Screen screen) {
+    // The sidebar asks for the project's screen only to take a drop: its board.
+    if (screen == Screen::works) return showProjectTab(ProjectTab::works);
+    showScreen(screen);
+  });
   connect(sidebar_, &Sidebar::projectChosen, this, &MainWindow::openProject);
   connect(sidebar_, &Sidebar::newProjectRequested, this, &MainWindow::newProject);
   connect(sidebar_, &Sidebar::exportBackupRequested, this, &MainWindow::exportBackup);
@@ -102,7 +128,7 @@ MainWindow::MainWindow(DesktopContext context, QWidget* parent)
   connect(dashboard_, &Dashboard::projectChosen, this, &MainWindow::openProject);
   connect(dashboard_, &Dashboard::exportBackupRequested, this, &MainWindow::exportBackup);
   connect(dashboard_, &Dashboard::addImagesRequested, this, [this] {
-    showScreen(Screen::works);
+    showProjectTab(ProjectTab::works);
     board_->addImages();
   });
   connect(board_, &WorksBoard::currentArtworkChanged, this,
@@ -150,6 +176,7 @@ void MainWindow::applyAppearance() {
   if (auto* application = qobject_cast<QApplication*>(QCoreApplication::instance())) {
     applyTheme(*application, theme_, systemPalette_);
   }
+  exportSheet_->paintPreviewBackground();
 }
 
 void MainWindow::retranslate() {
@@ -162,6 +189,10 @@ void MainWindow::retranslate() {
   inspector_->retranslate();
   vault_->retranslate();
   settings_->retranslate();
+  exportSheet_->retranslate();
+  projectTabs_->setTabText(static_cast<int>(ProjectTab::works), words("desktop.tab.works"));
+  projectTabs_->setTabText(static_cast<int>(ProjectTab::exportSheet), words("desktop.tab.export"));
+  projectTabs_->setAccessibleName(words("desktop.tab.name"));
   toast_->retranslate();
   for (QAction* action : actions()) {
     const QVariant key = action->property("wordsKey");
@@ -180,7 +211,7 @@ void MainWindow::createShortcuts() {
   };
   shortcut("desktop.project.new", QKeySequence::New, [this] { newProject(); });
   shortcut("desktop.works.add_images", QKeySequence(Qt::CTRL | Qt::Key_I), [this] {
-    showScreen(Screen::works);
+    showProjectTab(ProjectTab::works);
     board_->addImages();
   });
   shortcut("desktop.nav.home", QKeySequence(Qt::CTRL | Qt::Key_1),
@@ -193,6 +224,8 @@ void MainWindow::createShortcuts() {
            [this] { showScreen(Screen::settings); });
   shortcut("desktop.nav.settings", QKeySequence(Qt::CTRL | Qt::Key_Comma),
            [this] { showScreen(Screen::settings); });
+  shortcut("desktop.tab.export", QKeySequence(Qt::CTRL | Qt::Key_E),
+           [this] { showProjectTab(ProjectTab::exportSheet); });
   shortcut("desktop.project.duplicate", QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_D),
            [this] { duplicateProject(); });
   shortcut("desktop.backup.export", QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_E),
@@ -222,6 +255,15 @@ void MainWindow::showScreen(Screen screen) {
       break;
   }
   sidebar_->setScreen(screen);
+}
+
+void MainWindow::showProjectTab(ProjectTab tab) {
+  projectTabs_->setCurrentIndex(static_cast<int>(tab));
+  showScreen(Screen::works);
+}
+
+ProjectTab MainWindow::projectTab() const {
+  return static_cast<ProjectTab>(projectTabs_->currentIndex());
 }
 
 void MainWindow::openProject(const std::string& projectId) {

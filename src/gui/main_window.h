@@ -14,16 +14,21 @@
 
 class QSplitter;
 class QStackedWidget;
+class QTabBar;
 
 namespace quorvane::gui {
 
 class Dashboard;
+class ExportSheet;
 class Inspector;
 class ProjectHeader;
 class SettingsPage;
 class ToastView;
 class VaultView;
 class WorksBoard;
+
+// The open project's pages, under its header.
+enum class ProjectTab { works, exportSheet };
 
 class MainWindow final : public QMainWindow {
   Q_OBJECT
@@ -38,6 +43,9 @@ class MainWindow final : public QMainWindow {
 
   void showScreen(Screen screen);
   Screen screen() const { return screen_; }
+  // Shows the project's page `tab` (and the project's screen).
+  void showProjectTab(ProjectTab tab);
+  ProjectTab projectTab() const;
   void openProject(const std::string& projectId);
   void newProject();
   void duplicateProject();
@@ -52,6 +60,7 @@ class MainWindow final : public QMainWindow {
   ProjectHeader& header() { return *header_; }
   VaultView& vault() { return *vault_; }
   SettingsPage& settings() { return *settings_; }
+  ExportSheet& exportSheet() { return *exportSheet_; }
   ToastView& toastView() { return *toast_; }
 
  protected:
@@ -77,9 +86,12 @@ class MainWindow final : public QMainWindow {
   Dashboard* dashboard_;
   QWidget* worksPage_;
   ProjectHeader* header_;
+  QTabBar* projectTabs_;
+  QStackedWidget* projectPages_;
   QSplitter* worksSplitter_;
   WorksBoard* board_;
   Inspector* inspector_;
+  ExportSheet* exportSheet_;
   VaultView* vault_;
   SettingsPage* settings_;
   QSplitter* mainSplitter_;

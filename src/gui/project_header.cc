@@ -24,14 +24,6 @@ const std::vector<std::pair<ProjectKind, std::optional<CatalogueKind>>> kKinds =
     {ProjectKind::catalogue, CatalogueKind::raisonne},
 };
 
-QString languageName(std::string_view code) {
-  if (code == "fr") return QStringLiteral("Français");
-  if (code == "it") return QStringLiteral("Italiano");
-  if (code == "de") return QStringLiteral("Deutsch");
-  if (code == "es") return QStringLiteral("Español");
-  return QStringLiteral("English");
-}
-
 void selectData(QComboBox* box, const QVariant& data) {
   const int index = box->findData(data);
   if (index >= 0 && box->currentIndex() != index) box->setCurrentIndex(index);

@@ -46,8 +46,8 @@ int takeScreenshots(MainWindow& window, const QString& folder) {
   QDir().mkpath(folder);
   window.resize(1280, 820);
   int written = 0;
-  const auto shoot = [&](const QString& name) {
-    letItSettle(window, 600);
+  const auto shoot = [&](const QString& name, int settleMs = 600) {
+    letItSettle(window, settleMs);
     if (window.grab().save(QDir(folder).filePath(name + QStringLiteral(".png")))) ++written;
   };
 
@@ -70,6 +70,10 @@ int takeScreenshots(MainWindow& window, const QString& folder) {
         window.showScreen(screen);
         shoot(QStringLiteral("%1-%2-%3").arg(screenName(screen), themeName, language));
       }
+      // The export sheet, its preview drawn.
+      window.showProjectTab(ProjectTab::exportSheet);
+      shoot(QStringLiteral("export-%1-%2").arg(themeName, language), 4000);
+      window.showProjectTab(ProjectTab::works);
       // A refused file: the error toast over the board.
       window.showScreen(Screen::works);
       window.board().intake().add(

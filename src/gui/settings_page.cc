@@ -9,17 +9,6 @@
 #include "pdf/localization.h"
 
 namespace quorvane::gui {
-namespace {
-
-QString nativeName(std::string_view code) {
-  if (code == "fr") return QStringLiteral("Français");
-  if (code == "it") return QStringLiteral("Italiano");
-  if (code == "de") return QStringLiteral("Deutsch");
-  if (code == "es") return QStringLiteral("Español");
-  return QStringLiteral("English");
-}
-
-}  // namespace
 
 SettingsPage::SettingsPage(AppStore& store, QWidget* parent)
     : QWidget(parent),
@@ -77,7 +66,7 @@ void SettingsPage::retranslate() {
   filling_ = true;
   language_->clear();
   language_->addItem(words("desktop.settings.language.system"), QString());
-  for (const auto code : kInterfaceLanguages) language_->addItem(nativeName(code), qstr(code));
+  for (const auto code : kInterfaceLanguages) language_->addItem(languageName(code), qstr(code));
   theme_->clear();
   theme_->addItem(words("desktop.settings.theme.system"), QStringLiteral("system"));
   theme_->addItem(words("desktop.settings.theme.light"), QStringLiteral("light"));

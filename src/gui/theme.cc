@@ -69,7 +69,6 @@ QPushButton[nav="true"]:hover { background: %hover%; }
 QPushButton[nav="true"]:checked { background: %selected%; font-weight: 600; }
 QLabel#sidebarNote { color: %secondary%; padding: 0 8px; }
 QListView#projectList { background: transparent; }
-QWidget#projectHeader { border-bottom: 1px solid %line%; }
 QLineEdit#projectName { font-size: 21px; font-weight: 650; background: transparent; padding: 2px 0; }
 QLabel#fieldLabel { color: %secondary%; font-size: 11px; }
 QLabel#saveIndicator { color: %secondary%; font-size: 12px; padding: 2px 8px; border-radius: 9px; }
@@ -106,6 +105,15 @@ QLabel#toastTitle { font-weight: 600; }
 QWidget#reminder { background: %selected%; border-radius: 9px; }
 QProgressBar { border: none; background: %line%; border-radius: 3px; }
 QProgressBar::chunk { background: %accent%; border-radius: 3px; }
+QCheckBox { spacing: 8px; }
+QCheckBox::indicator { width: 15px; height: 15px; border: 1px solid %line%; border-radius: 4px; background: %base%; }
+QCheckBox::indicator:hover { border-color: %accent%; }
+QCheckBox::indicator:checked { background: %accent%; border-color: %accent%; image: url(:/quorvane/%check%); }
+QTabBar#projectTabs { background: transparent; }
+QTabBar#projectTabs::tab { padding: 9px 2px 7px 2px; margin: 0 18px 0 0; border: none; border-bottom: 2px solid transparent; background: transparent; color: %secondary%; }
+QTabBar#projectTabs::tab:selected { color: %text%; border-bottom-color: %accent%; font-weight: 600; }
+QTabBar#projectTabs::tab:hover { color: %text%; }
+QWidget#projectTabsRow { border-bottom: 1px solid %line%; }
 QSplitter::handle { background: %line%; }
 QSplitter::handle:horizontal { width: 1px; }
 )");
@@ -122,6 +130,9 @@ QSplitter::handle:horizontal { width: 1px; }
   };
   sheet.replace(QStringLiteral("%chevron%"),
                 dark ? QStringLiteral("chevron-light.png") : QStringLiteral("chevron-dark.png"));
+  sheet.replace(QStringLiteral("%check%"), dark ? QStringLiteral("check-on-dark-accent.png")
+                                                : QStringLiteral("check-on-light-accent.png"));
+  sheet.replace(QStringLiteral("%text%"), c.text.name());
   sheet.replace(QStringLiteral("%sidebar%"), c.sidebar.name());
   sheet.replace(QStringLiteral("%line%"), c.line.name());
   sheet.replace(QStringLiteral("%secondary%"), c.secondary.name());

@@ -4,6 +4,14 @@
 
 namespace quorvane::gui {
 
+QString languageName(std::string_view code) {
+  if (code == "fr") return QStringLiteral("Français");
+  if (code == "it") return QStringLiteral("Italiano");
+  if (code == "de") return QStringLiteral("Deutsch");
+  if (code == "es") return QStringLiteral("Español");
+  return QStringLiteral("English");
+}
+
 QString Words::operator()(std::string_view key) const {
   return qstr(uiText(key, store_.language()));
 }

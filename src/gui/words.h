@@ -17,6 +17,9 @@ inline QString qstr(std::string_view text) {
 }
 inline std::string utf8(const QString& text) { return text.toUtf8().toStdString(); }
 
+// A language in its own words ("Français"), as a chooser lists it.
+QString languageName(std::string_view code);
+
 class Words {
  public:
   explicit Words(const AppStore& store) : store_(store) {}

@@ -434,9 +434,10 @@ TEST_F(AppStoreTest, OfTwoPreviewsAskedInQuickSuccessionOnlyTheSecondIsPublished
   store.setText(SaveSection::bio, "The second version.");
   store.requestPreview({RenderKind::bio, std::nullopt});
   EXPECT_TRUE(store.state().isPdfRendering);
-  pdfQueue.runUntilIdle();  // both renderings finish, the first first
+  pdfQueue.runUntilIdle();  // the first, overtaken before it began, is not drawn
   main.runUntilIdle();
   EXPECT_FALSE(store.state().isPdfRendering);
+  EXPECT_EQ(renderer->cacheMisses(), 1u);
   ASSERT_TRUE(store.state().pdfPreviewData);
   const auto pages = testing::readPdf(*store.state().pdfPreviewData);
   EXPECT_NE(pages[0].text.find("The second version."), std::string::npos) << pages[0].text;

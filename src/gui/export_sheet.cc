@@ -1,0 +1,527 @@
+#include "gui/export_sheet.h"
+
+#include <QApplication>
+#include <QBuffer>
+#include <QCheckBox>
+#include <QComboBox>
+#include <QDir>
+#include <QEvent>
+#include <QFileDialog>
+#include <QFileInfo>
+#include <QFormLayout>
+#include <QLabel>
+#include <QPdfDocument>
+#include <QPdfView>
+#include <QPointer>
+#include <QProgressBar>
+#include <QPushButton>
+#include <QScrollArea>
+#include <QStackedLayout>
+#include <QTimer>
+#include <QVBoxLayout>
+
+#include "gui/words.h"
+#include "pdf/localization.h"
+
+namespace quorvane::gui {
+namespace {
+
+constexpr int kOptionsWidth = 360;
+
+QCheckBox* switchBox(QWidget* parent, const char* name) {
+  auto* box = new QCheckBox(parent);
+  box->setObjectName(QString::fromLatin1(name));
+  return box;
+}
+
+QComboBox* chooser(QWidget* parent, const char* name) {
+  auto* box = new QComboBox(parent);
+  box->setObjectName(QString::fromLatin1(name));
+  return box;
+}
+
+// A text document (biography, statements) says its overflow as a statement's
+// whichever it is: the words name the document on screen instead.
+std::string warningKey(PdfWarning warning, ExportDocument document) {
+  if (warning == PdfWarning::statementTruncated && document != ExportDocument::portfolio) {
+    return "desktop.export.warning.text_truncated";
+  }
+  return "desktop.export.warning." + std::string(rawValue(warning));
+}
+
+}  // namespace
+
+RenderRequest renderRequestFor(ExportDocument document) {
+  switch (document) {
+    case ExportDocument::portfolio:
+      return {RenderKind::portfolio, std::nullopt};
+    case ExportDocument::cv:
+      return {RenderKind::cv, std::nullopt};
+    case ExportDocument::biography:
+      return {RenderKind::bio, std::nullopt};
+    case ExportDocument::statement:
+      return {RenderKind::statement, std::nullopt};
+    case ExportDocument::projectStatement:
+      return {RenderKind::projectStatement, std::nullopt};
+  }
+  return {};
+}
+
+ExportDocumentKind fileKindFor(ExportDocument document, const Project& project) {
+  switch (document) {
+    case ExportDocument::portfolio:
+      return project.kind == ProjectKind::catalogue ? ExportDocumentKind::catalogue
+                                                    : ExportDocumentKind::portfolio;
+    case ExportDocument::cv:
+      return ExportDocumentKind::cv;
+    case ExportDocument::biography:
+      return ExportDocumentKind::biography;
+    case ExportDocument::statement:
+      return ExportDocumentKind::artistStatement;
+    case ExportDocument::projectStatement:
+      return ExportDocumentKind::projectStatement;
+  }
+  return ExportDocumentKind::portfolio;
+}
+
+std::string suggestedExportName(ExportDocument document, const AppState& state,
+                                const std::string& exportLanguage, Date today) {
+  return exportFileName(fileKindFor(document, state.project), state.snapshot.details,
+                        exportLanguage, today, state.project.projectTitle);
+}
+
+ExportSheet::ExportSheet(DesktopContext context, QWidget* parent)
+    : QWidget(parent),
+      context_(context),
+      document_chooser_(chooser(this, "exportDocument")),
+      language_(chooser(this, "exportLanguage")),
+      paper_(chooser(this, "exportPaper")),
+      quality_(chooser(this, "exportQuality")),
+      heading_(new QLabel(this)),
+      documentLabel_(new QLabel(this)),
+      languageLabel_(new QLabel(this)),
+      paperLabel_(new QLabel(this)),
+      qualityLabel_(new QLabel(this)),
+      includeHeading_(new QLabel(this)),
+      includeToc_(switchBox(this, "includeTableOfContents")),
+      includeProjectStatement_(switchBox(this, "includeProjectStatement")),
+      includeStatement_(switchBox(this, "includeStatement")),
+      includeBiography_(switchBox(this, "includeBiography")),
+      includeCV_(switchBox(this, "includeCV")),
+      titlesHeading_(new QLabel(this)),
+      showProjectStatementTitle_(switchBox(this, "showProjectStatementTitle")),
+      showStatementTitle_(switchBox(this, "showStatementTitle")),
+      showBiographyTitle_(switchBox(this, "showBiographyTitle")),
+      includeGroup_(new QWidget(this)),
+      warnings_(new QLabel(this)),
+      pages_(new QLabel(this)),
+      export_(new QPushButton(this)),
+      progress_(new QProgressBar(this)),
+      cancel_(new QPushButton(this)),
+      result_(new QLabel(this)),
+      previewState_(new QLabel(this)),
+      view_(new QPdfView(this)),
+      preview_document_(new QPdfDocument(this)),
+      buffer_(new QBuffer(this)),
+      contentChanged_(new QTimer(this)),
+      subscription_(context.store, [this](const StoreChanges& changes) { storeChanged(changes); }) {
+  setObjectName(QStringLiteral("exportSheet"));
+  heading_->setObjectName(QStringLiteral("pageTitle"));
+  for (QLabel* label : {includeHeading_, titlesHeading_}) {
+    label->setObjectName(QStringLiteral("sectionHeading"));
+  }
+  warnings_->setObjectName(QStringLiteral("exportWarnings"));
+  warnings_->setWordWrap(true);
+  pages_->setObjectName(QStringLiteral("secondaryText"));
+  result_->setObjectName(QStringLiteral("secondaryText"));
+  result_->setWordWrap(true);
+  export_->setObjectName(QStringLiteral("primary"));
+  progress_->setTextVisible(false);
+  progress_->hide();
+  cancel_->hide();
+  previewState_->setObjectName(QStringLiteral("secondaryText"));
+  previewState_->setAlignment(Qt::AlignCenter);
+  documentLabel_->setBuddy(document_chooser_);
+  languageLabel_->setBuddy(language_);
+  paperLabel_->setBuddy(paper_);
+  qualityLabel_->setBuddy(quality_);
+
+  auto* form = new QFormLayout;
+  form->setLabelAlignment(Qt::AlignLeft | Qt::AlignVCenter);
+  form->setFieldGrowthPolicy(QFormLayout::AllNonFixedFieldsGrow);
+  form->setVerticalSpacing(8);
+  form->addRow(documentLabel_, document_chooser_);
+  form->addRow(languageLabel_, language_);
+  form->addRow(paperLabel_, paper_);
+  form->addRow(qualityLabel_, quality_);
+
+  auto* includeLayout = new QVBoxLayout(includeGroup_);
+  includeLayout->setContentsMargins(0, 0, 0, 0);
+  includeLayout->setSpacing(4);
+  includeLayout->addWidget(includeHeading_);
+  for (QCheckBox* box :
+       {includeToc_, includeProjectStatement_, includeStatement_, includeBiography_, includeCV_}) {
+    includeLayout->addWidget(box);
+  }
+
+  auto* exportRow = new QHBoxLayout;
+  exportRow->setSpacing(8);
+  exportRow->addWidget(progress_, 1);
+  exportRow->addWidget(cancel_);
+
+  auto* options = new QWidget(this);
+  options->setObjectName(QStringLiteral("exportOptions"));
+  auto* optionsLayout = new QVBoxLayout(options);
+  optionsLayout->setContentsMargins(24, 20, 20, 20);
+  optionsLayout->setSpacing(6);
+  optionsLayout->addWidget(heading_);
+  optionsLayout->addSpacing(10);
+  optionsLayout->addLayout(form);
+  optionsLayout->addSpacing(16);
+  optionsLayout->addWidget(includeGroup_);
+  optionsLayout->addSpacing(16);
+  optionsLayout->addWidget(titlesHeading_);
+  for (QCheckBox* box : {showProjectStatementTitle_, showStatementTitle_, showBiographyTitle_}) {
+    optionsLayout->addWidget(box);
+  }
+  optionsLayout->addSpacing(16);
+  optionsLayout->addWidget(warnings_);
+  optionsLayout->addWidget(pages_);
+  optionsLayout->addStretch(1);
+  optionsLayout->addWidget(result_);
+  optionsLayout->addLayout(exportRow);
+  optionsLayout->addWidget(export_);
+
+  auto* scroll = new QScrollArea(this);
+  scroll->setWidget(options);
+  scroll->setWidgetResizable(true);
+  scroll->setFrameShape(QFrame::NoFrame);
+  scroll->setFixedWidth(kOptionsWidth);
+  scroll->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
+
+  view_->setObjectName(QStringLiteral("exportPreview"));
+  view_->setDocument(preview_document_);
+  view_->setPageMode(QPdfView::PageMode::MultiPage);
+  view_->setZoomMode(QPdfView::ZoomMode::FitInView);
+  view_->setPageSpacing(16);
+  view_->setDocumentMargins(QMargins(28, 24, 28, 24));
+  auto* previewArea = new QWidget(this);
+  auto* stack = new QStackedLayout(previewArea);
+  stack->setStackingMode(QStackedLayout::StackAll);
+  stack->addWidget(previewState_);
+  stack->addWidget(view_);
+  stack->setCurrentWidget(previewState_);
+
+  auto* layout = new QHBoxLayout(this);
+  layout->setContentsMargins(0, 0, 0, 0);
+  layout->setSpacing(0);
+  layout->addWidget(scroll);
+  layout->addWidget(previewArea, 1);
+
+  contentChanged_->setSingleShot(true);
+  contentChanged_->setInterval(0);
+  connect(contentChanged_, &QTimer::timeout, this, &ExportSheet::refreshPreview);
+  connect(document_chooser_, &QComboBox::activated, this, [this] {
+    setDocument(static_cast<ExportDocument>(document_chooser_->currentData().toInt()));
+  });
+  for (QComboBox* box : {language_, paper_, quality_}) {
+    connect(box, &QComboBox::activated, this, &ExportSheet::optionsEdited);
+  }
+  for (QCheckBox* box :
+       {includeToc_, includeProjectStatement_, includeStatement_, includeBiography_, includeCV_,
+        showProjectStatementTitle_, showStatementTitle_, showBiographyTitle_}) {
+    connect(box, &QCheckBox::toggled, this, &ExportSheet::optionsEdited);
+  }
+  connect(export_, &QPushButton::clicked, this, &ExportSheet::exportDocument);
+  connect(cancel_, &QPushButton::clicked, this, [this] {
+    if (job_) job_->cancel();
+  });
+  paintPreviewBackground();
+  connect(preview_document_, &QPdfDocument::statusChanged, this, [this] { updateStatus(); });
+
+  chooseSavePath = [this](const QString& suggested) {
+    return QFileDialog::getSaveFileName(this, Words(context_.store)("desktop.export.save_title"),
+                                        QDir::home().filePath(suggested),
+                                        QStringLiteral("PDF (*.pdf)"));
+  };
+  retranslate();
+}
+
+ExportSheet::~ExportSheet() {
+  // An export still running goes on to its end unwatched would be a file
+  // the user never chose to keep: it is called off.
+  if (job_) job_->cancel();
+}
+
+void ExportSheet::retranslate() {
+  const Words words(context_.store);
+  heading_->setText(words("desktop.export.heading"));
+  documentLabel_->setText(words("desktop.export.document"));
+  languageLabel_->setText(words("desktop.export.language"));
+  paperLabel_->setText(words("desktop.export.paper"));
+  qualityLabel_->setText(words("desktop.export.quality"));
+  includeHeading_->setText(words("desktop.export.include").toUpper());
+  titlesHeading_->setText(words("desktop.export.titles").toUpper());
+  includeToc_->setText(words("desktop.export.include.toc"));
+  includeProjectStatement_->setText(words("document.kind.project_statement"));
+  includeStatement_->setText(words("document.kind.statement"));
+  includeBiography_->setText(words("document.kind.biography"));
+  includeCV_->setText(words("document.kind.cv"));
+  showProjectStatementTitle_->setText(words("desktop.export.title.project_statement"));
+  showStatementTitle_->setText(words("desktop.export.title.statement"));
+  showBiographyTitle_->setText(words("desktop.export.title.biography"));
+  export_->setText(words("desktop.export.button"));
+  cancel_->setText(words("common.cancel"));
+  for (QCheckBox* box :
+       {includeToc_, includeProjectStatement_, includeStatement_, includeBiography_, includeCV_,
+        showProjectStatementTitle_, showStatementTitle_, showBiographyTitle_}) {
+    box->setAccessibleName(box->text());
+  }
+  export_->setAccessibleName(export_->text());
+  cancel_->setAccessibleName(cancel_->text());
+  document_chooser_->setAccessibleName(words("desktop.export.document"));
+  language_->setAccessibleName(words("desktop.export.language"));
+  paper_->setAccessibleName(words("desktop.export.paper"));
+  quality_->setAccessibleName(words("desktop.export.quality"));
+  progress_->setAccessibleName(words("desktop.export.progress_name"));
+  view_->setAccessibleName(words("desktop.export.preview_name"));
+  rebuildItems();
+}
+
+// The choosers' items follow the language and the project (its kind names
+// the first document, its language the default one).
+void ExportSheet::rebuildItems() {
+  filling_ = true;
+  const Words words(context_.store);
+  const AppState& state = context_.store.state();
+  const bool catalogue = state.project.kind == ProjectKind::catalogue;
+  document_chooser_->clear();
+  const std::pair<ExportDocument, const char*> documents[] = {
+      {ExportDocument::portfolio,
+       catalogue ? "document.kind.price_catalogue" : "document.kind.portfolio"},
+      {ExportDocument::cv, "document.kind.cv"},
+      {ExportDocument::biography, "document.kind.biography"},
+      {ExportDocument::statement, "document.kind.statement"},
+      {ExportDocument::projectStatement, "document.kind.project_statement"},
+  };
+  for (const auto& [document, key] : documents) {
+    QString name = words(key);
+    if (document == ExportDocument::portfolio && catalogue) {
+      name = words(state.project.catalogueKind == CatalogueKind::raisonne ? "document.kind.raisonne"
+                   : state.project.catalogueKind == CatalogueKind::exhibition
+                       ? "document.kind.exhibition_catalogue"
+                       : "document.kind.price_catalogue");
+    }
+    document_chooser_->addItem(name, static_cast<int>(document));
+  }
+  language_->clear();
+  language_->addItem(
+      words.format("desktop.export.language.project", {utf8(languageName(state.project.locale))}),
+      QString());
+  for (const auto code : kInterfaceLanguages) language_->addItem(languageName(code), qstr(code));
+  paper_->clear();
+  paper_->addItem(words("desktop.export.paper.a4"), QStringLiteral("a4"));
+  paper_->addItem(words("desktop.export.paper.letter"), QStringLiteral("letter"));
+  quality_->clear();
+  quality_->addItem(words("desktop.export.quality.web"), QStringLiteral("web"));
+  quality_->addItem(words("desktop.export.quality.print"), QStringLiteral("print"));
+  filling_ = false;
+  fill();
+}
+
+// The choices as the store's options have them.
+void ExportSheet::fill() {
+  filling_ = true;
+  const ExportOptions& options = context_.store.state().exportOptions;
+  document_chooser_->setCurrentIndex(document_chooser_->findData(static_cast<int>(document_)));
+  language_->setCurrentIndex(std::max(0, language_->findData(qstr(options.exportLocale))));
+  paper_->setCurrentIndex(std::max(0, paper_->findData(qstr(rawValue(options.format)))));
+  quality_->setCurrentIndex(std::max(0, quality_->findData(qstr(rawValue(options.imageQuality)))));
+  includeToc_->setChecked(options.includeTableOfContents);
+  includeProjectStatement_->setChecked(options.includeProjectStatement);
+  includeStatement_->setChecked(options.includeStatement);
+  includeBiography_->setChecked(options.includeBiography);
+  includeCV_->setChecked(options.includeCV);
+  // No choice made yet: the documents print the titles.
+  showProjectStatementTitle_->setChecked(options.showProjectStatementTitle.value_or(true));
+  showStatementTitle_->setChecked(options.showStatementTitle.value_or(true));
+  showBiographyTitle_->setChecked(options.showBiographyTitle.value_or(true));
+  updateRows();
+  updateStatus();
+  filling_ = false;
+}
+
+// Only what the chosen document prints is offered.
+void ExportSheet::updateRows() {
+  const bool portfolio = document_ == ExportDocument::portfolio;
+  includeGroup_->setVisible(portfolio);
+  quality_->setEnabled(portfolio);
+  showProjectStatementTitle_->setVisible(portfolio ||
+                                         document_ == ExportDocument::projectStatement);
+  showStatementTitle_->setVisible(portfolio || document_ == ExportDocument::statement);
+  showBiographyTitle_->setVisible(portfolio || document_ == ExportDocument::biography);
+  titlesHeading_->setVisible(document_ != ExportDocument::cv);
+}
+
+void ExportSheet::setDocument(ExportDocument document) {
+  document_ = document;
+  document_chooser_->setCurrentIndex(document_chooser_->findData(static_cast<int>(document)));
+  updateRows();
+  result_->clear();
+  refreshPreview();
+}
+
+void ExportSheet::optionsEdited() {
+  if (filling_) return;
+  ExportOptions options = context_.store.state().exportOptions;
+  options.exportLocale = utf8(language_->currentData().toString());
+  options.format =
+      fromRawValue<PdfFormat>(utf8(paper_->currentData().toString())).value_or(PdfFormat::a4);
+  options.imageQuality = fromRawValue<ExportImageQuality>(utf8(quality_->currentData().toString()))
+                             .value_or(ExportImageQuality::printQuality);
+  options.includeTableOfContents = includeToc_->isChecked();
+  options.includeProjectStatement = includeProjectStatement_->isChecked();
+  options.includeStatement = includeStatement_->isChecked();
+  options.includeBiography = includeBiography_->isChecked();
+  options.includeCV = includeCV_->isChecked();
+  // A title switch the user never touched stays undecided.
+  const auto titleChoice = [](QCheckBox* box, const std::optional<bool>& before) {
+    return before || !box->isChecked() ? std::optional<bool>(box->isChecked()) : before;
+  };
+  options.showProjectStatementTitle =
+      titleChoice(showProjectStatementTitle_, options.showProjectStatementTitle);
+  options.showStatementTitle = titleChoice(showStatementTitle_, options.showStatementTitle);
+  options.showBiographyTitle = titleChoice(showBiographyTitle_, options.showBiographyTitle);
+  if (options == context_.store.state().exportOptions) return;
+  context_.store.setExportOptions(options);
+  result_->clear();
+  refreshPreview();
+}
+
+void ExportSheet::refreshPreview() {
+  contentChanged_->stop();
+  context_.store.requestPreview(renderRequestFor(document_));
+}
+
+// The desk the pages lie on: a shade off the window, quieter than the
+// viewer's own dark grey, so that the white pages stand out in either theme.
+void ExportSheet::paintPreviewBackground() {
+  const QColor window = QApplication::palette().color(QPalette::Window);
+  const bool dark = window.lightness() < 128;
+  QPalette desk = view_->palette();
+  desk.setColor(QPalette::Dark, dark ? window.darker(130) : window.darker(108));
+  view_->setPalette(desk);
+}
+
+void ExportSheet::showEvent(QShowEvent* event) {
+  QWidget::showEvent(event);
+  refreshPreview();
+}
+
+void ExportSheet::storeChanged(const StoreChanges& changes) {
+  // The options as the store now has them; the words follow the language
+  // when the window retranslates.
+  if (changes.has(StoreArea::project)) {
+    rebuildItems();
+  } else if (changes.has(StoreArea::settings)) {
+    fill();
+  }
+  if (changes.has(StoreArea::preview)) showPreview();
+  const bool contentChanged = changes.has(StoreArea::project) || changes.has(StoreArea::artworks) ||
+                              changes.has(StoreArea::texts) || changes.has(StoreArea::cv) ||
+                              changes.has(StoreArea::details);
+  if (contentChanged && isVisible()) contentChanged_->start();
+}
+
+void ExportSheet::showPreview() {
+  const auto& data = context_.store.state().pdfPreviewData;
+  if (!data) {
+    if (!shown_.isEmpty()) {
+      preview_document_->close();
+      shown_.clear();
+    }
+    updateStatus();
+    return;
+  }
+  const QByteArray bytes(reinterpret_cast<const char*>(data->data()),
+                         static_cast<qsizetype>(data->size()));
+  if (bytes != shown_) {
+    // The viewer reads from the buffer while the document is open: it is
+    // closed before its bytes change.
+    preview_document_->close();
+    buffer_->close();
+    shown_ = bytes;
+    buffer_->setData(shown_);
+    buffer_->open(QIODevice::ReadOnly);
+    preview_document_->load(buffer_);
+  }
+  updateStatus();
+}
+
+void ExportSheet::updateStatus() {
+  const Words words(context_.store);
+  const AppState& state = context_.store.state();
+  QStringList lines;
+  for (const PdfWarning warning : state.pdfWarnings) {
+    lines << QStringLiteral("⚠  ") + words(warningKey(warning, document_));
+  }
+  warnings_->setText(lines.join(QStringLiteral("\n")));
+  warnings_->setVisible(!lines.isEmpty());
+  const bool ready = preview_document_->status() == QPdfDocument::Status::Ready;
+  const int pageCount = ready ? preview_document_->pageCount() : 0;
+  pages_->setText(pageCount > 0 ? words.count("desktop.export.pages", pageCount) : QString());
+  auto* stack = qobject_cast<QStackedLayout*>(view_->parentWidget()->layout());
+  if (state.isPdfRendering && !ready) {
+    previewState_->setText(words("desktop.export.rendering"));
+    stack->setCurrentWidget(previewState_);
+  } else if (!ready) {
+    previewState_->setText(words("desktop.export.nothing"));
+    stack->setCurrentWidget(previewState_);
+  } else {
+    stack->setCurrentWidget(view_);
+  }
+  view_->setVisible(ready);
+  previewState_->setVisible(!ready);
+  export_->setEnabled(job_ == nullptr);
+}
+
+void ExportSheet::exportDocument() {
+  if (job_) return;
+  const Words words(context_.store);
+  const AppState& state = context_.store.state();
+  const std::string language = context_.store.exportLanguage();
+  const QString path =
+      chooseSavePath(qstr(suggestedExportName(document_, state, language, context_.clock.now())));
+  if (path.isEmpty()) return;
+  ExportOptions options = state.exportOptions;
+  if (options.exportLocale.empty()) options.exportLocale = language;
+  progress_->setRange(0, 0);
+  progress_->show();
+  cancel_->show();
+  export_->setEnabled(false);
+  result_->clear();
+  QPointer<ExportSheet> sheet(this);
+  // The save dialog asked before replacing a file: the choice is made.
+  job_ = context_.store.exportPDFInBackground(
+      renderRequestFor(document_), options, utf8(path),
+      [sheet](std::size_t done, std::size_t total) {
+        if (!sheet) return;
+        sheet->progress_->setRange(0, static_cast<int>(total));
+        sheet->progress_->setValue(static_cast<int>(done));
+      },
+      [sheet, path](const std::optional<std::vector<PdfWarning>>& warnings) {
+        if (!sheet) return;
+        sheet->job_.reset();
+        sheet->progress_->hide();
+        sheet->cancel_->hide();
+        sheet->export_->setEnabled(true);
+        if (!warnings) return;  // the store said why, or it was called off
+        sheet->result_->setText(
+            Words(sheet->context_.store)
+                .format("desktop.export.done", {utf8(QFileInfo(path).fileName())}));
+        emit sheet->exported(path);
+      },
+      true);
+}
+
+}  // namespace quorvane::gui

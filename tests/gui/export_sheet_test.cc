@@ -1,0 +1,180 @@
+// The export sheet as an artist uses it: the options they change reach the
+// store and redraw the preview beside them, only the latest change being
+// drawn; Export writes the file under the name of the export rule.
+#include <gtest/gtest.h>
+
+#include <QCheckBox>
+#include <QComboBox>
+#include <QFileInfo>
+#include <QLabel>
+#include <QPdfDocument>
+#include <QSignalSpy>
+#include <algorithm>
+#include <filesystem>
+#include <fstream>
+
+#include "gui/desktop_fixture.h"
+#include "gui/export_sheet.h"
+#include "gui/words.h"
+#include "model/export_file_names.h"
+
+namespace quorvane {
+namespace {
+
+using testing::DesktopTest;
+
+class ExportSheetTest : public DesktopTest {
+ protected:
+  gui::ExportSheet& sheet() { return window->exportSheet(); }
+  void showSheet() {
+    window->showProjectTab(gui::ProjectTab::exportSheet);
+    pump();
+  }
+  std::size_t loggedCount(const std::string& prefix) const {
+    return static_cast<std::size_t>(
+        std::count_if(logger.lines.begin(), logger.lines.end(),
+                      [&](const std::string& line) { return line.rfind(prefix, 0) == 0; }));
+  }
+  static void choose(QComboBox* box, const QString& data) {
+    const int index = box->findData(data);
+    ASSERT_GE(index, 0) << data.toStdString();
+    box->setCurrentIndex(index);
+    emit box->activated(index);
+  }
+  // The preview's first page, in points.
+  QSizeF firstPage() { return sheet().previewDocument().pagePointSize(0); }
+};
+
+TEST_F(ExportSheetTest, ShowsTheDocumentAsTheStoreRendersItAndItsPageCount) {
+  dropImages({writeImage("one.jpg", 500, 400), writeImage("two.jpg", 400, 500)});
+  store->setText(SaveSection::bio, "Born by the sea.");
+  showSheet();
+  EXPECT_EQ(loggedCount("render done kind=portfolio"), 1u);
+  ASSERT_EQ(sheet().previewDocument().status(), QPdfDocument::Status::Ready);
+  const int pages = sheet().previewDocument().pageCount();
+  EXPECT_GE(pages, 3);  // the works and the biography at least
+  EXPECT_NE(sheet().pagesLabel()->text().indexOf(QString::number(pages)), -1)
+      << sheet().pagesLabel()->text().toStdString();
+  // Another document is drawn at once.
+  sheet().setDocument(gui::ExportDocument::biography);
+  pump();
+  EXPECT_EQ(loggedCount("render done kind=bio"), 1u);
+  EXPECT_EQ(sheet().previewDocument().pageCount(), 1);
+}
+
+TEST_F(ExportSheetTest, AnOptionChangedRendersOnceAndAQuickSecondChangeOvertakesTheFirst) {
+  dropImages({writeImage("one.jpg", 500, 400)});
+  showSheet();
+  ASSERT_EQ(loggedCount("render done"), 1u);
+  EXPECT_NEAR(firstPage().width(), 595, 1);  // A4
+
+  choose(sheet().paperChooser(), QStringLiteral("letter"));
+  EXPECT_EQ(store->state().exportOptions.format, PdfFormat::letter);  // the store's at once
+  pump();
+  EXPECT_EQ(loggedCount("render done"), 2u);
+  EXPECT_EQ(loggedCount("render drop"), 0u);
+  EXPECT_NEAR(firstPage().width(), 612, 1);
+
+  // Two changes before the render queue runs: only the second is drawn.
+  choose(sheet().paperChooser(), QStringLiteral("a4"));
+  sheet().tableOfContentsSwitch()->setChecked(!sheet().tableOfContentsSwitch()->isChecked());
+  const std::size_t drawnBefore = renderer->cacheMisses() + renderer->cacheHits();
+  pump();
+  EXPECT_EQ(loggedCount("render drop"), 1u);
+  EXPECT_EQ(loggedCount("render done"), 3u);
+  EXPECT_EQ(renderer->cacheMisses() + renderer->cacheHits(), drawnBefore + 1);
+  EXPECT_NEAR(firstPage().width(), 595, 1);
+  // Remembered for the next export, as the command line would find them.
+  EXPECT_EQ(preferences.string(preference_key::kExportFormat), "a4");
+}
+
+TEST_F(ExportSheetTest, ChangesToTheProjectWhileTheSheetIsOpenRedrawItOnceAPass) {
+  showSheet();
+  sheet().setDocument(gui::ExportDocument::statement);
+  pump();
+  const std::size_t before = loggedCount("render done");
+  store->setText(SaveSection::statement, "I paint");
+  store->setText(SaveSection::statement, "I paint the sea.");
+  pump();
+  EXPECT_EQ(loggedCount("render done"), before + 1);
+  EXPECT_EQ(loggedCount("render drop"), 0u);
+}
+
+TEST_F(ExportSheetTest, AnOverlongTextIsListedAsAWarningInWords) {
+  std::string longText;
+  for (int i = 0; i < 900; ++i) longText += "The tide comes in over the flats and goes out again. ";
+  store->setText(SaveSection::bio, longText);
+  showSheet();
+  sheet().setDocument(gui::ExportDocument::biography);
+  pump();
+  // The document says it as a statement's overflow; the sheet says it of
+  // the text on screen.
+  ASSERT_EQ(store->state().pdfWarnings, std::vector<PdfWarning>{PdfWarning::statementTruncated});
+  EXPECT_TRUE(sheet().warningsLabel()->isVisible());
+  EXPECT_NE(sheet().warningsLabel()->text().indexOf(
+                gui::Words(*store)("desktop.export.warning.text_truncated")),
+            -1)
+      << sheet().warningsLabel()->text().toStdString();
+  // In the portfolio the biography has its own words.
+  sheet().setDocument(gui::ExportDocument::portfolio);
+  pump();
+  EXPECT_NE(sheet().warningsLabel()->text().indexOf(
+                gui::Words(*store)("desktop.export.warning.biography_truncated")),
+            -1)
+      << sheet().warningsLabel()->text().toStdString();
+}
+
+TEST_F(ExportSheetTest, ExportWritesTheFileUnderTheNameOfTheExportRule) {
+  dropImages({writeImage("one.jpg", 500, 400), writeImage("two.jpg", 400, 500)});
+  ArtistDetails details;
+  details.firstName = "Zoé";
+  details.lastName = "Müller";
+  store->setDetails(details);
+  showSheet();
+  choose(sheet().languageChooser(), QStringLiteral("fr"));
+  QString suggested;
+  sheet().chooseSavePath = [&](const QString& name) {
+    suggested = name;
+    return QString::fromStdString(dir.file(name.toStdString()));
+  };
+  QSignalSpy exported(&sheet(), &gui::ExportSheet::exported);
+
+  sheet().exportDocument();
+  EXPECT_TRUE(sheet().isExporting());
+  pump();
+
+  EXPECT_FALSE(sheet().isExporting());
+  const std::string expected =
+      exportFileName(ExportDocumentKind::portfolio, details, "fr", main.now());
+  EXPECT_EQ(suggested.toStdString(), expected);
+  ASSERT_EQ(exported.count(), 1);
+  const std::string path = dir.file(expected);
+  ASSERT_TRUE(std::filesystem::exists(path));
+  std::ifstream file(path, std::ios::binary);
+  std::string head(5, '\0');
+  file.read(head.data(), 5);
+  EXPECT_EQ(head, "%PDF-");
+  EXPECT_EQ(store->state().completePortfolioExportCount, 1);
+
+  // Said no to the save dialog: nothing is written, nothing runs.
+  sheet().chooseSavePath = [](const QString&) { return QString(); };
+  sheet().exportDocument();
+  EXPECT_FALSE(sheet().isExporting());
+}
+
+TEST_F(ExportSheetTest, ACatalogueIsNamedAsACatalogue) {
+  ProjectChanges changes;
+  changes.kind = ProjectKind::catalogue;
+  changes.catalogueKind = CatalogueKind::price;
+  changes.title = "Winter prices";
+  store->updateProject(changes);
+  pump();
+  const std::string name =
+      gui::suggestedExportName(gui::ExportDocument::portfolio, store->state(), "en", main.now());
+  EXPECT_NE(name.find("-catalogue-winter-prices-"), std::string::npos) << name;
+  EXPECT_EQ(gui::fileKindFor(gui::ExportDocument::cv, store->state().project),
+            ExportDocumentKind::cv);
+}
+
+}  // namespace
+}  // namespace quorvane
