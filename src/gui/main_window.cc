@@ -22,6 +22,7 @@
 #include "gui/inspector.h"
 #include "gui/project_header.h"
 #include "gui/settings_page.h"
+#include "gui/texts_page.h"
 #include "gui/theme.h"
 #include "gui/toast_view.h"
 #include "gui/vault_view.h"
@@ -52,6 +53,7 @@ MainWindow::MainWindow(DesktopContext context, QWidget* parent)
       worksSplitter_(new QSplitter(Qt::Horizontal, projectPages_)),
       board_(new WorksBoard(context.store, worksSplitter_)),
       inspector_(new Inspector(context.store, worksSplitter_)),
+      texts_(new TextsPage(context.store, projectPages_)),
       exportSheet_(new ExportSheet(context, projectPages_)),
       vault_(new VaultView(context.store, pages_)),
       settings_(new SettingsPage(context.store, pages_)),
@@ -80,6 +82,7 @@ MainWindow::MainWindow(DesktopContext context, QWidget* parent)
   worksLayout->addWidget(tabsRow);
   worksLayout->addWidget(projectPages_, 1);
   projectPages_->addWidget(worksSplitter_);
+  projectPages_->addWidget(texts_);
   projectPages_->addWidget(exportSheet_);
   projectTabs_->setObjectName(QStringLiteral("projectTabs"));
   projectTabs_->setDrawBase(false);
@@ -190,6 +193,8 @@ void MainWindow::retranslate() {
   vault_->retranslate();
   settings_->retranslate();
   exportSheet_->retranslate();
+  texts_->retranslate();
+  projectTabs_->setTabText(static_cast<int>(ProjectTab::texts), words("desktop.tab.texts"));
   projectTabs_->setTabText(static_cast<int>(ProjectTab::works), words("desktop.tab.works"));
   projectTabs_->setTabText(static_cast<int>(ProjectTab::exportSheet), words("desktop.tab.export"));
   projectTabs_->setAccessibleName(words("desktop.tab.name"));

@@ -23,12 +23,13 @@ class ExportSheet;
 class Inspector;
 class ProjectHeader;
 class SettingsPage;
+class TextsPage;
 class ToastView;
 class VaultView;
 class WorksBoard;
 
 // The open project's pages, under its header.
-enum class ProjectTab { works, exportSheet };
+enum class ProjectTab { works, texts, exportSheet };
 
 class MainWindow final : public QMainWindow {
   Q_OBJECT
@@ -61,6 +62,7 @@ class MainWindow final : public QMainWindow {
   VaultView& vault() { return *vault_; }
   SettingsPage& settings() { return *settings_; }
   ExportSheet& exportSheet() { return *exportSheet_; }
+  TextsPage& texts() { return *texts_; }
   ToastView& toastView() { return *toast_; }
 
  protected:
@@ -91,6 +93,7 @@ class MainWindow final : public QMainWindow {
   QSplitter* worksSplitter_;
   WorksBoard* board_;
   Inspector* inspector_;
+  TextsPage* texts_;
   ExportSheet* exportSheet_;
   VaultView* vault_;
   SettingsPage* settings_;

@@ -70,6 +70,8 @@ int takeScreenshots(MainWindow& window, const QString& folder) {
         window.showScreen(screen);
         shoot(QStringLiteral("%1-%2-%3").arg(screenName(screen), themeName, language));
       }
+      window.showProjectTab(ProjectTab::texts);
+      shoot(QStringLiteral("texts-%1-%2").arg(themeName, language));
       // The export sheet, its preview drawn.
       window.showProjectTab(ProjectTab::exportSheet);
       shoot(QStringLiteral("export-%1-%2").arg(themeName, language), 4000);

@@ -67,6 +67,9 @@ QLabel#sidebarHeading { color: %secondary%; font-size: 11px; font-weight: 600; l
 QPushButton[nav="true"] { text-align: left; padding: 7px 10px; border: none; border-radius: 7px; background: transparent; }
 QPushButton[nav="true"]:hover { background: %hover%; }
 QPushButton[nav="true"]:checked { background: %selected%; font-weight: 600; }
+QPushButton[segment="true"] { padding: 6px 12px; border: none; border-radius: 7px; background: transparent; }
+QPushButton[segment="true"]:hover { background: %hover%; }
+QPushButton[segment="true"]:checked { background: %selected%; }
 QLabel#sidebarNote { color: %secondary%; padding: 0 8px; }
 QListView#projectList { background: transparent; }
 QLineEdit#projectName { font-size: 21px; font-weight: 650; background: transparent; padding: 2px 0; }

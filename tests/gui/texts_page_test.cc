@@ -1,0 +1,88 @@
+// The texts page as an artist writes in it: what they type is the store's
+// at once and the library's after the debounce, the counts follow, and a
+// text of another project can be taken instead.
+#include <gtest/gtest.h>
+
+#include <QLabel>
+#include <QLineEdit>
+#include <QPlainTextEdit>
+#include <QTest>
+#include <QTextCursor>
+
+#include "gui/desktop_fixture.h"
+#include "gui/texts_page.h"
+
+namespace quorvane {
+namespace {
+
+using testing::DesktopTest;
+
+class TextsPageTest : public DesktopTest {
+ protected:
+  gui::TextsPage& page() { return window->texts(); }
+  std::string storedText(const char* type) {
+    return sql(
+        "SELECT a.content FROM text_assets a JOIN project_text_asset_links l "
+        "ON l.assetId = a.id WHERE l.projectId = '" +
+        store->state().project.id + "' AND l.type = '" + type + "'");
+  }
+};
+
+TEST_F(TextsPageTest, ATextTypedReachesTheLibraryAfterTheDebounceWithItsCounts) {
+  window->showProjectTab(gui::ProjectTab::texts);
+  page().showSection(SaveSection::statement);
+  QPlainTextEdit* text = page().textField();
+  text->setFocus();
+  QTest::keyClicks(text, "I paint the sea, twice.");
+  main.runUntilIdle();
+  EXPECT_EQ(store->state().snapshot.statement, "I paint the sea, twice.");
+  EXPECT_NE(storedText("statement"), "I paint the sea, twice.");  // not yet: the debounce runs
+  EXPECT_NE(page().countsLabel()->text().indexOf(QStringLiteral("5 words")), -1)
+      << page().countsLabel()->text().toStdString();
+  EXPECT_NE(page().countsLabel()->text().indexOf(QStringLiteral("23 characters")), -1)
+      << page().countsLabel()->text().toStdString();
+
+  settleAll();
+  EXPECT_EQ(storedText("statement"), "I paint the sea, twice.");
+  // The biography is another text: its field is its own.
+  page().showSection(SaveSection::bio);
+  EXPECT_TRUE(page().textField()->toPlainText().isEmpty());
+  page().showSection(SaveSection::statement);
+  EXPECT_EQ(page().textField()->toPlainText(), QStringLiteral("I paint the sea, twice."));
+}
+
+TEST_F(TextsPageTest, TheFieldFollowsTheStoreButNeverUnderTheTypingCursor) {
+  window->showProjectTab(gui::ProjectTab::texts);
+  page().showSection(SaveSection::bio);
+  store->setText(SaveSection::bio, "Written elsewhere.");
+  pump();
+  EXPECT_EQ(page().textField()->toPlainText(), QStringLiteral("Written elsewhere."));
+  page().textField()->setFocus();
+  page().textField()->moveCursor(QTextCursor::End);
+  QTest::keyClicks(page().textField(), " More");
+  store->setText(SaveSection::bio, "Changed meanwhile.");  // e.g. an import
+  pump();
+  EXPECT_EQ(page().textField()->toPlainText(), QStringLiteral("Written elsewhere. More"));
+}
+
+TEST_F(TextsPageTest, AnotherProjectsTextCanBeTakenInstead) {
+  store->setText(SaveSection::bio, "Born by the sea in 1980.");
+  settleAll();
+  const std::string first = store->state().project.id;
+  ProjectChanges changes;
+  changes.name = "Second";
+  ASSERT_TRUE(store->createProject(changes));
+  pump();
+  window->showProjectTab(gui::ProjectTab::texts);
+  page().showSection(SaveSection::bio);
+  const auto texts = store->reusableTexts(TextAssetType::bio);
+  ASSERT_EQ(texts.size(), 1u);
+  page().reuseText(texts[0].id);
+  pump();
+  EXPECT_EQ(page().textField()->toPlainText(), QStringLiteral("Born by the sea in 1980."));
+  EXPECT_EQ(store->state().snapshot.biography, "Born by the sea in 1980.");
+  EXPECT_NE(store->state().project.id, first);
+}
+
+}  // namespace
+}  // namespace quorvane
