@@ -1,5 +1,7 @@
 #include "app/app_store.h"
 
+#include "model/export_file_names.h"
+
 #include <algorithm>
 #include <cstdio>
 #include <exception>
@@ -1497,6 +1499,33 @@ void AppStore::systemLocaleChanged() {
 void AppStore::memoryPressure() {
   services_.logger.log("app memory pressure");
   if (services_.renderer != nullptr) services_.renderer->clearCache();
+}
+
+std::string AppStore::exportName(RenderKind kind, const std::string& exportLocale) const {
+  ExportDocumentKind document = ExportDocumentKind::portfolio;
+  switch (kind) {
+    case RenderKind::portfolio:
+    case RenderKind::artworksPages:
+    case RenderKind::singleArtwork:
+      document = state_.project.kind == ProjectKind::catalogue ? ExportDocumentKind::catalogue
+                                                               : ExportDocumentKind::portfolio;
+      break;
+    case RenderKind::cv:
+      document = ExportDocumentKind::cv;
+      break;
+    case RenderKind::bio:
+      document = ExportDocumentKind::biography;
+      break;
+    case RenderKind::statement:
+      document = ExportDocumentKind::artistStatement;
+      break;
+    case RenderKind::projectStatement:
+      document = ExportDocumentKind::projectStatement;
+      break;
+  }
+  return exportFileName(document, state_.snapshot.details,
+                        exportLocale.empty() ? state_.project.locale : exportLocale,
+                        services_.clock.now(), state_.project.projectTitle);
 }
 
 void AppStore::requestPreview(const RenderRequest& request) {

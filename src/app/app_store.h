@@ -410,6 +410,12 @@ class AppStore {
                                                    const std::string& path, Progress progress,
                                                    Exported done, bool replaceExisting = true);
 
+  // The file name an export of `kind` is given today: the export rule's
+  // (model/export_file_names.h) in `exportLocale`, the project's language
+  // when empty. A catalogue project's portfolio is named as a catalogue,
+  // after the project's printed title. Not for a single artwork.
+  std::string exportName(RenderKind kind, const std::string& exportLocale = {}) const;
+
   // Renders a preview on the render queue and publishes it on the main
   // executor, unless a newer preview was asked for meanwhile: the latest
   // request wins.

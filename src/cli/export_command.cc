@@ -9,8 +9,6 @@
 #include "app/app_store.h"
 #include "cli/command.h"
 #include "cli/command_support.h"
-#include "model/export_file_names.h"
-#include "platform/clock.h"
 #include "platform/file_system.h"
 
 namespace quorvane {
@@ -19,14 +17,13 @@ namespace {
 struct ExportKind {
   const char* name;
   RenderKind render;
-  ExportDocumentKind document;
 };
 constexpr ExportKind kKinds[] = {
-    {"portfolio", RenderKind::portfolio, ExportDocumentKind::portfolio},
-    {"cv", RenderKind::cv, ExportDocumentKind::cv},
-    {"bio", RenderKind::bio, ExportDocumentKind::biography},
-    {"statement", RenderKind::statement, ExportDocumentKind::artistStatement},
-    {"project-statement", RenderKind::projectStatement, ExportDocumentKind::projectStatement},
+    {"portfolio", RenderKind::portfolio},
+    {"cv", RenderKind::cv},
+    {"bio", RenderKind::bio},
+    {"statement", RenderKind::statement},
+    {"project-statement", RenderKind::projectStatement},
 };
 
 struct ExportOptionsGiven {
@@ -71,11 +68,7 @@ void exportDocument(CliContext& context, const ExportOptionsGiven& given) {
   AppStore& store = context.store();
   const AppState& state = store.state();
   const ExportOptions options = optionsFor(given, state);
-  const bool catalogue =
-      kind->render == RenderKind::portfolio && state.project.kind == ProjectKind::catalogue;
-  const std::string fileName = exportFileName(
-      catalogue ? ExportDocumentKind::catalogue : kind->document, state.snapshot.details,
-      options.exportLocale, systemClock().now(), state.project.projectTitle);
+  const std::string fileName = store.exportName(kind->render, options.exportLocale);
   const std::string path = outputPath(given, fileName);
   std::error_code error;
   if (std::filesystem::exists(path, error) && !given.force) {

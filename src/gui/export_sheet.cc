@@ -67,29 +67,6 @@ RenderRequest renderRequestFor(ExportDocument document) {
   return {};
 }
 
-ExportDocumentKind fileKindFor(ExportDocument document, const Project& project) {
-  switch (document) {
-    case ExportDocument::portfolio:
-      return project.kind == ProjectKind::catalogue ? ExportDocumentKind::catalogue
-                                                    : ExportDocumentKind::portfolio;
-    case ExportDocument::cv:
-      return ExportDocumentKind::cv;
-    case ExportDocument::biography:
-      return ExportDocumentKind::biography;
-    case ExportDocument::statement:
-      return ExportDocumentKind::artistStatement;
-    case ExportDocument::projectStatement:
-      return ExportDocumentKind::projectStatement;
-  }
-  return ExportDocumentKind::portfolio;
-}
-
-std::string suggestedExportName(ExportDocument document, const AppState& state,
-                                const std::string& exportLanguage, Date today) {
-  return exportFileName(fileKindFor(document, state.project), state.snapshot.details,
-                        exportLanguage, today, state.project.projectTitle);
-}
-
 ExportSheet::ExportSheet(DesktopContext context, QWidget* parent)
     : QWidget(parent),
       context_(context),
@@ -487,11 +464,10 @@ void ExportSheet::updateStatus() {
 
 void ExportSheet::exportDocument() {
   if (job_) return;
-  const Words words(context_.store);
   const AppState& state = context_.store.state();
   const std::string language = context_.store.exportLanguage();
   const QString path =
-      chooseSavePath(qstr(suggestedExportName(document_, state, language, context_.clock.now())));
+      chooseSavePath(qstr(context_.store.exportName(renderRequestFor(document_).kind, language)));
   if (path.isEmpty()) return;
   ExportOptions options = state.exportOptions;
   if (options.exportLocale.empty()) options.exportLocale = language;

@@ -14,7 +14,6 @@
 #include "app/app_store.h"
 #include "gui/desktop_context.h"
 #include "gui/store_subscription.h"
-#include "model/export_file_names.h"
 
 class QBuffer;
 class QCheckBox;
@@ -30,13 +29,8 @@ namespace quorvane::gui {
 
 enum class ExportDocument { portfolio, cv, biography, statement, projectStatement };
 
-// What the store renders for `document`, and which file name rule names
-// it (a catalogue project's portfolio is a catalogue).
+// What the store renders for `document`.
 RenderRequest renderRequestFor(ExportDocument document);
-ExportDocumentKind fileKindFor(ExportDocument document, const Project& project);
-// The name Export proposes: the export rule's, in the export language.
-std::string suggestedExportName(ExportDocument document, const AppState& state,
-                                const std::string& exportLanguage, Date today);
 
 class ExportSheet final : public QWidget {
   Q_OBJECT

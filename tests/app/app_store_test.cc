@@ -7,6 +7,7 @@
 
 #include "app/app_store_fixture.h"
 #include "app/image_intake.h"
+#include "model/export_file_names.h"
 #include "pdf/pdf_reader.h"
 
 namespace quorvane {
@@ -603,6 +604,31 @@ TEST_F(AppStoreTest, APortfolioPrintsItsCVWithItsOwnOverridesNotThoseOfTheCVDocu
   const std::string document = text(RenderKind::cv);
   EXPECT_NE(document.find("Studies"), std::string::npos);
   EXPECT_EQ(document.find("Training"), std::string::npos);
+}
+
+TEST_F(AppStoreTest, AnExportIsNamedByTheRuleAndACataloguesPortfolioAsACatalogue) {
+  AppStore& store = open();
+  ArtistDetails details;
+  details.firstName = "Zoé";
+  details.lastName = "Müller";
+  store.setDetails(details);
+  const std::string today = exportDatePart(main.now());
+  EXPECT_EQ(store.exportName(RenderKind::portfolio, "fr"),
+            "zoe-muller-portfolio-" + today + ".pdf");
+  EXPECT_EQ(store.exportName(RenderKind::cv, "de"), "zoe-muller-cv-" + today + ".pdf");
+  // No language given: the project's.
+  EXPECT_EQ(store.exportName(RenderKind::bio),
+            exportFileName(ExportDocumentKind::biography, details, store.state().project.locale,
+                           main.now()));
+  ProjectChanges changes;
+  changes.kind = ProjectKind::catalogue;
+  changes.catalogueKind = CatalogueKind::price;
+  changes.title = "Winter prices";
+  store.updateProject(changes);
+  EXPECT_EQ(store.exportName(RenderKind::portfolio, "en"),
+            "zoe-muller-catalogue-winter-prices-" + today + ".pdf");
+  EXPECT_EQ(store.exportName(RenderKind::statement, "en"),
+            exportFileName(ExportDocumentKind::artistStatement, details, "en", main.now()));
 }
 
 TEST_F(AppStoreTest, APreviewThatFailsSaysSoAndTakesTheStalePreviewAway) {

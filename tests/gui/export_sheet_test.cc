@@ -162,19 +162,5 @@ TEST_F(ExportSheetTest, ExportWritesTheFileUnderTheNameOfTheExportRule) {
   EXPECT_FALSE(sheet().isExporting());
 }
 
-TEST_F(ExportSheetTest, ACatalogueIsNamedAsACatalogue) {
-  ProjectChanges changes;
-  changes.kind = ProjectKind::catalogue;
-  changes.catalogueKind = CatalogueKind::price;
-  changes.title = "Winter prices";
-  store->updateProject(changes);
-  pump();
-  const std::string name =
-      gui::suggestedExportName(gui::ExportDocument::portfolio, store->state(), "en", main.now());
-  EXPECT_NE(name.find("-catalogue-winter-prices-"), std::string::npos) << name;
-  EXPECT_EQ(gui::fileKindFor(gui::ExportDocument::cv, store->state().project),
-            ExportDocumentKind::cv);
-}
-
 }  // namespace
 }  // namespace quorvane
