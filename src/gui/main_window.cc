@@ -17,7 +17,9 @@
 #include <QTabBar>
 #include <QVBoxLayout>
 
+#include "gui/cv_page.h"
 #include "gui/dashboard.h"
+#include "gui/details_page.h"
 #include "gui/export_sheet.h"
 #include "gui/inspector.h"
 #include "gui/project_header.h"
@@ -54,6 +56,8 @@ MainWindow::MainWindow(DesktopContext context, QWidget* parent)
       board_(new WorksBoard(context.store, worksSplitter_)),
       inspector_(new Inspector(context.store, worksSplitter_)),
       texts_(new TextsPage(context.store, projectPages_)),
+      cv_(new CvPage(context.store, projectPages_)),
+      details_(new DetailsPage(context.store, projectPages_)),
       exportSheet_(new ExportSheet(context, projectPages_)),
       vault_(new VaultView(context.store, pages_)),
       settings_(new SettingsPage(context.store, pages_)),
@@ -83,6 +87,8 @@ MainWindow::MainWindow(DesktopContext context, QWidget* parent)
   worksLayout->addWidget(projectPages_, 1);
   projectPages_->addWidget(worksSplitter_);
   projectPages_->addWidget(texts_);
+  projectPages_->addWidget(cv_);
+  projectPages_->addWidget(details_);
   projectPages_->addWidget(exportSheet_);
   projectTabs_->setObjectName(QStringLiteral("projectTabs"));
   projectTabs_->setDrawBase(false);
@@ -194,6 +200,10 @@ void MainWindow::retranslate() {
   settings_->retranslate();
   exportSheet_->retranslate();
   texts_->retranslate();
+  cv_->retranslate();
+  details_->retranslate();
+  projectTabs_->setTabText(static_cast<int>(ProjectTab::cv), words("desktop.tab.cv"));
+  projectTabs_->setTabText(static_cast<int>(ProjectTab::details), words("desktop.tab.details"));
   projectTabs_->setTabText(static_cast<int>(ProjectTab::texts), words("desktop.tab.texts"));
   projectTabs_->setTabText(static_cast<int>(ProjectTab::works), words("desktop.tab.works"));
   projectTabs_->setTabText(static_cast<int>(ProjectTab::exportSheet), words("desktop.tab.export"));

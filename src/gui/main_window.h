@@ -18,7 +18,9 @@ class QTabBar;
 
 namespace quorvane::gui {
 
+class CvPage;
 class Dashboard;
+class DetailsPage;
 class ExportSheet;
 class Inspector;
 class ProjectHeader;
@@ -29,7 +31,7 @@ class VaultView;
 class WorksBoard;
 
 // The open project's pages, under its header.
-enum class ProjectTab { works, texts, exportSheet };
+enum class ProjectTab { works, texts, cv, details, exportSheet };
 
 class MainWindow final : public QMainWindow {
   Q_OBJECT
@@ -63,6 +65,8 @@ class MainWindow final : public QMainWindow {
   SettingsPage& settings() { return *settings_; }
   ExportSheet& exportSheet() { return *exportSheet_; }
   TextsPage& texts() { return *texts_; }
+  CvPage& cv() { return *cv_; }
+  DetailsPage& details() { return *details_; }
   ToastView& toastView() { return *toast_; }
 
  protected:
@@ -94,6 +98,8 @@ class MainWindow final : public QMainWindow {
   WorksBoard* board_;
   Inspector* inspector_;
   TextsPage* texts_;
+  CvPage* cv_;
+  DetailsPage* details_;
   ExportSheet* exportSheet_;
   VaultView* vault_;
   SettingsPage* settings_;

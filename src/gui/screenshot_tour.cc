@@ -72,6 +72,10 @@ int takeScreenshots(MainWindow& window, const QString& folder) {
       }
       window.showProjectTab(ProjectTab::texts);
       shoot(QStringLiteral("texts-%1-%2").arg(themeName, language));
+      window.showProjectTab(ProjectTab::cv);
+      shoot(QStringLiteral("cv-%1-%2").arg(themeName, language));
+      window.showProjectTab(ProjectTab::details);
+      shoot(QStringLiteral("details-%1-%2").arg(themeName, language));
       // The export sheet, its preview drawn.
       window.showProjectTab(ProjectTab::exportSheet);
       shoot(QStringLiteral("export-%1-%2").arg(themeName, language), 4000);

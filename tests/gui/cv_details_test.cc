@@ -1,0 +1,125 @@
+// The CV and the artist's details as they are written in the window: an
+// entry added in the editor is in the CV the store prints, the buttons of
+// an entry act on that entry, and the name the documents print is shown
+// as the choice of name is made.
+#include <gtest/gtest.h>
+
+#include <QComboBox>
+#include <QLabel>
+#include <QLineEdit>
+#include <QPushButton>
+#include <QTest>
+
+#include "cv/cv_sections.h"
+#include "gui/cv_page.h"
+#include "gui/desktop_fixture.h"
+#include "gui/details_page.h"
+#include "pdf/pdf_reader.h"
+
+namespace quorvane {
+namespace {
+
+using testing::DesktopTest;
+
+class CvPageTest : public DesktopTest {
+ protected:
+  gui::CvPage& page() { return window->cv(); }
+  void type(QLineEdit* field, const char* text) {
+    ASSERT_NE(field, nullptr);
+    field->setFocus();
+    QTest::keyClicks(field, text);
+  }
+  std::string printedCV() {
+    const auto result =
+        store->renderPDF({RenderKind::cv, std::nullopt}, store->state().exportOptions);
+    if (!result) return "";
+    std::string text;
+    for (const auto& page : testing::readPdf(result->data)) text += page.text;
+    return text;
+  }
+};
+
+TEST_F(CvPageTest, AnEntryAddedInTheEditorIsPrintedInTheCV) {
+  window->showProjectTab(gui::ProjectTab::cv);
+  pump();
+  QTest::mouseClick(page().addButton(CVSectionKey::soloExhibitions), Qt::LeftButton);
+  pump();
+  ASSERT_EQ(store->state().snapshot.cv.soloExhibitions.size(), 1u);
+  // The new entry's first field has the keys.
+  EXPECT_TRUE(page().field(CVSectionKey::soloExhibitions, 0, "year")->hasFocus());
+  type(page().field(CVSectionKey::soloExhibitions, 0, "year"), "2025");
+  type(page().field(CVSectionKey::soloExhibitions, 0, "title"), "Low Tide");
+  type(page().field(CVSectionKey::soloExhibitions, 0, "venue"), "Galerie Nord");
+  main.runUntilIdle();
+  EXPECT_EQ(store->state().snapshot.cv.soloExhibitions[0],
+            (CVEntry{{"year", "2025"}, {"title", "Low Tide"}, {"venue", "Galerie Nord"}}));
+  settleAll();
+  const std::string printed = printedCV();
+  EXPECT_NE(printed.find("Low Tide"), std::string::npos) << printed;
+  EXPECT_NE(printed.find("Galerie Nord"), std::string::npos) << printed;
+}
+
+TEST_F(CvPageTest, AnEntrysButtonsMoveAndRemoveThatEntry) {
+  CVData cv;
+  for (const char* name : {"Villa A", "Villa B", "Villa C"}) {
+    cv.residencies.push_back({{"name", name}});
+  }
+  store->setCV(cv);
+  window->showProjectTab(gui::ProjectTab::cv);
+  pump();
+  ASSERT_NE(page().field(CVSectionKey::residencies, 2, "name"), nullptr);
+  EXPECT_EQ(page().field(CVSectionKey::residencies, 2, "name")->text(), QStringLiteral("Villa C"));
+
+  page().moveEntry(CVSectionKey::residencies, 2, -1);
+  pump();
+  const auto names = [&] {
+    std::vector<std::string> out;
+    for (const CVEntry& entry : store->state().snapshot.cv.residencies)
+      out.push_back(entry.at("name"));
+    return out;
+  };
+  EXPECT_EQ(names(), (std::vector<std::string>{"Villa A", "Villa C", "Villa B"}));
+  EXPECT_EQ(page().field(CVSectionKey::residencies, 1, "name")->text(), QStringLiteral("Villa C"));
+  page().removeEntry(CVSectionKey::residencies, 0);
+  pump();
+  EXPECT_EQ(names(), (std::vector<std::string>{"Villa C", "Villa B"}));
+  EXPECT_EQ(page().field(CVSectionKey::residencies, 2, "name"), nullptr);
+  EXPECT_EQ(page().field(CVSectionKey::residencies, 0, "name")->text(), QStringLiteral("Villa C"));
+  // A change from elsewhere (an import) is shown.
+  cv = store->state().snapshot.cv;
+  cv.residencies.push_back({{"name", "Villa D"}});
+  store->setCV(cv);
+  pump();
+  EXPECT_EQ(page().field(CVSectionKey::residencies, 2, "name")->text(), QStringLiteral("Villa D"));
+}
+
+TEST_F(DesktopTest, TheDetailsShowTheNameTheDocumentsPrintAsTheChoiceIsMade) {
+  window->showProjectTab(gui::ProjectTab::details);
+  pump();
+  gui::DetailsPage& page = window->details();
+  const auto typeInto = [&](const char* id, const char* text) {
+    QLineEdit* field = page.field(id);
+    ASSERT_NE(field, nullptr) << id;
+    field->setFocus();
+    QTest::keyClicks(field, text);
+  };
+  typeInto("firstName", "Maren");
+  typeInto("lastName", "Aalto");
+  typeInto("artistName", "M.A.");
+  main.runUntilIdle();
+  EXPECT_EQ(store->state().snapshot.details.firstName, "Maren");
+  EXPECT_NE(page.printedNameLabel()->text().indexOf(QStringLiteral("Maren Aalto")), -1)
+      << page.printedNameLabel()->text().toStdString();
+
+  page.nameDisplayChooser()->setCurrentIndex(1);
+  emit page.nameDisplayChooser()->activated(1);
+  EXPECT_EQ(store->state().snapshot.details.nameDisplayMode, "artist");
+  EXPECT_NE(page.printedNameLabel()->text().indexOf(QStringLiteral("M.A.")), -1)
+      << page.printedNameLabel()->text().toStdString();
+  settleAll();
+  EXPECT_EQ(store->exportName(RenderKind::cv, "en").rfind("m-a-cv-", 0), 0u)
+      << store->exportName(RenderKind::cv, "en");
+}
+
+}  // namespace
+}  // namespace quorvane
