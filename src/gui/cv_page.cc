@@ -205,6 +205,7 @@ QWidget* CvPage::entryRow(CVSectionKey section, std::size_t index, SectionView& 
   for (const CVFieldConfig& config : cvSectionConfig(section).fields) {
     auto* label = new QLabel(words(cvFieldLabelKey(config.id)), row);
     label->setObjectName(QStringLiteral("fieldLabel"));
+    if (slot >= 2) label->setContentsMargins(0, 8, 0, 0);  // air between the pairs
     auto* edit = new QLineEdit(row);
     edit->setObjectName(fieldName(section, index, config.id));
     edit->setPlaceholderText(words(cvFieldPlaceholderKey(config.id)));

@@ -21,6 +21,7 @@
 #include "gui/dashboard.h"
 #include "gui/details_page.h"
 #include "gui/export_sheet.h"
+#include "gui/guided_entry.h"
 #include "gui/inspector.h"
 #include "gui/project_header.h"
 #include "gui/settings_page.h"
@@ -134,6 +135,7 @@ MainWindow::MainWindow(DesktopContext context, QWidget* parent)
   connect(header_, &ProjectHeader::projectMenuRequested, this, [this](const QPoint& position) {
     showProjectMenu(context_.store.state().project.id, position);
   });
+  connect(cv_, &CvPage::guidedEntryRequested, this, &MainWindow::openGuidedEntry);
   connect(dashboard_, &Dashboard::projectChosen, this, &MainWindow::openProject);
   connect(dashboard_, &Dashboard::exportBackupRequested, this, &MainWindow::exportBackup);
   connect(dashboard_, &Dashboard::addImagesRequested, this, [this] {
@@ -270,6 +272,12 @@ void MainWindow::showScreen(Screen screen) {
       break;
   }
   sidebar_->setScreen(screen);
+}
+
+void MainWindow::openGuidedEntry() {
+  auto* guide = new GuidedEntryDialog(context_.store, this);
+  guide->setAttribute(Qt::WA_DeleteOnClose);
+  guide->open();
 }
 
 void MainWindow::showProjectTab(ProjectTab tab) {

@@ -54,6 +54,8 @@ class MainWindow final : public QMainWindow {
   void duplicateProject();
   void deleteProject();
   void exportBackup();
+  // The CV's guided entry, over the window.
+  void openGuidedEntry();
 
   const DesktopContext& context() const { return context_; }
   Sidebar& sidebar() { return *sidebar_; }

@@ -6,6 +6,7 @@
 #include <QPixmap>
 
 #include "gui/board_pictures.h"
+#include "gui/guided_entry.h"
 #include "gui/image_intake_controller.h"
 #include "gui/main_window.h"
 #include "gui/works_board.h"
@@ -76,6 +77,23 @@ int takeScreenshots(MainWindow& window, const QString& folder) {
       shoot(QStringLiteral("cv-%1-%2").arg(themeName, language));
       window.showProjectTab(ProjectTab::details);
       shoot(QStringLiteral("details-%1-%2").arg(themeName, language));
+      {
+        // The guided entry at its choice of sections and at a section.
+        GuidedEntryDialog guide(store, &window);
+        guide.show();
+        guide.next();
+        const auto shootGuide = [&](const char* step) {
+          letItSettle(window, 400);
+          if (guide.grab().save(QDir(folder).filePath(
+                  QStringLiteral("guide-%1-%2-%3.png").arg(step, themeName, language)))) {
+            ++written;
+          }
+        };
+        shootGuide("sections");
+        guide.next();
+        shootGuide("entry");
+        guide.reject();
+      }
       // The export sheet, its preview drawn.
       window.showProjectTab(ProjectTab::exportSheet);
       shoot(QStringLiteral("export-%1-%2").arg(themeName, language), 4000);

@@ -4,6 +4,8 @@
 // as the choice of name is made.
 #include <gtest/gtest.h>
 
+#include <QApplication>
+#include <QCheckBox>
 #include <QComboBox>
 #include <QLabel>
 #include <QLineEdit>
@@ -14,6 +16,7 @@
 #include "gui/cv_page.h"
 #include "gui/desktop_fixture.h"
 #include "gui/details_page.h"
+#include "gui/guided_entry.h"
 #include "pdf/pdf_reader.h"
 
 namespace quorvane {
@@ -91,6 +94,46 @@ TEST_F(CvPageTest, AnEntrysButtonsMoveAndRemoveThatEntry) {
   store->setCV(cv);
   pump();
   EXPECT_EQ(page().field(CVSectionKey::residencies, 2, "name")->text(), QStringLiteral("Villa D"));
+}
+
+TEST_F(CvPageTest, TheGuidedEntryAsksOnlyTheChosenSectionsAndItsEntriesPrint) {
+  gui::GuidedEntryDialog guide(*store);
+  guide.show();
+  QApplication::setActiveWindow(&guide);
+  EXPECT_EQ(guide.step(), 0);
+  type(guide.details().field("firstName"), "Maren");
+  guide.next();
+  ASSERT_EQ(guide.step(), 1);
+  for (const CVSectionConfig& config : cvSectionConfigs()) {
+    guide.sectionSwitch(config.id)->setChecked(config.id == CVSectionKey::residencies ||
+                                               config.id == CVSectionKey::press);
+  }
+  guide.next();
+  EXPECT_EQ(guide.stepCount(), 4);  // details, choice, the two sections
+  ASSERT_EQ(guide.section(), CVSectionKey::residencies);
+  EXPECT_TRUE(guide.entryField("period")->hasFocus());  // the first field of the section
+  type(guide.entryField("name"), "Villa Lena");
+  guide.entryField("period")->setText("2021–2022");  // (keys typed are ASCII in tests)
+  EXPECT_TRUE(guide.addEntry());
+  EXPECT_TRUE(guide.entryField("name")->text().isEmpty());  // ready for the next
+  EXPECT_FALSE(guide.addEntry());                           // nothing typed: nothing added
+  guide.entryField("name")->setText("Cité des Arts");
+  guide.next();  // typed and not added: going on keeps it
+  ASSERT_EQ(guide.section(), CVSectionKey::press);
+  guide.back();
+  EXPECT_EQ(guide.section(), CVSectionKey::residencies);
+  guide.next();
+  guide.next();  // the last step: finished
+  EXPECT_EQ(guide.result(), QDialog::Accepted);
+
+  EXPECT_EQ(store->state().snapshot.details.firstName, "Maren");
+  ASSERT_EQ(store->state().snapshot.cv.residencies.size(), 2u);
+  EXPECT_EQ(store->state().snapshot.cv.residencies[1], (CVEntry{{"name", "Cité des Arts"}}));
+  EXPECT_TRUE(store->state().snapshot.cv.press.empty());
+  settleAll();
+  const std::string printed = printedCV();
+  EXPECT_NE(printed.find("Villa Lena"), std::string::npos) << printed;
+  EXPECT_NE(printed.find("Cité des Arts"), std::string::npos) << printed;
 }
 
 TEST_F(DesktopTest, TheDetailsShowTheNameTheDocumentsPrintAsTheChoiceIsMade) {
