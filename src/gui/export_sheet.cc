@@ -20,6 +20,7 @@
 #include <QTimer>
 #include <QVBoxLayout>
 
+#include "gui/labels_dialog.h"
 #include "gui/words.h"
 #include "pdf/localization.h"
 
@@ -93,6 +94,7 @@ ExportSheet::ExportSheet(DesktopContext context, QWidget* parent)
       warnings_(new QLabel(this)),
       pages_(new QLabel(this)),
       export_(new QPushButton(this)),
+      labels_(new QPushButton(this)),
       progress_(new QProgressBar(this)),
       cancel_(new QPushButton(this)),
       result_(new QLabel(this)),
@@ -154,7 +156,11 @@ ExportSheet::ExportSheet(DesktopContext context, QWidget* parent)
   optionsLayout->addWidget(heading_);
   optionsLayout->addSpacing(10);
   optionsLayout->addLayout(form);
-  optionsLayout->addSpacing(16);
+  auto* labelsRow = new QHBoxLayout;
+  labelsRow->addStretch(1);
+  labelsRow->addWidget(labels_);
+  optionsLayout->addLayout(labelsRow);
+  optionsLayout->addSpacing(10);
   optionsLayout->addWidget(includeGroup_);
   optionsLayout->addSpacing(16);
   optionsLayout->addWidget(titlesHeading_);
@@ -210,6 +216,7 @@ ExportSheet::ExportSheet(DesktopContext context, QWidget* parent)
     connect(box, &QCheckBox::toggled, this, &ExportSheet::optionsEdited);
   }
   connect(export_, &QPushButton::clicked, this, &ExportSheet::exportDocument);
+  connect(labels_, &QPushButton::clicked, this, &ExportSheet::openLabels);
   connect(cancel_, &QPushButton::clicked, this, [this] {
     if (job_) job_->cancel();
   });
@@ -248,6 +255,8 @@ void ExportSheet::retranslate() {
   showStatementTitle_->setText(words("desktop.export.title.statement"));
   showBiographyTitle_->setText(words("desktop.export.title.biography"));
   export_->setText(words("desktop.export.button"));
+  labels_->setText(words("desktop.labels.open"));
+  labels_->setAccessibleName(words("desktop.labels.open"));
   cancel_->setText(words("common.cancel"));
   for (QCheckBox* box :
        {includeToc_, includeProjectStatement_, includeStatement_, includeBiography_, includeCV_,
@@ -373,6 +382,16 @@ void ExportSheet::optionsEdited() {
   context_.store.setExportOptions(options);
   result_->clear();
   refreshPreview();
+}
+
+LabelsDialog* ExportSheet::openLabels() {
+  auto* dialog =
+      new LabelsDialog(context_.store, std::string(labelScopeOf(renderRequestFor(document_).kind)),
+                       context_.store.exportLanguage(), this);
+  dialog->setAttribute(Qt::WA_DeleteOnClose);
+  connect(dialog, &LabelsDialog::labelsChanged, this, &ExportSheet::refreshPreview);
+  dialog->open();
+  return dialog;
 }
 
 void ExportSheet::refreshPreview() {

@@ -26,6 +26,10 @@ class QPushButton;
 class QTimer;
 
 namespace quorvane::gui {
+class LabelsDialog;
+}
+
+namespace quorvane::gui {
 
 enum class ExportDocument { portfolio, cv, biography, statement, projectStatement };
 
@@ -50,6 +54,9 @@ class ExportSheet final : public QWidget {
   // Asks where, then writes the document in the background.
   void exportDocument();
   bool isExporting() const { return job_ != nullptr; }
+  // Opens the printed labels of the document in its language over the
+  // sheet; the preview redraws as they change.
+  LabelsDialog* openLabels();
   void retranslate();
   // The desk under the pages, a shade off the window's colour of the theme.
   void paintPreviewBackground();
@@ -105,6 +112,7 @@ class ExportSheet final : public QWidget {
   QLabel* warnings_;
   QLabel* pages_;
   QPushButton* export_;
+  QPushButton* labels_;
   QProgressBar* progress_;
   QPushButton* cancel_;
   QLabel* result_;

@@ -23,6 +23,7 @@
 #include "gui/export_sheet.h"
 #include "gui/guided_entry.h"
 #include "gui/inspector.h"
+#include "gui/labels_dialog.h"
 #include "gui/project_header.h"
 #include "gui/settings_page.h"
 #include "gui/texts_page.h"
@@ -134,6 +135,14 @@ MainWindow::MainWindow(DesktopContext context, QWidget* parent)
   connect(sidebar_, &Sidebar::projectMenuRequested, this, &MainWindow::showProjectMenu);
   connect(header_, &ProjectHeader::projectMenuRequested, this, [this](const QPoint& position) {
     showProjectMenu(context_.store.state().project.id, position);
+  });
+  settings_->confirm = [this](const QString& question) { return confirm(question); };
+  connect(settings_, &SettingsPage::dataDeleted, this, [this] { showScreen(Screen::home); });
+  connect(settings_, &SettingsPage::labelsRequested, this, [this] {
+    auto* labels =
+        new LabelsDialog(context_.store, "portfolio", context_.store.exportLanguage(), this);
+    labels->setAttribute(Qt::WA_DeleteOnClose);
+    labels->open();
   });
   connect(cv_, &CvPage::guidedEntryRequested, this, &MainWindow::openGuidedEntry);
   connect(dashboard_, &Dashboard::projectChosen, this, &MainWindow::openProject);

@@ -7,6 +7,7 @@
 
 #include "gui/board_pictures.h"
 #include "gui/guided_entry.h"
+#include "gui/labels_dialog.h"
 #include "gui/image_intake_controller.h"
 #include "gui/main_window.h"
 #include "gui/works_board.h"
@@ -77,6 +78,17 @@ int takeScreenshots(MainWindow& window, const QString& folder) {
       shoot(QStringLiteral("cv-%1-%2").arg(themeName, language));
       window.showProjectTab(ProjectTab::details);
       shoot(QStringLiteral("details-%1-%2").arg(themeName, language));
+      {
+        // The printed labels of the CV, over the window.
+        LabelsDialog labels(store, "cv", language, &window);
+        labels.show();
+        letItSettle(window, 300);
+        if (labels.grab().save(QDir(folder).filePath(
+                QStringLiteral("labels-%1-%2.png").arg(themeName, language)))) {
+          ++written;
+        }
+        labels.reject();
+      }
       {
         // The guided entry at its choice of sections and at a section.
         GuidedEntryDialog guide(store, &window);

@@ -1,14 +1,18 @@
 // Settings: the interface language (the window speaks it at once, no
-// restart) and the appearance (system, light, dark).
+// restart) and the appearance; the defaults an export starts from; the
+// backup reminders; the printed labels; and deleting all data, asked first.
 #pragma once
 
 #include <QWidget>
+#include <functional>
 
 #include "app/app_store.h"
 #include "gui/store_subscription.h"
 
+class QCheckBox;
 class QComboBox;
 class QLabel;
+class QPushButton;
 
 namespace quorvane::gui {
 
@@ -17,20 +21,52 @@ class SettingsPage final : public QWidget {
 
  public:
   explicit SettingsPage(AppStore& store, QWidget* parent = nullptr);
+
+  // Asked before everything is deleted (the window asks the user).
+  std::function<bool(const QString& question)> confirm;
+
   QComboBox* languageBox() const { return language_; }
   QComboBox* themeBox() const { return theme_; }
+  QComboBox* exportLanguageBox() const { return exportLanguage_; }
+  QComboBox* paperBox() const { return paper_; }
+  QCheckBox* contentsSwitch() const { return contents_; }
+  QCheckBox* remindersSwitch() const { return reminders_; }
+  QComboBox* frequencyBox() const { return frequency_; }
+  QCheckBox* largeEditsSwitch() const { return largeEdits_; }
+  void deleteAllData();
   void retranslate();
+
+ signals:
+  void labelsRequested();
+  void dataDeleted();
 
  private:
   void fill();
+  void exportDefaultsEdited();
 
   AppStore& store_;
   bool filling_ = false;
   QLabel* title_;
+  QLabel* generalHeading_;
   QLabel* languageLabel_;
   QComboBox* language_;
   QLabel* themeLabel_;
   QComboBox* theme_;
+  QLabel* exportHeading_;
+  QLabel* exportLanguageLabel_;
+  QComboBox* exportLanguage_;
+  QLabel* paperLabel_;
+  QComboBox* paper_;
+  QCheckBox* contents_;
+  QPushButton* labels_;
+  QLabel* backupHeading_;
+  QCheckBox* reminders_;
+  QLabel* frequencyLabel_;
+  QComboBox* frequency_;
+  QCheckBox* largeEdits_;
+  QLabel* dataHeading_;
+  QLabel* dataHelp_;
+  QPushButton* delete_;
   StoreSubscription subscription_;
 };
 

@@ -77,7 +77,7 @@ QLabel#fieldLabel { color: %secondary%; font-size: 11px; }
 QLabel#saveIndicator { color: %secondary%; font-size: 12px; padding: 2px 8px; border-radius: 9px; }
 QLabel#saveIndicator[saving="true"] { color: %accent%; }
 QLabel#pageTitle { font-size: 24px; font-weight: 650; }
-QLabel#sectionHeading { font-size: 14px; font-weight: 600; padding-top: 6px; }
+QLabel#sectionHeading { font-size: 14px; font-weight: 600; padding-top: 6px; qproperty-indent: 0; }
 QLabel#secondaryText { color: %secondary%; }
 QLabel#figureValue { font-size: 28px; font-weight: 650; }
 QLabel#cardTitle { font-weight: 600; }
@@ -89,6 +89,8 @@ QPushButton { padding: 6px 14px; border: 1px solid %line%; border-radius: 7px; b
 QPushButton:hover { border-color: %accent%; }
 QPushButton:disabled { color: %secondary%; }
 QPushButton#primary, QPushButton#addImages { background: %accent%; color: %accentText%; border-color: %accent%; font-weight: 600; }
+QPushButton#danger { color: #c93c3c; border-color: #d98a8a; }
+QPushButton#danger:hover { background: rgba(214, 69, 69, 0.08); border-color: #d64545; }
 QPushButton#primary:disabled { background: %line%; border-color: %line%; color: %secondary%; }
 QToolButton#removeArtworks, QToolButton#replaceImage { padding: 6px 10px; border: 1px solid %line%; border-radius: 7px; }
 QToolButton#removeArtworks:disabled, QToolButton#replaceImage:disabled { color: %secondary%; }

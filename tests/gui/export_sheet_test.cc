@@ -7,6 +7,7 @@
 #include <QComboBox>
 #include <QFileInfo>
 #include <QLabel>
+#include <QLineEdit>
 #include <QPdfDocument>
 #include <QSignalSpy>
 #include <algorithm>
@@ -15,8 +16,10 @@
 
 #include "gui/desktop_fixture.h"
 #include "gui/export_sheet.h"
+#include "gui/labels_dialog.h"
 #include "gui/words.h"
 #include "model/export_file_names.h"
+#include "pdf/pdf_reader.h"
 
 namespace quorvane {
 namespace {
@@ -122,6 +125,37 @@ TEST_F(ExportSheetTest, AnOverlongTextIsListedAsAWarningInWords) {
                 gui::Words(*store)("desktop.export.warning.biography_truncated")),
             -1)
       << sheet().warningsLabel()->text().toStdString();
+}
+
+TEST_F(ExportSheetTest, ALabelChangedBesideThePreviewRedrawsIt) {
+  CVData cv;
+  cv.soloExhibitions.push_back({{"year", "2025"}, {"title", "Low Tide"}});
+  store->setCV(cv);
+  showSheet();
+  sheet().setDocument(gui::ExportDocument::cv);
+  pump();
+  const auto previewText = [&] {
+    std::string text;
+    for (const auto& page : testing::readPdf(*store->state().pdfPreviewData)) text += page.text;
+    return text;
+  };
+  ASSERT_TRUE(store->state().pdfPreviewData);
+  EXPECT_EQ(previewText().find("Solo shows"), std::string::npos);
+
+  gui::LabelsDialog* labels = sheet().openLabels();
+  ASSERT_NE(labels, nullptr);
+  QLineEdit* field = labels->field("pdf.cv.section.solo_exhibitions");
+  ASSERT_NE(field, nullptr);
+  field->setText("Solo shows");
+  labels->commit("pdf.cv.section.solo_exhibitions");
+  pump();
+  EXPECT_NE(previewText().find("Solo shows"), std::string::npos) << previewText();
+  // Emptied, the built-in label prints again.
+  field->clear();
+  labels->commit("pdf.cv.section.solo_exhibitions");
+  pump();
+  EXPECT_EQ(previewText().find("Solo shows"), std::string::npos);
+  labels->close();
 }
 
 TEST_F(ExportSheetTest, ExportWritesTheFileUnderTheNameOfTheExportRule) {

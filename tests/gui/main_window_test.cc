@@ -4,6 +4,7 @@
 // everywhere at once.
 #include <gtest/gtest.h>
 
+#include <QCheckBox>
 #include <QComboBox>
 #include <QLabel>
 #include <QLineEdit>
@@ -264,6 +265,46 @@ TEST_F(DesktopTest, TheWindowRemembersItsSizeAndSplitters) {
   splitters = window->findChildren<QSplitter*>();
   ASSERT_EQ(splitters.size(), 2);
   for (size_t i = 0; i < chosen.size(); ++i) EXPECT_EQ(splitters[i]->sizes(), chosen[i]) << i;
+}
+
+TEST_F(DesktopTest, SettingsChangeTheExportDefaultsTheRemindersAndDeleteOnlyWhenAsked) {
+  window->showScreen(gui::Screen::settings);
+  gui::SettingsPage& settings = window->settings();
+  const auto choose = [](QComboBox* box, const QString& data) {
+    const int index = box->findData(data);
+    ASSERT_GE(index, 0);
+    box->setCurrentIndex(index);
+    emit box->activated(index);
+  };
+  choose(settings.exportLanguageBox(), QStringLiteral("de"));
+  choose(settings.paperBox(), QStringLiteral("letter"));
+  settings.contentsSwitch()->setChecked(false);
+  EXPECT_EQ(store->state().exportOptions.exportLocale, "de");
+  EXPECT_EQ(store->state().exportOptions.format, PdfFormat::letter);
+  EXPECT_FALSE(store->state().exportOptions.includeTableOfContents);
+  EXPECT_EQ(preferences.string(preference_key::kExportLocale), "de");
+  // The export sheet starts from them.
+  EXPECT_EQ(store->exportLanguage(), "de");
+
+  choose(settings.frequencyBox(), QStringLiteral("frequent"));
+  EXPECT_EQ(store->state().backupReminderState.frequency, BackupReminderFrequency::frequent);
+  settings.remindersSwitch()->setChecked(false);
+  EXPECT_FALSE(store->state().backupReminderState.remindersEnabled);
+  EXPECT_FALSE(settings.frequencyBox()->isEnabled());
+
+  dropImages({writeImage("keep.jpg", 200, 200)});
+  settleAll();
+  window->showScreen(gui::Screen::settings);
+  confirmAnswer = false;
+  settings.deleteAllData();
+  EXPECT_EQ(store->state().snapshot.artworks.images.size(), 1u);
+  EXPECT_EQ(window->screen(), gui::Screen::settings);
+  confirmAnswer = true;
+  settings.deleteAllData();
+  pump();
+  EXPECT_TRUE(store->state().snapshot.artworks.images.empty());
+  EXPECT_EQ(sql("SELECT COUNT(*) FROM artworks"), "0");
+  EXPECT_EQ(window->screen(), gui::Screen::home);
 }
 
 }  // namespace

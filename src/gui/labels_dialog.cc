@@ -1,0 +1,148 @@
+#include "gui/labels_dialog.h"
+
+#include <QComboBox>
+#include <QFormLayout>
+#include <QHBoxLayout>
+#include <QLabel>
+#include <QLineEdit>
+#include <QPushButton>
+#include <QScrollArea>
+#include <QVBoxLayout>
+
+#include "gui/words.h"
+#include "pdf/localization.h"
+#include "pdf/pdf_labels.h"
+
+namespace quorvane::gui {
+namespace {
+
+// The labels a document of `scope` prints: a portfolio may print every one
+// (its CV and texts are inside it); the others only their own.
+bool printsLabel(std::string_view scope, std::string_view key) {
+  const auto startsWith = [&](std::string_view prefix) { return key.rfind(prefix, 0) == 0; };
+  if (scope == "cv") {
+    return startsWith("pdf.cv.") || startsWith("pdf.press.") ||
+           key == "pdf.cover.artist_name_fallback";
+  }
+  if (scope == "bio") return startsWith("pdf.biography.");
+  if (scope == "statement") return startsWith("pdf.statement.");
+  if (scope == "project_statement") return startsWith("pdf.project_statement.");
+  return true;
+}
+
+}  // namespace
+
+LabelsDialog::LabelsDialog(AppStore& store, const std::string& scope, const std::string& locale,
+                           QWidget* parent)
+    : QDialog(parent),
+      store_(store),
+      scope_(new QComboBox(this)),
+      language_(new QComboBox(this)),
+      rows_(new QWidget),
+      form_(new QFormLayout(rows_)) {
+  const Words words(store);
+  setObjectName(QStringLiteral("labelsDialog"));
+  setWindowTitle(words("desktop.labels.title"));
+  resize(720, 640);
+  for (const LabelScope& each : kLabelScopes)
+    scope_->addItem(words(each.nameKey), qstr(each.scope));
+  for (const auto code : kInterfaceLanguages) language_->addItem(languageName(code), qstr(code));
+  scope_->setCurrentIndex(std::max(0, scope_->findData(qstr(scope))));
+  language_->setCurrentIndex(std::max(0, language_->findData(qstr(locale))));
+  scope_->setAccessibleName(words("desktop.labels.document"));
+  language_->setAccessibleName(words("desktop.export.language"));
+
+  auto* heading = new QLabel(words("desktop.labels.title"), this);
+  heading->setObjectName(QStringLiteral("pageTitle"));
+  auto* help = new QLabel(words("desktop.labels.help"), this);
+  help->setObjectName(QStringLiteral("secondaryText"));
+  help->setWordWrap(true);
+  auto* choosers = new QHBoxLayout;
+  choosers->addWidget(scope_);
+  choosers->addWidget(language_);
+  choosers->addStretch(1);
+  form_->setLabelAlignment(Qt::AlignLeft | Qt::AlignVCenter);
+  form_->setFieldGrowthPolicy(QFormLayout::AllNonFixedFieldsGrow);
+  form_->setHorizontalSpacing(16);
+  form_->setVerticalSpacing(6);
+  auto* scroll = new QScrollArea(this);
+  scroll->setWidget(rows_);
+  scroll->setWidgetResizable(true);
+  scroll->setFrameShape(QFrame::NoFrame);
+  auto* done = new QPushButton(words("common.done"), this);
+  done->setObjectName(QStringLiteral("primary"));
+  done->setAccessibleName(done->text());
+  auto* footer = new QHBoxLayout;
+  footer->addStretch(1);
+  footer->addWidget(done);
+  auto* layout = new QVBoxLayout(this);
+  layout->setContentsMargins(25, 20, 24, 16);
+  layout->setSpacing(8);
+  layout->addWidget(heading);
+  layout->addWidget(help);
+  layout->addLayout(choosers);
+  layout->addWidget(scroll, 1);
+  layout->addLayout(footer);
+
+  connect(scope_, &QComboBox::activated, this, &LabelsDialog::rebuild);
+  connect(language_, &QComboBox::activated, this, &LabelsDialog::rebuild);
+  connect(done, &QPushButton::clicked, this, &QDialog::accept);
+  rebuild();
+}
+
+std::string LabelsDialog::scope() const { return utf8(scope_->currentData().toString()); }
+std::string LabelsDialog::locale() const { return utf8(language_->currentData().toString()); }
+
+QLineEdit* LabelsDialog::field(std::string_view key) const {
+  const auto found = fields_.find(key);
+  return found == fields_.end() ? nullptr : found->second;
+}
+
+// A row per label: its built-in text in the chosen language beside the
+// user's own, which starts as what is saved.
+void LabelsDialog::rebuild() {
+  const Words words(store_);
+  while (form_->rowCount() > 0) form_->removeRow(0);
+  fields_.clear();
+  std::map<std::string, std::string> own;
+  for (const LabelOverrideEntry& entry : store_.labelOverrides()) {
+    if (entry.scope == scope() && entry.locale == locale()) own[entry.key] = entry.value;
+  }
+  const PdfStrings builtIn(locale(), scope(), {});
+  for (const std::string_view key : pdfLabelKeys()) {
+    if (!printsLabel(scope(), key)) continue;
+    auto* label = new QLabel(qstr(builtIn.label(key)), rows_);
+    label->setToolTip(qstr(key));
+    label->setWordWrap(true);
+    label->setMinimumWidth(220);
+    auto* edit = new QLineEdit(rows_);
+    edit->setObjectName(qstr(key));
+    edit->setPlaceholderText(words("desktop.labels.placeholder"));
+    edit->setAccessibleName(label->text());
+    edit->setClearButtonEnabled(true);
+    if (const auto value = own.find(std::string(key)); value != own.end()) {
+      edit->setText(qstr(value->second));
+    }
+    label->setBuddy(edit);
+    form_->addRow(label, edit);
+    fields_.emplace(std::string(key), edit);
+    connect(edit, &QLineEdit::editingFinished, this,
+            [this, key = std::string(key)] { commit(key); });
+  }
+}
+
+void LabelsDialog::commit(const std::string& key) {
+  QLineEdit* edit = field(key);
+  if (edit == nullptr) return;
+  const std::string value = utf8(edit->text().trimmed());
+  std::string saved;
+  for (const LabelOverrideEntry& entry : store_.labelOverrides()) {
+    if (entry.scope == scope() && entry.locale == locale() && entry.key == key) saved = entry.value;
+  }
+  if (value == saved) return;
+  const bool written = value.empty() ? store_.clearLabelOverride(scope(), locale(), key)
+                                     : store_.setLabelOverride({scope(), locale(), key, value});
+  if (written) emit labelsChanged(qstr(scope()));
+}
+
+}  // namespace quorvane::gui
