@@ -242,6 +242,8 @@ struct ImageAddResult {
   bool operator==(const ImageAddResult&) const = default;
 };
 
+struct MergedPackage;
+
 class AppStore {
  public:
   using Observer = std::function<void()>;
@@ -429,6 +431,15 @@ class AppStore {
   std::optional<std::uint64_t> exportProjectPackage(const std::string& path,
                                                     bool replaceExisting = false,
                                                     const TransferProgressFn& progress = {});
+  // `exportProjectPackage` for a window: the pending edits are written
+  // first, then the originals are copied into the package on the save
+  // queue (after those writes), with `progress` and `done` (its size, or
+  // nothing after a failure, shown as a toast) told on the main executor.
+  // On success the export is recorded and "backup.reminder.export_success"
+  // shown, as for `exportProjectPackage`.
+  using PackageWritten = std::function<void(const std::optional<std::uint64_t>&)>;
+  void exportProjectPackageInBackground(const std::string& path, bool replaceExisting,
+                                        TransferProgressFn progress, PackageWritten done);
   // The file name a package of the open project is given.
   std::string projectPackageFileName() const;
   // Reads the package at `path` into the library as a new project (see
@@ -440,6 +451,15 @@ class AppStore {
       const std::string& path, bool open,
       const std::function<void(const std::string& step)>& step = {},
       const TransferProgressFn& progress = {});
+  // `importProjectPackage` for a window: the package is read and merged
+  // into the library on the save queue (the library's one writer, after
+  // the pending saves) while the window stays live; each step is shown as
+  // a toast, `progress` and `done` (the new project's id, or nothing, the
+  // failure shown) are told on the main executor. False at once, with the
+  // reason shown, when an import is already running.
+  using PackageImported = std::function<void(const std::optional<std::string>&)>;
+  bool importProjectPackageInBackground(const std::string& path, bool open,
+                                        TransferProgressFn progress, PackageImported done);
   // Exports the open project into a package in `folder` and reads it back
   // (nothing recorded, nothing imported): "Round-trip OK. Artworks: 3 -> 3.
   // Images restored: 2/2." or why not.
@@ -642,6 +662,12 @@ class AppStore {
   void takeImportedContent(const PreparedWebCVImport& prepared, const WebCVWrite& write,
                            std::int64_t atMs, std::pair<Project, StudioSnapshot>& library);
   // The package of the open project at `path`, unrecorded; throws.
+  // What a package export of the open project holds, its edits written.
+  PackageExport packageExportInput();
+  // The ends of an import shared by both routes: a new project in the
+  // library (opened with `open`), or why not in `lastImportFailure_`.
+  std::optional<std::string> importMerged(const MergedPackage& merged, bool open);
+  void importFailed(const std::exception_ptr& failure);
   std::uint64_t writeProjectPackage(const std::string& path, bool replaceExisting,
                                     const TransferProgressFn& progress = {});
   // Import finalisation, shared by the two ways of running it.

@@ -47,8 +47,7 @@ std::optional<std::uint64_t> AppStore::exportProjectPackage(const std::string& p
   }
 }
 
-std::uint64_t AppStore::writeProjectPackage(const std::string& path, bool replaceExisting,
-                                            const TransferProgressFn& progress) {
+PackageExport AppStore::packageExportInput() {
   settleSaves();
   ensurePersisted();
   settleSaves();
@@ -65,12 +64,80 @@ std::uint64_t AppStore::writeProjectPackage(const std::string& path, bool replac
     if (originals.empty()) return std::nullopt;
     return originals.front();
   };
+  return input;
+}
+
+std::uint64_t AppStore::writeProjectPackage(const std::string& path, bool replaceExisting,
+                                            const TransferProgressFn& progress) {
+  const PackageExport input = packageExportInput();
   const std::filesystem::path target(path);
   removeStaleTemporaryFiles(
       target.has_parent_path() ? target.parent_path().string() : std::string("."),
       target.filename().string());
   return services_.transfer->exportPackage(input, path, services_.clock.now(), replaceExisting,
                                            progress);
+}
+
+void AppStore::exportProjectPackageInBackground(const std::string& path, bool replaceExisting,
+                                                TransferProgressFn progress, PackageWritten done) {
+  const auto finish = [done](const std::optional<std::uint64_t>& bytes) {
+    if (done) done(bytes);
+  };
+  if (services_.transfer == nullptr) {
+    fail(text("app.error.export_failed", {path, "no package service"}));
+    return finish(std::nullopt);
+  }
+  if (services_.libraryDirectory && isInsideDirectory(path, *services_.libraryDirectory)) {
+    fail(text("app.error.export_into_library", {path, *services_.libraryDirectory}));
+    return finish(std::nullopt);
+  }
+  PackageExport input;
+  try {
+    input = packageExportInput();
+  } catch (const std::exception& error) {
+    exportFailed(error, path);
+    return finish(std::nullopt);
+  }
+  const std::weak_ptr<AppStore*> weak = self_;
+  Executor& main = services_.main;
+  const QuorvaneTransferService* transfer = services_.transfer;
+  services_.saveQueue.post([weak, &main, transfer, input = std::move(input), path, replaceExisting,
+                            progress, finish, now = services_.clock.now()] {
+    std::optional<std::uint64_t> bytes;
+    std::exception_ptr failure;
+    try {
+      const std::filesystem::path target(path);
+      removeStaleTemporaryFiles(
+          target.has_parent_path() ? target.parent_path().string() : std::string("."),
+          target.filename().string());
+      const TransferProgressFn told = [&main, weak, progress](const TransferProgress& at) {
+        if (progress)
+          main.post([weak, progress, at] {
+            if (weak.lock()) progress(at);
+          });
+      };
+      bytes = transfer->exportPackage(input, path, now, replaceExisting, told);
+    } catch (...) {
+      failure = std::current_exception();
+    }
+    main.post([weak, path, bytes, failure, finish] {
+      const auto self = weak.lock();
+      if (!self) return;
+      AppStore& store = **self;
+      if (!bytes) {
+        try {
+          std::rethrow_exception(failure);
+        } catch (const std::exception& error) {
+          store.exportFailed(error, path);
+        } catch (...) {
+          store.fail(store.text("app.error.export_failed", {path, ""}));
+        }
+        return finish(std::nullopt);
+      }
+      store.markProjectDataExported(store.services_.clock.now());
+      finish(bytes);
+    });
+  });
 }
 
 AppStore::RoundTripReport AppStore::roundTripProjectPackage(const std::string& folder) {
@@ -121,7 +188,6 @@ std::optional<std::string> AppStore::importProjectPackage(
     if (step) step(text(key));
   };
   Logger& log = services_.logger;
-  std::optional<std::string> importedId;
   try {
     std::error_code sizeError;
     const auto bytes = std::filesystem::file_size(path, sizeError);
@@ -136,24 +202,112 @@ std::optional<std::string> AppStore::importProjectPackage(
                          PackageMergeServices{*services_.imports, services_.labels, services_.media,
                                               services_.images, log, services_.makeUuid},
                          services_.transfer->limits(), text("app.project.imported_name"), progress);
-    log.log("app importProjectPackage(async) parsed projectId=" + merged.project.id);
-    pageLabels_.reset();  // the package's label overrides were merged in
     tell("import.toast.step.applying");
-    // The images whose derivatives are still to be made, for the
-    // background to finish (and to find again after a restart).
-    std::vector<std::string> pending =
-        services_.preferences.strings(preference_key::kPendingFinalizationArtworkIds)
-            .value_or(std::vector<std::string>{});
-    pending.insert(pending.end(), merged.pendingArtworkIds.begin(), merged.pendingArtworkIds.end());
-    services_.preferences.setStrings(preference_key::kPendingFinalizationArtworkIds, pending);
-    countChanges(1);
-    markProjectDataImported(services_.clock.now());
-    reloadSummaries();
-    if (open) openLoaded(merged.project.id, true);
-    log.log("app importProjectPackage(async) done pendingFinalization=" +
-            std::to_string(merged.pendingArtworkIds.size()));
+    const auto importedId = importMerged(merged, open);
     tell("import.toast.step.done");
-    importedId = merged.project.id;
+    return importedId;
+  } catch (...) {
+    importFailed(std::current_exception());
+    return std::nullopt;
+  }
+}
+
+bool AppStore::importProjectPackageInBackground(const std::string& path, bool open,
+                                                TransferProgressFn progress, PackageImported done) {
+  lastImportFailure_.reset();
+  if (services_.transfer == nullptr || services_.imports == nullptr) {
+    lastImportFailure_ = "no package service";
+    failWithKey("error.import_invalid_project");
+    return false;
+  }
+  if (state_.isImportingProjectPackage) {
+    failWithKey("cv.import.error.busy");
+    return false;
+  }
+  state_.isImportingProjectPackage = true;
+  std::error_code sizeError;
+  const auto bytes = std::filesystem::file_size(path, sizeError);
+  services_.logger.log("app importProjectPackage(async) start bytes=" +
+                       (sizeError ? std::string("?") : std::to_string(bytes)));
+  showToast(ToastStyle::info, text("import.toast.step.parsing"));
+  // The edits waiting in their debounce go first on the same queue.
+  pipeline_->firePendingSaves();
+  const std::weak_ptr<AppStore*> weak = self_;
+  Executor& main = services_.main;
+  const QuorvaneTransferService* transfer = services_.transfer;
+  const PackageMergeServices merge{*services_.imports, services_.labels, services_.media,
+                                   services_.images,   services_.logger, services_.makeUuid};
+  const auto step = [&main, weak](std::string key) {
+    main.post([weak, key] {
+      if (const auto self = weak.lock()) (*self)->showToast(ToastStyle::info, (*self)->text(key));
+    });
+  };
+  services_.saveQueue.post([weak, &main, transfer, merge, path, open, progress, done, step,
+                            emptyName = text("app.project.imported_name")] {
+    std::optional<MergedPackage> merged;
+    std::exception_ptr failure;
+    try {
+      OpenedPackage opened = transfer->openPackage(path);
+      step("import.toast.step.hydrating");
+      const TransferProgressFn told = [&main, weak, progress](const TransferProgress& at) {
+        if (progress)
+          main.post([weak, progress, at] {
+            if (weak.lock()) progress(at);
+          });
+      };
+      merged = mergeIntoLibrary(opened, merge, transfer->limits(), emptyName, told);
+    } catch (...) {
+      failure = std::current_exception();
+    }
+    main.post([weak, merged = std::move(merged), failure, open, done] {
+      const auto self = weak.lock();
+      if (!self) return;
+      AppStore& store = **self;
+      std::optional<std::string> importedId;
+      if (merged) {
+        store.showToast(ToastStyle::info, store.text("import.toast.step.applying"));
+        try {
+          importedId = store.importMerged(*merged, open);
+        } catch (...) {
+          store.importFailed(std::current_exception());
+        }
+      } else {
+        store.importFailed(failure);
+      }
+      if (done) done(importedId);
+    });
+  });
+  publish();
+  return true;
+}
+
+std::optional<std::string> AppStore::importMerged(const MergedPackage& merged, bool open) {
+  Logger& log = services_.logger;
+  log.log("app importProjectPackage(async) parsed projectId=" + merged.project.id);
+  pageLabels_.reset();  // the package's label overrides were merged in
+  // The images whose derivatives are still to be made, for the
+  // background to finish (and to find again after a restart).
+  std::vector<std::string> pending =
+      services_.preferences.strings(preference_key::kPendingFinalizationArtworkIds)
+          .value_or(std::vector<std::string>{});
+  pending.insert(pending.end(), merged.pendingArtworkIds.begin(), merged.pendingArtworkIds.end());
+  services_.preferences.setStrings(preference_key::kPendingFinalizationArtworkIds, pending);
+  countChanges(1);
+  markProjectDataImported(services_.clock.now());
+  reloadSummaries();
+  if (open) openLoaded(merged.project.id, true);
+  log.log("app importProjectPackage(async) done pendingFinalization=" +
+          std::to_string(merged.pendingArtworkIds.size()));
+  state_.isImportingProjectPackage = false;
+  showToast(ToastStyle::success, text("success.project_imported"));
+  return merged.project.id;
+}
+
+void AppStore::importFailed(const std::exception_ptr& failure) {
+  Logger& log = services_.logger;
+  try {
+    if (failure) std::rethrow_exception(failure);
+    lastImportFailure_ = "unknown";
   } catch (const QuorvaneTransferError& error) {
     log.log(std::string("app importProjectPackage(async) failed error=") + error.what());
     lastImportFailure_ = std::string(rawValue(error.errorCase()));
@@ -164,14 +318,11 @@ std::optional<std::string> AppStore::importProjectPackage(
     log.log(std::string("app importProjectPackage(async) failed error=") + error.what());
     log.log(failureDiagnostic(error));
     lastImportFailure_ = failureText(error, language());
+  } catch (...) {
+    lastImportFailure_ = "unknown";
   }
   state_.isImportingProjectPackage = false;
-  if (!importedId) {
-    failWithKey("error.import_invalid_project");
-    return std::nullopt;
-  }
-  showToast(ToastStyle::success, text("success.project_imported"));
-  return importedId;
+  failWithKey("error.import_invalid_project");
 }
 
 std::optional<AppStore::FinalizationRun> AppStore::beginFinalization() {

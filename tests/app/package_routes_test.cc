@@ -188,6 +188,75 @@ TEST_F(PackageRoutesTest, OneImportAtATime) {
   EXPECT_EQ(store->state().projects.size(), projects + 1);
 }
 
+TEST_F(PackageRoutesTest, BehindAWindowAPackageIsWrittenAndReadOffTheMainThreadStepByStep) {
+  AppStore& store = open();
+  store.renameProject("Tides");
+  store.addImages({writeImage("a.jpg", 40, 30), writeImage("b.jpg", 30, 40)});
+  store.setText(SaveSection::bio, "Née à Lyon.");  // still in its debounce
+  std::vector<std::string> toasts;
+  const std::size_t token = store.observe([&] {
+    const auto& toast = store.state().errorToast;
+    if (toast && (toasts.empty() || toasts.back() != toast->text)) toasts.push_back(toast->text);
+  });
+
+  const std::string path = dir.file("Tides.quorvane");
+  std::optional<std::uint64_t> written;
+  std::vector<TransferProgress> progress;
+  store.exportProjectPackageInBackground(
+      path, false, [&](const TransferProgress& at) { progress.push_back(at); },
+      [&](const std::optional<std::uint64_t>& bytes) { written = bytes; });
+  EXPECT_FALSE(written) << "the originals are copied on the save queue";
+  saveQueue.runUntilIdle();
+  main.runUntilIdle();
+  ASSERT_TRUE(written);
+  EXPECT_EQ(*written, fs::file_size(path));
+  ASSERT_FALSE(progress.empty());
+  EXPECT_EQ(progress.back().artworks, 2u);
+  EXPECT_TRUE(store.state().lastProjectDataExportAt);
+  EXPECT_EQ(toasts.back(), "Backup exported successfully.");
+
+  const std::string first = store.state().project.id;
+  store.setText(SaveSection::statement, "Written just before.");  // pending when the import starts
+  std::optional<std::string> imported = "not yet";
+  ASSERT_TRUE(store.importProjectPackageInBackground(
+      path, true, {}, [&](const std::optional<std::string>& id) { imported = id; }));
+  EXPECT_TRUE(store.state().isImportingProjectPackage);
+  EXPECT_EQ(toasts.back(), "Reading package...");
+  EXPECT_FALSE(store.importProjectPackageInBackground(path, true, {}, {}));
+  EXPECT_EQ(store.state().lastErrorMessage, "An import is already in progress.");
+  EXPECT_EQ(imported, "not yet");
+  saveQueue.runUntilIdle();
+  main.runUntilIdle();
+  ASSERT_TRUE(imported && *imported != "not yet");
+  EXPECT_FALSE(store.state().isImportingProjectPackage);
+  EXPECT_EQ(store.state().project.id, *imported);
+  EXPECT_EQ(store.state().snapshot.biography, "Née à Lyon.");
+  EXPECT_EQ(store.state().snapshot.artworks.images.size(), 2u);
+  EXPECT_EQ(pending().size(), 2u);
+  const std::vector<std::string> steps{"Importing artworks in progress...",
+                                       "Importing CV/Bio in progress...", "Project imported."};
+  ASSERT_GE(toasts.size(), steps.size());
+  EXPECT_EQ(std::vector<std::string>(toasts.end() - 3, toasts.end()), steps);
+  // The edit pending in the project left behind was written first.
+  EXPECT_EQ(sql("SELECT COUNT(*) FROM text_assets WHERE content = 'Written just before.'"), "1");
+  EXPECT_NE(first, *imported);
+
+  // A file that is no package: nothing changes, the reason is kept.
+  const std::string bad = dir.file("holiday.quorvane");
+  std::ofstream(bad) << "not a package";
+  const auto projects = store.state().projects.size();
+  imported = "not yet";
+  ASSERT_TRUE(store.importProjectPackageInBackground(
+      bad, true, {}, [&](const std::optional<std::string>& id) { imported = id; }));
+  saveQueue.runUntilIdle();
+  main.runUntilIdle();
+  EXPECT_FALSE(imported);
+  EXPECT_EQ(store.lastImportFailure(), "invalidPackage");
+  EXPECT_FALSE(store.state().isImportingProjectPackage);
+  EXPECT_EQ(store.state().projects.size(), projects);
+  store.stopObserving(token);
+}
+
 TEST_F(PackageRoutesTest, APackageThatFailsChangesNothingAndSaysWhy) {
   open();
   const std::string path = dir.file("holiday.quorvane");
