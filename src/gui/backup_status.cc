@@ -17,13 +17,24 @@ QString changesSinceBackupText(const Words& words, const BackupReminderState& st
   return words.count("backup.settings.unexported_changes", state.changesSinceLastExport);
 }
 
+QString finalizationText(const Words& words, const AppState& state) {
+  const auto& status = state.importFinalizationStatus;
+  if (!status || status->total == 0 || status->done >= status->total) return {};
+  const QString progress = words.format(
+      "desktop.import.finalizing", {std::to_string(status->done), std::to_string(status->total)});
+  if (!status->isPaused) return progress;
+  return progress + QStringLiteral("\n") +
+         words.format("desktop.import.paused", {status->message.value_or("")});
+}
+
 QString reminderText(const Words& words, const AppState& state) {
   if (!state.showBackupReminderSheet || !state.activeBackupReminderLevel) return {};
   switch (*state.activeBackupReminderLevel) {
     case BackupReminderLevel::soft:
       return words("backup.reminder.soft.message");
     case BackupReminderLevel::strong:
-      return words("backup.reminder.strong.message");
+      return words("backup.reminder.strong.message") + QStringLiteral("\n") +
+             words("backup.reminder.strong.subtext");
     case BackupReminderLevel::largeEdit:
       return words("backup.reminder.large_edit.message");
   }

@@ -13,6 +13,9 @@ namespace quorvane::gui {
 QString lastBackupText(const Words& words, const BackupReminderState& state, Date now);
 // "12 changes since last export"; empty when there are none.
 QString changesSinceBackupText(const Words& words, const BackupReminderState& state);
+// "Preparing imported images: 3 of 10", or why it is paused; empty when
+// nothing is being finished.
+QString finalizationText(const Words& words, const AppState& state);
 // The message of the reminder due, or empty when none is.
 QString reminderText(const Words& words, const AppState& state);
 

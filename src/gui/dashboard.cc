@@ -76,6 +76,7 @@ Dashboard::Dashboard(DesktopContext context, QWidget* parent)
       backupHeading_(new QLabel(this)),
       backupState_(new QLabel(this)),
       exportBackup_(new QPushButton(this)),
+      importBackup_(new QPushButton(this)),
       covers_(new BoardPictures(context.store, kCoverEdge, this)),
       subscription_(context.store, [this](const StoreChanges& changes) {
         if (changes.has(StoreArea::reminders)) showBackup();
@@ -88,6 +89,7 @@ Dashboard::Dashboard(DesktopContext context, QWidget* parent)
   backupHeading_->setObjectName(QStringLiteral("sectionHeading"));
   backupState_->setObjectName(QStringLiteral("secondaryText"));
   exportBackup_->setObjectName(QStringLiteral("exportBackup"));
+  importBackup_->setObjectName(QStringLiteral("importBackup"));
   firstAdd_->setObjectName(QStringLiteral("primary"));
   firstStepsText_->setWordWrap(true);
   firstStepsText_->setTextFormat(Qt::RichText);
@@ -120,6 +122,7 @@ Dashboard::Dashboard(DesktopContext context, QWidget* parent)
   auto* backupRow = new QHBoxLayout;
   backupRow->addWidget(backupState_, 1);
   backupRow->addWidget(exportBackup_);
+  backupRow->addWidget(importBackup_);
 
   auto* page = new QWidget(this);
   auto* layout = new QVBoxLayout(page);
@@ -148,6 +151,7 @@ Dashboard::Dashboard(DesktopContext context, QWidget* parent)
   outer->addWidget(scroll);
 
   connect(exportBackup_, &QPushButton::clicked, this, &Dashboard::exportBackupRequested);
+  connect(importBackup_, &QPushButton::clicked, this, &Dashboard::importBackupRequested);
   connect(firstAdd_, &QPushButton::clicked, this, &Dashboard::addImagesRequested);
   connect(covers_, &BoardPictures::pictureReady, this, [this] { showRecent(); });
   retranslate();
@@ -180,6 +184,8 @@ void Dashboard::retranslate() {
   backupHeading_->setText(words("desktop.backup.heading"));
   exportBackup_->setText(words("desktop.backup.export"));
   exportBackup_->setAccessibleName(words("desktop.backup.export"));
+  importBackup_->setText(words("desktop.backup.import"));
+  importBackup_->setAccessibleName(words("desktop.backup.import"));
   firstAdd_->setText(words("desktop.works.add_images"));
   firstAdd_->setAccessibleName(words("desktop.works.add_images"));
   firstStepsText_->setText(

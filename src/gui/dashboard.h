@@ -43,6 +43,7 @@ class Dashboard final : public QWidget {
  signals:
   void projectChosen(const std::string& projectId);
   void exportBackupRequested();
+  void importBackupRequested();
   void addImagesRequested();
   void newProjectRequested();
 
@@ -69,6 +70,7 @@ class Dashboard final : public QWidget {
   QLabel* backupHeading_;
   QLabel* backupState_;
   QPushButton* exportBackup_;
+  QPushButton* importBackup_;
   BoardPictures* covers_;
   StoreSubscription subscription_;
   std::shared_ptr<bool> alive_ = std::make_shared<bool>(true);

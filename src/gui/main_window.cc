@@ -4,6 +4,7 @@
 #include <QApplication>
 #include <QCloseEvent>
 #include <QDir>
+#include <QDragEnterEvent>
 #include <QFileDialog>
 #include <QGuiApplication>
 #include <QHBoxLayout>
@@ -11,7 +12,9 @@
 #include <QLocale>
 #include <QMenu>
 #include <QMessageBox>
+#include <QMimeData>
 #include <QPointer>
+#include <QProgressDialog>
 #include <QSplitter>
 #include <QStackedWidget>
 #include <QTabBar>
@@ -118,6 +121,11 @@ MainWindow::MainWindow(DesktopContext context, QWidget* parent)
   confirm = [this](const QString& question) {
     return QMessageBox::question(this, QStringLiteral("Quorvane"), question) == QMessageBox::Yes;
   };
+  chooseOpenPath = [this] {
+    return QFileDialog::getOpenFileName(this, Words(context_.store)("desktop.backup.import"),
+                                        QDir::homePath(), QStringLiteral("Quorvane (*.quorvane)"));
+  };
+  setAcceptDrops(true);
   chooseSavePath = [this](const QString& suggested) {
     return QFileDialog::getSaveFileName(this, Words(context_.store)("desktop.backup.export"),
                                         QDir::home().filePath(suggested),
@@ -147,6 +155,7 @@ MainWindow::MainWindow(DesktopContext context, QWidget* parent)
   connect(cv_, &CvPage::guidedEntryRequested, this, &MainWindow::openGuidedEntry);
   connect(dashboard_, &Dashboard::projectChosen, this, &MainWindow::openProject);
   connect(dashboard_, &Dashboard::exportBackupRequested, this, &MainWindow::exportBackup);
+  connect(dashboard_, &Dashboard::importBackupRequested, this, [this] { importBackup(); });
   connect(dashboard_, &Dashboard::addImagesRequested, this, [this] {
     showProjectTab(ProjectTab::works);
     board_->addImages();
@@ -256,6 +265,7 @@ void MainWindow::createShortcuts() {
            [this] { duplicateProject(); });
   shortcut("desktop.backup.export", QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_E),
            [this] { exportBackup(); });
+  shortcut("desktop.backup.import", QKeySequence::Open, [this] { importBackup(); });
   // Delete acts on the board only: in a text field it deletes text.
   auto* remove = new QAction(board_->grid().viewport());
   remove->setShortcuts({QKeySequence::Delete, QKeySequence(Qt::Key_Backspace)});
@@ -334,10 +344,80 @@ void MainWindow::deleteProject() {
 }
 
 void MainWindow::exportBackup() {
+  if (backupProgress_) return;
   const QString path = chooseSavePath(qstr(context_.store.projectPackageFileName()));
   if (path.isEmpty()) return;
+  QProgressDialog* progress = startBackupProgress("desktop.backup.exporting");
+  QPointer<MainWindow> window(this);
   // The dialog asked before replacing a file: the choice is made.
-  context_.store.exportProjectPackage(utf8(path), true);
+  context_.store.exportProjectPackageInBackground(
+      utf8(path), true,
+      [progress = QPointer<QProgressDialog>(progress)](const TransferProgress& at) {
+        if (!progress) return;
+        progress->setMaximum(static_cast<int>(at.totalArtworks));
+        progress->setValue(static_cast<int>(at.artworks));
+      },
+      [window](const std::optional<std::uint64_t>&) {
+        if (window) window->endBackupProgress();
+      });
+}
+
+void MainWindow::importBackup(const QString& given) {
+  if (backupProgress_) return;
+  const QString path = given.isEmpty() ? chooseOpenPath() : given;
+  if (path.isEmpty()) return;
+  QProgressDialog* progress = startBackupProgress("desktop.backup.importing");
+  QPointer<MainWindow> window(this);
+  const bool started = context_.store.importProjectPackageInBackground(
+      utf8(path), true,
+      [progress = QPointer<QProgressDialog>(progress)](const TransferProgress& at) {
+        if (!progress) return;
+        progress->setMaximum(static_cast<int>(at.totalArtworks));
+        progress->setValue(static_cast<int>(at.artworks));
+      },
+      [window](const std::optional<std::string>& projectId) {
+        if (!window) return;
+        window->endBackupProgress();
+        if (!projectId) return;  // the store said why
+        window->context_.store.startImportFinalization();
+        window->showProjectTab(ProjectTab::works);
+      });
+  if (!started) endBackupProgress();
+}
+
+// A bar over the window while a backup is written or read; the window stays
+// live beneath (it is the store that runs the work, off the main thread).
+QProgressDialog* MainWindow::startBackupProgress(const char* titleKey) {
+  const Words words(context_.store);
+  backupProgress_ = new QProgressDialog(this);
+  backupProgress_->setObjectName(QStringLiteral("backupProgress"));
+  backupProgress_->setWindowTitle(QStringLiteral("Quorvane"));
+  backupProgress_->setLabelText(words(titleKey));
+  backupProgress_->setAccessibleName(words(titleKey));
+  backupProgress_->setCancelButton(nullptr);
+  backupProgress_->setRange(0, 0);
+  backupProgress_->setMinimumDuration(400);
+  backupProgress_->setAutoClose(false);
+  backupProgress_->setAutoReset(false);
+  backupProgress_->setWindowModality(Qt::WindowModal);
+  return backupProgress_;
+}
+
+void MainWindow::endBackupProgress() {
+  if (!backupProgress_) return;
+  backupProgress_->deleteLater();
+  backupProgress_ = nullptr;
+}
+
+void MainWindow::dragEnterEvent(QDragEnterEvent* event) {
+  if (!droppedPackages(*event->mimeData()).empty()) event->acceptProposedAction();
+}
+
+void MainWindow::dropEvent(QDropEvent* event) {
+  const auto packages = droppedPackages(*event->mimeData());
+  if (packages.empty()) return;
+  event->acceptProposedAction();
+  importBackup(qstr(packages.front()));
 }
 
 void MainWindow::showProjectMenu(const std::string& projectId, const QPoint& position) {
@@ -358,6 +438,7 @@ void MainWindow::showProjectMenu(const std::string& projectId, const QPoint& pos
   menu.addAction(words("desktop.project.duplicate"), this, &MainWindow::duplicateProject);
   menu.addSeparator();
   menu.addAction(words("desktop.backup.export"), this, &MainWindow::exportBackup);
+  menu.addAction(words("desktop.backup.import"), this, [this] { importBackup(); });
   menu.addSeparator();
   menu.addAction(words("desktop.project.delete"), this, &MainWindow::deleteProject);
   menu.exec(position);

@@ -12,6 +12,7 @@
 #include "gui/sidebar.h"
 #include "gui/store_subscription.h"
 
+class QProgressDialog;
 class QSplitter;
 class QStackedWidget;
 class QTabBar;
@@ -43,6 +44,7 @@ class MainWindow final : public QMainWindow {
   // Asking the user, replaced by tests: a yes or no, a path to save at.
   std::function<bool(const QString& question)> confirm;
   std::function<QString(const QString& suggestedName)> chooseSavePath;
+  std::function<QString()> chooseOpenPath;  // a backup to import
 
   void showScreen(Screen screen);
   Screen screen() const { return screen_; }
@@ -54,6 +56,10 @@ class MainWindow final : public QMainWindow {
   void duplicateProject();
   void deleteProject();
   void exportBackup();
+  // Imports the backup at `path` (asked for when empty) as a new project
+  // and opens it; its images are finished in the background after.
+  void importBackup(const QString& path = {});
+  bool isBackupRunning() const { return backupProgress_ != nullptr; }
   // The CV's guided entry, over the window.
   void openGuidedEntry();
 
@@ -73,6 +79,8 @@ class MainWindow final : public QMainWindow {
 
  protected:
   void closeEvent(QCloseEvent* event) override;
+  void dragEnterEvent(QDragEnterEvent* event) override;
+  void dropEvent(QDropEvent* event) override;
 
  private:
   void storeChanged(const StoreChanges& changes);
@@ -81,6 +89,8 @@ class MainWindow final : public QMainWindow {
   void createShortcuts();
   void showProjectMenu(const std::string& projectId, const QPoint& position);
   void showOversizedImages();
+  QProgressDialog* startBackupProgress(const char* titleKey);
+  void endBackupProgress();
   void restoreLayout();
   void rememberLayout();
 
@@ -107,6 +117,7 @@ class MainWindow final : public QMainWindow {
   SettingsPage* settings_;
   QSplitter* mainSplitter_;
   ToastView* toast_;
+  QProgressDialog* backupProgress_ = nullptr;  // while a backup is written or read
   QPalette systemPalette_;
   StoreSubscription subscription_;
 };

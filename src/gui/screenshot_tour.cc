@@ -7,8 +7,8 @@
 
 #include "gui/board_pictures.h"
 #include "gui/guided_entry.h"
-#include "gui/labels_dialog.h"
 #include "gui/image_intake_controller.h"
+#include "gui/labels_dialog.h"
 #include "gui/main_window.h"
 #include "gui/works_board.h"
 #include "gui/works_board_model.h"

@@ -102,7 +102,10 @@ Sidebar::Sidebar(DesktopContext context, QWidget* parent)
       reminderExport_(new QPushButton(reminder_)),
       reminderLater_(new QPushButton(reminder_)),
       subscription_(context.store, [this](const StoreChanges& changes) {
-        if (changes.has(StoreArea::reminders) || changes.has(StoreArea::settings)) updateBackup();
+        if (changes.has(StoreArea::reminders) || changes.has(StoreArea::settings) ||
+            changes.has(StoreArea::background)) {
+          updateBackup();
+        }
       }) {
   setObjectName(QStringLiteral("sidebar"));
   setAttribute(Qt::WA_StyledBackground);
@@ -239,11 +242,27 @@ void Sidebar::updateBackup() {
   QString text = lastBackupText(words, state.backupReminderState, context_.clock.now());
   const QString changes = changesSinceBackupText(words, state.backupReminderState);
   if (!changes.isEmpty()) text += QStringLiteral("\n") + changes;
+  if (const QString finishing = finalizationText(words, state); !finishing.isEmpty()) {
+    text += QStringLiteral("\n") + finishing;
+  }
   backupState_->setText(text);
   backupState_->setAccessibleName(text);
   const QString reminder = reminderText(words, state);
   reminderText_->setText(reminder);
   reminder_->setVisible(!reminder.isEmpty());
+  // Each strength has its own words: a strong reminder is not put off
+  // "later" but "not now".
+  const auto level = state.activeBackupReminderLevel.value_or(BackupReminderLevel::soft);
+  const char* exportKey = level == BackupReminderLevel::soft ? "backup.reminder.soft.cta_export"
+                          : level == BackupReminderLevel::strong
+                              ? "backup.reminder.strong.cta_export"
+                              : "backup.reminder.large_edit.cta_export";
+  const char* laterKey = level == BackupReminderLevel::soft ? "backup.reminder.soft.cta_later"
+                                                            : "backup.reminder.strong.cta_not_now";
+  reminderExport_->setText(words(exportKey));
+  reminderExport_->setAccessibleName(words(exportKey));
+  reminderLater_->setText(words(laterKey));
+  reminderLater_->setAccessibleName(words(laterKey));
   reminder_->setProperty("level", state.activeBackupReminderLevel
                                       ? qstr(rawValue(*state.activeBackupReminderLevel))
                                       : QString());

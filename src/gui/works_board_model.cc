@@ -45,10 +45,30 @@ std::vector<std::string> decodeIds(const QByteArray& data) {
   return ids;
 }
 
+namespace {
+
+bool isPackageFile(const QString& path) {
+  return path.endsWith(QStringLiteral(".quorvane"), Qt::CaseInsensitive);
+}
+
+}  // namespace
+
 std::vector<std::string> droppedFiles(const QMimeData& data) {
   std::vector<std::string> paths;
   for (const QUrl& url : data.urls()) {
-    if (url.isLocalFile()) paths.push_back(utf8(url.toLocalFile()));
+    if (url.isLocalFile() && !isPackageFile(url.toLocalFile())) {
+      paths.push_back(utf8(url.toLocalFile()));
+    }
+  }
+  return paths;
+}
+
+std::vector<std::string> droppedPackages(const QMimeData& data) {
+  std::vector<std::string> paths;
+  for (const QUrl& url : data.urls()) {
+    if (url.isLocalFile() && isPackageFile(url.toLocalFile())) {
+      paths.push_back(utf8(url.toLocalFile()));
+    }
   }
   return paths;
 }

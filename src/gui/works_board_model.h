@@ -33,6 +33,8 @@ std::vector<std::string> orderAfterMove(const std::vector<std::string>& order,
 QByteArray encodeIds(const std::vector<std::string>& ids);
 std::vector<std::string> decodeIds(const QByteArray& data);
 std::vector<std::string> droppedFiles(const QMimeData& data);
+// The backups among them (".quorvane" files): the window imports those.
+std::vector<std::string> droppedPackages(const QMimeData& data);
 
 class WorksBoardModel final : public QAbstractListModel {
   Q_OBJECT

@@ -1,0 +1,92 @@
+// Backups from the window: a package written with the window live, then
+// dropped back on the window, comes in as a new project equal to the one
+// it was made from; its images are finished behind it.
+#include <gtest/gtest.h>
+
+#include <QDropEvent>
+#include <QLabel>
+#include <filesystem>
+
+#include "gui/backup_status.h"
+#include "gui/desktop_fixture.h"
+#include "gui/words.h"
+#include "gui/works_board_model.h"
+
+namespace quorvane {
+namespace {
+
+using testing::DesktopTest;
+
+std::vector<std::string> titles(const StudioSnapshot& snapshot) {
+  std::vector<std::string> out;
+  for (const Artwork& artwork : snapshot.artworks.images) out.push_back(artwork.title);
+  return out;
+}
+
+TEST_F(DesktopTest, ABackupExportedFromTheWindowImportsBackAsAnEqualNewProject) {
+  dropImages({writeImage("dune.jpg", 500, 400), writeImage("tide.png", 300, 500)});
+  ArtworkMetadata metadata = ArtworkMetadata::of(store->state().snapshot.artworks.images[0]);
+  metadata.title = "Dune";
+  store->updateArtwork(store->state().snapshot.artworks.images[0].id, metadata);
+  store->setText(SaveSection::bio, "Born by the sea.");
+  const StudioSnapshot before = store->state().snapshot;
+  const std::string firstId = store->state().project.id;
+
+  const std::string path = dir.file("backup.quorvane");
+  window->chooseSavePath = [&](const QString& suggested) {
+    EXPECT_TRUE(suggested.endsWith(QStringLiteral(".quorvane"))) << suggested.toStdString();
+    return QString::fromStdString(path);
+  };
+  window->exportBackup();
+  EXPECT_TRUE(window->isBackupRunning());
+  pump();
+  EXPECT_FALSE(window->isBackupRunning());
+  ASSERT_TRUE(std::filesystem::exists(path));
+  EXPECT_TRUE(store->state().lastProjectDataExportAt);
+  EXPECT_EQ(store->state().backupReminderState.changesSinceLastExport, 0);
+
+  // Dropped on the board, a backup is not an image: the board lets the
+  // window take it.
+  auto data = files({path});
+  EXPECT_FALSE(window->board().model().canDropMimeData(data.get(), Qt::CopyAction, -1, -1, {}));
+  QDragEnterEvent enter(QPoint(20, 20), Qt::CopyAction, data.get(), Qt::LeftButton, Qt::NoModifier);
+  QCoreApplication::sendEvent(window.get(), &enter);
+  EXPECT_TRUE(enter.isAccepted());
+  QDropEvent dropped(QPointF(20, 20), Qt::CopyAction, data.get(), Qt::LeftButton, Qt::NoModifier);
+  QCoreApplication::sendEvent(window.get(), &dropped);
+  EXPECT_TRUE(window->isBackupRunning());
+  EXPECT_TRUE(store->state().isImportingProjectPackage);
+  pump();
+
+  EXPECT_FALSE(window->isBackupRunning());
+  EXPECT_NE(store->state().project.id, firstId);
+  EXPECT_EQ(window->screen(), gui::Screen::works);
+  EXPECT_EQ(titles(store->state().snapshot), titles(before));
+  EXPECT_EQ(store->state().snapshot.biography, before.biography);
+  EXPECT_EQ(window->board().model().rowCount(), 2);
+  // Its images are finished in the background, the sidebar saying so.
+  for (int round = 0; round < 10 && store->isImportFinalizationRunning(); ++round) pump();
+  EXPECT_FALSE(store->isImportFinalizationRunning());
+  for (const Artwork& artwork : store->state().snapshot.artworks.images) {
+    EXPECT_TRUE(artwork.imagePath) << artwork.id;
+  }
+}
+
+TEST_F(DesktopTest, ImportedImagesBeingFinishedAreToldWithTheReasonWhenPaused) {
+  AppState state;
+  const gui::Words words(*store);
+  EXPECT_TRUE(gui::finalizationText(words, state).isEmpty());
+  state.importFinalizationStatus = ImportFinalizationStatus{3, 10, false, std::nullopt};
+  EXPECT_EQ(gui::finalizationText(words, state).toStdString(),
+            "Preparing imported images: 3 of 10");
+  state.importFinalizationStatus =
+      ImportFinalizationStatus{3, 10, true, "the app is in the background"};
+  EXPECT_NE(
+      gui::finalizationText(words, state).indexOf(QStringLiteral("the app is in the background")),
+      -1);
+  state.importFinalizationStatus = ImportFinalizationStatus{10, 10, false, std::nullopt};
+  EXPECT_TRUE(gui::finalizationText(words, state).isEmpty());
+}
+
+}  // namespace
+}  // namespace quorvane
