@@ -39,6 +39,7 @@ CvPage::CvPage(AppStore& store, QWidget* parent)
       store_(store),
       heading_(new QLabel(this)),
       guide_(new QPushButton(this)),
+      webCv_(new QPushButton(this)),
       titleLabel_(new QLabel(this)),
       title_(new QLineEdit(this)),
       subscription_(store, [this](const StoreChanges& changes) { storeChanged(changes); }) {
@@ -57,6 +58,7 @@ CvPage::CvPage(AppStore& store, QWidget* parent)
   auto* top = new QHBoxLayout;
   top->addWidget(heading_);
   top->addStretch(1);
+  top->addWidget(webCv_);
   top->addWidget(guide_);
   column->addLayout(top);
   column->addSpacing(6);
@@ -106,6 +108,7 @@ CvPage::CvPage(AppStore& store, QWidget* parent)
   connect(title_, &QLineEdit::textEdited, this,
           [this](const QString& text) { store_.setCVTitle(utf8(text)); });
   connect(guide_, &QPushButton::clicked, this, &CvPage::guidedEntryRequested);
+  connect(webCv_, &QPushButton::clicked, this, &CvPage::webCvImportRequested);
   for (const CVSectionConfig& config : cvSectionConfigs()) rebuildSection(config.id);
   retranslate();
 }
@@ -124,6 +127,8 @@ void CvPage::retranslate() {
   heading_->setText(words("desktop.cv.heading"));
   guide_->setText(words("desktop.cv.guide"));
   guide_->setAccessibleName(words("desktop.cv.guide"));
+  webCv_->setText(words("desktop.webcv.open"));
+  webCv_->setAccessibleName(words("desktop.webcv.open"));
   titleLabel_->setText(words("desktop.cv.title"));
   title_->setAccessibleName(words("desktop.cv.title"));
   for (const CVSectionConfig& config : cvSectionConfigs()) {

@@ -39,6 +39,7 @@ class CvPage final : public QWidget {
 
  signals:
   void guidedEntryRequested();
+  void webCvImportRequested();
 
  private:
   struct SectionView {
@@ -62,6 +63,7 @@ class CvPage final : public QWidget {
   AppStore& store_;
   QLabel* heading_;
   QPushButton* guide_;
+  QPushButton* webCv_;
   QLabel* titleLabel_;
   QLineEdit* title_;
   std::map<CVSectionKey, SectionView> sections_;

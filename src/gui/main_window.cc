@@ -13,6 +13,7 @@
 #include <QMenu>
 #include <QMessageBox>
 #include <QMimeData>
+#include <QPlainTextEdit>
 #include <QPointer>
 #include <QProgressDialog>
 #include <QSplitter>
@@ -33,6 +34,7 @@
 #include "gui/theme.h"
 #include "gui/toast_view.h"
 #include "gui/vault_view.h"
+#include "gui/web_cv_dialog.h"
 #include "gui/words.h"
 #include "gui/works_board.h"
 #include "gui/works_board_model.h"
@@ -125,6 +127,13 @@ MainWindow::MainWindow(DesktopContext context, QWidget* parent)
     return QFileDialog::getOpenFileName(this, Words(context_.store)("desktop.backup.import"),
                                         QDir::homePath(), QStringLiteral("Quorvane (*.quorvane)"));
   };
+  chooseWebCvPath = [this] {
+    return QFileDialog::getOpenFileName(this, Words(context_.store)("desktop.webcv.title"),
+                                        QDir::homePath(), QStringLiteral("JSON (*.json)"));
+  };
+  tell = [this](const QString& message) {
+    QMessageBox::information(this, QStringLiteral("Quorvane"), message);
+  };
   setAcceptDrops(true);
   chooseSavePath = [this](const QString& suggested) {
     return QFileDialog::getSaveFileName(this, Words(context_.store)("desktop.backup.export"),
@@ -153,6 +162,7 @@ MainWindow::MainWindow(DesktopContext context, QWidget* parent)
     labels->open();
   });
   connect(cv_, &CvPage::guidedEntryRequested, this, &MainWindow::openGuidedEntry);
+  connect(cv_, &CvPage::webCvImportRequested, this, [this] { importWebCv(); });
   connect(dashboard_, &Dashboard::projectChosen, this, &MainWindow::openProject);
   connect(dashboard_, &Dashboard::exportBackupRequested, this, &MainWindow::exportBackup);
   connect(dashboard_, &Dashboard::importBackupRequested, this, [this] { importBackup(); });
@@ -362,6 +372,26 @@ void MainWindow::exportBackup() {
       });
 }
 
+WebCvDialog* MainWindow::importWebCv(const QString& given) {
+  // A field still being typed in is an edit the plan would not see.
+  QWidget* focus = QApplication::focusWidget();
+  const bool editing = focus != nullptr && isAncestorOf(focus) &&
+                       (qobject_cast<QLineEdit*>(focus) != nullptr ||
+                        qobject_cast<QPlainTextEdit*>(focus) != nullptr);
+  if (editing) {
+    tell(Words(context_.store)("cv.import.finishEditing"));
+    return nullptr;
+  }
+  const QString path = given.isEmpty() ? chooseWebCvPath() : given;
+  if (path.isEmpty()) return nullptr;
+  const auto prepared = context_.store.prepareWebCVImport(utf8(path));
+  if (!prepared) return nullptr;  // the store said why
+  auto* dialog = new WebCvDialog(context_.store, *prepared, this);
+  dialog->setAttribute(Qt::WA_DeleteOnClose);
+  dialog->open();
+  return dialog;
+}
+
 void MainWindow::importBackup(const QString& given) {
   if (backupProgress_) return;
   const QString path = given.isEmpty() ? chooseOpenPath() : given;
@@ -439,6 +469,7 @@ void MainWindow::showProjectMenu(const std::string& projectId, const QPoint& pos
   menu.addSeparator();
   menu.addAction(words("desktop.backup.export"), this, &MainWindow::exportBackup);
   menu.addAction(words("desktop.backup.import"), this, [this] { importBackup(); });
+  menu.addAction(words("desktop.webcv.open"), this, [this] { importWebCv(); });
   menu.addSeparator();
   menu.addAction(words("desktop.project.delete"), this, &MainWindow::deleteProject);
   menu.exec(position);

@@ -29,6 +29,7 @@ class SettingsPage;
 class TextsPage;
 class ToastView;
 class VaultView;
+class WebCvDialog;
 class WorksBoard;
 
 // The open project's pages, under its header.
@@ -44,7 +45,9 @@ class MainWindow final : public QMainWindow {
   // Asking the user, replaced by tests: a yes or no, a path to save at.
   std::function<bool(const QString& question)> confirm;
   std::function<QString(const QString& suggestedName)> chooseSavePath;
-  std::function<QString()> chooseOpenPath;  // a backup to import
+  std::function<QString()> chooseOpenPath;   // a backup to import
+  std::function<QString()> chooseWebCvPath;  // a web CV generator's export
+  std::function<void(const QString& message)> tell;
 
   void showScreen(Screen screen);
   Screen screen() const { return screen_; }
@@ -60,6 +63,9 @@ class MainWindow final : public QMainWindow {
   // and opens it; its images are finished in the background after.
   void importBackup(const QString& path = {});
   bool isBackupRunning() const { return backupProgress_ != nullptr; }
+  // Plans the web CV at `path` (asked for when empty) against the open
+  // project and shows the plan; nothing while a field is being edited.
+  WebCvDialog* importWebCv(const QString& path = {});
   // The CV's guided entry, over the window.
   void openGuidedEntry();
 

@@ -10,6 +10,7 @@
 #include "gui/image_intake_controller.h"
 #include "gui/labels_dialog.h"
 #include "gui/main_window.h"
+#include "gui/web_cv_dialog.h"
 #include "gui/works_board.h"
 #include "gui/works_board_model.h"
 
@@ -78,6 +79,18 @@ int takeScreenshots(MainWindow& window, const QString& folder) {
       shoot(QStringLiteral("cv-%1-%2").arg(themeName, language));
       window.showProjectTab(ProjectTab::details);
       shoot(QStringLiteral("details-%1-%2").arg(themeName, language));
+      // A web CV's plan, when the tour is given one.
+      if (const QString webCv = qEnvironmentVariable("QUORVANE_SCREENSHOT_WEBCV");
+          !webCv.isEmpty()) {
+        if (WebCvDialog* dialog = window.importWebCv(webCv)) {
+          letItSettle(window, 300);
+          if (dialog->grab().save(QDir(folder).filePath(
+                  QStringLiteral("webcv-%1-%2.png").arg(themeName, language)))) {
+            ++written;
+          }
+          dialog->reject();
+        }
+      }
       {
         // The printed labels of the CV, over the window.
         LabelsDialog labels(store, "cv", language, &window);

@@ -114,11 +114,18 @@ QCheckBox { spacing: 8px; }
 QCheckBox::indicator { width: 15px; height: 15px; border: 1px solid %line%; border-radius: 4px; background: %base%; }
 QCheckBox::indicator:hover { border-color: %accent%; }
 QCheckBox::indicator:checked { background: %accent%; border-color: %accent%; image: url(:/quorvane/%check%); }
+QRadioButton { spacing: 8px; }
+QRadioButton::indicator { width: 14px; height: 14px; border: 1px solid %line%; border-radius: 8px; background: %base%; }
+QRadioButton::indicator:hover { border-color: %accent%; }
+QRadioButton::indicator:checked { border: 5px solid %accent%; width: 6px; height: 6px; }
 QTabBar#projectTabs { background: transparent; }
 QTabBar#projectTabs::tab { padding: 9px 2px 7px 2px; margin: 0 18px 0 0; border: none; border-bottom: 2px solid transparent; background: transparent; color: %secondary%; }
 QTabBar#projectTabs::tab:selected { color: %text%; border-bottom-color: %accent%; font-weight: 600; }
 QTabBar#projectTabs::tab:hover { color: %text%; }
 QWidget#projectTabsRow { border-bottom: 1px solid %line%; }
+QTreeView { border: 1px solid %line%; border-radius: 6px; background: %base%; alternate-background-color: %alternate%; }
+QTreeView::item { padding: 3px 4px; }
+QHeaderView::section { background: transparent; border: none; border-bottom: 1px solid %line%; padding: 4px; color: %secondary%; font-weight: 600; }
 QSplitter::handle { background: %line%; }
 QSplitter::handle:horizontal { width: 1px; }
 )");

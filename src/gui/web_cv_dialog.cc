@@ -1,0 +1,231 @@
+#include "gui/web_cv_dialog.h"
+
+#include <QButtonGroup>
+#include <QFrame>
+#include <QHBoxLayout>
+#include <QHeaderView>
+#include <QLabel>
+#include <QPointer>
+#include <QPushButton>
+#include <QRadioButton>
+#include <QTreeWidget>
+#include <QVBoxLayout>
+
+#include "gui/words.h"
+#include "webcv/web_cv_issues.h"
+
+namespace quorvane::gui {
+
+WebCvDialog::WebCvDialog(AppStore& store, PreparedWebCVImport prepared, QWidget* parent)
+    : QDialog(parent),
+      store_(store),
+      prepared_(std::move(prepared)),
+      selection_(prepared_.plan.defaults),
+      status_(new QLabel(this)),
+      import_(new QPushButton(this)),
+      cancel_(new QPushButton(this)) {
+  const Words words(store);
+  const WebCVImportPlan& plan = prepared_.plan;
+  setObjectName(QStringLiteral("webCvDialog"));
+  setWindowTitle(words("desktop.webcv.title"));
+  resize(980, 640);
+
+  auto* heading = new QLabel(words("desktop.webcv.title"), this);
+  heading->setObjectName(QStringLiteral("pageTitle"));
+  auto* help = new QLabel(
+      words(plan.isIdentical() ? "cv.import.identical" : "cv.import.preview.help"), this);
+  help->setObjectName(plan.isIdentical() ? QStringLiteral("sectionHeading")
+                                         : QStringLiteral("secondaryText"));
+  status_->setObjectName(QStringLiteral("secondaryText"));
+  import_->setObjectName(QStringLiteral("primary"));
+  import_->setText(words("desktop.webcv.import"));
+  import_->setAccessibleName(import_->text());
+  cancel_->setText(words(plan.isIdentical() ? "common.done" : "common.cancel"));
+  cancel_->setAccessibleName(cancel_->text());
+
+  auto* groups = new QHBoxLayout;
+  groups->setSpacing(14);
+  groups->addWidget(groupCard(WebCVImportGroup::identity), 1);
+  groups->addWidget(groupCard(WebCVImportGroup::cv), 1);
+
+  auto* layout = new QVBoxLayout(this);
+  layout->setContentsMargins(25, 20, 24, 16);
+  layout->setSpacing(10);
+  layout->addWidget(heading);
+  layout->addWidget(help);
+  layout->addLayout(groups, 1);
+  if (!plan.issues.empty()) {
+    auto* notes = new QLabel(words("cv.import.notes"), this);
+    notes->setObjectName(QStringLiteral("sectionHeading"));
+    QStringList lines;
+    for (const WebCVImportIssue& issue : plan.issues) {
+      const QString mark =
+          issue.severity == WebCVIssueSeverity::info ? QStringLiteral("·") : QStringLiteral("!");
+      lines << mark + QStringLiteral("  ") + words(webCVIssueKey(issue.code)) +
+                   (issue.where.empty()
+                        ? QString()
+                        : QStringLiteral("  (") + qstr(issue.where) + QStringLiteral(")"));
+    }
+    auto* list = new QLabel(lines.join(QStringLiteral("\n")), this);
+    list->setObjectName(QStringLiteral("webCvNotes"));
+    list->setWordWrap(true);
+    list->setTextInteractionFlags(Qt::TextSelectableByMouse);
+    layout->addWidget(notes);
+    layout->addWidget(list);
+  }
+  auto* footer = new QHBoxLayout;
+  footer->addWidget(status_, 1);
+  footer->addWidget(cancel_);
+  footer->addWidget(import_);
+  layout->addLayout(footer);
+  import_->setVisible(!plan.isIdentical());
+
+  connect(cancel_, &QPushButton::clicked, this, &QDialog::reject);
+  connect(import_, &QPushButton::clicked, this, &WebCvDialog::confirm);
+  updateButtons();
+}
+
+// One group: keep or replace, and each field now and after the import.
+QWidget* WebCvDialog::groupCard(WebCVImportGroup group) {
+  const Words words(store_);
+  const WebCVImportPlan& plan = prepared_.plan;
+  const bool identity = group == WebCVImportGroup::identity;
+  const bool changes = identity ? plan.identityChanges : plan.cvChanges;
+  auto* card = new QFrame(this);
+  card->setObjectName(QStringLiteral("card"));
+  auto* layout = new QVBoxLayout(card);
+  layout->setContentsMargins(16, 12, 16, 12);
+  layout->setSpacing(6);
+  auto* title = new QLabel(words(identity ? "cv.import.identity" : "cv.import.cv"), card);
+  title->setObjectName(QStringLiteral("cardTitle"));
+  layout->addWidget(title);
+  if (!identity && plan.cvChanges) {
+    auto* summary = new QLabel(
+        words.format(
+            "cv.import.summary.counted",
+            {utf8(words.count("cv.import.entries", static_cast<std::int64_t>(plan.entryCount))),
+             utf8(
+                 words.count("cv.import.sections", static_cast<std::int64_t>(plan.sectionCount)))}),
+        card);
+    summary->setObjectName(QStringLiteral("secondaryText"));
+    layout->addWidget(summary);
+  }
+
+  auto* keep = new QRadioButton(words("cv.import.keep"), card);
+  auto* replace = new QRadioButton(words("cv.import.replace"), card);
+  keep->setAccessibleName(title->text() + QStringLiteral(": ") + keep->text());
+  replace->setAccessibleName(title->text() + QStringLiteral(": ") + replace->text());
+  auto* buttons = new QButtonGroup(card);
+  buttons->addButton(keep);
+  buttons->addButton(replace);
+  const WebCVImportChoice chosen = identity ? selection_.identity : selection_.cv;
+  (chosen == WebCVImportChoice::replace ? replace : keep)->setChecked(true);
+  replace->setEnabled(changes && plan.canReplace(group));
+  keep->setEnabled(changes);
+  auto* choiceRow = new QHBoxLayout;
+  choiceRow->addWidget(keep);
+  choiceRow->addWidget(replace);
+  choiceRow->addStretch(1);
+  layout->addLayout(choiceRow);
+  choices_[group] = {keep, replace};
+  connect(keep, &QRadioButton::toggled, this, [this, group](bool on) {
+    if (on) choose(group, WebCVImportChoice::keep);
+  });
+  connect(replace, &QRadioButton::toggled, this, [this, group](bool on) {
+    if (on) choose(group, WebCVImportChoice::replace);
+  });
+  if (changes && !plan.canReplace(group)) {
+    auto* blocked = new QLabel(words.format("cv.import.blocked", {utf8(title->text())}), card);
+    blocked->setWordWrap(true);
+    layout->addWidget(blocked);
+  } else if (!identity && changes) {
+    auto* replaceHelp = new QLabel(words("cv.import.replace.help"), card);
+    replaceHelp->setObjectName(QStringLiteral("secondaryText"));
+    replaceHelp->setWordWrap(true);
+    layout->addWidget(replaceHelp);
+    if (plan.cvShared) {
+      auto* shared = new QLabel(words("cv.import.shared.help"), card);
+      shared->setObjectName(QStringLiteral("secondaryText"));
+      shared->setWordWrap(true);
+      layout->addWidget(shared);
+    }
+  }
+
+  auto* fields = new QTreeWidget(card);
+  fields->setObjectName(identity ? QStringLiteral("webCvIdentity") : QStringLiteral("webCvCV"));
+  fields->setColumnCount(3);
+  fields->setHeaderLabels({QString(), words("desktop.webcv.now"), words("cv.import.proposed")});
+  fields->setRootIsDecorated(!identity);
+  fields->setAlternatingRowColors(true);
+  fields->setWordWrap(true);
+  // The column that is short gives its room to the others: the field
+  // names of the identity, the counts of the CV.
+  fields->header()->setSectionResizeMode(QHeaderView::Stretch);
+  fields->header()->setSectionResizeMode(identity ? 0 : 1, QHeaderView::ResizeToContents);
+  fields->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
+  fields->setAccessibleName(title->text());
+  QTreeWidgetItem* section = nullptr;
+  const auto empty = [&](const std::string& text) {
+    return text.empty() ? words("cv.import.empty") : qstr(text);
+  };
+  for (const WebCVImportFieldPreview& field : identity ? plan.identity : plan.cv) {
+    // A section's row holds its entries ("soloExhibitions[2]" under
+    // "soloExhibitions").
+    const bool isEntry = field.key.find('[') != std::string::npos;
+    auto* item = new QTreeWidgetItem(
+        QStringList{qstr(field.label), empty(field.current), empty(field.proposed)});
+    item->setToolTip(1, qstr(field.current));
+    item->setToolTip(2, qstr(field.proposed));
+    if (field.current != field.proposed) {
+      QFont bold = item->font(2);
+      bold.setWeight(QFont::DemiBold);
+      item->setFont(2, bold);
+    }
+    if (!identity && isEntry && section != nullptr) {
+      section->addChild(item);
+    } else {
+      fields->addTopLevelItem(item);
+      if (!identity) section = item;
+    }
+  }
+  fields->expandAll();
+  layout->addWidget(fields, 1);
+  return card;
+}
+
+void WebCvDialog::choose(WebCVImportGroup group, WebCVImportChoice choice) {
+  (group == WebCVImportGroup::identity ? selection_.identity : selection_.cv) = choice;
+  const auto& [keep, replace] = choices_.at(group);
+  QRadioButton* button = choice == WebCVImportChoice::replace ? replace : keep;
+  if (!button->isChecked()) button->setChecked(true);
+  updateButtons();
+}
+
+void WebCvDialog::updateButtons() {
+  const Words words(store_);
+  const bool anything = selection_.identity == WebCVImportChoice::replace ||
+                        selection_.cv == WebCVImportChoice::replace;
+  import_->setEnabled(anything && !applying_);
+  cancel_->setEnabled(!applying_);
+  status_->setText(applying_ ? words("cv.import.saving") : QString());
+}
+
+void WebCvDialog::confirm() {
+  if (applying_) return;
+  applying_ = true;
+  updateButtons();
+  QPointer<WebCvDialog> dialog(this);
+  const bool started =
+      store_.applyWebCVImportInBackground(prepared_, selection_, [dialog](bool applied) {
+        if (!dialog) return;
+        dialog->applying_ = false;
+        dialog->updateButtons();
+        if (applied) dialog->accept();
+      });
+  if (!started) {
+    applying_ = false;
+    updateButtons();
+  }
+}
+
+}  // namespace quorvane::gui
