@@ -1172,6 +1172,14 @@ void AppStore::setCVTitle(const std::string& title) {
   scheduleSave(SaveSection::cv);
 }
 
+TextPageFill AppStore::textPageFill(SaveSection section) const {
+  const StudioSnapshot& s = state_.snapshot;
+  const std::string& text = section == SaveSection::statement          ? s.statement
+                            : section == SaveSection::projectStatement ? s.projectStatement
+                                                                       : s.biography;
+  return measureTextPage(text, state_.exportOptions.format);
+}
+
 std::vector<ReusableTextAsset> AppStore::reusableTexts(TextAssetType type) {
   try {
     settleSaves();

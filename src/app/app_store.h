@@ -57,6 +57,7 @@
 #include "model/control_characters.h"
 #include "model/records.h"
 #include "packages/transfer_service.h"
+#include "pdf/statement_pdf_renderer.h"
 #include "platform/clock.h"
 #include "platform/executor.h"
 #include "platform/logger.h"
@@ -343,6 +344,10 @@ class AppStore {
   void setCV(const CVData& cv);
   void setCVTitle(const std::string& title);
   std::vector<ReusableTextAsset> reusableTexts(TextAssetType type);
+  // How much of its page the text of `section` (bio, statement or
+  // projectStatement) takes on the export's paper, and whether it is all
+  // printed: what a text editor warns with before the document cuts it.
+  TextPageFill textPageFill(SaveSection section) const;
   std::vector<ReusableCVAsset> reusableCVs();
   // Makes the open project use another project's text (or CV) asset.
   bool reuseText(TextAssetType type, const std::string& assetId);

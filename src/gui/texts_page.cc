@@ -7,7 +7,9 @@
 #include <QMenu>
 #include <QPlainTextEdit>
 #include <QPushButton>
+#include <QStyle>
 #include <QVBoxLayout>
+#include <cmath>
 
 #include "app/text_stats.h"
 #include "gui/words.h"
@@ -65,6 +67,7 @@ TextsPage::TextsPage(AppStore& store, QWidget* parent)
       textLabel_(new QLabel(this)),
       text_(new QPlainTextEdit(this)),
       counts_(new QLabel(this)),
+      room_(new QLabel(this)),
       reuse_(new QPushButton(this)),
       subscription_(store, [this](const StoreChanges& changes) { storeChanged(changes); }) {
   setObjectName(QStringLiteral("textsPage"));
@@ -72,6 +75,7 @@ TextsPage::TextsPage(AppStore& store, QWidget* parent)
   titleLabel_->setObjectName(QStringLiteral("fieldLabel"));
   textLabel_->setObjectName(QStringLiteral("fieldLabel"));
   counts_->setObjectName(QStringLiteral("secondaryText"));
+  room_->setObjectName(QStringLiteral("pageRoom"));
   title_->setObjectName(QStringLiteral("textTitle"));
   text_->setObjectName(QStringLiteral("textBody"));
   reuse_->setObjectName(QStringLiteral("reuseText"));
@@ -105,7 +109,11 @@ TextsPage::TextsPage(AppStore& store, QWidget* parent)
   column->addSpacing(8);
   column->addWidget(textLabel_);
   column->addWidget(text_, 1);
-  column->addWidget(counts_);
+  auto* footer = new QHBoxLayout;
+  footer->addWidget(counts_);
+  footer->addStretch(1);
+  footer->addWidget(room_);
+  column->addLayout(footer);
   auto* columnWidget = new QWidget(this);
   columnWidget->setLayout(column);
   columnWidget->setMaximumWidth(760);
@@ -172,6 +180,16 @@ void TextsPage::edited() {
 
 void TextsPage::updateCounts() {
   const Words words(store_);
+  // The room left on the printed page, said before the page cuts the text.
+  const TextPageFill fill = store_.textPageFill(section_);
+  const int left = static_cast<int>(std::lround((1.0 - fill.fraction) * 100));
+  room_->setText(!fill.fits ? words("desktop.texts.overflow")
+                            : words.format("desktop.texts.room", {std::to_string(left)}));
+  room_->setProperty("level", !fill.fits             ? QStringLiteral("over")
+                              : fill.fraction >= 0.9 ? QStringLiteral("near")
+                                                     : QString());
+  room_->style()->unpolish(room_);
+  room_->style()->polish(room_);
   const TextStats stats = textStats(textOf(store_.state().snapshot, section_).first);
   counts_->setText(words.count("count.words", static_cast<std::int64_t>(stats.words)) +
                    QStringLiteral("  ·  ") +

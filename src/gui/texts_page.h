@@ -31,6 +31,7 @@ class TextsPage final : public QWidget {
   QLineEdit* titleField() const { return title_; }
   QPlainTextEdit* textField() const { return text_; }
   QLabel* countsLabel() const { return counts_; }
+  QLabel* roomLabel() const { return room_; }
   // The other projects' texts of this kind, as the reuse menu lists them.
   void reuseText(const std::string& assetId);
 
@@ -51,6 +52,7 @@ class TextsPage final : public QWidget {
   QLabel* textLabel_;
   QPlainTextEdit* text_;
   QLabel* counts_;
+  QLabel* room_;
   QPushButton* reuse_;
   StoreSubscription subscription_;
 };

@@ -79,6 +79,9 @@ QLabel#saveIndicator[saving="true"] { color: %accent%; }
 QLabel#pageTitle { font-size: 24px; font-weight: 650; }
 QLabel#sectionHeading { font-size: 14px; font-weight: 600; padding-top: 6px; qproperty-indent: 0; }
 QLabel#secondaryText { color: %secondary%; }
+QLabel#pageRoom { color: %secondary%; }
+QLabel#pageRoom[level="near"] { color: #b7791f; }
+QLabel#pageRoom[level="over"] { color: #d64545; font-weight: 600; }
 QLabel#figureValue { font-size: 28px; font-weight: 650; }
 QLabel#cardTitle { font-weight: 600; }
 QFrame#card, QFrame#projectCard { background: %card%; border: 1px solid %line%; border-radius: 12px; }

@@ -1,8 +1,32 @@
 #include "pdf/statement_pdf_renderer.h"
 
+#include <algorithm>
+
 #include "pdf/pdf_canvas.h"
 
 namespace quorvane {
+
+TextPageFill measureTextPage(std::string_view text, PdfFormat format, const PDFStyle& style) {
+  if (text.empty()) return {};
+  // The same fonts and breaks as the page, on a canvas of a few pixels:
+  // nothing is drawn, only measured.
+  const auto canvas = PdfCanvas::raster(pageSize(format), 0.05, {});
+  const PageSize page = canvas->size();
+  const TextStyle title{style.sectionTitleSize, FontWeight::semibold, {}};
+  const TextStyle body{style.bodySize, FontWeight::regular, {}};
+  canvas->beginPage();
+  const double firstLine = style.margin + 1.8 * canvas->lineHeight(title);
+  const double bottom = page.height - style.margin;
+  const TextFlowResult flow =
+      canvas->flowText(text, style.margin, firstLine, page.width - 2 * style.margin, bottom, body,
+                       style.lineHeight, false);
+  TextPageFill fill;
+  fill.fits = flow.complete;
+  const double room = bottom - firstLine;
+  const double used = flow.lines == 0 ? 0 : flow.bottom - firstLine;
+  fill.fraction = !flow.complete ? 1.0 : room > 0 ? std::min(1.0, used / room) : 1.0;
+  return fill;
+}
 
 PdfRenderResult StatementPdfRenderer::render(std::string_view text, std::string_view titleKey,
                                              const ExportOptions& options,

@@ -18,6 +18,17 @@ inline constexpr std::string_view kStatementTitleKey = "pdf.statement.title";
 inline constexpr std::string_view kBiographyTitleKey = "pdf.biography.title";
 inline constexpr std::string_view kProjectStatementTitleKey = "pdf.project_statement.title";
 
+// How much of its page a text takes, laid out as the documents lay it out:
+// `fraction` of the room below the title (1 when full or over), and
+// whether all of it is printed.
+struct TextPageFill {
+  double fraction = 0;
+  bool fits = true;
+
+  bool operator==(const TextPageFill&) const = default;
+};
+TextPageFill measureTextPage(std::string_view text, PdfFormat format, const PDFStyle& style = {});
+
 class StatementPdfRenderer {
  public:
   StatementPdfRenderer(PDFStyle style, PdfStrings labels)

@@ -11,6 +11,7 @@
 
 #include "gui/desktop_fixture.h"
 #include "gui/texts_page.h"
+#include "gui/words.h"
 
 namespace quorvane {
 namespace {
@@ -82,6 +83,23 @@ TEST_F(TextsPageTest, AnotherProjectsTextCanBeTakenInstead) {
   EXPECT_EQ(page().textField()->toPlainText(), QStringLiteral("Born by the sea in 1980."));
   EXPECT_EQ(store->state().snapshot.biography, "Born by the sea in 1980.");
   EXPECT_NE(store->state().project.id, first);
+}
+
+TEST_F(TextsPageTest, TheRoomLeftOnThePageIsToldBeforeThePageCutsTheText) {
+  window->showProjectTab(gui::ProjectTab::texts);
+  page().showSection(SaveSection::bio);
+  const gui::Words words(*store);
+  EXPECT_EQ(page().roomLabel()->text(), words.format("desktop.texts.room", {"100"}));
+  std::string text;
+  for (int i = 0; i < 45; ++i) text += "A line of the biography.\n";
+  store->setText(SaveSection::bio, text);
+  pump();
+  EXPECT_EQ(page().roomLabel()->property("level").toString(), QStringLiteral("near"));
+  for (int i = 0; i < 10; ++i) text += "One more line.\n";
+  store->setText(SaveSection::bio, text);
+  pump();
+  EXPECT_EQ(page().roomLabel()->text(), words("desktop.texts.overflow"));
+  EXPECT_EQ(page().roomLabel()->property("level").toString(), QStringLiteral("over"));
 }
 
 }  // namespace

@@ -60,7 +60,8 @@ TEST_F(WebCvDialogTest, ExactlyTheChosenGroupsAreReplaced) {
   EXPECT_EQ(store->state().snapshot.details.lastName, "Marchetti");
   EXPECT_FALSE(store->state().snapshot.cv.soloExhibitions.empty());
   settleAll();
-  EXPECT_NE(sql("SELECT json FROM text_assets WHERE type = 'cv'").find("Salt Lines"), std::string::npos)
+  EXPECT_NE(sql("SELECT json FROM text_assets WHERE type = 'cv'").find("Salt Lines"),
+            std::string::npos)
       << "in the library, not only on screen";
 
   // Nothing new in the file: it says so and offers nothing to import.

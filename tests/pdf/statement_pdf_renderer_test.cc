@@ -74,6 +74,32 @@ TEST(StatementPdfRendererTest, AnOverlongTextIsCutToOnePageAndSaidSo) {
   EXPECT_EQ(qpdfProblems(result.data), "");
 }
 
+TEST(StatementPdfRendererTest, TheMeasureOfAPageAgreesWithWhatThePageCuts) {
+  const auto lines = [](int count) {
+    std::string text;
+    for (int i = 0; i < count; ++i) text += "Line " + std::to_string(i) + " of a biography.\n";
+    return text;
+  };
+  EXPECT_EQ(measureTextPage("", PdfFormat::a4), (TextPageFill{0, true}));
+  const TextPageFill one = measureTextPage(lines(1), PdfFormat::a4);
+  const TextPageFill half = measureTextPage(lines(24), PdfFormat::a4);
+  EXPECT_TRUE(one.fits);
+  EXPECT_GT(one.fraction, 0);
+  EXPECT_NEAR(half.fraction, 24.0 / 49, 0.03);  // 49 lines to an A4 page
+  // At the edge, the measure and the document agree line for line.
+  for (const int count : {48, 49, 50}) {
+    const bool cut =
+        !renderStatement(lines(count), kBiographyTitleKey, "en", "bio").warnings.empty();
+    const TextPageFill fill = measureTextPage(lines(count), PdfFormat::a4);
+    EXPECT_EQ(fill.fits, !cut) << count;
+    if (!fill.fits) {
+      EXPECT_EQ(fill.fraction, 1.0);
+    }
+  }
+  // Letter paper is shorter: the same text takes more of it.
+  EXPECT_GT(measureTextPage(lines(24), PdfFormat::letter).fraction, half.fraction);
+}
+
 TEST(StatementPdfRendererTest, AOneWordTextOfFourMegabytesFillsOnePageWithinItsMargins) {
   const PdfRenderResult result =
       renderStatement(std::string(4 << 20, 'x'), kBiographyTitleKey, "en", "bio");
