@@ -17,7 +17,8 @@ int measureDerivePeak(const char* path);
 int measureExportPeak(const char* quality, int count, const char* output);
 int measurePackagePeak(const char* what, int count, const char* folder);
 int measureThumbnailsPeak();
-int measureWindow(int argc, char** argv, const std::string& mode);  // window_bench.cc
+int measureWindow(int argc, char** argv, const std::string& mode);   // window_bench.cc
+int measurePreview(int argc, char** argv, const std::string& mode);  // preview_bench.cc
 }  // namespace quorvane
 
 namespace {
@@ -108,6 +109,11 @@ int main(int argc, char** argv) {
   if (argc == 3 && std::string(argv[1]) == "--measure-window") {
     int qtArgc = 1;
     return quorvane::measureWindow(qtArgc, argv, argv[2]);
+  }
+  // The preview benchmark: one option change in a fresh process.
+  if (argc == 3 && std::string(argv[1]) == "--measure-preview") {
+    int qtArgc = 1;
+    return quorvane::measurePreview(qtArgc, argv, argv[2]);
   }
 #endif
   benchmark::Initialize(&argc, argv);

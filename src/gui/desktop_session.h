@@ -54,7 +54,8 @@ class DesktopSession {
   std::unique_ptr<SQLiteWebCVRepository> webCV_;
   SerialQueue pdfQueue_{"app.quorvane.pdf-render"};
   SerialQueue imageQueue_{"app.quorvane.image-intake"};
-  WorkerPool thumbnailQueue_{"app.quorvane.pdf-thumbs", 2};
+  // Pages drawn ahead of need give way to the preview the user waits for.
+  WorkerPool thumbnailQueue_{"app.quorvane.pdf-thumbs", 2, QueuePriority::background};
   SerialQueue pictureQueue_{"app.quorvane.board-pictures"};
   std::unique_ptr<AppStore> store_;
   std::vector<std::string> notices_;

@@ -1,5 +1,10 @@
 #include "platform/executor.h"
 
+#include <sys/resource.h>
+#include <unistd.h>
+
+#include <cerrno>
+
 #include <algorithm>
 #include <future>
 
@@ -44,8 +49,8 @@ std::size_t ManualExecutor::pendingCount() const {
   return count;
 }
 
-SerialQueue::SerialQueue(std::string label)
-    : label_(std::move(label)), thread_([this] { run(); }) {}
+SerialQueue::SerialQueue(std::string label, QueuePriority priority)
+    : label_(std::move(label)), priority_(priority), thread_([this] { run(); }) {}
 
 SerialQueue::~SerialQueue() {
   {
@@ -75,6 +80,13 @@ void SerialQueue::drain() {
 }
 
 void SerialQueue::run() {
+  if (priority_ == QueuePriority::background) {
+    // On Linux a nice value belongs to the thread: only this one yields.
+    // Should it be refused, the work runs all the same, at the usual share.
+    errno = 0;
+    const int current = ::getpriority(PRIO_PROCESS, static_cast<id_t>(::gettid()));
+    if (errno == 0) ::setpriority(PRIO_PROCESS, static_cast<id_t>(::gettid()), current + 10);
+  }
   std::unique_lock lock(mutex_);
   for (;;) {
     if (tasks_.empty()) {
@@ -97,9 +109,9 @@ void SerialQueue::run() {
   }
 }
 
-WorkerPool::WorkerPool(const std::string& label, int threads) {
+WorkerPool::WorkerPool(const std::string& label, int threads, QueuePriority priority) {
   for (int i = 0; i < std::max(threads, 1); ++i) {
-    lanes_.push_back(std::make_unique<SerialQueue>(label + "." + std::to_string(i + 1)));
+    lanes_.push_back(std::make_unique<SerialQueue>(label + "." + std::to_string(i + 1), priority));
   }
 }
 

@@ -88,9 +88,14 @@ class SerialQueue;
 // Background work on a few threads: each task goes to the next of `threads`
 // serial queues in turn. For work bounded elsewhere (the thumbnail permits)
 // that wants as many lanes as it has permits.
+// How a queue's threads share the processor with the others: `background`
+// work (thumbnails drawn ahead of need) gives way to what the user waits
+// for, as a lower scheduling priority (a higher nice value) of its threads.
+enum class QueuePriority { normal, background };
+
 class WorkerPool final : public Executor {
  public:
-  WorkerPool(const std::string& label, int threads);
+  WorkerPool(const std::string& label, int threads, QueuePriority priority = QueuePriority::normal);
   ~WorkerPool() override;
 
   void post(Task task) override;
@@ -107,7 +112,7 @@ class WorkerPool final : public Executor {
 // order posted. Destroying it runs what was posted, then stops.
 class SerialQueue final : public Executor {
  public:
-  explicit SerialQueue(std::string label);
+  explicit SerialQueue(std::string label, QueuePriority priority = QueuePriority::normal);
   ~SerialQueue() override;
 
   void post(Task task) override;
@@ -126,6 +131,7 @@ class SerialQueue final : public Executor {
                 std::pair<Task, std::shared_ptr<std::atomic<bool>>>>
       tasks_;
   bool stopping_ = false;
+  QueuePriority priority_;
   std::thread thread_;
 };
 

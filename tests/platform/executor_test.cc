@@ -4,7 +4,11 @@
 
 #include <gtest/gtest.h>
 
+#include <sys/resource.h>
+#include <unistd.h>
+
 #include <atomic>
+#include <future>
 #include <mutex>
 #include <set>
 #include <thread>
@@ -108,6 +112,26 @@ TEST(WorkerPoolTest, TasksTakeTheLanesInTurn) {
   EXPECT_EQ(ran.load(), 4);
   EXPECT_EQ(threads.size(), 2u);
   EXPECT_FALSE(threads.contains(std::this_thread::get_id()));
+}
+
+TEST(WorkerPoolTest, BackgroundLanesYieldToTheRestAndOnlyThey) {
+  const auto niceOfLane = [](QueuePriority priority) {
+    int nice = 0;
+    {
+      WorkerPool pool("test.priority", 1, priority);
+      std::promise<int> told;
+      pool.post(
+          [&] { told.set_value(::getpriority(PRIO_PROCESS, static_cast<id_t>(::gettid()))); });
+      nice = told.get_future().get();
+    }
+    return nice;
+  };
+  const int ours = ::getpriority(PRIO_PROCESS, static_cast<id_t>(::gettid()));
+  EXPECT_EQ(niceOfLane(QueuePriority::normal), ours);
+  // Capped at 19 by the system when this process is already niced.
+  EXPECT_EQ(niceOfLane(QueuePriority::background), std::min(ours + 10, 19));
+  EXPECT_EQ(::getpriority(PRIO_PROCESS, static_cast<id_t>(::gettid())), ours)
+      << "the caller keeps its own";
 }
 
 }  // namespace
