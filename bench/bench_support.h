@@ -8,6 +8,7 @@
 #include <unistd.h>
 
 #include <array>
+#include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <string>
@@ -28,6 +29,20 @@ inline std::string scratchFolder(const std::string& name) {
 }
 
 inline bool runCommand(const std::string& command) { return std::system(command.c_str()) == 0; }
+
+// Runs `command` — a child that prints one number — and returns it, or -1
+// when the child could not be run or printed none. `readAt`, when given, is
+// the moment the number arrived, before the child's own ending.
+inline double childNumber(const std::string& command,
+                          std::chrono::steady_clock::time_point* readAt = nullptr) {
+  FILE* child = ::popen(command.c_str(), "r");
+  if (child == nullptr) return -1;
+  double number = -1;
+  if (std::fscanf(child, "%lf", &number) != 1) number = -1;
+  if (readAt != nullptr) *readAt = std::chrono::steady_clock::now();
+  ::pclose(child);
+  return number;
+}
 
 // Runs `command` — a child that prints its peak resident size in kilobytes
 // — and reports it as "peak_MB" beside "target_peak_MB".

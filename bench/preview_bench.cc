@@ -75,12 +75,7 @@ double childMilliseconds(const std::string& mode) {
   const std::string command = "XDG_DATA_HOME=" + home() + "/data XDG_CONFIG_HOME=" + home() +
                               "/config QT_QPA_PLATFORM=offscreen " + bench::selfPath() +
                               " --measure-preview " + mode + " 2>/dev/null";
-  FILE* child = ::popen(command.c_str(), "r");
-  if (child == nullptr) return -1;
-  double milliseconds = -1;
-  if (std::fscanf(child, "%lf", &milliseconds) != 1) milliseconds = -1;
-  ::pclose(child);
-  return milliseconds;
+  return bench::childNumber(command);
 }
 
 void measure(benchmark::State& state, const std::string& mode, double targetMs) {

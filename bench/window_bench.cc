@@ -82,12 +82,8 @@ double childMilliseconds(const std::string& mode) {
   const std::string command = "XDG_DATA_HOME=" + home() + "/data XDG_CONFIG_HOME=" + home() +
                               "/config QT_QPA_PLATFORM=offscreen " + bench::selfPath() +
                               " --measure-window " + mode + " 2>/dev/null";
-  FILE* child = ::popen(command.c_str(), "r");
-  if (child == nullptr) return -1;
-  double milliseconds = -1;
-  if (std::fscanf(child, "%lf", &milliseconds) != 1) milliseconds = -1;
-  const auto painted = std::chrono::steady_clock::now();
-  ::pclose(child);
+  std::chrono::steady_clock::time_point painted;
+  double milliseconds = bench::childNumber(command, &painted);
   if (milliseconds >= 0 && mode.starts_with("start")) {
     milliseconds = std::chrono::duration<double, std::milli>(painted - launched).count();
   }
