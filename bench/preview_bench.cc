@@ -5,9 +5,9 @@
 //   web quality shown again beside it, at most 1.5 s;
 // - from the same change to one artwork's page shown, at most 150 ms.
 //
-// Each anchor is the store's renderer drawing the same document alone,
-// its fonts already loaded as in the window: the ratio is what the sheet,
-// the queues and Qt PDF add to the drawing itself.
+// Each anchor is the store's renderer drawing the same document for the
+// screen alone, its fonts already loaded as in the window: the ratio is
+// what the sheet, the queues and Qt PDF add to the drawing itself.
 #include <benchmark/benchmark.h>
 
 #include <QApplication>
@@ -21,6 +21,7 @@
 #include <filesystem>
 #include <string>
 
+#include "app/pdf_render_service.h"
 #include "bench_support.h"
 #include "gui/desktop_session.h"
 #include "gui/export_sheet.h"
@@ -141,10 +142,13 @@ int measurePreview(int argc, char** argv, const std::string& mode) {
   if (mode.ends_with("-anchor")) {
     // The store's renderer alone, on this thread: once to load what a
     // first drawing loads, then the document on the other paper, timed.
-    store.renderPDF(request, options);
+    PdfRenderService& renderer = session.renderer();
+    const Project& project = store.state().project;
+    const StudioSnapshot& snapshot = store.state().snapshot;
+    renderer.render(request, project, snapshot, options, RenderImages::forScreen);
     options.format = PdfFormat::letter;
     clock.start();
-    store.renderPDF(request, options);
+    renderer.render(request, project, snapshot, options, RenderImages::forScreen);
     milliseconds = static_cast<double>(clock.nsecsElapsed()) / 1e6;
   } else if (page) {
     // The page as a window shows it: rendered on the render queue,

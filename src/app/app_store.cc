@@ -1540,15 +1540,17 @@ void AppStore::requestPreview(const RenderRequest& request) {
   if (services_.renderer == nullptr || services_.pdfRenderQueue == nullptr) return;
   const std::uint64_t id = ++*latestPreviewRequestID_;
   state_.isPdfRendering = true;
+  // Page thumbnails made stale by the same option change would draw beside
+  // the preview and slow it down; they wait until it is shown.
+  if (thumbnails_) thumbnails_->holdNewDraws(true);
   publish();
   const std::weak_ptr<AppStore*> weak = self_;
   PdfRenderService* renderer = services_.renderer;
   Executor& main = services_.main;
-  // A preview is looked at on a screen: its images are the web derivatives
-  // whatever the export's quality, so changing an option of a print export
-  // answers as fast as one of a web export, the layout being the same.
-  ExportOptions options = state_.exportOptions;
-  options.imageQuality = ExportImageQuality::webOptimized;
+  // A preview is looked at on a screen: its pictures are the stored web
+  // derivatives as they are, so an option changed answers in the time the
+  // pages take to lay out, not the time twenty images take to re-encode.
+  const ExportOptions options = state_.exportOptions;
   services_.pdfRenderQueue->post([weak, renderer, &main, request, id,
                                   latest = latestPreviewRequestID_, project = state_.project,
                                   snapshot = state_.snapshot, options] {
@@ -1557,7 +1559,7 @@ void AppStore::requestPreview(const RenderRequest& request) {
     const bool overtaken = id != latest->load();
     if (!overtaken) {
       try {
-        result = renderer->render(request, project, snapshot, options);
+        result = renderer->render(request, project, snapshot, options, RenderImages::forScreen);
       } catch (...) {
         failure = std::current_exception();
       }
@@ -1572,6 +1574,7 @@ void AppStore::requestPreview(const RenderRequest& request) {
         return;
       }
       store.state_.isPdfRendering = false;
+      if (store.thumbnails_) store.thumbnails_->holdNewDraws(false);
       if (result) {
         store.state_.pdfPreviewData = result->data;
         ++store.previewRevision_;

@@ -61,8 +61,20 @@ void PageThumbnails::enqueue(const std::string& key, std::string_view reason, bo
   });
 }
 
+void PageThumbnails::holdNewDraws(bool held) {
+  held_ = held;
+  if (held_) return;
+  auto waiting = std::move(waitingForHold_);
+  waitingForHold_.clear();
+  for (const auto& [key, job] : waiting) run(key, job);
+}
+
 void PageThumbnails::run(const std::string& key, const std::shared_ptr<Job>& job) {
   if (job->cancelled) return;
+  if (held_) {
+    waitingForHold_.emplace_back(key, job);
+    return;
+  }
   const std::weak_ptr<PageThumbnails*> weak = self_;
   limiter_.acquire([this, weak, key, job] {
     if (!weak.lock()) return;

@@ -16,6 +16,12 @@
 // handed out all the same (better a stale page than an empty square) and a
 // new one is scheduled ("signature_mismatch_on_load").
 //
+// While the window waits for a document preview (`holdNewDraws`), pages
+// whose turn comes wait instead of taking a permit: the preview is what
+// the user is looking at, and two page draws beside it would halve its
+// speed. Draws already under way finish; the waiting ones go, in the order
+// they came, when the hold ends.
+//
 // Keys: an artwork's id, or "docpdfthumb|" and the section ("bio",
 // "statement", "projectStatement", "cv") for a document.
 #pragma once
@@ -28,6 +34,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "platform/async_permit_limiter.h"
@@ -70,6 +77,10 @@ class PageThumbnails {
   // yet; `done` is called on the main executor.
   using Loaded = std::function<void(const std::optional<Bytes>& picture)>;
   void load(const std::string& key, Loaded done);
+  // While held, no new page starts to draw; ending the hold lets the
+  // waiting ones go.
+  void holdNewDraws(bool held);
+  bool holdsNewDraws() const { return held_; }
   // Forgets the thumbnails of `key` (memory, file, bookkeeping).
   void forget(const std::string& key);
 
@@ -117,6 +128,8 @@ class PageThumbnails {
   std::map<std::string, Memory> memory_;
   std::list<std::string> memoryOrder_;  // least recently used first
   std::map<std::string, std::vector<Loaded>> inFlight_;
+  bool held_ = false;
+  std::vector<std::pair<std::string, std::shared_ptr<Job>>> waitingForHold_;
   std::shared_ptr<PageThumbnails*> self_;  // work coming back finds the service while it lives
 };
 

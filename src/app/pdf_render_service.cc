@@ -53,8 +53,9 @@ std::map<std::string, std::string> overridesOf(LabelOverrideRepository& labels,
 // Everything a rendering depends on, as one key.
 std::string cacheKey(const RenderRequest& request, const Project& project,
                      const StudioSnapshot& snapshot, const ExportOptions& options,
-                     const std::map<std::string, std::string>& overrides) {
-  nlohmann::json key{rawValue(request.kind),
+                     RenderImages images, const std::map<std::string, std::string>& overrides) {
+  nlohmann::json key{images == RenderImages::forScreen ? "screen" : "file",
+                     rawValue(request.kind),
                      request.artworkId.value_or(""),
                      rawValue(options.format),
                      options.exportLocale,
@@ -170,7 +171,8 @@ RgbPixels PdfRenderService::renderPageImage(const RenderRequest& request, const 
 
 PdfRenderResult PdfRenderService::draw(const RenderRequest& request, const Project& project,
                                        const StudioSnapshot& snapshot, const ExportOptions& options,
-                                       const PdfSink& sink, const Progress& progress) {
+                                       RenderImages images, const PdfSink& sink,
+                                       const Progress& progress) {
   const std::string& locale = options.exportLocale;
   const std::string_view scope = labelScopeOf(request.kind);
   const PdfStrings labels(locale, std::string(scope), overridesOf(labels_, scope, locale));
@@ -204,9 +206,13 @@ PdfRenderResult PdfRenderService::draw(const RenderRequest& request, const Proje
         std::erase_if(content.artworks.images,
                       [&](const Artwork& a) { return a.id != *request.artworkId; });
       }
+      const bool onScreen = images == RenderImages::forScreen;
       const PortfolioPdfRenderer renderer(
-          style, labels, [this](const Artwork& artwork) { return imageData(artwork); }, optimizer_,
-          imagePreparationPolicy(options.imageQuality));
+          style, labels,
+          [this, onScreen](const Artwork& artwork) {
+            return onScreen ? webImageData(artwork) : imageData(artwork);
+          },
+          optimizer_, onScreen ? std::nullopt : imagePreparationPolicy(options.imageQuality));
       return renderer.render(project, content, options, request.kind == RenderKind::portfolio, sink,
                              progress, properties);
       break;
@@ -224,7 +230,7 @@ PdfRenderResult PdfRenderService::renderTo(const RenderRequest& request, const P
                                            const Progress& progress) {
   ExportOptions options = given;
   if (options.exportLocale.empty()) options.exportLocale = project.locale;
-  return draw(request, project, snapshot, options, sink, progress);
+  return draw(request, project, snapshot, options, RenderImages::forFile, sink, progress);
 }
 
 void PdfRenderService::clearCache() {
@@ -233,14 +239,16 @@ void PdfRenderService::clearCache() {
 }
 
 PdfRenderResult PdfRenderService::render(const RenderRequest& request, const Project& project,
-                                         const StudioSnapshot& snapshot,
-                                         const ExportOptions& given) {
+                                         const StudioSnapshot& snapshot, const ExportOptions& given,
+                                         RenderImages images) {
   ExportOptions options = given;
   if (options.exportLocale.empty()) options.exportLocale = project.locale;
+  // On a screen the quality changes nothing: one drawing serves both.
+  if (images == RenderImages::forScreen) options.imageQuality = ExportImageQuality::webOptimized;
   const std::string& locale = options.exportLocale;
   const std::string_view scope = labelScopeOf(request.kind);
   const auto overrides = overridesOf(labels_, scope, locale);
-  const std::string key = cacheKey(request, project, snapshot, options, overrides);
+  const std::string key = cacheKey(request, project, snapshot, options, images, overrides);
   {
     const std::lock_guard lock(mutex_);
     for (auto it = cache_.begin(); it != cache_.end(); ++it) {
@@ -252,7 +260,7 @@ PdfRenderResult PdfRenderService::render(const RenderRequest& request, const Pro
     }
   }
 
-  PdfRenderResult result = draw(request, project, snapshot, options, {});
+  PdfRenderResult result = draw(request, project, snapshot, options, images, {});
   const std::lock_guard lock(mutex_);
   ++misses_;
   cache_.emplace_front(key, result);

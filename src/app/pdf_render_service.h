@@ -58,6 +58,16 @@ struct RenderRequest {
   std::optional<std::string> artworkId;
 };
 
+// Where the artworks' pictures in a document come from.
+enum class RenderImages {
+  // A file: the originals, prepared for the export's image quality.
+  forFile,
+  // A screen: each work's stored web derivative as it is, nothing decoded
+  // or re-encoded, whatever the image quality; the pages are laid out
+  // exactly as the file's.
+  forScreen,
+};
+
 class PdfRenderService {
  public:
   static constexpr std::size_t kCacheSize = 8;
@@ -69,7 +79,8 @@ class PdfRenderService {
   // The document, in `options.exportLocale` (the project's language when
   // empty). Throws when the library can't be read.
   PdfRenderResult render(const RenderRequest& request, const Project& project,
-                         const StudioSnapshot& snapshot, const ExportOptions& options);
+                         const StudioSnapshot& snapshot, const ExportOptions& options,
+                         RenderImages images = RenderImages::forFile);
   // The same, written to `sink` as it is made (nothing is cached, the
   // result holds only the warnings): an export of many images never has to
   // fit in memory.
@@ -98,7 +109,7 @@ class PdfRenderService {
   std::optional<std::vector<std::uint8_t>> webImageData(const Artwork& artwork);
   PdfRenderResult draw(const RenderRequest& request, const Project& project,
                        const StudioSnapshot& snapshot, const ExportOptions& options,
-                       const PdfSink& sink, const Progress& progress = {});
+                       RenderImages images, const PdfSink& sink, const Progress& progress = {});
 
   LabelOverrideRepository& labels_;
   SnapshotRepository& snapshots_;

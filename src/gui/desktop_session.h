@@ -37,6 +37,7 @@ class DesktopSession {
 
   AppStore& store() { return *store_; }
   Preferences& preferences() { return *preferences_; }
+  PdfRenderService& renderer() { return *renderer_; }
   // Notices about the storage to show once the window is up (a recovery,
   // a temporary library), in words.
   const std::vector<std::string>& notices() const { return notices_; }

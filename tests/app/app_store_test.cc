@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <fstream>
 
@@ -444,6 +445,40 @@ TEST_F(AppStoreTest, OfTwoPreviewsAskedInQuickSuccessionOnlyTheSecondIsPublished
   EXPECT_NE(pages[0].text.find("The second version."), std::string::npos) << pages[0].text;
   EXPECT_TRUE(logged(logger, "render drop kind=bio request=1"));
   EXPECT_TRUE(logged(logger, "render done kind=bio request=2"));
+}
+
+TEST_F(AppStoreTest, APreviewShowsTheStoredWebPicturesAsTheyAreAndIsNeverTakenForAFile) {
+  AppStore& store = open();
+  store.addImages({writeImage("a.jpg", 900, 600)});
+  settle();
+  const std::string id = store.state().snapshot.artworks.images.at(0).id;
+  const std::optional<Bytes> web = media.readFile(media.webDerivativePath(id));
+  ASSERT_TRUE(web);
+  const auto holds = [](const Bytes& document, const Bytes& part) {
+    return std::search(document.begin(), document.end(), part.begin(), part.end()) !=
+           document.end();
+  };
+  const auto preview = [&] {
+    store.requestPreview({RenderKind::portfolio, std::nullopt});
+    pdfQueue.runUntilIdle();
+    main.runUntilIdle();
+    return store.state().pdfPreviewData.value_or(Bytes{});
+  };
+
+  ExportOptions options = store.state().exportOptions;
+  options.imageQuality = ExportImageQuality::printQuality;
+  store.setExportOptions(options);
+  const Bytes shown = preview();
+  EXPECT_TRUE(holds(shown, *web)) << "the stored picture, byte for byte";
+  options.imageQuality = ExportImageQuality::webOptimized;
+  store.setExportOptions(options);
+  EXPECT_EQ(preview(), shown);
+  EXPECT_EQ(renderer->cacheHits(), 1u) << "the quality changes nothing on a screen";
+
+  const auto file = store.renderPDF({RenderKind::portfolio, std::nullopt}, options);
+  ASSERT_TRUE(file);
+  EXPECT_EQ(renderer->cacheHits(), 1u) << "a file is drawn from the originals";
+  EXPECT_FALSE(holds(file->data, *web));
 }
 
 TEST_F(AppStoreTest, AnExportOfUnchangedContentComesFromTheCacheAndAPortfolioIsCounted) {

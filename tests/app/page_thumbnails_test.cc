@@ -119,6 +119,28 @@ TEST_F(PageThumbnailsTest, AMetadataEditWaitsForTheBurstToEnd) {
   EXPECT_EQ(draws["A"], 1);
 }
 
+TEST_F(PageThumbnailsTest, PagesWaitWhileHeldAndGoWhenTheHoldEnds) {
+  thumbnails->enqueue("A", "image_changed");
+  main.advanceBy(180ms);  // A takes its permit before the hold
+  thumbnails->holdNewDraws(true);
+  for (const char* key : {"B", "C"}) thumbnails->enqueue(key, "image_changed");
+  main.advanceBy(180ms);
+  drain();
+  EXPECT_EQ(draws["A"], 1) << "a page already on its way finishes";
+  EXPECT_EQ(draws["B"] + draws["C"], 0);
+  EXPECT_EQ(thumbnails->limiter().availablePermits(), 2) << "waiting pages hold no permit";
+
+  revision["B"] = 1;
+  thumbnails->enqueue("B", "image_changed");  // replaced while it waits
+  main.advanceBy(180ms);
+  thumbnails->holdNewDraws(false);
+  drain();
+  EXPECT_EQ(draws["B"], 1) << "only the newer job of B draws";
+  EXPECT_EQ(draws["C"], 1);
+  EXPECT_EQ(thumbnails->generatedSignatures().at("B"), "B@1");
+  EXPECT_EQ(thumbnails->scheduledCount(), 0u);
+}
+
 TEST_F(PageThumbnailsTest, TwoReadersOfOneThumbnailShareOneRead) {
   thumbnails->enqueue("A", "image_changed");
   main.advanceBy(180ms);

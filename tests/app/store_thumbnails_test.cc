@@ -97,6 +97,29 @@ namespace {
 
 using namespace std::chrono_literals;
 
+TEST_F(StoreThumbnailsTest, PagesMadeStaleByAnOptionWaitUntilThePreviewIsShown) {
+  AppStore& store = open();
+  store.addImages({writeImage("a.jpg", 300, 200)});
+  drawAll();
+  const std::string id = store.state().snapshot.artworks.images[0].id;
+  ASSERT_EQ(store.state().artworkPdfThumbVersionByID.at(id), 1);
+
+  ExportOptions options = store.state().exportOptions;
+  options.format = options.format == PdfFormat::a4 ? PdfFormat::letter : PdfFormat::a4;
+  store.setExportOptions(options);
+  store.requestPreview({RenderKind::portfolio, std::nullopt});
+  main.advanceBy(1600ms);
+  thumbnailQueue.runUntilIdle();
+  main.runUntilIdle();
+  EXPECT_EQ(store.state().artworkPdfThumbVersionByID.at(id), 1) << "the page waits its turn";
+
+  pdfQueue.runUntilIdle();
+  main.runUntilIdle();
+  ASSERT_TRUE(store.state().pdfPreviewData);
+  drawAll();
+  EXPECT_EQ(store.state().artworkPdfThumbVersionByID.at(id), 2) << "and is drawn after";
+}
+
 class BoardPictureTest : public testing::AppStoreTest {
  protected:
   BoardPictureTest() { useThumbnailQueue = true; }
