@@ -4,6 +4,7 @@
 #include <QBuffer>
 #include <QCheckBox>
 #include <QComboBox>
+#include <QDesktopServices>
 #include <QDir>
 #include <QEvent>
 #include <QFileDialog>
@@ -17,7 +18,9 @@
 #include <QPushButton>
 #include <QScrollArea>
 #include <QStackedLayout>
+#include <QStandardPaths>
 #include <QTimer>
+#include <QUrl>
 #include <QVBoxLayout>
 
 #include "gui/labels_dialog.h"
@@ -114,6 +117,11 @@ ExportSheet::ExportSheet(DesktopContext context, QWidget* parent)
   pages_->setObjectName(QStringLiteral("secondaryText"));
   result_->setObjectName(QStringLiteral("secondaryText"));
   result_->setWordWrap(true);
+  result_->setTextFormat(Qt::RichText);
+  result_->setTextInteractionFlags(Qt::LinksAccessibleByMouse | Qt::LinksAccessibleByKeyboard);
+  connect(result_, &QLabel::linkActivated, this, [this](const QString& link) {
+    if (!openFile(link)) result_->setText(Words(context_.store)("desktop.export.open_failed"));
+  });
   export_->setObjectName(QStringLiteral("primary"));
   progress_->setTextVisible(false);
   progress_->hide();
@@ -224,9 +232,14 @@ ExportSheet::ExportSheet(DesktopContext context, QWidget* parent)
   connect(preview_document_, &QPdfDocument::statusChanged, this, [this] { updateStatus(); });
 
   chooseSavePath = [this](const QString& suggested) {
+    // Documents first, where people look for what they made.
+    const QString documents = QStandardPaths::writableLocation(QStandardPaths::DocumentsLocation);
+    const QDir folder = QDir(documents).exists() ? QDir(documents) : QDir::home();
     return QFileDialog::getSaveFileName(this, Words(context_.store)("desktop.export.save_title"),
-                                        QDir::home().filePath(suggested),
-                                        QStringLiteral("PDF (*.pdf)"));
+                                        folder.filePath(suggested), QStringLiteral("PDF (*.pdf)"));
+  };
+  openFile = [](const QString& path) {
+    return QDesktopServices::openUrl(QUrl::fromLocalFile(path));
   };
   retranslate();
 }
@@ -511,9 +524,12 @@ void ExportSheet::exportDocument() {
         sheet->cancel_->hide();
         sheet->export_->setEnabled(true);
         if (!warnings) return;  // the store said why, or it was called off
-        sheet->result_->setText(
-            Words(sheet->context_.store)
-                .format("desktop.export.done", {utf8(QFileInfo(path).fileName())}));
+        const Words words(sheet->context_.store);
+        const QString saved =
+            words.format("desktop.export.done", {utf8(QFileInfo(path).fileName())});
+        sheet->result_->setText(QStringLiteral("%1 · <a href=\"%2\">%3</a>")
+                                    .arg(saved.toHtmlEscaped(), path.toHtmlEscaped(),
+                                         words("desktop.export.open").toHtmlEscaped()));
         emit sheet->exported(path);
       },
       true);

@@ -45,6 +45,9 @@ class ExportSheet final : public QWidget {
 
   // Where to write, asked of the user (tests answer themselves).
   std::function<QString(const QString& suggestedName)> chooseSavePath;
+  // Opens a written document in the desktop's PDF viewer; false when there
+  // is none (tests look instead).
+  std::function<bool(const QString& path)> openFile;
 
   ExportDocument document() const { return document_; }
   void setDocument(ExportDocument document);
@@ -54,6 +57,8 @@ class ExportSheet final : public QWidget {
   // Asks where, then writes the document in the background.
   void exportDocument();
   bool isExporting() const { return job_ != nullptr; }
+  // The link under Export PDF… once a document is written: it opens it.
+  QLabel* resultLine() const { return result_; }
   // Opens the printed labels of the document in its language over the
   // sheet; the preview redraws as they change.
   LabelsDialog* openLabels();

@@ -40,7 +40,7 @@ GuidedEntryDialog::GuidedEntryDialog(AppStore& store, QWidget* parent)
   const Words words(store);
   setObjectName(QStringLiteral("guidedEntry"));
   setWindowTitle(words("desktop.guide.title"));
-  resize(720, 620);
+  resize(720, 700);  // the details step whole, without scrolling
   stepLabel_->setObjectName(QStringLiteral("secondaryText"));
   sectionTitle_->setObjectName(QStringLiteral("pageTitle"));
   sectionSummary_->setObjectName(QStringLiteral("secondaryText"));

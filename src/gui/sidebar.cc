@@ -2,7 +2,6 @@
 
 #include <QApplication>
 #include <QDragMoveEvent>
-#include <QHBoxLayout>
 #include <QLabel>
 #include <QListView>
 #include <QMimeData>
@@ -131,10 +130,12 @@ Sidebar::Sidebar(DesktopContext context, QWidget* parent)
   reminder_->setAttribute(Qt::WA_StyledBackground);
   reminderText_->setWordWrap(true);
   reminderExport_->setObjectName(QStringLiteral("primary"));
-  auto* reminderButtons = new QHBoxLayout;
+  // One above the other: side by side, the words of either button are cut
+  // in a sidebar this narrow, in every language.
+  auto* reminderButtons = new QVBoxLayout;
   reminderButtons->setSpacing(6);
-  reminderButtons->addWidget(reminderLater_);
   reminderButtons->addWidget(reminderExport_);
+  reminderButtons->addWidget(reminderLater_);
   auto* reminderLayout = new QVBoxLayout(reminder_);
   reminderLayout->setContentsMargins(10, 10, 10, 10);
   reminderLayout->setSpacing(8);

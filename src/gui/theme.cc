@@ -102,6 +102,15 @@ QLineEdit:focus, QPlainTextEdit:focus, QComboBox:focus { border-color: %accent%;
 QComboBox { padding-right: 22px; }
 QComboBox::drop-down { subcontrol-origin: padding; subcontrol-position: center right; width: 20px; border: none; }
 QComboBox::down-arrow { image: url(:/quorvane/%chevron%); width: 10px; height: 6px; }
+QComboBox QAbstractItemView { border: 1px solid %line%; background: %base%; padding: 4px; outline: 0; selection-background-color: %selected%; selection-color: %text%; }
+QScrollBar:vertical { width: 10px; background: transparent; margin: 2px 2px 2px 0; }
+QScrollBar:horizontal { height: 10px; background: transparent; margin: 0 2px 2px 2px; }
+QScrollBar::handle { background: %scroll%; border-radius: 4px; }
+QScrollBar::handle:vertical { min-height: 32px; }
+QScrollBar::handle:horizontal { min-width: 32px; }
+QScrollBar::handle:hover { background: %secondary%; }
+QScrollBar::add-line, QScrollBar::sub-line { width: 0; height: 0; border: none; background: transparent; }
+QScrollBar::add-page, QScrollBar::sub-page { background: transparent; }
 QLineEdit[invalid="true"] { border-color: #d64545; }
 QLineEdit#projectName { border: 1px solid transparent; }
 QLineEdit#projectName:focus { border-color: %accent%; }
@@ -151,6 +160,9 @@ QSplitter::handle:horizontal { width: 1px; }
   sheet.replace(QStringLiteral("%sidebar%"), c.sidebar.name());
   sheet.replace(QStringLiteral("%line%"), c.line.name());
   sheet.replace(QStringLiteral("%secondary%"), c.secondary.name());
+  QColor scroll = c.text;
+  scroll.setAlpha(70);
+  sheet.replace(QStringLiteral("%scroll%"), rgba(scroll));
   sheet.replace(QStringLiteral("%hover%"), rgba(hover));
   sheet.replace(QStringLiteral("%selected%"), rgba(selected));
   sheet.replace(QStringLiteral("%accentText%"), c.accentText.name());

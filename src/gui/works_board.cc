@@ -95,9 +95,21 @@ void BoardGrid::setEmptyText(const QString& title, const QString& text) {
 void BoardGrid::dragEnterEvent(QDragEnterEvent* event) {
   QListView::dragEnterEvent(event);
   // Files from the file manager come as a copy; take them all the same.
-  if (model() && model()->canDropMimeData(event->mimeData(), event->dropAction(), -1, -1, {})) {
-    event->acceptProposedAction();
-  }
+  const bool takes =
+      model() && model()->canDropMimeData(event->mimeData(), event->dropAction(), -1, -1, {});
+  if (takes) event->acceptProposedAction();
+  setTakingDrop(takes);
+}
+
+void BoardGrid::dragLeaveEvent(QDragLeaveEvent* event) {
+  QListView::dragLeaveEvent(event);
+  setTakingDrop(false);
+}
+
+void BoardGrid::setTakingDrop(bool taking) {
+  if (taking == takingDrop_) return;
+  takingDrop_ = taking;
+  viewport()->update();
 }
 
 void BoardGrid::dragMoveEvent(QDragMoveEvent* event) {
@@ -127,6 +139,7 @@ void BoardGrid::dropEvent(QDropEvent* event) {
   // The model decides what a drop means; the view only says where. Icon
   // views otherwise move cells about on their own or remove the dragged
   // rows once the drop is done.
+  setTakingDrop(false);
   if (!model()) return;
   const int row = dropRowAt(event->position().toPoint());
   model()->dropMimeData(event->mimeData(), event->dropAction(), row, 0, {});
@@ -139,14 +152,31 @@ void BoardGrid::dropEvent(QDropEvent* event) {
 
 void BoardGrid::paintEvent(QPaintEvent* event) {
   QListView::paintEvent(event);
-  if (!model() || model()->rowCount() > 0 || emptyTitle_.isEmpty()) return;
+  const QColor accent = palette().color(QPalette::Highlight);
+  const bool empty = model() && model()->rowCount() == 0 && !emptyTitle_.isEmpty();
+  if (!empty) {
+    if (!takingDrop_) return;
+    QPainter painter(viewport());
+    painter.setRenderHint(QPainter::Antialiasing);
+    painter.setPen(QPen(accent, 2));
+    painter.drawRoundedRect(QRectF(viewport()->rect()).adjusted(3, 3, -3, -3), 10, 10);
+    return;
+  }
   QPainter painter(viewport());
   const QRect area = viewport()->rect().adjusted(40, 40, -40, -40);
   QColor line = palette().color(QPalette::Text);
   line.setAlpha(60);
   painter.setRenderHint(QPainter::Antialiasing);
-  painter.setPen(QPen(line, 1.5, Qt::DashLine));
+  if (takingDrop_) {
+    // Letting go here adds the files: the frame takes the accent.
+    QColor wash = accent;
+    wash.setAlpha(18);
+    painter.setBrush(wash);
+    line = accent;
+  }
+  painter.setPen(QPen(line, takingDrop_ ? 2.0 : 1.5, Qt::DashLine));
   painter.drawRoundedRect(area, 14, 14);
+  painter.setBrush(Qt::NoBrush);
   QFont titleFont = font();
   titleFont.setPointSizeF(titleFont.pointSizeF() * 1.35);
   titleFont.setWeight(QFont::DemiBold);

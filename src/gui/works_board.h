@@ -41,10 +41,14 @@ class BoardGrid final : public QListView {
   // a cell's row in its left half, the next in its right half, the end
   // below the last cell.
   int dropRowAt(const QPoint& point) const;
+  // Whether something the board would take is being dragged over it now:
+  // the board then shows, by its accent frame, that letting go adds it.
+  bool isTakingDrop() const { return takingDrop_; }
 
  protected:
   void dragEnterEvent(QDragEnterEvent* event) override;
   void dragMoveEvent(QDragMoveEvent* event) override;
+  void dragLeaveEvent(QDragLeaveEvent* event) override;
   void dropEvent(QDropEvent* event) override;
   void paintEvent(QPaintEvent* event) override;
   void resizeEvent(QResizeEvent* event) override;
@@ -53,8 +57,10 @@ class BoardGrid final : public QListView {
   // Widens the cells so that the columns fill the width, with no ragged
   // gap at the right.
   void fitColumns();
+  void setTakingDrop(bool taking);
   QString emptyTitle_;
   QString emptyText_;
+  bool takingDrop_ = false;
 };
 
 class WorksBoard final : public QWidget {

@@ -9,6 +9,7 @@
 #include <QLabel>
 #include <QLineEdit>
 #include <QPdfDocument>
+#include <QRegularExpression>
 #include <QSignalSpy>
 #include <algorithm>
 #include <filesystem>
@@ -189,6 +190,23 @@ TEST_F(ExportSheetTest, ExportWritesTheFileUnderTheNameOfTheExportRule) {
   file.read(head.data(), 5);
   EXPECT_EQ(head, "%PDF-");
   EXPECT_EQ(store->state().completePortfolioExportCount, 1);
+
+  // The line under the button names the file and opens it.
+  QLabel* line = sheet().resultLine();
+  EXPECT_TRUE(line->text().contains(QString::fromStdString(expected)));
+  const QRegularExpressionMatch link =
+      QRegularExpression(QStringLiteral("href=\"([^\"]*)\"")).match(line->text());
+  ASSERT_TRUE(link.hasMatch()) << line->text().toStdString();
+  QString opened;
+  sheet().openFile = [&](const QString& file) {
+    opened = file;
+    return true;
+  };
+  emit line->linkActivated(link.captured(1));
+  EXPECT_EQ(opened.toStdString(), path);
+  sheet().openFile = [](const QString&) { return false; };
+  emit line->linkActivated(link.captured(1));
+  EXPECT_EQ(line->text(), gui::Words(*store)("desktop.export.open_failed")) << "no viewer: said so";
 
   // Said no to the save dialog: nothing is written, nothing runs.
   sheet().chooseSavePath = [](const QString&) { return QString(); };

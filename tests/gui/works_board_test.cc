@@ -80,6 +80,34 @@ TEST_F(DesktopTest, ImageFilesDroppedOnTheBoardArriveOneByOneWithProgress) {
             "2");
 }
 
+TEST_F(DesktopTest, TheBoardShowsItWillTakeFilesOnlyWhileTheyAreOverIt) {
+  window->showScreen(gui::Screen::works);
+  gui::BoardGrid& grid = window->board().grid();
+  QWidget* viewport = grid.viewport();
+  const auto enter = [&](const QMimeData& data) {
+    QDragEnterEvent event(QPoint(40, 40), Qt::CopyAction, &data, Qt::LeftButton, Qt::NoModifier);
+    QCoreApplication::sendEvent(viewport, &event);
+    return event.isAccepted();
+  };
+  QDragLeaveEvent leave;
+
+  QMimeData words;
+  words.setText(QStringLiteral("just words"));
+  EXPECT_FALSE(enter(words));
+  EXPECT_FALSE(grid.isTakingDrop());
+
+  const auto images = files({writeImage("dune.jpg", 60, 40)});
+  EXPECT_TRUE(enter(*images));
+  EXPECT_TRUE(grid.isTakingDrop());
+  QCoreApplication::sendEvent(viewport, &leave);
+  EXPECT_FALSE(grid.isTakingDrop()) << "dragged away again";
+
+  drop(grid, *images, QPoint(40, 40));
+  EXPECT_FALSE(grid.isTakingDrop()) << "let go";
+  pump();
+  EXPECT_EQ(window->board().model().rowCount(), 1);
+}
+
 TEST_F(DesktopTest, ACancelledIntakeKeepsWhatArrivedAndNothingElse) {
   const Ids paths{writeImage("a.jpg", 200, 200), writeImage("b.jpg", 200, 200),
                   writeImage("c.jpg", 200, 200)};
