@@ -19,6 +19,7 @@
 #include <QSplitter>
 #include <QStackedWidget>
 #include <QTabBar>
+#include <QTextCursor>
 #include <QVBoxLayout>
 
 #include "gui/cv_page.h"
@@ -103,6 +104,13 @@ MainWindow::MainWindow(DesktopContext context, QWidget* parent)
   projectTabs_->setUsesScrollButtons(false);
   for (int tab = 0; tab < projectPages_->count(); ++tab) projectTabs_->addTab(QString());
   connect(projectTabs_, &QTabBar::currentChanged, projectPages_, &QStackedWidget::setCurrentIndex);
+  // Texts are for writing: coming to them puts the caret at the end of the
+  // text, not in the title above it.
+  connect(projectTabs_, &QTabBar::currentChanged, this, [this](int tab) {
+    if (tab != static_cast<int>(ProjectTab::texts)) return;
+    texts_->textField()->moveCursor(QTextCursor::End);
+    texts_->textField()->setFocus();
+  });
 
   pages_->addWidget(dashboard_);
   pages_->addWidget(worksPage_);

@@ -3,6 +3,7 @@
 // text of another project can be taken instead.
 #include <gtest/gtest.h>
 
+#include <QApplication>
 #include <QLabel>
 #include <QLineEdit>
 #include <QPlainTextEdit>
@@ -50,6 +51,20 @@ TEST_F(TextsPageTest, ATextTypedReachesTheLibraryAfterTheDebounceWithItsCounts) 
   EXPECT_TRUE(page().textField()->toPlainText().isEmpty());
   page().showSection(SaveSection::statement);
   EXPECT_EQ(page().textField()->toPlainText(), QStringLiteral("I paint the sea, twice."));
+}
+
+TEST_F(TextsPageTest, ComingToTheTextsPutsTheCaretAtTheEndOfTheTextNotInItsTitle) {
+  store->setText(SaveSection::bio, "Born by the sea.");
+  main.runUntilIdle();
+  window->show();
+  QApplication::setActiveWindow(window.get());
+  window->showProjectTab(gui::ProjectTab::details);
+  window->showProjectTab(gui::ProjectTab::texts);
+  page().showSection(SaveSection::bio);
+  window->showProjectTab(gui::ProjectTab::works);
+  window->showProjectTab(gui::ProjectTab::texts);
+  ASSERT_EQ(QApplication::focusWidget(), page().textField());
+  EXPECT_EQ(page().textField()->textCursor().position(), page().textField()->toPlainText().size());
 }
 
 TEST_F(TextsPageTest, TheFieldFollowsTheStoreButNeverUnderTheTypingCursor) {
