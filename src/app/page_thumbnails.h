@@ -80,7 +80,6 @@ class PageThumbnails {
   // While held, no new page starts to draw; ending the hold lets the
   // waiting ones go.
   void holdNewDraws(bool held);
-  bool holdsNewDraws() const { return held_; }
   // Forgets the thumbnails of `key` (memory, file, bookkeeping).
   void forget(const std::string& key);
 

@@ -98,7 +98,8 @@ void BoardGrid::dragEnterEvent(QDragEnterEvent* event) {
   const bool takes =
       model() && model()->canDropMimeData(event->mimeData(), event->dropAction(), -1, -1, {});
   if (takes) event->acceptProposedAction();
-  setTakingDrop(takes);
+  // Lit for what comes from outside the board; a reorder has its own marker.
+  setTakingDrop(takes && !event->mimeData()->hasFormat(QString::fromLatin1(kBoardArtworksMime)));
 }
 
 void BoardGrid::dragLeaveEvent(QDragLeaveEvent* event) {

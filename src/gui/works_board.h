@@ -41,8 +41,8 @@ class BoardGrid final : public QListView {
   // a cell's row in its left half, the next in its right half, the end
   // below the last cell.
   int dropRowAt(const QPoint& point) const;
-  // Whether something the board would take is being dragged over it now:
-  // the board then shows, by its accent frame, that letting go adds it.
+  // Whether files or works from the Vault are being dragged over the board
+  // now: it then shows, by its accent frame, that letting go adds them.
   bool isTakingDrop() const { return takingDrop_; }
 
  protected:

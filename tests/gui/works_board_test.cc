@@ -105,7 +105,13 @@ TEST_F(DesktopTest, TheBoardShowsItWillTakeFilesOnlyWhileTheyAreOverIt) {
   drop(grid, *images, QPoint(40, 40));
   EXPECT_FALSE(grid.isTakingDrop()) << "let go";
   pump();
-  EXPECT_EQ(window->board().model().rowCount(), 1);
+  auto& model = window->board().model();
+  ASSERT_EQ(model.rowCount(), 1);
+
+  // A cell dragged to another place is taken, but adds nothing: no frame.
+  std::unique_ptr<QMimeData> cell(model.mimeData({model.index(0)}));
+  EXPECT_TRUE(enter(*cell));
+  EXPECT_FALSE(grid.isTakingDrop());
 }
 
 TEST_F(DesktopTest, ACancelledIntakeKeepsWhatArrivedAndNothingElse) {
