@@ -11,6 +11,7 @@
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
+#include <functional>
 #include <string>
 
 namespace quorvane::bench {
@@ -49,18 +50,22 @@ inline double childNumber(const std::string& command,
 inline void reportChildPeak(benchmark::State& state, const std::string& command,
                             double targetMegabytes) {
   double peak = -1;
-  for (auto _ : state) {
-    FILE* child = ::popen(command.c_str(), "r");
-    double kilobytes = -1;
-    if (child != nullptr) {
-      if (std::fscanf(child, "%lf", &kilobytes) != 1) kilobytes = -1;
-      ::pclose(child);
-    }
-    peak = kilobytes / 1024.0;
-  }
+  for (auto _ : state) peak = childNumber(command) / 1024.0;
   if (peak < 0) state.SkipWithError("the measuring process failed");
   state.counters["peak_MB"] = peak;
   state.counters["target_peak_MB"] = targetMegabytes;
+}
+
+// Takes each iteration's time from `once` — a child's milliseconds, negative
+// when it failed — and shows `targetMs`, when above 0, beside the figure.
+inline void timeChildRuns(benchmark::State& state, const std::function<double()>& once,
+                          double targetMs) {
+  for (auto _ : state) {
+    const double milliseconds = once();
+    if (milliseconds < 0) return state.SkipWithError("the measuring process failed");
+    state.SetIterationTime(milliseconds / 1000.0);
+  }
+  if (targetMs > 0) state.counters["target_ms"] = targetMs;
 }
 
 // The child's side: its peak resident size so far, in kilobytes, on

@@ -81,12 +81,8 @@ double childMilliseconds(const std::string& mode) {
 
 void measure(benchmark::State& state, const std::string& mode, double targetMs) {
   if (!makeLibrary()) return state.SkipWithError("the library could not be made");
-  for (auto _ : state) {
-    const double milliseconds = childMilliseconds(mode);
-    if (milliseconds < 0) return state.SkipWithError("the measuring process failed");
-    state.SetIterationTime(milliseconds / 1000.0);
-  }
-  if (targetMs > 0) state.counters["target_ms"] = targetMs;
+  bench::timeChildRuns(
+      state, [&] { return childMilliseconds(mode); }, targetMs);
 }
 
 void BM_PortfolioPreview_ours(benchmark::State& state) { measure(state, "portfolio", 1500); }

@@ -92,16 +92,14 @@ double childMilliseconds(const std::string& mode) {
 
 void measure(benchmark::State& state, const std::string& mode, double targetMs) {
   if (!makeLibrary()) return state.SkipWithError("the library could not be made");
-  for (auto _ : state) {
+  const auto once = [&] {
     // Every run starts with no page drawn: the scroll loads pictures while
     // the pages are being drawn behind it, as on the first opening.
     std::error_code ignored;
     fs::remove_all(home() + "/data/Quorvane/media/derived_web/pdfthumb", ignored);
-    const double milliseconds = childMilliseconds(mode);
-    if (milliseconds < 0) return state.SkipWithError("the measuring process failed");
-    state.SetIterationTime(milliseconds / 1000.0);
-  }
-  if (targetMs > 0) state.counters["target_ms"] = targetMs;
+    return childMilliseconds(mode);
+  };
+  bench::timeChildRuns(state, once, targetMs);
 }
 
 void BM_WindowStart_ours(benchmark::State& state) { measure(state, "start", 1000); }

@@ -6,11 +6,11 @@
 #include <QLabel>
 #include <QLineEdit>
 #include <QPushButton>
-#include <QScrollArea>
 #include <QToolButton>
 #include <QVBoxLayout>
 
 #include "cv/cv_edits.h"
+#include "gui/scrolling.h"
 #include "gui/words.h"
 
 namespace quorvane::gui {
@@ -97,13 +97,7 @@ CvPage::CvPage(AppStore& store, QWidget* parent)
   }
   column->addStretch(1);
 
-  auto* scroll = new QScrollArea(this);
-  scroll->setWidget(content);
-  scroll->setWidgetResizable(true);
-  scroll->setFrameShape(QFrame::NoFrame);
-  auto* layout = new QVBoxLayout(this);
-  layout->setContentsMargins(0, 0, 0, 0);
-  layout->addWidget(scroll);
+  fillWithScrolling(this, content);
 
   connect(title_, &QLineEdit::textEdited, this,
           [this](const QString& text) { store_.setCVTitle(utf8(text)); });

@@ -8,12 +8,12 @@
 #include <QLocale>
 #include <QMouseEvent>
 #include <QPushButton>
-#include <QScrollArea>
 #include <QVBoxLayout>
 
 #include "gui/backup_status.h"
 #include "gui/board_pictures.h"
 #include "gui/project_list_model.h"
+#include "gui/scrolling.h"
 #include "gui/words.h"
 
 namespace quorvane::gui {
@@ -142,13 +142,7 @@ Dashboard::Dashboard(DesktopContext context, QWidget* parent)
   layout->addStretch();
   page->setMaximumWidth(1100);
 
-  auto* scroll = new QScrollArea(this);
-  scroll->setWidget(page);
-  scroll->setWidgetResizable(true);
-  scroll->setFrameShape(QFrame::NoFrame);
-  auto* outer = new QVBoxLayout(this);
-  outer->setContentsMargins(0, 0, 0, 0);
-  outer->addWidget(scroll);
+  fillWithScrolling(this, page);
 
   connect(exportBackup_, &QPushButton::clicked, this, &Dashboard::exportBackupRequested);
   connect(importBackup_, &QPushButton::clicked, this, &Dashboard::importBackupRequested);

@@ -5,10 +5,10 @@
 #include <QLabel>
 #include <QLineEdit>
 #include <QPlainTextEdit>
-#include <QScrollArea>
 #include <QVBoxLayout>
 
 #include "cv/details_fields.h"
+#include "gui/scrolling.h"
 #include "gui/words.h"
 #include "model/artist_name.h"
 
@@ -74,13 +74,7 @@ DetailsPage::DetailsPage(AppStore& store, QWidget* parent)
   column->addLayout(form);
   column->addStretch(1);
 
-  auto* scroll = new QScrollArea(this);
-  scroll->setWidget(content);
-  scroll->setWidgetResizable(true);
-  scroll->setFrameShape(QFrame::NoFrame);
-  auto* layout = new QVBoxLayout(this);
-  layout->setContentsMargins(0, 0, 0, 0);
-  layout->addWidget(scroll);
+  fillWithScrolling(this, content);
 
   connect(nameDisplay_, &QComboBox::activated, this, &DetailsPage::edited);
   retranslate();

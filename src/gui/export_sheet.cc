@@ -24,6 +24,7 @@
 #include <QVBoxLayout>
 
 #include "gui/labels_dialog.h"
+#include "gui/scrolling.h"
 #include "gui/words.h"
 #include "pdf/localization.h"
 
@@ -183,10 +184,7 @@ ExportSheet::ExportSheet(DesktopContext context, QWidget* parent)
   optionsLayout->addLayout(exportRow);
   optionsLayout->addWidget(export_);
 
-  auto* scroll = new QScrollArea(this);
-  scroll->setWidget(options);
-  scroll->setWidgetResizable(true);
-  scroll->setFrameShape(QFrame::NoFrame);
+  QScrollArea* scroll = framelessScroll(options, this);
   scroll->setFixedWidth(kOptionsWidth);
   scroll->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
 

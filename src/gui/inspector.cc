@@ -11,6 +11,7 @@
 #include <QStackedWidget>
 #include <QVBoxLayout>
 
+#include "gui/scrolling.h"
 #include "gui/words.h"
 #include "model/amount.h"
 
@@ -122,10 +123,7 @@ Inspector::Inspector(AppStore& store, QWidget* parent)
   detailsLayout->addWidget(heading_);
   detailsLayout->addLayout(form_);
   detailsLayout->addStretch();
-  auto* scroll = new QScrollArea(this);
-  scroll->setWidget(details);
-  scroll->setWidgetResizable(true);
-  scroll->setFrameShape(QFrame::NoFrame);
+  QScrollArea* scroll = framelessScroll(details, this);
 
   stack_->addWidget(emptyLabel_);
   stack_->addWidget(scroll);

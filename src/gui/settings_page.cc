@@ -6,9 +6,9 @@
 #include <QHBoxLayout>
 #include <QLabel>
 #include <QPushButton>
-#include <QScrollArea>
 #include <QVBoxLayout>
 
+#include "gui/scrolling.h"
 #include "gui/words.h"
 #include "pdf/localization.h"
 
@@ -115,13 +115,7 @@ SettingsPage::SettingsPage(AppStore& store, QWidget* parent)
   deleteRow->addStretch(1);
   layout->addLayout(deleteRow);
   layout->addStretch();
-  auto* scroll = new QScrollArea(this);
-  scroll->setWidget(content);
-  scroll->setWidgetResizable(true);
-  scroll->setFrameShape(QFrame::NoFrame);
-  auto* outer = new QVBoxLayout(this);
-  outer->setContentsMargins(0, 0, 0, 0);
-  outer->addWidget(scroll);
+  fillWithScrolling(this, content);
 
   connect(language_, &QComboBox::activated, this, [this] {
     if (filling_) return;
