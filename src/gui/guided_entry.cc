@@ -63,9 +63,7 @@ GuidedEntryDialog::GuidedEntryDialog(AppStore& store, QWidget* parent)
   const CVData& cv = store.state().snapshot.cv;
   for (const CVSectionConfig& config : cvSectionConfigs()) {
     const QString title = words(cvSectionTitleKey(config.id));
-    // "Grants & awards": the ampersand is text, not a keyboard mnemonic.
-    auto* box =
-        new QCheckBox(QString(title).replace(QLatin1Char('&'), QStringLiteral("&&")), choice);
+    auto* box = new QCheckBox(literalAmpersands(title), choice);
     box->setObjectName(QStringLiteral("guide.") + qstr(rawValue(config.id)));
     box->setAccessibleName(title);
     connect(box, &QCheckBox::toggled, this, [this] { showStep(); });

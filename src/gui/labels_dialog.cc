@@ -9,6 +9,7 @@
 #include <QScrollArea>
 #include <QVBoxLayout>
 
+#include "gui/scrolling.h"
 #include "gui/words.h"
 #include "pdf/localization.h"
 #include "pdf/pdf_labels.h"
@@ -65,10 +66,7 @@ LabelsDialog::LabelsDialog(AppStore& store, const std::string& scope, const std:
   form_->setFieldGrowthPolicy(QFormLayout::AllNonFixedFieldsGrow);
   form_->setHorizontalSpacing(16);
   form_->setVerticalSpacing(6);
-  auto* scroll = new QScrollArea(this);
-  scroll->setWidget(rows_);
-  scroll->setWidgetResizable(true);
-  scroll->setFrameShape(QFrame::NoFrame);
+  QScrollArea* scroll = framelessScroll(rows_, this);
   auto* done = new QPushButton(words("common.done"), this);
   done->setObjectName(QStringLiteral("primary"));
   done->setAccessibleName(done->text());
@@ -111,7 +109,7 @@ void LabelsDialog::rebuild() {
   const PdfStrings builtIn(locale(), scope(), {});
   for (const std::string_view key : pdfLabelKeys()) {
     if (!printsLabel(scope(), key)) continue;
-    auto* label = new QLabel(qstr(builtIn.label(key)), rows_);
+    auto* label = new QLabel(literalAmpersands(qstr(builtIn.label(key))), rows_);
     label->setToolTip(qstr(key));
     label->setWordWrap(true);
     label->setMinimumWidth(220);

@@ -16,6 +16,11 @@ inline QString qstr(std::string_view text) {
   return QString::fromUtf8(text.data(), static_cast<qsizetype>(text.size()));
 }
 inline std::string utf8(const QString& text) { return text.toUtf8().toStdString(); }
+// `text` as a label with a shortcut or a check box shows it: an "&" of the
+// text ("Grants & awards") is printed, not taken for a shortcut marker.
+inline QString literalAmpersands(QString text) {
+  return text.replace(QLatin1Char('&'), QStringLiteral("&&"));
+}
 
 // A language in its own words ("Français"), as a chooser lists it.
 QString languageName(std::string_view code);

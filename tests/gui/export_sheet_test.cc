@@ -6,6 +6,7 @@
 #include <QCheckBox>
 #include <QComboBox>
 #include <QFileInfo>
+#include <QKeySequence>
 #include <QLabel>
 #include <QLineEdit>
 #include <QPdfDocument>
@@ -145,6 +146,16 @@ TEST_F(ExportSheetTest, ALabelChangedBesideThePreviewRedrawsIt) {
 
   gui::LabelsDialog* labels = sheet().openLabels();
   ASSERT_NE(labels, nullptr);
+  // Each built-in label is shown as it prints: an "&" is no shortcut mark.
+  int shown = 0;
+  for (const QLabel* label : labels->findChildren<QLabel*>()) {
+    if (label->buddy() != labels->field("pdf.cv.section.grants_awards")) continue;
+    ++shown;
+    EXPECT_EQ(QKeySequence::mnemonic(label->text()), QKeySequence()) << "no shortcut";
+    EXPECT_EQ(label->text().replace(QStringLiteral("&&"), QStringLiteral("&")),
+              QStringLiteral("Grants & awards"));
+  }
+  EXPECT_EQ(shown, 1);
   QLineEdit* field = labels->field("pdf.cv.section.solo_exhibitions");
   ASSERT_NE(field, nullptr);
   field->setText("Solo shows");
