@@ -56,6 +56,17 @@ bool isBlank(std::string_view text) {
   return firstNonSpace(text.data(), length) == length;
 }
 
+bool isValidUtf8(std::string_view text) {
+  if (tooLongToScan(text)) return false;
+  const auto length = static_cast<Index>(text.size());
+  for (Index i = 0; i < length;) {
+    UChar32 c;
+    U8_NEXT(text.data(), i, length, c);
+    if (c < 0) return false;  // ICU takes overlong forms and surrogates for ill-formed
+  }
+  return true;
+}
+
 std::string joinedNonEmpty(const std::vector<std::string>& parts, std::string_view separator) {
   std::string text;
   for (const std::string& part : parts) {

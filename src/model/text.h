@@ -17,6 +17,10 @@ std::string trimmedWhitespaceAndNewlines(std::string_view text);
 // 2 GiB or more).
 bool isBlank(std::string_view text);
 
+// True when `text` is well-formed UTF-8: no overlong forms, no surrogates,
+// nothing beyond U+10FFFF, no sequence cut short (false for 2 GiB or more).
+bool isValidUtf8(std::string_view text);
+
 // The non-empty `parts` joined by `separator`: "Tides, Berlin" from
 // {"Tides", "", "Berlin"} and ", ".
 std::string joinedNonEmpty(const std::vector<std::string>& parts, std::string_view separator);

@@ -7,6 +7,7 @@
 #include <set>
 #include <system_error>
 
+#include "model/text.h"
 #include "packages/transfer_error.h"
 #include "platform/atomic_file.h"
 #include "platform/file_system.h"
@@ -16,26 +17,6 @@ namespace {
 
 [[noreturn]] void invalid(const std::string& detail) {
   throw QuorvaneTransferError(QuorvaneTransferCase::invalidPackage, detail);
-}
-
-bool isValidUtf8(std::string_view text) {
-  std::size_t i = 0;
-  while (i < text.size()) {
-    const auto c = static_cast<unsigned char>(text[i]);
-    const int length = c < 0x80           ? 1
-                       : (c >> 5) == 0x6  ? 2
-                       : (c >> 4) == 0xE  ? 3
-                       : (c >> 3) == 0x1E ? 4
-                                          : 0;
-    if (length == 0 || i + static_cast<std::size_t>(length) > text.size()) return false;
-    for (int k = 1; k < length; ++k) {
-      if ((static_cast<unsigned char>(text[i + static_cast<std::size_t>(k)]) & 0xC0) != 0x80) {
-        return false;
-      }
-    }
-    i += static_cast<std::size_t>(length);
-  }
-  return true;
 }
 
 // A name that could leave the folder it is extracted into, or mean two

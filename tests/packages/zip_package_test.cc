@@ -164,23 +164,30 @@ TEST_F(ZipPackageTest, HostileArchivesAreRefusedBeforeAnythingIsRead) {
 // Names libzip will not write, made as a hand editing the bytes would: the
 // name changed in place, in both headers.
 TEST_F(ZipPackageTest, NamesOnlyAnEditedArchiveHoldsAreRefused) {
-  for (const char replacement : {'a', '\x01'}) {
+  for (const std::string& replacement : {
+           std::string("aaaa"),              // two entries of one name
+           std::string("ab\x01c"),           // a control character
+           std::string("\xC0\xAF" "bc"),      // an overlong "/"
+           std::string("\xE0\x80\xAF" "b"),   // the same in three bytes
+           std::string("\xED\xA0\x80" "b"),   // a surrogate
+           std::string("\xF4\x90\x80\x80"),  // beyond U+10FFFF
+       }) {
     const std::string path = dir.file("edited.zip");
     ArchiveMaker maker(path);
-    maker.add("data/a.json", "{}");
-    maker.add("data/b.json", "[]");
+    maker.add("data/aaaa.json", "{}");
+    maker.add("data/bbbb.json", "[]");
     maker.close();
     std::string bytes;
     {
       std::ifstream in(path, std::ios::binary);
       bytes.assign(std::istreambuf_iterator<char>(in), {});
     }
-    for (std::size_t at = bytes.find("data/b.json"); at != std::string::npos;
-         at = bytes.find("data/b.json", at)) {
-      bytes[at + 5] = replacement;  // two entries of one name, or a control character
+    for (std::size_t at = bytes.find("data/bbbb.json"); at != std::string::npos;
+         at = bytes.find("data/bbbb.json", at)) {
+      bytes.replace(at + 5, 4, replacement);
     }
     writeFile(path, bytes);
-    EXPECT_EQ(caseOfOpening(path), Case::invalidPackage) << int(replacement);
+    EXPECT_EQ(caseOfOpening(path), Case::invalidPackage) << ::testing::PrintToString(replacement);
   }
 }
 
