@@ -63,7 +63,7 @@ clean:
 # stored text, hostile input (JSON, prices, pasted text, file names), and the
 # library's header and journal, project packages and web CV exports.
 FUZZ_SECONDS ?= 60
-FUZZ_TARGETS = stored_text hostile_input library_files package_reader web_cv_reader pdf_xref_repair
+FUZZ_TARGETS = stored_text hostile_input library_files package_reader web_cv_reader pdf_xref_repair image_structure
 fuzz:
 	@scripts/install-deps fuzz
 	cmake --preset fuzz

@@ -1,7 +1,8 @@
 // Feeds arbitrary bytes, as a .quorvane file, to everything that reads a
 // package: the ZIP container, the fourteen checks, the originals read
-// through. Any outcome but a QuorvaneTransferError, a PackageDecodingError
-// or a package read whole is a finding; so is a crash, a leak or a hang.
+// through with the image checks of an import. Any outcome but a
+// QuorvaneTransferError, a PackageDecodingError or a package read whole is
+// a finding; so is a crash, a leak or a hang.
 // The seed corpus (fuzz/corpus/package_reader) holds real packages.
 #include <unistd.h>
 
@@ -11,6 +12,7 @@
 #include <fstream>
 #include <string>
 
+#include "app/package_export.h"
 #include "packages/transfer_error.h"
 #include "packages/transfer_service.h"
 
@@ -25,6 +27,11 @@ const std::string& packagePath() {
   return path;
 }
 
+const quorvane::ImageOptimizer& images() {
+  static const quorvane::ImageOptimizer optimizer;
+  return optimizer;
+}
+
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
@@ -36,7 +43,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   const QuorvaneTransferService service(limits);
   try {
     OpenedPackage opened = service.openPackage(packagePath());
-    checkOriginals(*opened.archive, opened.content, limits);
+    checkOriginals(*opened.archive, opened.content, limits, libraryImageCheck(images()));
     // What was taken must hold together: ids safe, links within the package.
     for (const DocumentArtworkLink& link : opened.content.snapshot.documentArtworkLinks) {
       if (link.position < 0) __builtin_trap();

@@ -1389,6 +1389,20 @@ void AppStore::exportWritten(const RenderRequest& request, const std::string& pa
   publish();
 }
 
+void AppStore::noteMissingOriginals(const RenderRequest& request, const ExportOptions& options,
+                                    std::vector<PdfWarning>& warnings) const {
+  const bool printsWorks = request.kind == RenderKind::portfolio ||
+                           request.kind == RenderKind::artworksPages ||
+                           request.kind == RenderKind::singleArtwork;
+  if (!printsWorks || options.imageQuality != ExportImageQuality::printQuality) return;
+  for (const MissingOriginal& work : missingOriginals()) {
+    if (request.artworkId && work.artworkId != *request.artworkId) continue;
+    warnings.push_back(PdfWarning::originalMissing);
+    services_.logger.log("render original missing artworkId=" + work.artworkId);
+    return;
+  }
+}
+
 void AppStore::exportFailed(const std::exception& error, const std::string& path) {
   services_.logger.log(failureDiagnostic(error));
   const auto* system = dynamic_cast<const std::system_error*>(&error);
@@ -1424,6 +1438,7 @@ std::optional<std::vector<PdfWarning>> AppStore::exportPDF(const RenderRequest& 
     const ExportWork work{request, state_.project, state_.snapshot, options, path, replaceExisting};
     std::vector<PdfWarning> warnings = writeDocument(*services_.renderer, work, progress);
     exportWritten(request, path);
+    noteMissingOriginals(request, options, warnings);
     return warnings;
   } catch (const std::exception& error) {
     exportFailed(error, path);
@@ -1449,7 +1464,7 @@ std::shared_ptr<ExportJob> AppStore::exportPDFInBackground(const RenderRequest& 
   const std::weak_ptr<AppStore*> weak = self_;
   return ExportJob::start(
       *services_.renderer, *services_.pdfRenderQueue, services_.main, std::move(work),
-      std::move(progress), [weak, request, path, done](const ExportOutcome& outcome) {
+      std::move(progress), [weak, request, options, path, done](const ExportOutcome& outcome) {
         const auto self = weak.lock();
         if (!self) return;
         AppStore& store = **self;
@@ -1458,6 +1473,7 @@ std::shared_ptr<ExportJob> AppStore::exportPDFInBackground(const RenderRequest& 
           case ExportOutcome::Kind::written:
             store.exportWritten(request, path);
             warnings = outcome.warnings;
+            store.noteMissingOriginals(request, options, *warnings);
             break;
           case ExportOutcome::Kind::cancelled:
             store.services_.logger.log(

@@ -46,6 +46,7 @@
 #include "app/finalization_pause.h"
 #include "app/image_intake_job.h"
 #include "app/library_tidy.h"
+#include "app/original_check.h"
 #include "app/page_thumbnails.h"
 #include "app/pdf_render_service.h"
 #include "app/save_pipeline.h"
@@ -245,6 +246,20 @@ struct ImageAddResult {
 
 struct MergedPackage;
 
+struct PackageExportOptions {
+  bool replaceExisting = false;
+  // Write the backup although some works' originals can't be used: those
+  // works go in without their image, and are named.
+  bool allowMissingOriginals = false;
+};
+
+struct WrittenPackage {
+  std::uint64_t bytes = 0;
+  std::vector<MissingOriginal> withoutImages;
+
+  bool operator==(const WrittenPackage&) const = default;
+};
+
 class AppStore {
  public:
   using Observer = std::function<void()>;
@@ -430,21 +445,33 @@ class AppStore {
 
   // Project packages (backups). `exportProjectPackage` writes the open
   // project (its pending edits first) at `path`, whole or not at all (an
-  // older file replaced only with `replaceExisting`); its size, or nothing
-  // with an error toast. The export is recorded: the backup reminders
-  // start afresh. `progress` is told as the originals go in.
-  std::optional<std::uint64_t> exportProjectPackage(const std::string& path,
-                                                    bool replaceExisting = false,
-                                                    const TransferProgressFn& progress = {});
+  // older file replaced only with `options.replaceExisting`), and reads it
+  // back before it takes its name (packages/transfer_service.h); what was
+  // written, or nothing with an error toast. Every work with an image goes
+  // in with its original: one whose original can't be used
+  // (app/original_check.h) refuses the backup, naming it (and listed in
+  // `lastBackupMissingOriginals`), unless `allowMissingOriginals`, when the
+  // result names the works written without their image. The export is
+  // recorded: the backup reminders start afresh. `progress` is told as the
+  // originals go in, then as they are checked.
+  std::optional<WrittenPackage> exportProjectPackage(const std::string& path,
+                                                     const PackageExportOptions& options = {},
+                                                     const TransferProgressFn& progress = {});
   // `exportProjectPackage` for a window: the pending edits are written
-  // first, then the originals are copied into the package on the save
-  // queue (after those writes), with `progress` and `done` (its size, or
-  // nothing after a failure, shown as a toast) told on the main executor.
-  // On success the export is recorded and "backup.reminder.export_success"
-  // shown, as for `exportProjectPackage`.
-  using PackageWritten = std::function<void(const std::optional<std::uint64_t>&)>;
-  void exportProjectPackageInBackground(const std::string& path, bool replaceExisting,
+  // first, then the originals are looked at and copied into the package on
+  // the save queue (after those writes), with `progress` and `done` (what
+  // was written, or nothing after a failure, shown as a toast) told on the
+  // main executor.
+  using PackageWritten = std::function<void(const std::optional<WrittenPackage>&)>;
+  void exportProjectPackageInBackground(const std::string& path, PackageExportOptions options,
                                         TransferProgressFn progress, PackageWritten done);
+  // The works of the open project whose image has no original a backup or
+  // a print could use, and why.
+  std::vector<MissingOriginal> missingOriginals() const;
+  // The works that kept the last package export from being written.
+  const std::vector<MissingOriginal>& lastBackupMissingOriginals() const {
+    return lastBackupMissingOriginals_;
+  }
   // The file name a package of the open project is given.
   std::string projectPackageFileName() const;
   // Reads the package at `path` into the library as a new project (see
@@ -630,6 +657,11 @@ class AppStore {
   // The ends of an export: counted and logged, or the failure shown.
   void exportWritten(const RenderRequest& request, const std::string& path);
   void exportFailed(const std::exception& error, const std::string& path);
+  // A print-quality document of works whose originals can't be used printed
+  // their screen copies: said as a warning (the works named by
+  // `missingOriginals`).
+  void noteMissingOriginals(const RenderRequest& request, const ExportOptions& options,
+                            std::vector<PdfWarning>& warnings) const;
   // Refuses (with a toast) what can't be exported at all.
   bool canExportTo(const std::string& path);
 
@@ -673,8 +705,18 @@ class AppStore {
   // library (opened with `open`), or why not in `lastImportFailure_`.
   std::optional<std::string> importMerged(const MergedPackage& merged, bool open);
   void importFailed(const std::exception_ptr& failure);
-  std::uint64_t writeProjectPackage(const std::string& path, bool replaceExisting,
-                                    const TransferProgressFn& progress = {});
+  // Refuses (with a toast) a package that can't be written at `path`.
+  bool canWritePackageTo(const std::string& path);
+  // Chooses the originals of `input` and writes it; on any thread. Throws.
+  static WrittenPackage writePackage(const QuorvaneTransferService& transfer,
+                                     FilesMediaStore& media, const ImageOptimizer& images,
+                                     PackageExport& input, const std::string& path, Date now,
+                                     const PackageExportOptions& options,
+                                     const TransferProgressFn& progress = {});
+  // The ends of a package export: recorded, or the failure shown.
+  void packageWritten(const WrittenPackage& written, const std::string& path);
+  void packageFailed(const std::exception& error, const std::string& path);
+  std::vector<MissingOriginal> lastBackupMissingOriginals_;
   // Import finalisation, shared by the two ways of running it.
   struct FinalizationRun {
     std::vector<std::string> work;                 // artwork ids, in order

@@ -6,6 +6,7 @@
 #include "app/failure_text.h"
 #include "app/image_intake.h"
 #include "app/import_finalization.h"
+#include "app/package_export.h"
 #include "app/package_import.h"
 #include "model/export_file_names.h"
 #include "packages/transfer_error.h"
@@ -26,23 +27,30 @@ std::string AppStore::projectPackageFileName() const {
   return name + ".quorvane";
 }
 
-std::optional<std::uint64_t> AppStore::exportProjectPackage(const std::string& path,
-                                                            bool replaceExisting,
-                                                            const TransferProgressFn& progress) {
+bool AppStore::canWritePackageTo(const std::string& path) {
   if (services_.transfer == nullptr) {
-    fail(text("app.error.export_failed", {path, "no package service"}));
-    return std::nullopt;
+    return fail(text("app.error.export_failed", {path, "no package service"}));
   }
   if (services_.libraryDirectory && isInsideDirectory(path, *services_.libraryDirectory)) {
-    fail(text("app.error.export_into_library", {path, *services_.libraryDirectory}));
-    return std::nullopt;
+    return fail(text("app.error.export_into_library", {path, *services_.libraryDirectory}));
   }
+  return true;
+}
+
+std::optional<WrittenPackage> AppStore::exportProjectPackage(const std::string& path,
+                                                             const PackageExportOptions& options,
+                                                             const TransferProgressFn& progress) {
+  lastBackupMissingOriginals_.clear();
+  if (!canWritePackageTo(path)) return std::nullopt;
   try {
-    const std::uint64_t bytes = writeProjectPackage(path, replaceExisting, progress);
-    markProjectDataExported(services_.clock.now());
-    return bytes;
+    PackageExport input = packageExportInput();
+    const WrittenPackage written =
+        writePackage(*services_.transfer, services_.media, services_.images, input, path,
+                     services_.clock.now(), options, progress);
+    packageWritten(written, path);
+    return written;
   } catch (const std::exception& error) {
-    exportFailed(error, path);
+    packageFailed(error, path);
     return std::nullopt;
   }
 }
@@ -58,86 +66,104 @@ PackageExport AppStore::packageExportInput() {
   input.backupReminder = reminders_.state();
   input.lastProjectDataExportAt = reminders_.lastProjectDataExportAt();
   input.lastProjectDataImportAt = reminders_.lastProjectDataImportAt();
-  FilesMediaStore& media = services_.media;
-  input.originalFile = [&media](const std::string& id) -> std::optional<std::string> {
-    const std::vector<std::string> originals = media.originalFiles(id);
-    if (originals.empty()) return std::nullopt;
-    return originals.front();
-  };
   return input;
 }
 
-std::uint64_t AppStore::writeProjectPackage(const std::string& path, bool replaceExisting,
-                                            const TransferProgressFn& progress) {
-  const PackageExport input = packageExportInput();
+WrittenPackage AppStore::writePackage(const QuorvaneTransferService& transfer,
+                                      FilesMediaStore& media, const ImageOptimizer& images,
+                                      PackageExport& input, const std::string& path, Date now,
+                                      const PackageExportOptions& options,
+                                      const TransferProgressFn& progress) {
+  const BackupOriginals chosen =
+      backupOriginals(OriginalsInventory(media, images), input.snapshot.artworks.images,
+                      options.allowMissingOriginals);
+  input.originals = chosen.originals;
+  input.checkImage = libraryImageCheck(images);
   const std::filesystem::path target(path);
-  removeStaleTemporaryFiles(
-      target.has_parent_path() ? target.parent_path().string() : std::string("."),
-      target.filename().string());
-  return services_.transfer->exportPackage(input, path, services_.clock.now(), replaceExisting,
-                                           progress);
+  const std::string folder =
+      target.has_parent_path() ? target.parent_path().string() : std::string(".");
+  // Where the file system has no unnamed files (a USB stick's FAT), a
+  // killed backup leaves a named temporary file: gone with the next one,
+  // whatever its name.
+  removeStaleTemporaryFilesOfKind(folder, ".quorvane");
+  const std::uint64_t bytes =
+      transfer.exportPackage(input, path, now, options.replaceExisting, progress);
+  return WrittenPackage{bytes, chosen.leftOut};
 }
 
-void AppStore::exportProjectPackageInBackground(const std::string& path, bool replaceExisting,
+void AppStore::packageWritten(const WrittenPackage& written, const std::string& path) {
+  services_.logger.log("app package written path=" + path +
+                       " bytes=" + std::to_string(written.bytes) +
+                       " withoutImages=" + std::to_string(written.withoutImages.size()));
+  markProjectDataExported(services_.clock.now());
+}
+
+void AppStore::packageFailed(const std::exception& error, const std::string& path) {
+  if (const auto* missing = dynamic_cast<const MissingOriginalsError*>(&error)) {
+    lastBackupMissingOriginals_ = missing->missing();
+  }
+  services_.logger.log(failureDiagnostic(error));
+  fail(text("app.error.backup_failed", {path, packageFailureText(error, language())}));
+}
+
+void AppStore::exportProjectPackageInBackground(const std::string& path,
+                                                PackageExportOptions options,
                                                 TransferProgressFn progress, PackageWritten done) {
-  const auto finish = [done](const std::optional<std::uint64_t>& bytes) {
-    if (done) done(bytes);
+  lastBackupMissingOriginals_.clear();
+  const auto finish = [done](const std::optional<WrittenPackage>& written) {
+    if (done) done(written);
   };
-  if (services_.transfer == nullptr) {
-    fail(text("app.error.export_failed", {path, "no package service"}));
-    return finish(std::nullopt);
-  }
-  if (services_.libraryDirectory && isInsideDirectory(path, *services_.libraryDirectory)) {
-    fail(text("app.error.export_into_library", {path, *services_.libraryDirectory}));
-    return finish(std::nullopt);
-  }
+  if (!canWritePackageTo(path)) return finish(std::nullopt);
   PackageExport input;
   try {
     input = packageExportInput();
   } catch (const std::exception& error) {
-    exportFailed(error, path);
+    packageFailed(error, path);
     return finish(std::nullopt);
   }
   const std::weak_ptr<AppStore*> weak = self_;
   Executor& main = services_.main;
   const QuorvaneTransferService* transfer = services_.transfer;
-  services_.saveQueue.post([weak, &main, transfer, input = std::move(input), path, replaceExisting,
-                            progress, finish, now = services_.clock.now()] {
-    std::optional<std::uint64_t> bytes;
+  FilesMediaStore& media = services_.media;
+  const ImageOptimizer& images = services_.images;
+  services_.saveQueue.post([weak, &main, transfer, &media, &images, input = std::move(input), path,
+                            options, progress, finish, now = services_.clock.now()]() mutable {
+    std::optional<WrittenPackage> written;
     std::exception_ptr failure;
     try {
-      const std::filesystem::path target(path);
-      removeStaleTemporaryFiles(
-          target.has_parent_path() ? target.parent_path().string() : std::string("."),
-          target.filename().string());
       const TransferProgressFn told = [&main, weak, progress](const TransferProgress& at) {
         if (progress)
           main.post([weak, progress, at] {
             if (weak.lock()) progress(at);
           });
       };
-      bytes = transfer->exportPackage(input, path, now, replaceExisting, told);
+      written = writePackage(*transfer, media, images, input, path, now, options, told);
     } catch (...) {
       failure = std::current_exception();
     }
-    main.post([weak, path, bytes, failure, finish] {
+    main.post([weak, path, written, failure, finish] {
       const auto self = weak.lock();
       if (!self) return;
       AppStore& store = **self;
-      if (!bytes) {
+      if (!written) {
         try {
           std::rethrow_exception(failure);
         } catch (const std::exception& error) {
-          store.exportFailed(error, path);
+          store.packageFailed(error, path);
         } catch (...) {
           store.fail(store.text("app.error.export_failed", {path, ""}));
         }
         return finish(std::nullopt);
       }
-      store.markProjectDataExported(store.services_.clock.now());
-      finish(bytes);
+      store.packageWritten(*written, path);
+      finish(written);
     });
   });
+}
+
+std::vector<MissingOriginal> AppStore::missingOriginals() const {
+  return quorvane::missingOriginals(OriginalsInventory(services_.media, services_.images),
+                                    state_.snapshot.artworks.images);
 }
 
 AppStore::RoundTripReport AppStore::roundTripProjectPackage(const std::string& folder) {
@@ -148,7 +174,9 @@ AppStore::RoundTripReport AppStore::roundTripProjectPackage(const std::string& f
     if (!services_.media.originalFiles(artwork.id).empty()) ++expected;
   }
   try {
-    writeProjectPackage(path, true);
+    PackageExport input = packageExportInput();
+    writePackage(*services_.transfer, services_.media, services_.images, input, path,
+                 services_.clock.now(), {true, false});
   } catch (const std::exception& error) {
     services_.logger.log(failureDiagnostic(error));
     return {false, text("error.roundtrip_export_failed")};
@@ -305,23 +333,32 @@ std::optional<std::string> AppStore::importMerged(const MergedPackage& merged, b
 
 void AppStore::importFailed(const std::exception_ptr& failure) {
   Logger& log = services_.logger;
+  state_.isImportingProjectPackage = false;
   try {
     if (failure) std::rethrow_exception(failure);
     lastImportFailure_ = "unknown";
   } catch (const QuorvaneTransferError& error) {
     log.log(std::string("app importProjectPackage(async) failed error=") + error.what());
     lastImportFailure_ = std::string(rawValue(error.errorCase()));
+    // The file is at fault; when it is one work's image, the work is named.
+    std::string words = text("error.import_invalid_project");
+    if (error.artworkTitle())
+      words += " " + text("package.error.import_sentence", {packageFailureText(error, language())});
+    fail(words);
+    return;
   } catch (const PackageDecodingError& error) {
     log.log(std::string("app importProjectPackage(async) failed error=") + error.what());
     lastImportFailure_ = error.what();
   } catch (const std::exception& error) {
+    // The disk, or the library: nothing to do with the file, and said so.
     log.log(std::string("app importProjectPackage(async) failed error=") + error.what());
     log.log(failureDiagnostic(error));
     lastImportFailure_ = failureText(error, language());
+    fail(text("error.import_failed", {*lastImportFailure_}));
+    return;
   } catch (...) {
     lastImportFailure_ = "unknown";
   }
-  state_.isImportingProjectPackage = false;
   failWithKey("error.import_invalid_project");
 }
 

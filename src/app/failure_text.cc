@@ -2,11 +2,16 @@
 
 #include <sqlite3.h>
 
+#include <algorithm>
 #include <cerrno>
+#include <cstdio>
 #include <system_error>
 
+#include "app/package_export.h"
+#include "packages/transfer_error.h"
 #include "pdf/localization.h"
 #include "platform/domain_error.h"
+#include "platform/file_system.h"
 
 namespace quorvane {
 namespace {
@@ -58,9 +63,90 @@ std::string_view fileFailureKey(int error) {
   }
 }
 
+// "549.3 MB", "549,3 MB": one decimal, the language's mark.
+std::string megabytes(std::uint64_t bytes, const std::string& language) {
+  char number[32];
+  std::snprintf(number, sizeof number, "%.1f", static_cast<double>(bytes) / 1048576.0);
+  std::string text = number;
+  if (language != "en") std::replace(text.begin(), text.end(), '.', ',');
+  return uiFormat("cli.size.megabytes", language, {text});
+}
+
+// "“Tide”", quoted as the language quotes a title.
+std::string quotedTitle(const std::string& title, const std::string& language) {
+  return uiFormat("package.quoted_title", language, {title});
+}
+
+std::string_view originalFaultKey(OriginalFault fault) {
+  switch (fault) {
+    case OriginalFault::missing:
+      return "backup.original.missing";
+    case OriginalFault::notAFile:
+      return "backup.original.not_a_file";
+    case OriginalFault::unreadable:
+      return "backup.original.unreadable";
+    case OriginalFault::sizeDiffers:
+      return "backup.original.size_differs";
+    case OriginalFault::kindDiffers:
+      return "backup.original.kind_differs";
+  }
+  return "backup.original.unreadable";
+}
+
+// A package's own fault: about a work, named, when it is about one.
+std::string transferFailureText(const QuorvaneTransferError& error, const std::string& language) {
+  using Case = QuorvaneTransferCase;
+  if (const std::optional<std::string>& title = error.artworkTitle()) {
+    const std::string quoted = quotedTitle(*title, language);
+    if (error.errorCase() == Case::missingMedia) {
+      return uiFormat("package.error.work_image_missing", language, {quoted});
+    }
+    return uiFormat("package.error.work_image_invalid", language, {quoted});
+  }
+  switch (error.errorCase()) {
+    case Case::invalidManifestCounts:
+      return uiText("package.error.too_many_works", language);
+    case Case::dataTooLarge:
+      return uiText("package.error.too_much_text", language);
+    default:
+      return uiFormat("package.error.other", language, {std::string(rawValue(error.errorCase()))});
+  }
+}
+
 }  // namespace
 
+std::string originalFaultText(OriginalFault fault, const std::string& language) {
+  return uiText(originalFaultKey(fault), language);
+}
+
+std::string missingOriginalsText(const std::vector<MissingOriginal>& missing,
+                                 const std::string& language) {
+  std::string list;
+  for (const MissingOriginal& work : missing) {
+    if (!list.empty()) list += ", ";
+    list += uiFormat("backup.original.item", language,
+                     {quotedTitle(work.title, language), originalFaultText(work.fault, language)});
+  }
+  return list;
+}
+
+std::string packageFailureText(const std::exception& error, const std::string& language) {
+  if (const auto* missing = dynamic_cast<const MissingOriginalsError*>(&error)) {
+    return uiFormat("backup.error.missing_originals", language,
+                    {missingOriginalsText(missing->missing(), language)});
+  }
+  if (const auto* transfer = dynamic_cast<const QuorvaneTransferError*>(&error)) {
+    return transferFailureText(*transfer, language);
+  }
+  return failureText(error, language);
+}
+
 std::string failureText(const std::exception& error, const std::string& language) {
+  if (const auto* space = dynamic_cast<const InsufficientSpaceError*>(&error)) {
+    return uiFormat(
+        "error.storage.not_enough_space", language,
+        {megabytes(space->needed(), language), megabytes(space->available(), language)});
+  }
   if (const auto* domain = dynamic_cast<const DomainError*>(&error)) {
     int code = domain->sqliteResultCode();
     if (code == 0 && domain->domain() == "SQLiteSnapshotRepository") code = domain->code();

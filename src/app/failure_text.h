@@ -6,11 +6,25 @@
 
 #include <exception>
 #include <string>
+#include <vector>
+
+#include "app/original_check.h"
 
 namespace quorvane {
 
 std::string failureText(const std::exception& error, const std::string& language);
 std::string failureText(const std::exception_ptr& error, const std::string& language);
+
+// A failure of a package (a backup being written or read) in words: the
+// works it is about, named, for what concerns them; the disk's failures as
+// `failureText` tells them.
+std::string packageFailureText(const std::exception& error, const std::string& language);
+
+// Why an original can't be used ("the file is missing"), and a list of
+// works with theirs: "“Tide” (the file is missing), “Dune” (…)".
+std::string originalFaultText(OriginalFault fault, const std::string& language);
+std::string missingOriginalsText(const std::vector<MissingOriginal>& missing,
+                                 const std::string& language);
 
 // "app error domain=SQLiteSnapshotRepository code=13 sqlite=13 description=…".
 std::string failureDiagnostic(const std::exception& error);

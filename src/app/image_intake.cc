@@ -1,5 +1,7 @@
 #include "app/image_intake.h"
 
+#include "images/image_check.h"
+
 #include <optional>
 #include <system_error>
 
@@ -25,9 +27,11 @@ PreparedImage prepareImage(FileSystem& files, const ImageOptimizer& optimizer,
   const auto size = static_cast<std::int64_t>(image.original.size());
   if (size > kMaximumOriginalBytes) throw ImageIntakeError(Case::tooLarge, path, size);
 
-  const std::optional<std::string> mimeType = optimizer.sniffMimeType(image.original);
-  if (!mimeType) throw ImageIntakeError(Case::notAnImage, path, size);
-  image.mimeType = *mimeType;
+  if (const std::optional<ImageFault> fault = imageFault(optimizer, image.original)) {
+    if (*fault == ImageFault::notAnImage) throw ImageIntakeError(Case::notAnImage, path, size);
+    throw ImageIntakeError(Case::optimizeFailed, std::string(describe(*fault)), size);
+  }
+  image.mimeType = optimizer.sniffMimeType(image.original).value_or(std::string(kDefaultMimeType));
   image.extension = ImageOptimizer::fileExtension(image.mimeType);
   try {
     image.web = optimizer.derive(image.original, kWebPreset);

@@ -2,6 +2,9 @@
 
 #include <map>
 
+#include "images/image_check.h"
+#include "packages/transfer_error.h"
+
 namespace quorvane {
 namespace {
 
@@ -31,6 +34,13 @@ void giveNewIds(Project& project, StudioSnapshot& snapshot,
 }
 
 }  // namespace
+
+void requireFreeSpace(FilesMediaStore& media, std::uint64_t originalBytes, std::size_t originals) {
+  const std::uint64_t needed =
+      originalBytes + originals * kDerivativeAllowanceBytes + kImportMarginBytes;
+  const std::uint64_t available = media.files().availableBytes(media.directory());
+  if (needed > available) throw InsufficientSpaceError(needed, available, media.directory());
+}
 
 std::string normalizedImportedName(std::string_view name, const std::string& whenEmpty) {
   std::string single;
@@ -86,11 +96,13 @@ MergedPackage mergeIntoLibrary(OpenedPackage& opened, const PackageMergeServices
 
   TransferProgress told;
   told.totalArtworks = content.mediaPathByArtworkId.size();
-  // The archive's own sizes: an estimate for the progress only, never
-  // trusted for memory (streamOriginal counts what inflates).
+  // The archive's own sizes: never trusted for memory (streamOriginal
+  // counts what inflates), but an original never inflates past its
+  // declared size either, so their sum bounds what the import writes.
   for (const auto& [packageId, path] : content.mediaPathByArtworkId) {
-    told.totalBytes += opened.archive->declaredSize(path).value_or(0);
+    told.totalBytes += opened.archive->declaredSize(path).value_or(limits.maximumMediaBytes);
   }
+  requireFreeSpace(services.media, told.totalBytes, told.totalArtworks);
   OriginalMediaImportTransaction transaction = OriginalMediaImportTransaction::open(services.media);
   try {
     // One original at a time in memory: read from the package, staged.
@@ -102,6 +114,12 @@ MergedPackage mergeIntoLibrary(OpenedPackage& opened, const PackageMergeServices
             original.insert(original.end(), piece.begin(), piece.end());
           },
           limits);
+      // The checks any original passes on its way into the library.
+      if (const std::optional<ImageFault> fault = imageFault(services.images, original)) {
+        throw QuorvaneTransferError(QuorvaneTransferCase::invalidMedia,
+                                    packageId + ": " + std::string(describe(*fault)),
+                                    artworkTitle(content, packageId));
+      }
       const std::string extension =
           ImageOptimizer::fileExtension(services.images.sniffMimeType(original));
       const std::string& id = artworkIds.at(packageId);

@@ -9,6 +9,11 @@
 // the library already has a non-empty text of its own for the same scope,
 // language and key: the user's current choice never vanishes silently.
 //
+// Every original passes the checks of an image added by hand
+// (images/image_check.h) before anything is written, and the free space
+// must hold what the originals unpack to: a package can't fill the disk,
+// nor bring an image the library would refuse.
+//
 // The images' web derivatives are not made here (they take a while): the
 // new artworks are handed back as pending, for the background to finish.
 #pragma once
@@ -39,6 +44,17 @@ struct MergedPackage {
   std::vector<std::string> pendingArtworkIds;  // originals without derivatives yet
 };
 
+// What an import writes besides the originals, per original (its web
+// derivative in the media folder and in the library) and in all (the
+// library's journal, the staging list), for the free-space check.
+inline constexpr std::uint64_t kDerivativeAllowanceBytes = 1 << 20;
+inline constexpr std::uint64_t kImportMarginBytes = 64 << 20;
+
+// Throws InsufficientSpaceError unless the media folder's file system has
+// room for `originalBytes` in `originals` originals and what comes with
+// them, before anything is written.
+void requireFreeSpace(FilesMediaStore& media, std::uint64_t originalBytes, std::size_t originals);
+
 // One line, single spaces, trimmed, at most 80 characters; `whenEmpty`
 // when nothing is left.
 std::string normalizedImportedName(std::string_view name, const std::string& whenEmpty);
@@ -47,8 +63,9 @@ std::string normalizedImportedName(std::string_view name, const std::string& whe
 std::vector<LabelOverrideEntry> mergedLabelOverrides(
     const std::vector<LabelOverrideEntry>& current, const std::vector<LabelOverrideEntry>& package);
 
-// Throws what failed (QuorvaneTransferError for an original that is not
-// what the package says, a storage error); nothing is changed then.
+// Throws what failed (QuorvaneTransferError naming the work for an
+// original that is not what the package says or no image the library
+// takes, InsufficientSpaceError, a storage error); nothing is changed then.
 // `progress` is told after each original is copied out.
 MergedPackage mergeIntoLibrary(OpenedPackage& opened, const PackageMergeServices& services,
                                const TransferLimits& limits, const std::string& emptyName,

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <nlohmann/json.hpp>
 
+#include "app/original_check.h"
 #include "app/save_section.h"
 #include "pdf/cv_pdf_renderer.h"
 #include "pdf/document_properties.h"
@@ -87,8 +88,13 @@ PdfRenderService::PdfRenderService(LabelOverrideRepository& labels, SnapshotRepo
       logger_(logger) {}
 
 std::optional<std::vector<std::uint8_t>> PdfRenderService::imageData(const Artwork& artwork) {
+  // Only the original the library recorded: a link put in its place is not
+  // followed, a file changed since is not printed (its screen copy is, and
+  // the export says so).
   for (const std::string& original : media_.originalFiles(artwork.id)) {
-    if (auto bytes = media_.readFile(original)) return bytes;
+    if (auto bytes = readSoundOriginal(media_.files(), optimizer_, artwork, original)) {
+      return bytes;
+    }
   }
   if (artwork.imagePath && !artwork.imagePath->starts_with(kSqliteMediaScheme)) {
     if (auto bytes = media_.readFile(*artwork.imagePath)) return bytes;

@@ -7,6 +7,7 @@
 #include <nlohmann/json.hpp>
 
 #include "app/app_store.h"
+#include "app/failure_text.h"
 #include "cli/command.h"
 #include "cli/command_support.h"
 #include "platform/file_system.h"
@@ -92,7 +93,13 @@ void exportDocument(CliContext& context, const ExportOptionsGiven& given) {
   nlohmann::json warnings = nlohmann::json::array();
   for (const PdfWarning warning : *result) {
     warnings.push_back(rawValue(warning));
-    context.err << "warning: " << rawValue(warning) << '\n';
+    // The works are named: the user must know which pages are not at print quality.
+    const std::string words =
+        warning == PdfWarning::originalMissing
+            ? context.format("export.warning.original_missing",
+                             {missingOriginalsText(store.missingOriginals(), context.language())})
+            : std::string(rawValue(warning));
+    context.err << context.format("cli.warning", {words}) << '\n';
   }
   if (context.json) {
     context.out << jsonText({{"path", path},

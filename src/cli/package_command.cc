@@ -7,6 +7,8 @@
 #include <nlohmann/json.hpp>
 
 #include "app/app_store.h"
+#include "app/failure_text.h"
+#include "app/package_export.h"
 #include "cli/command.h"
 #include "cli/command_support.h"
 #include "cli/progress_line.h"
@@ -24,6 +26,7 @@ struct PackageOptions {
   std::string file;
   bool force = false;
   bool open = false;
+  bool allowMissing = false;
 };
 
 std::string packagePath(const std::optional<std::string>& output, const std::string& fileName) {
@@ -45,8 +48,9 @@ std::string megabytesText(const CliContext& context, std::uint64_t bytes) {
 // The progress of a package's originals going in or out, on the terminal.
 TransferProgressFn progressOn(const CliContext& context, ProgressLine& line) {
   return [&context, &line](const TransferProgress& progress) {
+    const bool checking = progress.phase == TransferProgress::Phase::checking;
     line.show(context.format(
-        "cli.package.progress",
+        checking ? "cli.package.progress_checking" : "cli.package.progress",
         {std::to_string(progress.artworks), std::to_string(progress.totalArtworks),
          megabytesText(context, progress.bytes), megabytesText(context, progress.totalBytes)}));
   };
@@ -59,19 +63,29 @@ void exportPackage(CliContext& context, const PackageOptions& options) {
   if (fs::exists(path, error) && !options.force) {
     throw CliError(context.format("cli.export.exists", {path}));
   }
-  std::optional<std::uint64_t> bytes;
+  std::optional<WrittenPackage> written;
   {
     ProgressLine line(context.json ? nullptr : context.terminal);
-    bytes = store.exportProjectPackage(path, options.force, progressOn(context, line));
+    written = store.exportProjectPackage(path, {options.force, options.allowMissing},
+                                         progressOn(context, line));
   }
-  context.check(bytes.has_value());
+  if (!written && !store.lastBackupMissingOriginals().empty()) {
+    throw CliError(store.state().lastErrorMessage.value_or("") + "\n" +
+                   context.text("cli.package.allow_missing_hint"));
+  }
+  context.check(written.has_value());
   context.writeNow();
   const AppState& state = store.state();
   if (context.json) {
+    nlohmann::json without = nlohmann::json::array();
+    for (const MissingOriginal& work : written->withoutImages) {
+      without.push_back({{"id", work.artworkId}, {"title", work.title}});
+    }
     context.out << jsonText({{"path", path},
-                             {"bytes", *bytes},
+                             {"bytes", written->bytes},
                              {"project", state.project.id},
-                             {"artworks", state.snapshot.artworks.images.size()}})
+                             {"artworks", state.snapshot.artworks.images.size()},
+                             {"withoutImages", without}})
                 << '\n';
     return;
   }
@@ -79,8 +93,15 @@ void exportPackage(CliContext& context, const PackageOptions& options) {
                      "cli.package.exported",
                      {context.count("count.artworks", static_cast<std::int64_t>(
                                                           state.snapshot.artworks.images.size())),
-                      megabytesText(context, *bytes)})
+                      megabytesText(context, written->bytes)})
               << '\n';
+  if (!written->withoutImages.empty()) {
+    context.err << context.format("cli.warning",
+                                  {context.format("backup.written_without",
+                                                  {missingOriginalsText(written->withoutImages,
+                                                                        context.language())})})
+                << '\n';
+  }
   context.out << path << '\n';
 }
 
@@ -91,40 +112,67 @@ void exportPackage(CliContext& context, const PackageOptions& options) {
 
 void checkPackage(CliContext& context, const PackageOptions& options) {
   const QuorvaneTransferService service;
+  const ImageOptimizer images;
   OpenedPackage opened;
   try {
     opened = service.openPackage(options.file);
-    checkOriginals(*opened.archive, opened.content, service.limits());
+    // The same checks as an import: every original read, each an image
+    // the library would take.
+    checkOriginals(*opened.archive, opened.content, service.limits(), libraryImageCheck(images));
   } catch (const QuorvaneTransferError& error) {
-    packageRefused(context, std::string(rawValue(error.errorCase())));
+    std::string reason(rawValue(error.errorCase()));
+    if (error.artworkTitle()) reason += ": " + packageFailureText(error, context.language());
+    packageRefused(context, reason);
   } catch (const PackageDecodingError& error) {
     packageRefused(context, error.what());
   } catch (const std::system_error& error) {
     throw CliError(context.format("cli.error.cannot_read", {options.file}));
   }
   const ImportedProjectPackage& content = opened.content;
+  // Works the package holds without an image: a backup written without
+  // them, or works that never had one. Said, never taken for complete.
+  std::vector<MissingOriginal> withoutImages;
+  for (const Artwork& artwork : content.snapshot.artworks.images) {
+    if (!content.mediaPathByArtworkId.contains(artwork.id)) {
+      withoutImages.push_back({artwork.id, artwork.title, OriginalFault::missing});
+    }
+  }
   if (context.json) {
+    nlohmann::json without = nlohmann::json::array();
+    for (const MissingOriginal& work : withoutImages) without.push_back(work.title);
     context.out << jsonText({{"project", content.project.projectName},
                              {"projectId", content.project.id},
                              {"artworks", content.snapshot.artworks.images.size()},
                              {"images", content.mediaPathByArtworkId.size()},
+                             {"withoutImages", without},
                              {"formatVersion", content.manifest.formatVersion},
                              {"exportedAt", content.manifest.exportedAt},
                              {"bytes", opened.bytes}})
                 << '\n';
     return;
   }
-  printLines(
-      {{context.text("cli.package.label.project"), content.project.projectName},
-       {context.text("cli.package.label.artworks"),
-        std::to_string(content.snapshot.artworks.images.size())},
-       {context.text("cli.package.label.images"),
-        std::to_string(content.mediaPathByArtworkId.size())},
-       {context.text("cli.package.label.format"), std::to_string(content.manifest.formatVersion)},
-       {context.text("cli.package.label.exported"), content.manifest.exportedAt},
-       {context.text("cli.package.label.size"), megabytesText(context, opened.bytes)}},
-      context.out);
-  context.err << context.text("cli.package.valid") << '\n';
+  std::vector<std::pair<std::string, std::string>> lines{
+      {context.text("cli.package.label.project"), content.project.projectName},
+      {context.text("cli.package.label.artworks"),
+       std::to_string(content.snapshot.artworks.images.size())},
+      {context.text("cli.package.label.images"),
+       std::to_string(content.mediaPathByArtworkId.size())},
+      {context.text("cli.package.label.format"), std::to_string(content.manifest.formatVersion)},
+      {context.text("cli.package.label.exported"), content.manifest.exportedAt},
+      {context.text("cli.package.label.size"), megabytesText(context, opened.bytes)}};
+  std::string titles;
+  for (const MissingOriginal& work : withoutImages) {
+    titles += (titles.empty() ? "" : ", ") + context.format("package.quoted_title", {work.title});
+  }
+  if (!withoutImages.empty()) {
+    lines.insert(lines.begin() + 3, {context.text("cli.package.label.without_images"), titles});
+  }
+  printLines(lines, context.out);
+  if (withoutImages.empty()) {
+    context.err << context.text("cli.package.valid") << '\n';
+  } else {
+    context.err << context.format("cli.package.valid_without_images", {titles}) << '\n';
+  }
 }
 
 void importPackage(CliContext& context, const PackageOptions& options) {
@@ -141,7 +189,11 @@ void importPackage(CliContext& context, const PackageOptions& options) {
         progressOn(context, line));
   }
   if (!id) {
-    packageRefused(context, store.lastImportFailure().value_or(""));
+    // The words shown, and a package's own fault as its case beneath them.
+    std::string message = store.state().lastErrorMessage.value_or("");
+    const std::string reason = store.lastImportFailure().value_or("");
+    if (message.find(reason) == std::string::npos) message += "\n" + reason;
+    throw CliError(message);
   }
   // The images' screen copies, made now (a later run would finish them
   // too, should this one be stopped).
@@ -195,6 +247,9 @@ void installPackageCommand(CLI::App& command, CliContext& context) {
   exportCommand->add_option("-o,--output", options->output,
                             "File or folder to write to (default: the current folder)");
   exportCommand->add_flag("--force", options->force, "Replace the file when it exists already");
+  exportCommand->add_flag("--allow-missing", options->allowMissing,
+                          "Write the backup even when some works' original images can't be "
+                          "used; those works go in without their image, and are named");
   exportCommand->callback([&context, options] { exportPackage(context, *options); });
 
   CLI::App* check = command.add_subcommand(

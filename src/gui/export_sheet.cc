@@ -22,7 +22,9 @@
 #include <QTimer>
 #include <QUrl>
 #include <QVBoxLayout>
+#include <algorithm>
 
+#include "app/failure_text.h"
 #include "gui/labels_dialog.h"
 #include "gui/scrolling.h"
 #include "gui/words.h"
@@ -525,9 +527,19 @@ void ExportSheet::exportDocument() {
         const Words words(sheet->context_.store);
         const QString saved =
             words.format("desktop.export.done", {utf8(QFileInfo(path).fileName())});
-        sheet->result_->setText(QStringLiteral("%1 · <a href=\"%2\">%3</a>")
-                                    .arg(saved.toHtmlEscaped(), path.toHtmlEscaped(),
-                                         words("desktop.export.open").toHtmlEscaped()));
+        QString result = QStringLiteral("%1 · <a href=\"%2\">%3</a>")
+                             .arg(saved.toHtmlEscaped(), path.toHtmlEscaped(),
+                                  words("desktop.export.open").toHtmlEscaped());
+        if (std::find(warnings->begin(), warnings->end(), PdfWarning::originalMissing) !=
+            warnings->end()) {
+          const AppStore& store = sheet->context_.store;
+          result += QStringLiteral("<br>⚠  ") +
+                    words
+                        .format("export.warning.original_missing",
+                                {missingOriginalsText(store.missingOriginals(), store.language())})
+                        .toHtmlEscaped();
+        }
+        sheet->result_->setText(result);
         emit sheet->exported(path);
       },
       true);

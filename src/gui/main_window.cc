@@ -16,6 +16,7 @@
 #include <QPlainTextEdit>
 #include <QPointer>
 #include <QProgressDialog>
+#include <QPushButton>
 #include <QSplitter>
 #include <QStackedWidget>
 #include <QTabBar>
@@ -141,6 +142,15 @@ MainWindow::MainWindow(DesktopContext context, QWidget* parent)
   };
   tell = [this](const QString& message) {
     QMessageBox::information(this, QStringLiteral("Quorvane"), message);
+  };
+  offer = [this](const QString& message, const QString& action) {
+    QMessageBox box(QMessageBox::Warning, QStringLiteral("Quorvane"), message, QMessageBox::Cancel,
+                    this);
+    QPushButton* take = box.addButton(action, QMessageBox::AcceptRole);
+    box.setDefaultButton(QMessageBox::Cancel);
+    box.setEscapeButton(QMessageBox::Cancel);
+    box.exec();
+    return box.clickedButton() == take;
   };
   setAcceptDrops(true);
   chooseSavePath = [this](const QString& suggested) {
@@ -365,18 +375,35 @@ void MainWindow::exportBackup() {
   if (backupProgress_) return;
   const QString path = chooseSavePath(qstr(context_.store.projectPackageFileName()));
   if (path.isEmpty()) return;
+  writeBackup(path, false);
+}
+
+void MainWindow::writeBackup(const QString& path, bool allowMissingOriginals) {
   QProgressDialog* progress = startBackupProgress("desktop.backup.exporting");
   QPointer<MainWindow> window(this);
   // The dialog asked before replacing a file: the choice is made.
   context_.store.exportProjectPackageInBackground(
-      utf8(path), true,
-      [progress = QPointer<QProgressDialog>(progress)](const TransferProgress& at) {
-        if (!progress) return;
+      utf8(path), {true, allowMissingOriginals},
+      [progress = QPointer<QProgressDialog>(progress), window](const TransferProgress& at) {
+        if (!progress || !window) return;
+        const bool checking = at.phase == TransferProgress::Phase::checking;
+        progress->setLabelText(Words(window->context_.store)(
+            checking ? "desktop.backup.checking" : "desktop.backup.exporting"));
         progress->setMaximum(static_cast<int>(at.totalArtworks));
         progress->setValue(static_cast<int>(at.artworks));
       },
-      [window](const std::optional<std::uint64_t>&) {
-        if (window) window->endBackupProgress();
+      [window, path, allowMissingOriginals](const std::optional<WrittenPackage>& written) {
+        if (!window) return;
+        window->endBackupProgress();
+        AppStore& store = window->context_.store;
+        if (written || allowMissingOriginals || store.lastBackupMissingOriginals().empty()) return;
+        // Works without a usable original: the user decides whether a
+        // backup without their images is better than none.
+        const Words words(store);
+        const QString message = qstr(store.state().lastErrorMessage.value_or(""));
+        if (window->offer(message, words("desktop.backup.without_missing"))) {
+          window->writeBackup(path, true);
+        }
       });
 }
 

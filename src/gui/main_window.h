@@ -48,6 +48,9 @@ class MainWindow final : public QMainWindow {
   std::function<QString()> chooseOpenPath;   // a backup to import
   std::function<QString()> chooseWebCvPath;  // a web CV generator's export
   std::function<void(const QString& message)> tell;
+  // Whether to take the action named `action` after `message`; Cancel is
+  // the default and Escape's answer.
+  std::function<bool(const QString& message, const QString& action)> offer;
 
   void showScreen(Screen screen);
   Screen screen() const { return screen_; }
@@ -95,6 +98,9 @@ class MainWindow final : public QMainWindow {
   void createShortcuts();
   void showProjectMenu(const std::string& projectId, const QPoint& position);
   void showOversizedImages();
+  // Writes the open project's backup at `path`; a refusal for works
+  // without a usable original offers to write it without their images.
+  void writeBackup(const QString& path, bool allowMissingOriginals);
   QProgressDialog* startBackupProgress(const char* titleKey);
   void endBackupProgress();
   void restoreLayout();

@@ -19,7 +19,15 @@ enum class DocumentOrientation { portrait, landscape };
 enum class ExportImageQuality { webOptimized, printQuality };
 enum class ArtworkStatus { available, sold, inProgress };
 enum class DocumentType { portfolio, catalogue, raisonne };
-enum class PdfWarning { cvTruncated, cvLongerThanTwoPages, biographyTruncated, statementTruncated };
+// `originalMissing`: a print-quality document printed a work's screen copy,
+// its original being unusable (the store adds it; renderers never do).
+enum class PdfWarning {
+  cvTruncated,
+  cvLongerThanTwoPages,
+  biographyTruncated,
+  statementTruncated,
+  originalMissing
+};
 enum class PortfolioExportSelectablePage {
   tableOfContents,
   projectStatement,
@@ -109,11 +117,12 @@ struct RawValueTable<DocumentType> {
 
 template <>
 struct RawValueTable<PdfWarning> {
-  static constexpr std::array<RawCase<PdfWarning>, 4> cases{{
+  static constexpr std::array<RawCase<PdfWarning>, 5> cases{{
       {PdfWarning::cvTruncated, "cv_truncated"},
       {PdfWarning::cvLongerThanTwoPages, "cv_longer_than_two_pages"},
       {PdfWarning::biographyTruncated, "biography_truncated"},
       {PdfWarning::statementTruncated, "statement_truncated"},
+      {PdfWarning::originalMissing, "original_missing"},
   }};
 };
 

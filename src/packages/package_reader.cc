@@ -255,7 +255,7 @@ StudioSnapshot snapshotOf(ProjectData data, std::vector<ArtworkEntry> entries) {
 ImportedProjectPackage readPackage(PackageTree& tree, std::uint64_t packageBytes,
                                    const TransferLimits& limits, Logger& logger) {
   logger.log("import begin packageBytes=" + std::to_string(packageBytes));
-  if (packageBytes > limits.maximumPackageBytes) refuse(Case::packageTooLarge);  // step 1
+  if (packageBytes > limits.maximumPackageBytes()) refuse(Case::packageTooLarge);  // step 1
   // Step 2 (a file that is no package at all) belongs to the container.
   const Manifest manifest = package::manifestFromJson(  // step 3
       readJson(tree, package::kManifestPath, limits.maximumManifestBytes, Case::missingManifest,
@@ -297,23 +297,53 @@ ImportedProjectPackage readPackage(PackageTree& tree, std::uint64_t packageBytes
   return result;
 }
 
+std::optional<std::string> artworkTitle(const ImportedProjectPackage& package,
+                                        const std::string& artworkId) {
+  for (const Artwork& artwork : package.snapshot.artworks.images) {
+    if (artwork.id == artworkId) return artwork.title;
+  }
+  return std::nullopt;
+}
+
 std::uint64_t streamOriginal(PackageTree& tree, const ImportedProjectPackage& package,
                              const std::string& artworkId, const PackageTree::Sink& sink,
                              const TransferLimits& limits) {
+  const auto refuseArtwork = [&](Case errorCase) {
+    throw QuorvaneTransferError(errorCase, artworkId, artworkTitle(package, artworkId));
+  };
   const auto path = package.mediaPathByArtworkId.find(artworkId);
-  if (path == package.mediaPathByArtworkId.end()) refuse(Case::missingMedia, artworkId);
-  if (tree.kindOf(path->second) != PackageTree::Kind::file) refuse(Case::missingMedia, artworkId);
-  const std::optional<std::uint64_t> size =
-      tree.stream(path->second, limits.maximumMediaBytes, sink);
-  if (!size || *size == 0) refuse(Case::invalidMedia, artworkId);
+  if (path == package.mediaPathByArtworkId.end()) refuseArtwork(Case::missingMedia);
+  if (tree.kindOf(path->second) != PackageTree::Kind::file) refuseArtwork(Case::missingMedia);
+  // No more than the archive says it holds: what it unpacks to was weighed
+  // against the free space by that figure.
+  const std::uint64_t limit = std::min(
+      limits.maximumMediaBytes, tree.declaredSize(path->second).value_or(limits.maximumMediaBytes));
+  const std::optional<std::uint64_t> size = tree.stream(path->second, limit, sink);
+  if (!size || *size == 0) refuseArtwork(Case::invalidMedia);
   return *size;
 }
 
 void checkOriginals(PackageTree& tree, const ImportedProjectPackage& package,
-                    const TransferLimits& limits) {
+                    const TransferLimits& limits, const OriginalImageCheck& checkImage,
+                    const OriginalsChecked& progress) {
+  std::size_t done = 0;
+  std::uint64_t bytes = 0;
+  Bytes original;
   for (const auto& [id, path] : package.mediaPathByArtworkId) {
-    streamOriginal(
-        tree, package, id, [](std::span<const std::uint8_t>) {}, limits);
+    original.clear();
+    bytes += streamOriginal(
+        tree, package, id,
+        [&](std::span<const std::uint8_t> piece) {
+          if (checkImage) original.insert(original.end(), piece.begin(), piece.end());
+        },
+        limits);
+    if (checkImage) {
+      if (const std::optional<std::string> fault = checkImage(original)) {
+        throw QuorvaneTransferError(Case::invalidMedia, id + ": " + *fault,
+                                    artworkTitle(package, id));
+      }
+    }
+    if (progress) progress(++done, bytes);
   }
 }
 

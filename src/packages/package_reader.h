@@ -8,8 +8,11 @@
 // ever held whole in memory.
 #pragma once
 
+#include <cstdint>
+#include <functional>
 #include <map>
 #include <optional>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -40,16 +43,29 @@ ImportedProjectPackage readPackage(PackageTree& tree, std::uint64_t packageBytes
                                    Logger& logger = nullLogger());
 
 // Copies the original of `artworkId` to `sink`; its size. Throws
-// QuorvaneTransferError: missingMedia when the entry can't be read,
-// invalidMedia when it is empty or larger than the media limit,
-// invalidPackage when it is damaged.
+// QuorvaneTransferError naming the artwork: missingMedia when the entry
+// can't be read, invalidMedia when it is empty or larger than the media
+// limit or than the archive declares, invalidPackage when it is damaged.
 std::uint64_t streamOriginal(PackageTree& tree, const ImportedProjectPackage& package,
                              const std::string& artworkId, const PackageTree::Sink& sink,
                              const TransferLimits& limits = {});
 
-// Reads every original through (nothing kept): the media checks of a
-// package that is only being looked at.
+// The title of the package's artwork `artworkId`, if it has one.
+std::optional<std::string> artworkTitle(const ImportedProjectPackage& package,
+                                        const std::string& artworkId);
+
+// Why an original can't be taken (it is no image a library would
+// accept), or nothing when it can.
+using OriginalImageCheck =
+    std::function<std::optional<std::string>(std::span<const std::uint8_t> original)>;
+
+// Reads every original through: the media checks of a package that is
+// only being looked at, and `checkImage` on each (held whole in memory,
+// one at a time, only then), whose refusal is invalidMedia naming the
+// artwork. `progress` is told after each: originals done, their bytes.
+using OriginalsChecked = std::function<void(std::size_t done, std::uint64_t bytes)>;
 void checkOriginals(PackageTree& tree, const ImportedProjectPackage& package,
-                    const TransferLimits& limits = {});
+                    const TransferLimits& limits = {}, const OriginalImageCheck& checkImage = {},
+                    const OriginalsChecked& progress = {});
 
 }  // namespace quorvane

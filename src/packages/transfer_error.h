@@ -3,6 +3,7 @@
 #pragma once
 
 #include <array>
+#include <optional>
 #include <stdexcept>
 #include <string>
 #include <string_view>
@@ -58,15 +59,20 @@ struct RawValueTable<QuorvaneTransferCase> {
 class QuorvaneTransferError : public std::runtime_error {
  public:
   // `detail` says where (an entry's name, an id) for the diagnostic line;
-  // the case is what the user and the tests go by.
-  explicit QuorvaneTransferError(QuorvaneTransferCase errorCase, const std::string& detail = {})
+  // the case is what the user and the tests go by. `artworkTitle` names the
+  // work the failure is about, for the user, when it is about one.
+  explicit QuorvaneTransferError(QuorvaneTransferCase errorCase, const std::string& detail = {},
+                                 std::optional<std::string> artworkTitle = std::nullopt)
       : std::runtime_error(std::string(rawValue(errorCase)) +
                            (detail.empty() ? std::string() : ": " + detail)),
-        case_(errorCase) {}
+        case_(errorCase),
+        artworkTitle_(std::move(artworkTitle)) {}
   QuorvaneTransferCase errorCase() const { return case_; }
+  const std::optional<std::string>& artworkTitle() const { return artworkTitle_; }
 
  private:
   QuorvaneTransferCase case_;
+  std::optional<std::string> artworkTitle_;
 };
 
 // A JSON file of a package that does not decode as its shape (a syntax

@@ -1,9 +1,5 @@
 #include "packages/transfer_service.h"
 
-#include <fcntl.h>
-#include <sys/stat.h>
-#include <unistd.h>
-
 #include <filesystem>
 #include <system_error>
 
@@ -12,18 +8,6 @@
 
 namespace quorvane {
 namespace {
-
-// Whether a file can be opened and read now (it is read again as the
-// archive is written; a file that goes meanwhile fails the export whole).
-std::optional<std::uint64_t> readableSize(const std::string& path) {
-  const int fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
-  if (fd < 0) return std::nullopt;
-  struct stat info {};
-  const bool regular = ::fstat(fd, &info) == 0 && S_ISREG(info.st_mode);
-  ::close(fd);
-  if (!regular) return std::nullopt;
-  return static_cast<std::uint64_t>(info.st_size);
-}
 
 package::ProjectData projectData(const PackageExport& input) {
   const StudioSnapshot& s = input.snapshot;
@@ -86,16 +70,15 @@ std::uint64_t QuorvaneTransferService::exportPackage(const PackageExport& input,
     package::ArtworkEntry entry;
     entry.artwork = artworks[i];
     entry.artwork.sortIndex = static_cast<std::int64_t>(i);
-    const std::optional<std::string> file =
-        input.originalFile ? input.originalFile(entry.artwork.id) : std::nullopt;
-    const std::optional<std::uint64_t> size = file ? readableSize(*file) : std::nullopt;
-    if (size && *size > 0 && *size <= limits_.maximumMediaBytes) {
+    if (const auto original = input.originals.find(entry.artwork.id);
+        original != input.originals.end()) {
       const std::string path = package::originalMediaPath(entry.artwork.id);
       entry.originalMediaFile = path;
-      media.push_back({ZipEntry::Kind::file, path, {}, *file});
-      told.totalBytes += *size;
+      media.push_back(
+          {ZipEntry::Kind::file, path, {}, original->second.path, original->second.bytes});
+      told.totalBytes += original->second.bytes;
       logger_.log("export media artworkId=" + entry.artwork.id + " packagePath=" + path +
-                  " bytes=" + std::to_string(*size));
+                  " bytes=" + std::to_string(original->second.bytes));
     }
     entries.push_back(package::toJson(entry));
     links.push_back(package::toJson(package::ProjectArtworkLink{input.project.id, entry.artwork.id,
@@ -114,27 +97,104 @@ std::uint64_t QuorvaneTransferService::exportPackage(const PackageExport& input,
 
   using Kind = ZipEntry::Kind;
   std::vector<ZipEntry> tree{
-      {Kind::text, "manifest.json", package::encode(package::toJson(manifest)), {}},
+      {Kind::text,
+       std::string(package::kManifestPath),
+       package::encode(package::toJson(manifest)),
+       {}},
       {Kind::directory, "data/", {}, {}},
-      {Kind::text, "data/project.json", package::encode(package::toJson(projectData(input))), {}},
-      {Kind::text, "data/artworks.json", package::encode(entries), {}},
-      {Kind::text, "data/project_artworks.json", package::encode(links), {}},
-      {Kind::text, "data/label_overrides.json", package::encode(labels), {}},
+      {Kind::text,
+       std::string(package::kProjectDataPath),
+       package::encode(package::toJson(projectData(input))),
+       {}},
+      {Kind::text, std::string(package::kArtworksDataPath), package::encode(entries), {}},
+      {Kind::text, std::string(package::kProjectArtworksPath), package::encode(links), {}},
+      {Kind::text, std::string(package::kLabelOverridesPath), package::encode(labels), {}},
       {Kind::directory, "media/", {}, {}},
       {Kind::directory, "media/original/", {}, {}},
   };
   for (ZipEntry& entry : media) tree.push_back(std::move(entry));
+  checkWithinLimits(input, tree);
   told.totalArtworks = media.size();
   const ZipReadProgress read = [&](std::uint64_t bytes, std::size_t filesDone) {
     told.bytes = bytes;
     told.artworks = filesDone;
     if (progress) progress(told);
   };
-  writeZipPackage(files_, target, tree, replaceExisting, progress ? read : ZipReadProgress());
-  const std::uint64_t bytes = std::filesystem::file_size(target);
+  std::uint64_t bytes = 0;
+  writeZipPackage(files_, target, tree, replaceExisting, progress ? read : ZipReadProgress(),
+                  [&](const std::string& written) {
+                    bytes = std::filesystem::file_size(written);
+                    verifyWritten(written, input, progress);
+                  });
   logger_.log("export done packageBytes=" + std::to_string(bytes) +
               " mediaCount=" + std::to_string(manifest.counts.media));
   return bytes;
+}
+
+void QuorvaneTransferService::checkWithinLimits(const PackageExport& input,
+                                                const std::vector<ZipEntry>& tree) const {
+  using Case = QuorvaneTransferCase;
+  const auto& artworks = input.snapshot.artworks.images;
+  if (static_cast<std::int64_t>(artworks.size()) > limits_.maximumArtworkCount) {
+    throw QuorvaneTransferError(Case::invalidManifestCounts, "artworks");
+  }
+  for (const Artwork& artwork : artworks) {
+    const auto original = input.originals.find(artwork.id);
+    if (original == input.originals.end()) continue;
+    const std::uint64_t size = original->second.bytes;
+    if (size == 0 || size > limits_.maximumMediaBytes) {
+      throw QuorvaneTransferError(Case::invalidMedia, artwork.id, artwork.title);
+    }
+  }
+  const std::map<std::string_view, std::uint64_t> dataLimits{
+      {package::kManifestPath, limits_.maximumManifestBytes},
+      {package::kProjectDataPath, limits_.maximumProjectDataBytes},
+      {package::kArtworksDataPath, limits_.maximumArtworksDataBytes},
+      {package::kProjectArtworksPath, limits_.maximumArtworksDataBytes},
+      {package::kLabelOverridesPath, limits_.maximumLabelOverridesBytes},
+  };
+  for (const ZipEntry& entry : tree) {
+    const auto limit = dataLimits.find(entry.name);
+    if (limit != dataLimits.end() && entry.text.size() > limit->second) {
+      throw QuorvaneTransferError(Case::dataTooLarge, entry.name);
+    }
+  }
+  if (input.snapshot.documents.size() > static_cast<std::size_t>(limits_.maximumDocumentCount) ||
+      input.snapshot.documentArtworkLinks.size() >
+          static_cast<std::size_t>(limits_.maximumLinkCount) ||
+      input.labelOverrides.size() > static_cast<std::size_t>(limits_.maximumLabelOverrideCount)) {
+    throw QuorvaneTransferError(Case::dataTooLarge, "documents or labels");
+  }
+}
+
+void QuorvaneTransferService::verifyWritten(const std::string& path, const PackageExport& input,
+                                            const TransferProgressFn& progress) const {
+  const OpenedPackage opened = openPackage(path);
+  const ImportedProjectPackage& content = opened.content;
+  // What was meant: every artwork, in its order, with the originals given.
+  const std::vector<Artwork>& meant = input.snapshot.artworks.images;
+  const std::vector<Artwork>& read = content.snapshot.artworks.images;
+  bool same =
+      meant.size() == read.size() && content.mediaPathByArtworkId.size() == input.originals.size();
+  for (std::size_t i = 0; same && i < meant.size(); ++i) {
+    same = meant[i].id == read[i].id && input.originals.contains(meant[i].id) ==
+                                            content.mediaPathByArtworkId.contains(meant[i].id);
+  }
+  if (!same) {
+    throw QuorvaneTransferError(QuorvaneTransferCase::invalidPackage,
+                                "the package read back differs from what was written");
+  }
+  TransferProgress told{0, 0, 0, input.originals.size(), TransferProgress::Phase::checking};
+  for (const auto& [id, original] : input.originals) told.totalBytes += original.bytes;
+  if (progress) progress(told);
+  checkOriginals(*opened.archive, content, limits_, input.checkImage,
+                 [&](std::size_t done, std::uint64_t bytes) {
+                   told.artworks = done;
+                   told.bytes = bytes;
+                   if (progress) progress(told);
+                 });
+  logger_.log("export verified packageBytes=" + std::to_string(opened.bytes) +
+              " mediaCount=" + std::to_string(content.mediaPathByArtworkId.size()));
 }
 
 OpenedPackage QuorvaneTransferService::openPackage(const std::string& path) const {
@@ -142,7 +202,7 @@ OpenedPackage QuorvaneTransferService::openPackage(const std::string& path) cons
   const std::uintmax_t size = std::filesystem::file_size(path, error);
   if (error) throw std::system_error(error, "read " + path);
   // The size first: a file too large is refused before it is opened.
-  if (size > limits_.maximumPackageBytes) {
+  if (size > limits_.maximumPackageBytes()) {
     logger_.log("import begin packageBytes=" + std::to_string(size));
     throw QuorvaneTransferError(QuorvaneTransferCase::packageTooLarge);
   }

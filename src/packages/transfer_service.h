@@ -5,8 +5,10 @@
 #pragma once
 
 #include <functional>
+#include <map>
 #include <memory>
 #include <optional>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -21,19 +23,31 @@
 namespace quorvane {
 
 // How far a long export or import has come: the originals' bytes, and the
-// artworks whose original is done.
+// artworks whose original is done — first as they are copied, then, for an
+// export, as the written package is read back and checked.
 struct TransferProgress {
+  enum class Phase { copying, checking };
   std::uint64_t bytes = 0;
   std::uint64_t totalBytes = 0;
   std::size_t artworks = 0;
   std::size_t totalArtworks = 0;
+  Phase phase = Phase::copying;
 
   bool operator==(const TransferProgress&) const = default;
 };
 using TransferProgressFn = std::function<void(const TransferProgress&)>;
 
-// What an export writes: the project as the store holds it, and where the
-// originals are.
+// An original that goes into a package: a regular file, and the size it
+// was found to have (it must still have it when it is copied in).
+struct PackageOriginal {
+  std::string path;
+  std::uint64_t bytes = 0;
+
+  bool operator==(const PackageOriginal&) const = default;
+};
+
+// What an export writes: the project as the store holds it, and its
+// originals, looked at by the caller.
 struct PackageExport {
   Project project;
   StudioSnapshot snapshot;
@@ -41,8 +55,11 @@ struct PackageExport {
   std::optional<BackupReminderState> backupReminder;
   std::optional<Date> lastProjectDataExportAt;
   std::optional<Date> lastProjectDataImportAt;
-  // The file of an artwork's original, if it has one.
-  std::function<std::optional<std::string>(const std::string& artworkId)> originalFile;
+  // The original of each artwork that carries one, by artwork id; an
+  // artwork not listed goes without an image.
+  std::map<std::string, PackageOriginal> originals;
+  // Run on every original as it is read back from the written package.
+  OriginalImageCheck checkImage;
 };
 
 // A package opened and checked: its content, and the archive to copy the
@@ -63,10 +80,14 @@ class QuorvaneTransferService {
   const TransferLimits& limits() const { return limits_; }
 
   // Writes the package at `target`, whole or not at all (an older file
-  // there is replaced only with `replaceExisting`); its size in bytes. An
-  // original that can't be opened leaves its artwork without an image.
-  // Throws std::system_error (the disk) or QuorvaneTransferError.
-  // `progress` is told as the originals are copied in.
+  // there is replaced only with `replaceExisting`); its size in bytes.
+  // Nothing is written that the reader would refuse: what is over a limit
+  // is refused before a byte is written (QuorvaneTransferError naming the
+  // artwork), and the written file is read back through the reader —
+  // every check, every original's size, checksum and `checkImage` — before
+  // it takes its name. Throws std::system_error (the disk),
+  // QuorvaneTransferError or PackageDecodingError. `progress` is told as
+  // the originals are copied in, then as they are checked.
   std::uint64_t exportPackage(const PackageExport& input, const std::string& target, Date now,
                               bool replaceExisting, const TransferProgressFn& progress = {}) const;
 
@@ -76,6 +97,13 @@ class QuorvaneTransferService {
   OpenedPackage openPackage(const std::string& path) const;
 
  private:
+  // The refusals a reader would make of `input`, made before writing.
+  void checkWithinLimits(const PackageExport& input, const std::vector<ZipEntry>& tree) const;
+  // Reads the package just written at `path` as an import would, and
+  // compares it with what was meant to be written.
+  void verifyWritten(const std::string& path, const PackageExport& input,
+                     const TransferProgressFn& progress) const;
+
   TransferLimits limits_;
   Logger& logger_;
   FileSystem& files_;

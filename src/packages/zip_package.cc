@@ -9,7 +9,6 @@
 
 #include "model/text.h"
 #include "packages/transfer_error.h"
-#include "platform/atomic_file.h"
 #include "platform/file_system.h"
 
 namespace quorvane {
@@ -82,7 +81,11 @@ zip_int64_t seamSourceCallback(void* state, void* data, zip_uint64_t length,
   try {
     switch (command) {
       case ZIP_SOURCE_OPEN:
-        source.reader = source.files.openForReading(source.path);
+        source.reader = source.files.openRegularFile(source.path);
+        if (source.reader->size() != source.size) {
+          // Changed since it was looked at: what was checked is what goes in.
+          throw std::system_error(ESTALE, std::generic_category(), source.path);
+        }
         return 0;
       case ZIP_SOURCE_READ: {
         const Bytes piece = source.reader->read(static_cast<std::size_t>(length));
@@ -130,14 +133,75 @@ zip_int64_t seamSourceCallback(void* state, void* data, zip_uint64_t length,
 }
 
 zip_source_t* seamSource(::zip* archive, FileSystem& files, const std::string& path,
-                         ReadTally& tally) {
-  const std::uint64_t size = files.fileSize(path);
+                         std::uint64_t size, ReadTally& tally) {
   auto source =
       std::make_unique<SeamSource>(SeamSource{files, path, size, tally, nullptr, {}, 0, false});
   zip_error_init(&source->error);
   zip_source_t* made = zip_source_function(archive, seamSourceCallback, source.get());
   if (made != nullptr) source.release();  // freed by its ZIP_SOURCE_FREE
   return made;
+}
+
+// The archive's destination for libzip: a file being written through the
+// seam, which libzip writes front to back and seeks back into to fill in
+// each entry's header.
+struct TargetState {
+  FileWriter& file;
+  zip_error_t error;
+};
+
+zip_int64_t targetCallback(void* state, void* data, zip_uint64_t length, zip_source_cmd_t command) {
+  TargetState& target = *static_cast<TargetState*>(state);
+  try {
+    switch (command) {
+      case ZIP_SOURCE_STAT:
+        // Nothing is there yet: libzip makes a new archive.
+        zip_error_set(&target.error, ZIP_ER_READ, ENOENT);
+        return -1;
+      case ZIP_SOURCE_BEGIN_WRITE:
+      case ZIP_SOURCE_COMMIT_WRITE:
+      case ZIP_SOURCE_ROLLBACK_WRITE:  // an uncommitted file leaves nothing anyway
+      case ZIP_SOURCE_REMOVE:
+      case ZIP_SOURCE_OPEN:
+      case ZIP_SOURCE_CLOSE:
+        return 0;
+      case ZIP_SOURCE_WRITE:
+        target.file.write(
+            std::span(static_cast<const std::uint8_t*>(data), static_cast<std::size_t>(length)));
+        return static_cast<zip_int64_t>(length);
+      case ZIP_SOURCE_SEEK_WRITE: {
+        const zip_int64_t offset = zip_source_seek_compute_offset(
+            target.file.position(), target.file.size(), data, length, &target.error);
+        if (offset < 0) return -1;
+        target.file.seek(static_cast<std::uint64_t>(offset));
+        return 0;
+      }
+      case ZIP_SOURCE_TELL_WRITE:
+      case ZIP_SOURCE_TELL:
+        return static_cast<zip_int64_t>(target.file.position());
+      case ZIP_SOURCE_READ:
+      case ZIP_SOURCE_SEEK:
+        // Never asked of a new archive: its entries all come from elsewhere.
+        zip_error_set(&target.error, ZIP_ER_OPNOTSUPP, 0);
+        return -1;
+      case ZIP_SOURCE_ERROR:
+        return zip_error_to_data(&target.error, data, length);
+      case ZIP_SOURCE_FREE:
+        zip_error_fini(&target.error);
+        std::unique_ptr<TargetState>(&target).reset();  // libzip's to free, from its making on
+        return 0;
+      case ZIP_SOURCE_SUPPORTS:
+        return ZIP_SOURCE_SUPPORTS_WRITABLE;
+      default:
+        zip_error_set(&target.error, ZIP_ER_OPNOTSUPP, 0);
+        return -1;
+    }
+  } catch (const std::system_error& failure) {
+    zip_error_set(&target.error, ZIP_ER_WRITE, failure.code().value());
+  } catch (const std::exception&) {
+    zip_error_set(&target.error, ZIP_ER_WRITE, EIO);
+  }
+  return -1;
 }
 
 }  // namespace
@@ -249,30 +313,34 @@ std::optional<Bytes> ZipPackageReader::read(std::string_view path, std::uint64_t
 
 void writeZipPackage(FileSystem& files, const std::string& target,
                      const std::vector<ZipEntry>& entries, bool replaceExisting,
-                     const ZipReadProgress& read) {
+                     const ZipReadProgress& read, const WrittenCheck& check) {
   ReadTally tally{read};
-  const std::string temporary = temporaryPathBeside(target);
-  int error = 0;
-  ::zip* opened = zip_open(temporary.c_str(), ZIP_CREATE | ZIP_EXCL, &error);
+  // The archive goes into a file without a name until it is published: a
+  // kill, a failure or a refused check leaves nothing behind.
+  const std::unique_ptr<FileWriter> file = files.createAtomically(target);
+  auto state = std::make_unique<TargetState>(TargetState{*file, {}});
+  zip_error_init(&state->error);
+  zip_error_t error;
+  zip_error_init(&error);
+  zip_source_t* destination = zip_source_function_create(targetCallback, state.get(), &error);
+  if (destination == nullptr) {
+    zip_error_fini(&state->error);
+    zip_error_fini(&error);
+    throw std::system_error(ENOMEM, std::generic_category(), "write " + target);
+  }
+  state.release();  // freed by its ZIP_SOURCE_FREE
+  ::zip* opened = zip_open_from_source(destination, ZIP_CREATE | ZIP_TRUNCATE, &error);
   if (opened == nullptr) {
-    zip_error_t reason;
-    zip_error_init_with_code(&reason, error);
-    const int systemError = zip_error_code_system(&reason);
-    const std::string text = zip_error_strerror(&reason);
-    zip_error_fini(&reason);
+    zip_source_free(destination);  // frees the state too
+    const int systemError = zip_error_code_system(&error);
+    const std::string text = zip_error_strerror(&error);
+    zip_error_fini(&error);
     throw std::system_error(systemError != 0 ? systemError : EIO, std::generic_category(),
                             "write " + target + ": " + text);
   }
-  // Whatever goes wrong from here, the half-written archive goes with it
-  // (libzip writes nothing before zip_close; a failed close may have).
+  zip_error_fini(&error);
+  // Whatever goes wrong from here, the unfinished archive goes with it.
   std::unique_ptr<::zip, void (*)(::zip*)> archive(opened, [](::zip* a) { zip_discard(a); });
-  struct RemoveUnlessPublished {
-    const std::string& path;
-    bool published = false;
-    ~RemoveUnlessPublished() {
-      if (!published) ::unlink(path.c_str());
-    }
-  } cleanup{temporary};
   const auto fail = [&](const std::string& what) {
     const int systemError = zip_error_code_system(zip_get_error(archive.get()));
     throw std::system_error(systemError != 0 ? systemError : EIO, std::generic_category(),
@@ -286,7 +354,7 @@ void writeZipPackage(FileSystem& files, const std::string& target,
     zip_source_t* source =
         entry.kind == ZipEntry::Kind::text
             ? zip_source_buffer(archive.get(), entry.text.data(), entry.text.size(), 0)
-            : seamSource(archive.get(), files, entry.filePath, tally);
+            : seamSource(archive.get(), files, entry.filePath, entry.fileBytes, tally);
     if (source == nullptr) fail(entry.name);
     const zip_int64_t index =
         zip_file_add(archive.get(), entry.name.c_str(), source, ZIP_FL_ENC_UTF_8);
@@ -301,10 +369,9 @@ void writeZipPackage(FileSystem& files, const std::string& target,
   }
   // The files are read, and the archive written, here.
   if (zip_close(archive.get()) != 0) fail("write " + target);
-  archive.release();  // closed: freed by zip_close
-  files.publish(temporary, target,
-                replaceExisting ? AtomicFile::Replace::existing : AtomicFile::Replace::nothing);
-  cleanup.published = true;
+  archive.release();  // closed: freed by zip_close, the destination source with it
+  if (check) check(file->readBackPath());
+  file->commit(replaceExisting ? AtomicFile::Replace::existing : AtomicFile::Replace::nothing);
 }
 
 }  // namespace quorvane

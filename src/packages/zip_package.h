@@ -55,21 +55,28 @@ class ZipPackageReader final : public PackageTree {
 struct ZipEntry {
   enum class Kind { directory, text, file };
   Kind kind;
-  std::string name;      // "data/", "manifest.json", "media/original/a1.jpg"
-  std::string text;      // kind text: deflated
-  std::string filePath;  // kind file: stored, read from here while writing
+  std::string name;             // "data/", "manifest.json", "media/original/a1.jpg"
+  std::string text;             // kind text: deflated
+  std::string filePath;         // kind file: stored, read from here while writing
+  std::uint64_t fileBytes = 0;  // kind file: the size it was found to have
 };
 
-// Writes the archive beside `target` under a temporary name and puts it at
-// `target` once complete (Replace::nothing: EEXIST when a file is there).
-// Files are read through `files` as they are written, never whole, and the
-// finished archive is published through it. Throws std::system_error or
-// std::runtime_error; nothing is left behind then, and an older file at
+// Told a path that reads the archive just written, before it is published:
+// throws to refuse it (nothing is published then).
+using WrittenCheck = std::function<void(const std::string& writtenPath)>;
+
+// Writes the archive into a new file that becomes `target` once complete
+// and checked (Replace::nothing: EEXIST when a file is there); until then
+// it has no name, so a kill leaves nothing behind. Files are opened through
+// `files` as regular files (a symbolic link is never followed), must still
+// have the size they were found with, and are read as they are written,
+// never whole. Throws std::system_error, std::runtime_error or what
+// `check` throws; nothing is left behind then, and an older file at
 // `target` is untouched. `read` is told the bytes of files read so far,
 // and how many files are read whole.
 using ZipReadProgress = std::function<void(std::uint64_t bytes, std::size_t filesDone)>;
 void writeZipPackage(FileSystem& files, const std::string& target,
                      const std::vector<ZipEntry>& entries, bool replaceExisting,
-                     const ZipReadProgress& read = {});
+                     const ZipReadProgress& read = {}, const WrittenCheck& check = {});
 
 }  // namespace quorvane

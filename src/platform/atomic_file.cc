@@ -11,6 +11,7 @@
 #include <cerrno>
 #include <chrono>
 #include <ctime>
+#include <functional>
 #include <mutex>
 #include <random>
 #include <set>
@@ -52,8 +53,18 @@ std::string randomSuffix() {
   return suffix;
 }
 
+// The target's name at most kNameInTemporary bytes long, its extension
+// kept (the folder's tidying finds temporary files of a kind by it).
+std::string shortenedName(const std::string& name) {
+  if (name.size() <= kNameInTemporary) return name;
+  const auto dot = name.rfind('.');
+  const std::size_t extension = dot == std::string::npos ? 0 : name.size() - dot;
+  if (dot == 0 || extension > kNameInTemporary / 2) return name.substr(0, kNameInTemporary);
+  return name.substr(0, kNameInTemporary - extension) + name.substr(dot);
+}
+
 std::string temporaryNameFor(const std::string& path) {
-  std::string name = fileNameOf(path).substr(0, kNameInTemporary);
+  std::string name = shortenedName(fileNameOf(path));
   return directoryOf(path) + "/." + name + std::string(kMarker) + std::to_string(::getpid()) + "-" +
          randomSuffix();
 }
@@ -106,6 +117,26 @@ AtomicFile::AtomicFile(std::string path) : path_(std::move(path)), directory_(di
 AtomicFile::~AtomicFile() {
   if (fd_ >= 0) ::close(fd_);
   if (!temporary_.empty()) ::unlink(temporary_.c_str());
+}
+
+void AtomicFile::seek(std::uint64_t offset) {
+  if (::lseek(fd_, static_cast<off_t>(offset), SEEK_SET) < 0) throwErrno(errno, "seek " + path_);
+}
+
+std::uint64_t AtomicFile::position() const {
+  const off_t at = ::lseek(fd_, 0, SEEK_CUR);
+  if (at < 0) throwErrno(errno, "seek " + path_);
+  return static_cast<std::uint64_t>(at);
+}
+
+std::uint64_t AtomicFile::size() const {
+  struct stat info {};
+  if (::fstat(fd_, &info) != 0) throwErrno(errno, "stat " + path_);
+  return static_cast<std::uint64_t>(info.st_size);
+}
+
+std::string AtomicFile::readBackPath() const {
+  return unnamed_ ? "/proc/self/fd/" + std::to_string(fd_) : temporary_;
 }
 
 void AtomicFile::write(std::span<const std::uint8_t> bytes) {
@@ -205,30 +236,6 @@ void AtomicFile::commit(Replace replace) {
   syncDirectory(directory_);
 }
 
-std::string temporaryPathBeside(const std::string& target) { return temporaryNameFor(target); }
-
-void publishTemporaryFile(const std::string& temporary, const std::string& target,
-                          AtomicFile::Replace replace) {
-  const int fd = ::open(temporary.c_str(), O_RDONLY | O_CLOEXEC);
-  if (fd < 0 || ::fsync(fd) != 0 || ::fchmod(fd, modeFor(target)) != 0) {
-    const int error = errno;
-    if (fd >= 0) ::close(fd);
-    ::unlink(temporary.c_str());
-    throwErrno(error, "write " + target);
-  }
-  ::close(fd);
-  const int renamed =
-      replace == AtomicFile::Replace::existing
-          ? ::rename(temporary.c_str(), target.c_str())
-          : ::renameat2(AT_FDCWD, temporary.c_str(), AT_FDCWD, target.c_str(), RENAME_NOREPLACE);
-  if (renamed != 0) {
-    const int error = errno;
-    ::unlink(temporary.c_str());
-    throwErrno(error, "rename to " + target);
-  }
-  syncDirectory(directoryOf(target));
-}
-
 std::optional<long> temporaryFileOwner(const std::string& name) {
   if (name.size() < 2 || name[0] != '.') return std::nullopt;
   const auto marker = name.rfind(kMarker);
@@ -262,19 +269,19 @@ std::optional<long> temporaryFileOwner(const std::string& name) {
   return std::stol(tail.substr(0, dash));
 }
 
-int removeStaleTemporaryFiles(const std::string& directory,
-                              const std::optional<std::string>& targetName) {
-  const std::optional<std::string> prefix =
-      targetName ? std::optional<std::string>("." + targetName->substr(0, kNameInTemporary) +
-                                              std::string(kMarker))
-                 : std::nullopt;
+namespace {
+
+// Removes our temporary files in `directory` whose process is gone and
+// whose name `wanted` takes.
+int removeStaleWhere(const std::string& directory,
+                     const std::function<bool(const std::string&)>& wanted) {
   DIR* listing = ::opendir(directory.c_str());
   if (listing == nullptr) return 0;
   int removed = 0;
   const std::time_t now = std::time(nullptr);
   while (const dirent* entry = ::readdir(listing)) {
     const std::string name = entry->d_name;
-    if (prefix && !name.starts_with(*prefix)) continue;
+    if (!wanted(name)) continue;
     const std::optional<long> owner = temporaryFileOwner(name);
     if (!owner) continue;
     const std::string path = directory + "/" + name;
@@ -286,6 +293,27 @@ int removeStaleTemporaryFiles(const std::string& directory,
   }
   ::closedir(listing);
   return removed;
+}
+
+}  // namespace
+
+int removeStaleTemporaryFiles(const std::string& directory,
+                              const std::optional<std::string>& targetName) {
+  const std::optional<std::string> prefix =
+      targetName
+          ? std::optional<std::string>("." + shortenedName(*targetName) + std::string(kMarker))
+          : std::nullopt;
+  return removeStaleWhere(
+      directory, [&](const std::string& name) { return !prefix || name.starts_with(*prefix); });
+}
+
+int removeStaleTemporaryFilesOfKind(const std::string& directory, std::string_view extension) {
+  const std::string marked = std::string(extension) + std::string(kMarker);
+  return removeStaleWhere(directory, [&](const std::string& name) {
+    const auto marker = name.rfind(kMarker);
+    return marker != std::string::npos && marker >= extension.size() &&
+           name.compare(marker - extension.size(), marked.size(), marked) == 0;
+  });
 }
 
 }  // namespace quorvane

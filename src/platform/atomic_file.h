@@ -8,8 +8,9 @@
 // renamed over the target. A kill before the commit leaves nothing; a kill in
 // the instant between link and rename leaves one temporary file. Elsewhere
 // the pieces go to a named temporary file. Temporary files carry the pid of
-// the process that made them (".<name>.tmp-<pid>-XXXXXX"), and the first
-// write of a process into a folder removes those whose process is gone.
+// the process that made them (".<name>.tmp-<pid>-XXXXXX", a long name
+// shortened before its extension, which it keeps), and the first write of a
+// process into a folder removes those whose process is gone.
 //
 // The committed file keeps the permissions of the file it replaces (a new
 // one gets rw-r--r--).
@@ -19,6 +20,7 @@
 #include <optional>
 #include <span>
 #include <string>
+#include <string_view>
 
 namespace quorvane {
 
@@ -33,7 +35,15 @@ class AtomicFile {
 
   enum class Replace { existing, nothing };
 
+  // Writes at the position, which moves on; `seek` sets it (for writers
+  // that go back to fill in a header).
   void write(std::span<const std::uint8_t> bytes);
+  void seek(std::uint64_t offset);
+  std::uint64_t position() const;
+  std::uint64_t size() const;
+  // A path that opens what is written so far, for reading it back before
+  // the commit ("/proc/self/fd/N" for a file without a name).
+  std::string readBackPath() const;
   // Flushes the file, puts it at its path (replacing what is there, or,
   // with Replace::nothing, failing with EEXIST when a file is there) and
   // flushes the directory. Throws std::system_error; nothing stays then.
@@ -52,25 +62,17 @@ class AtomicFile {
   bool unnamed_ = false;
 };
 
-// For files another library writes whole (an archive): a fresh name beside
-// `target` under which to write it, of the same form as ours (so that a
-// kill leaves nothing the next write does not remove), and the step that
-// puts it at `target` as `AtomicFile::commit` does (flushed, the replaced
-// file's permissions kept, EEXIST with Replace::nothing). On a failure the
-// temporary file is removed and std::system_error thrown.
-std::string temporaryPathBeside(const std::string& target);
-void publishTemporaryFile(const std::string& temporary, const std::string& target,
-                          AtomicFile::Replace replace = AtomicFile::Replace::existing);
-
 // The pid in the name of one of our temporary files; nothing for any other
 // name. Names without a pid (made by older versions) give 0.
 std::optional<long> temporaryFileOwner(const std::string& name);
 
 // Removes our temporary files in `directory` whose process is gone (and
 // pid-less ones older than an hour) — only those of `targetName` when it is
-// given (a folder of the user's holds what is not ours to tidy); how many.
-// Errors are ignored.
+// given (a folder of the user's holds what is not ours to tidy), or only
+// those of targets named with `extension` (".quorvane": every backup ever
+// written there, whatever its name); how many. Errors are ignored.
 int removeStaleTemporaryFiles(const std::string& directory,
                               const std::optional<std::string>& targetName = std::nullopt);
+int removeStaleTemporaryFilesOfKind(const std::string& directory, std::string_view extension);
 
 }  // namespace quorvane

@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <sys/stat.h>
+#include <sys/statvfs.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -105,10 +106,18 @@ namespace {
 
 class PosixFileReader final : public FileReader {
  public:
-  explicit PosixFileReader(const std::string& path)
-      : path_(path), fd_(::open(path.c_str(), O_RDONLY | O_CLOEXEC)) {
+  // `flags` are added to opening for reading.
+  PosixFileReader(const std::string& path, int flags)
+      : path_(path), fd_(::open(path.c_str(), O_RDONLY | O_CLOEXEC | flags)) {
     if (fd_.get() < 0) throwErrno("open " + path);
+    struct stat info {};
+    if (::fstat(fd_.get(), &info) != 0) throwErrno("stat " + path);
+    regular_ = S_ISREG(info.st_mode);
+    size_ = static_cast<std::uint64_t>(info.st_size);
   }
+  bool isRegular() const { return regular_; }
+  int descriptor() const { return fd_.get(); }
+  std::uint64_t size() override { return size_; }
   Bytes read(std::size_t maximum) override {
     Bytes bytes(maximum);
     std::size_t filled = 0;
@@ -128,12 +137,51 @@ class PosixFileReader final : public FileReader {
  private:
   std::string path_;
   FileDescriptor fd_;
+  bool regular_ = false;
+  std::uint64_t size_ = 0;
+};
+
+class WriterOnAtomicFile final : public FileWriter {
+ public:
+  explicit WriterOnAtomicFile(const std::string& path) : file_(path) {}
+  void write(std::span<const std::uint8_t> bytes) override { file_.write(bytes); }
+  void seek(std::uint64_t offset) override { file_.seek(offset); }
+  std::uint64_t position() override { return file_.position(); }
+  std::uint64_t size() override { return file_.size(); }
+  std::string readBackPath() const override { return file_.readBackPath(); }
+  void commit(AtomicFile::Replace replace) override { file_.commit(replace); }
+
+ private:
+  AtomicFile file_;
 };
 
 }  // namespace
 
 std::unique_ptr<FileReader> RealFileSystem::openForReading(const std::string& path) {
-  return std::make_unique<PosixFileReader>(path);
+  return std::make_unique<PosixFileReader>(path, 0);
+}
+
+std::unique_ptr<FileReader> RealFileSystem::openRegularFile(const std::string& path) {
+  // Non-blocking, so that a FIFO is refused below instead of waited on.
+  auto reader = std::make_unique<PosixFileReader>(path, O_NOFOLLOW | O_NONBLOCK);
+  if (!reader->isRegular()) {
+    throw std::system_error(EINVAL, std::generic_category(), path + " is not a regular file");
+  }
+  const int flags = ::fcntl(reader->descriptor(), F_GETFL);
+  if (flags < 0 || ::fcntl(reader->descriptor(), F_SETFL, flags & ~O_NONBLOCK) != 0) {
+    throwErrno("open " + path);
+  }
+  return reader;
+}
+
+std::unique_ptr<FileWriter> RealFileSystem::createAtomically(const std::string& path) {
+  return std::make_unique<WriterOnAtomicFile>(path);
+}
+
+std::uint64_t RealFileSystem::availableBytes(const std::string& path) {
+  struct statvfs info {};
+  if (::statvfs(path.c_str(), &info) != 0) throwErrno("statvfs " + path);
+  return static_cast<std::uint64_t>(info.f_bavail) * info.f_frsize;
 }
 
 bool RealFileSystem::isWritable(const std::string& path) {
@@ -147,11 +195,6 @@ Date RealFileSystem::modificationTime(const std::string& path) {
   if (::stat(path.c_str(), &info) != 0) throwErrno("stat " + path);
   return dateFromMilliseconds(static_cast<std::int64_t>(info.st_mtim.tv_sec) * 1000 +
                               info.st_mtim.tv_nsec / 1'000'000);
-}
-
-void RealFileSystem::publish(const std::string& temporary, const std::string& target,
-                             AtomicFile::Replace replace) {
-  publishTemporaryFile(temporary, target, replace);
 }
 
 FileSystem& realFileSystem() {

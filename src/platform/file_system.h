@@ -3,10 +3,12 @@
 // purpose. Failures are thrown as `std::system_error` with the errno code.
 #pragma once
 
+#include <cerrno>
 #include <cstdint>
 #include <memory>
 #include <span>
 #include <string>
+#include <system_error>
 #include <vector>
 
 #include "model/date.h"
@@ -22,6 +24,24 @@ class FileReader {
   virtual ~FileReader() = default;
   // Up to `maximum` further bytes; empty at the end of the file.
   virtual Bytes read(std::size_t maximum) = 0;
+  // Its size when it was opened.
+  virtual std::uint64_t size() = 0;
+};
+
+// A file being written that appears at its path only when committed, and
+// then whole; uncommitted, nothing of it stays (see AtomicFile). Writes go
+// at the position, which they move on.
+class FileWriter {
+ public:
+  virtual ~FileWriter() = default;
+  virtual void write(std::span<const std::uint8_t> bytes) = 0;
+  virtual void seek(std::uint64_t offset) = 0;
+  virtual std::uint64_t position() = 0;
+  virtual std::uint64_t size() = 0;
+  // A path under which what is written so far can be opened for reading,
+  // until the commit.
+  virtual std::string readBackPath() const = 0;
+  virtual void commit(AtomicFile::Replace replace) = 0;
 };
 
 class FileSystem {
@@ -62,6 +82,11 @@ class FileSystem {
   virtual std::uint64_t fileSize(const std::string& path) = 0;
 
   virtual std::unique_ptr<FileReader> openForReading(const std::string& path) = 0;
+  // The regular file at `path` itself: a symbolic link there is not
+  // followed (ELOOP), and anything but a regular file (a FIFO, a device, a
+  // folder) is refused (EINVAL) without waiting on it. For the library's
+  // own files, which nothing outside may stand in for.
+  virtual std::unique_ptr<FileReader> openRegularFile(const std::string& path) = 0;
 
   // Whether this process may write the file, or create files in the
   // directory, at `path` (false for what does not exist).
@@ -69,11 +94,10 @@ class FileSystem {
 
   // When the file at `path` was last written.
   virtual Date modificationTime(const std::string& path) = 0;
-  // Flushes the finished temporary file (temporaryPathBeside) to the disk
-  // and puts it at `target` in one step; on a failure the temporary file is
-  // gone and `target` as it was (see publishTemporaryFile).
-  virtual void publish(const std::string& temporary, const std::string& target,
-                       AtomicFile::Replace replace) = 0;
+  // A new file that becomes `path` when committed (AtomicFile).
+  virtual std::unique_ptr<FileWriter> createAtomically(const std::string& path) = 0;
+  // The bytes free for this user on the file system holding `path`.
+  virtual std::uint64_t availableBytes(const std::string& path) = 0;
 };
 
 // Hands every call on to another file system; a base for seams that change
@@ -101,11 +125,16 @@ class ForwardingFileSystem : public FileSystem {
   std::unique_ptr<FileReader> openForReading(const std::string& path) override {
     return target_.openForReading(path);
   }
+  std::unique_ptr<FileReader> openRegularFile(const std::string& path) override {
+    return target_.openRegularFile(path);
+  }
   bool isWritable(const std::string& path) override { return target_.isWritable(path); }
   Date modificationTime(const std::string& path) override { return target_.modificationTime(path); }
-  void publish(const std::string& temporary, const std::string& target,
-               AtomicFile::Replace replace) override {
-    target_.publish(temporary, target, replace);
+  std::unique_ptr<FileWriter> createAtomically(const std::string& path) override {
+    return target_.createAtomically(path);
+  }
+  std::uint64_t availableBytes(const std::string& path) override {
+    return target_.availableBytes(path);
   }
 
  private:
@@ -130,10 +159,29 @@ class RealFileSystem final : public FileSystem {
   void copyFile(const std::string& from, const std::string& to) override;
   std::uint64_t fileSize(const std::string& path) override;
   std::unique_ptr<FileReader> openForReading(const std::string& path) override;
+  std::unique_ptr<FileReader> openRegularFile(const std::string& path) override;
   bool isWritable(const std::string& path) override;
   Date modificationTime(const std::string& path) override;
-  void publish(const std::string& temporary, const std::string& target,
-               AtomicFile::Replace replace) override;
+  std::unique_ptr<FileWriter> createAtomically(const std::string& path) override;
+  std::uint64_t availableBytes(const std::string& path) override;
+};
+
+// Not enough free space for what is about to be written, found before
+// anything was: ENOSPC, with the figures.
+class InsufficientSpaceError : public std::system_error {
+ public:
+  InsufficientSpaceError(std::uint64_t needed, std::uint64_t available, const std::string& where)
+      : std::system_error(ENOSPC, std::generic_category(),
+                          where + " needs " + std::to_string(needed) + " bytes, " +
+                              std::to_string(available) + " free"),
+        needed_(needed),
+        available_(available) {}
+  std::uint64_t needed() const { return needed_; }
+  std::uint64_t available() const { return available_; }
+
+ private:
+  std::uint64_t needed_;
+  std::uint64_t available_;
 };
 
 // The process-wide real file system, for callers that are not handed one.

@@ -88,6 +88,17 @@ std::vector<std::string> FilesMediaStore::originalFiles(const std::string& artwo
   return filesWhere([&](const std::string& name) { return name.starts_with(prefix); });
 }
 
+std::map<std::string, std::string> FilesMediaStore::originalsByArtwork() const {
+  std::map<std::string, std::string> originals;
+  for (const std::string& path : filesWhere(
+           [](const std::string& name) { return name.find("_orig.") != std::string::npos; })) {
+    const std::string name = path.substr(path.find_last_of('/') + 1);
+    const std::optional<std::string> id = artworkOfMediaFile(name);
+    if (id && name.starts_with(*id + "_orig.")) originals.emplace(*id, path);  // sorted: first kept
+  }
+  return originals;
+}
+
 std::vector<std::string> FilesMediaStore::mediaFiles(const std::string& artworkId) const {
   return filesWhere([&](const std::string& name) { return artworkOfMediaFile(name) == artworkId; });
 }

@@ -16,6 +16,7 @@
 
 #include <cstdint>
 #include <functional>
+#include <map>
 #include <nlohmann/json.hpp>
 #include <optional>
 #include <span>
@@ -48,6 +49,9 @@ class FilesMediaStore {
   // Every original of the artwork (several extensions may exist), sorted;
   // none when the directory can't be listed. "a1" never finds "a10"'s.
   std::vector<std::string> originalFiles(const std::string& artworkId) const;
+  // The first original of every artwork that has one, by artwork id, from
+  // one listing of the folder (empty when it can't be listed).
+  std::map<std::string, std::string> originalsByArtwork() const;
   // Every file of the artwork: its originals, its web derivative and its
   // print derivatives, sorted.
   std::vector<std::string> mediaFiles(const std::string& artworkId) const;

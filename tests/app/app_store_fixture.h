@@ -32,13 +32,28 @@ inline bool logged(const testing::RecordingLogger& logger, const std::string& li
 }
 
 // The real file system, with a hook told of each file read: the moment to
-// act "while" something reads (a user cancelling an export half-way).
+// act "while" something reads (a user cancelling an export half-way); and,
+// when set, a disk with only `available` bytes free, or whose writes fail
+// with `writeError` (ENOSPC: full).
 class ReadHookedFileSystem final : public ForwardingFileSystem {
  public:
   ReadHookedFileSystem() : ForwardingFileSystem(realFileSystem()) {}
+  std::uint64_t availableBytes(const std::string& path) override {
+    return available ? *available : ForwardingFileSystem::availableBytes(path);
+  }
+  void writeFileAtomically(const std::string& path, std::span<const std::uint8_t> bytes) override {
+    if (writeError != 0) throw std::system_error(writeError, std::generic_category(), path);
+    ForwardingFileSystem::writeFileAtomically(path, bytes);
+  }
+  std::optional<std::uint64_t> available;
+  int writeError = 0;
   Bytes readFile(const std::string& path) override {
     if (onRead) onRead(path);
     return ForwardingFileSystem::readFile(path);
+  }
+  std::unique_ptr<FileReader> openRegularFile(const std::string& path) override {
+    if (onRead) onRead(path);
+    return ForwardingFileSystem::openRegularFile(path);
   }
   std::function<void(const std::string&)> onRead;
 };

@@ -54,10 +54,7 @@ class PackageImportTest : public ::testing::Test {
     input.labelOverrides = {{"portfolio", "fr", "pdf.toc.artworks", "Œuvres choisies"},
                             {"cv", "fr", "pdf.cv.section.education", "Formation"},
                             {"cv", "de", "pdf.cv.section.education", "Studium"}};
-    input.originalFile = [this](const std::string& id) -> std::optional<std::string> {
-      if (id == "A1") return dir.file("elsewhere/A1_orig.jpg");
-      return std::nullopt;
-    };
+    input.originals = {{"A1", {dir.file("elsewhere/A1_orig.jpg"), jpeg->size()}}};
     QuorvaneTransferService().exportPackage(input, packagePath, dateFromSeconds(1'740'821'400),
                                             false);
 

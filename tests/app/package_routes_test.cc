@@ -203,8 +203,10 @@ TEST_F(PackageRoutesTest, BehindAWindowAPackageIsWrittenAndReadOffTheMainThreadS
   std::optional<std::uint64_t> written;
   std::vector<TransferProgress> progress;
   store.exportProjectPackageInBackground(
-      path, false, [&](const TransferProgress& at) { progress.push_back(at); },
-      [&](const std::optional<std::uint64_t>& bytes) { written = bytes; });
+      path, {}, [&](const TransferProgress& at) { progress.push_back(at); },
+      [&](const std::optional<WrittenPackage>& package) {
+        if (package) written = package->bytes;
+      });
   EXPECT_FALSE(written) << "the originals are copied on the save queue";
   saveQueue.runUntilIdle();
   main.runUntilIdle();
@@ -274,6 +276,68 @@ TEST_F(PackageRoutesTest, APackageThatFailsChangesNothingAndSaysWhy) {
                      "Not a zip archive"));
 }
 
+// Every work with an image has its original in the backup, or the backup
+// says which has not: an original deleted, changed, or replaced by a link
+// to a file that is not the library's.
+TEST_F(PackageRoutesTest, ABackupNeverLeavesAnOriginalOutWithoutSayingSo) {
+  AppStore& store = open();
+  store.addImages({writeImage("a.jpg", 40, 30), writeImage("b.jpg", 30, 40),
+                   writeImage("c.png", 50, 20), writeImage("d.jpg", 20, 20)});
+  const std::vector<Artwork> works = store.state().snapshot.artworks.images;
+  const std::vector<std::string> titles{"Deleted", "Linked", "Resized", "Sound"};
+  for (std::size_t i = 0; i < works.size(); ++i) {
+    ArtworkMetadata metadata = ArtworkMetadata::of(works[i]);
+    metadata.title = titles[i];
+    store.updateArtwork(works[i].id, metadata);
+  }
+  settle();
+  fs::remove(media.originalFiles(works[0].id).front());
+  const std::string linked = media.originalFiles(works[1].id).front();
+  std::ofstream(dir.file("diary.txt")) << "my private diary";
+  fs::remove(linked);
+  fs::create_symlink(dir.file("diary.txt"), linked);
+  std::ofstream(media.originalFiles(works[2].id).front(), std::ios::app) << "more";
+
+  const std::string path = dir.file("out/Tides.quorvane");
+  fs::create_directories(dir.file("out"));
+  EXPECT_FALSE(store.exportProjectPackage(path));
+  EXPECT_EQ(store.lastBackupMissingOriginals(),
+            (std::vector<MissingOriginal>{{works[0].id, "Deleted", OriginalFault::missing},
+                                          {works[1].id, "Linked", OriginalFault::notAFile},
+                                          {works[2].id, "Resized", OriginalFault::sizeDiffers}}));
+  EXPECT_EQ(*store.state().lastErrorMessage,
+            "The backup " + path +
+                " was not written: the original images of these works can’t be used: “Deleted” "
+                "(its file is missing), “Linked” (a link or another kind of file stands in its "
+                "place), “Resized” (its file has changed since it was added).");
+  EXPECT_TRUE(fs::is_empty(dir.file("out"))) << "nothing written, nothing left";
+  EXPECT_FALSE(store.state().lastProjectDataExportAt) << "no backup recorded";
+
+  const auto written = store.exportProjectPackage(path, {false, true});
+  ASSERT_TRUE(written) << "asked for: written without those images";
+  EXPECT_EQ(written->withoutImages.size(), 3u);
+  EXPECT_TRUE(store.lastBackupMissingOriginals().empty());
+  const OpenedPackage opened = transfer.openPackage(path);
+  EXPECT_EQ(opened.content.snapshot.artworks.images.size(), 4u);
+  EXPECT_EQ(opened.content.mediaPathByArtworkId.size(), 1u);
+  EXPECT_TRUE(opened.content.mediaPathByArtworkId.contains(works[3].id));
+  std::ifstream in(path, std::ios::binary);
+  const std::string bytes(std::istreambuf_iterator<char>(in), {});
+  EXPECT_EQ(bytes.find("my private diary"), std::string::npos) << "the link was never followed";
+
+  // A print that can't use an original says so, and which.
+  ExportOptions options = store.state().exportOptions;
+  options.imageQuality = ExportImageQuality::printQuality;
+  const auto warnings = store.exportPDF({RenderKind::portfolio, {}}, options, dir.file("p.pdf"));
+  ASSERT_TRUE(warnings);
+  EXPECT_EQ(std::count(warnings->begin(), warnings->end(), PdfWarning::originalMissing), 1);
+  EXPECT_EQ(store.missingOriginals().size(), 3u);
+  options.imageQuality = ExportImageQuality::webOptimized;
+  EXPECT_EQ(store.exportPDF({RenderKind::portfolio, {}}, options, dir.file("w.pdf")),
+            std::vector<PdfWarning>{})
+      << "screen copies are what a web document prints";
+}
+
 // Every file under `root` but the library's database files and the
 // packages the test made: what an import could have left behind.
 std::vector<std::string> filesUnder(const fs::path& root) {
@@ -290,6 +354,31 @@ std::vector<std::string> filesUnder(const fs::path& root) {
 std::string bytesOf(const std::string& path) {
   std::ifstream in(path, std::ios::binary);
   return std::string(std::istreambuf_iterator<char>(in), {});
+}
+
+// A JPEG whose header declares another size than its pixels have.
+std::string withDeclaredSize(std::string jpeg, int width, int height) {
+  const std::size_t frame = jpeg.find("\xFF\xC0");
+  jpeg[frame + 5] = static_cast<char>(height >> 8);
+  jpeg[frame + 6] = static_cast<char>(height & 0xFF);
+  jpeg[frame + 7] = static_cast<char>(width >> 8);
+  jpeg[frame + 8] = static_cast<char>(width & 0xFF);
+  return jpeg;
+}
+
+// Rewrites the size an entry declares, in its local and central headers,
+// as a hostile hand would.
+void declareSize(const std::string& path, const std::string& name, std::uint32_t size) {
+  std::string bytes = bytesOf(path);
+  const auto put32 = [&](std::size_t at) {
+    for (int i = 0; i < 4; ++i)
+      bytes[at + static_cast<std::size_t>(i)] = static_cast<char>(size >> (8 * i));
+  };
+  for (std::size_t at = bytes.find(name); at != std::string::npos; at = bytes.find(name, at + 1)) {
+    if (at >= 30 && bytes.compare(at - 30, 4, "PK\x03\x04") == 0) put32(at - 30 + 22);
+    if (at >= 46 && bytes.compare(at - 46, 4, "PK\x01\x02") == 0) put32(at - 46 + 24);
+  }
+  std::ofstream(path, std::ios::binary | std::ios::trunc) << bytes;
 }
 
 // A real package changed with libzip, as a hostile hand would.
@@ -329,6 +418,8 @@ TEST_F(PackageRoutesTest, HostilePackagesAreRefusedWithTheirCaseAndTouchNothing)
   };
   const std::string databaseBefore = dump();
   const std::vector<std::string> filesBefore = filesUnder(dir.path());
+  const auto image = testing::encodedImage(".jpg", 64, 48);
+  const std::string jpeg(image->begin(), image->end());
 
   struct Hostile {
     std::string story;
@@ -364,6 +455,13 @@ TEST_F(PackageRoutesTest, HostilePackagesAreRefusedWithTheirCaseAndTouchNothing)
        [](PackageEditor& p) { p.put("data/artworks.json", std::string(33554433, ' ')); }},
       {"a stray file among the originals", "unexpectedMedia",
        [](PackageEditor& p) { p.put("media/original/notes.txt", "hello"); }},
+      // Originals pass the checks of an image added by hand.
+      {"a text file named .jpg", "invalidMedia",
+       [&](PackageEditor& p) { p.put(original, "hello, I am no image"); }},
+      {"a JPEG cut short", "invalidMedia",
+       [&](PackageEditor& p) { p.put(original, jpeg.substr(0, jpeg.size() * 2 / 3)); }},
+      {"a JPEG declaring 60000 × 60000 pixels", "invalidMedia",
+       [&](PackageEditor& p) { p.put(original, withDeclaredSize(jpeg, 60000, 60000)); }},
   };
   const auto refused = [&](const std::string& path, const std::string& expected,
                            const std::string& story) {
@@ -406,7 +504,43 @@ TEST_F(PackageRoutesTest, HostilePackagesAreRefusedWithTheirCaseAndTouchNothing)
         .write(whole.data(), static_cast<std::streamsize>(length));
     refused(path, "invalidPackage", "cut at " + std::to_string(length));
   }
+  // An original that inflates past the size its headers declare: the free
+  // space was weighed by that size.
+  {
+    const std::string path = dir.file("hostile-declared.quorvane");
+    PackageEditor editor(good, path);
+    editor.put(original, std::string(1 << 20, '\0'));
+    editor.close();
+    declareSize(path, original, 1000);
+    refused(path, "invalidMedia", "an original larger than declared");
+  }
   EXPECT_TRUE(store->importProjectPackage(good, false)) << "the package itself is fine";
+}
+
+TEST_F(PackageRoutesTest, AnImportTheDiskCannotHoldSaysSoAndWritesNothing) {
+  const std::string good = exportedPackage();
+  settle();
+  const std::string databaseBefore =
+      repository->withDatabase([](SQLiteDatabase& db) { return testing::dumpDatabase(db); });
+  const std::vector<std::string> filesBefore = filesUnder(dir.path());
+
+  mediaFiles.available = 10 << 20;  // less than the margin an import keeps
+  EXPECT_FALSE(store->importProjectPackage(good, false));
+  const std::string said = store->state().lastErrorMessage.value_or("");
+  EXPECT_TRUE(said.starts_with(
+      "This backup could not be imported: there is not enough free space: this needs "))
+      << said;
+  EXPECT_TRUE(said.ends_with(" MB and 10.0 MB are free. Nothing was changed.")) << said;
+  mediaFiles.available.reset();
+
+  mediaFiles.writeError = ENOSPC;  // the disk fills as the originals are written
+  EXPECT_FALSE(store->importProjectPackage(good, false));
+  EXPECT_EQ(store->state().lastErrorMessage,
+            "This backup could not be imported: the disk is full. Nothing was changed.");
+  mediaFiles.writeError = 0;
+  EXPECT_EQ(repository->withDatabase([](SQLiteDatabase& db) { return testing::dumpDatabase(db); }),
+            databaseBefore);
+  EXPECT_EQ(filesUnder(dir.path()), filesBefore);
 }
 
 }  // namespace

@@ -263,8 +263,13 @@ TEST(PackageReaderTest, VersionThreeNeedsNoProjectArtworksAndSizesAreCheckedAtTh
   EXPECT_EQ(caseOf(three), std::nullopt);
 
   MemoryTree tree = validPackage();
-  EXPECT_EQ(caseOf(tree, 536870912), std::nullopt);
-  EXPECT_EQ(caseOf(tree, 536870913), Case::packageTooLarge);
+  // The whole file may hold what its parts may: 10,000 originals at their
+  // limit, far past the 512 MiB a library's projects outgrow.
+  const std::uint64_t largest = TransferLimits{}.maximumPackageBytes();
+  EXPECT_GT(largest, 10000ull * 104857600);
+  EXPECT_EQ(caseOf(tree, 576u << 20), std::nullopt) << "twelve 45.8 MB scans";
+  EXPECT_EQ(caseOf(tree, largest), std::nullopt);
+  EXPECT_EQ(caseOf(tree, largest + 1), Case::packageTooLarge);
   TransferLimits small;
   small.maximumMediaBytes = 10;  // "jpeg bytes" is exactly 10
   EXPECT_EQ(caseOf(tree, 1000, small), std::nullopt);

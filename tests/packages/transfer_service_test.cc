@@ -24,6 +24,15 @@ std::string contentOf(const std::string& path) {
   return std::string(std::istreambuf_iterator<char>(in), {});
 }
 
+// What is in the folder of the package, by name, besides the media folder.
+std::set<std::string> filesBeside(const std::string& path) {
+  std::set<std::string> names;
+  for (const auto& entry : fs::directory_iterator(fs::path(path).parent_path())) {
+    if (entry.path().filename() != "media") names.insert(entry.path().filename().string());
+  }
+  return names;
+}
+
 class TransferServiceTest : public ::testing::Test {
  protected:
   TransferServiceTest() {
@@ -50,12 +59,8 @@ class TransferServiceTest : public ::testing::Test {
     std::ofstream(dir.file("media/A3_orig.png"), std::ios::binary) << std::string(2000, 'P');
     input.labelOverrides = {{"portfolio", "fr", "pdf.toc.artworks", "Œuvres"}};
     input.backupReminder = BackupReminderState{};
-    input.originalFile = [this](const std::string& id) -> std::optional<std::string> {
-      for (const auto& entry : fs::directory_iterator(dir.file("media"))) {
-        if (entry.path().filename().string().starts_with(id + "_orig.")) return entry.path();
-      }
-      return std::nullopt;
-    };
+    input.originals = {{"A1", {dir.file("media/A1_orig.jpg"), 3000}},
+                       {"A3", {dir.file("media/A3_orig.png"), 2000}}};
   }
 
   testing::TempDir dir;
@@ -143,20 +148,50 @@ TEST_F(TransferServiceTest, APackageRezippedByHandStillOpens) {
             2u);
 }
 
-TEST_F(TransferServiceTest, AnOriginalThatCannotBeReadLeavesItsArtworkWithoutAnImage) {
-  input.originalFile = [this](const std::string& id) -> std::optional<std::string> {
-    return id == "A1" ? std::optional<std::string>(dir.file("media/A1_orig.jpg"))
-                      : std::optional<std::string>(dir.file("media/nothing"));
-  };
+TEST_F(TransferServiceTest, AnOriginalThatChangedSinceItWasLookedAtFailsTheExportWhole) {
   const std::string path = dir.file("Tides.quorvane");
-  service.exportPackage(input, path, now, false);
-  EXPECT_EQ(service.openPackage(path).content.mediaPathByArtworkId.size(), 1u);
+  std::ofstream(dir.file("media/A3_orig.png"), std::ios::binary) << std::string(49, 'S');
+  EXPECT_THROW(service.exportPackage(input, path, now, false), std::system_error) << "resized";
+  fs::remove(dir.file("media/A3_orig.png"));
+  fs::create_symlink(dir.file("media/A1_orig.jpg"), dir.file("media/A3_orig.png"));
+  input.originals["A3"].bytes = 3000;
+  EXPECT_THROW(service.exportPackage(input, path, now, false), std::system_error)
+      << "a link in its place is never followed";
+  EXPECT_FALSE(fs::exists(path));
+}
+
+TEST_F(TransferServiceTest, NothingIsWrittenThatTheReaderWouldRefuse) {
+  TransferLimits small;
+  small.maximumMediaBytes = 2500;
+  const QuorvaneTransferService strict(small, logger);
+  const std::string path = dir.file("Tides.quorvane");
+  try {
+    strict.exportPackage(input, path, now, false);
+    FAIL() << "A1's original is over the limit";
+  } catch (const QuorvaneTransferError& error) {
+    EXPECT_EQ(error.errorCase(), QuorvaneTransferCase::invalidMedia);
+    EXPECT_EQ(error.artworkTitle(), "Work A1");
+  }
+  EXPECT_FALSE(fs::exists(path));
+  input.originals.erase("A1");
+  input.checkImage = [](std::span<const std::uint8_t> original) -> std::optional<std::string> {
+    if (original.size() == 2000) return "cut short";
+    return std::nullopt;
+  };
+  try {
+    strict.exportPackage(input, path, now, false);
+    FAIL() << "A3 fails the image check as it is read back";
+  } catch (const QuorvaneTransferError& error) {
+    EXPECT_EQ(error.errorCase(), QuorvaneTransferCase::invalidMedia);
+    EXPECT_EQ(error.artworkTitle(), "Work A3");
+  }
+  EXPECT_EQ(filesBeside(path), std::set<std::string>{}) << "no package, no temporary file";
 }
 
 TEST_F(TransferServiceTest, AFileTooLargeIsRefusedBeforeItIsOpened) {
   const std::string path = dir.file("huge.quorvane");
   std::ofstream(path).put('x');
-  fs::resize_file(path, 536870913);  // sparse: never read
+  fs::resize_file(path, service.limits().maximumPackageBytes() + 1);  // sparse: never read
   try {
     service.openPackage(path);
     FAIL();
@@ -188,21 +223,20 @@ TEST_F(TransferServiceTest, AnExportTellsItsProgressInBytesAndArtworks) {
   std::vector<TransferProgress> told;
   service.exportPackage(input, dir.file("Tides.quorvane"), now, false,
                         [&](const TransferProgress& progress) { told.push_back(progress); });
-  ASSERT_FALSE(told.empty());
+  using Phase = TransferProgress::Phase;
+  const auto checking = std::find_if(told.begin(), told.end(), [](const TransferProgress& p) {
+    return p.phase == Phase::checking;
+  });
+  ASSERT_NE(checking, told.begin());
+  ASSERT_NE(checking, told.end()) << "the package is read back after it is written";
   for (std::size_t i = 1; i < told.size(); ++i) {
+    if (told.begin() + static_cast<std::ptrdiff_t>(i) == checking) continue;
     EXPECT_GE(told[i].bytes, told[i - 1].bytes);
     EXPECT_GE(told[i].artworks, told[i - 1].artworks);
   }
-  EXPECT_EQ(told.back(), (TransferProgress{5000, 5000, 2, 2})) << "two originals, 3000 + 2000";
-}
-
-// What is in the folder of the package, by name, besides the media folder.
-std::set<std::string> filesBeside(const std::string& path) {
-  std::set<std::string> names;
-  for (const auto& entry : fs::directory_iterator(fs::path(path).parent_path())) {
-    if (entry.path().filename() != "media") names.insert(entry.path().filename().string());
-  }
-  return names;
+  EXPECT_EQ(*(checking - 1), (TransferProgress{5000, 5000, 2, 2, Phase::copying}))
+      << "two originals, 3000 + 2000";
+  EXPECT_EQ(told.back(), (TransferProgress{5000, 5000, 2, 2, Phase::checking}));
 }
 
 TEST_F(TransferServiceTest, AnExportThatFailsAnywhereLeavesTheOlderPackageAsItWas) {
@@ -213,7 +247,7 @@ TEST_F(TransferServiceTest, AnExportThatFailsAnywhereLeavesTheOlderPackageAsItWa
   testing::FaultyFileSystem files;
   const QuorvaneTransferService faulty({}, logger, files);
   int faults = 0;
-  for (const std::string operation : {"size", "open", "readPiece", "publish"}) {
+  for (const std::string operation : {"open", "readPiece", "create", "writePiece", "publish"}) {
     for (int n = 1;; ++n) {
       files.failAt(operation, n);
       try {
@@ -232,7 +266,8 @@ TEST_F(TransferServiceTest, AnExportThatFailsAnywhereLeavesTheOlderPackageAsItWa
       break;
     }
   }
-  EXPECT_GE(faults, 2 + 2 + 2 + 1) << "each original's size, opening, reading; the publish";
+  EXPECT_GE(faults, 2 + 2 + 1 + 5 + 1)
+      << "each original's opening and reading, the file's making, its writes, its publishing";
 }
 
 TEST_F(TransferServiceTest, ADiskThatFillsUpAtAnyPointLeavesNoHalfPackage) {

@@ -78,7 +78,7 @@ TEST_F(ZipPackageTest, WhatIsWrittenIsReadBackInOrderJsonDeflatedImagesStored) {
                    {ZipEntry::Kind::text, "data/project.json", "{}", {}},
                    {ZipEntry::Kind::directory, "media/", {}, {}},
                    {ZipEntry::Kind::directory, "media/original/", {}, {}},
-                   {ZipEntry::Kind::file, "media/original/a1.jpg", {}, image}},
+                   {ZipEntry::Kind::file, "media/original/a1.jpg", {}, image, 5000}},
                   false);
   EXPECT_EQ(namesIn(dir.file("out")), std::vector<std::string>{"Atlas.quorvane"})
       << "nothing else beside it";
@@ -165,11 +165,14 @@ TEST_F(ZipPackageTest, HostileArchivesAreRefusedBeforeAnythingIsRead) {
 // name changed in place, in both headers.
 TEST_F(ZipPackageTest, NamesOnlyAnEditedArchiveHoldsAreRefused) {
   for (const std::string& replacement : {
-           std::string("aaaa"),              // two entries of one name
-           std::string("ab\x01c"),           // a control character
-           std::string("\xC0\xAF" "bc"),      // an overlong "/"
-           std::string("\xE0\x80\xAF" "b"),   // the same in three bytes
-           std::string("\xED\xA0\x80" "b"),   // a surrogate
+           std::string("aaaa"),     // two entries of one name
+           std::string("ab\x01c"),  // a control character
+           std::string("\xC0\xAF"
+                       "bc"),  // an overlong "/"
+           std::string("\xE0\x80\xAF"
+                       "b"),  // the same in three bytes
+           std::string("\xED\xA0\x80"
+                       "b"),                 // a surrogate
            std::string("\xF4\x90\x80\x80"),  // beyond U+10FFFF
        }) {
     const std::string path = dir.file("edited.zip");
@@ -236,7 +239,8 @@ TEST_F(ZipPackageTest, AFailedWriteLeavesNothingAndNeverTouchesAnOlderPackage) {
                        {ZipEntry::Kind::file, "media/original/a1.jpg", {}, dir.file("gone")}},
                       true),
       std::system_error);
-  EXPECT_THROW(writeZipPackage(realFileSystem(), target, {{ZipEntry::Kind::text, "manifest.json", "{}", {}}}, false),
+  EXPECT_THROW(writeZipPackage(realFileSystem(), target,
+                               {{ZipEntry::Kind::text, "manifest.json", "{}", {}}}, false),
                std::system_error)
       << "without --force an existing package stays";
   std::ifstream in(target);

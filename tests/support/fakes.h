@@ -58,7 +58,8 @@ class FakeFileSystem final : public ForwardingFileSystem {
 // The real file system, except that the Nth call of one operation fails
 // with EIO. Operations: "read", "write", "createDirectories", "exists",
 // "list", "move", "remove", "createDirectory", "copy", "size", "open",
-// "writable", "time".
+// "readPiece", "writable", "time", "create", "writePiece", "publish",
+// "space".
 class FaultyFileSystem final : public FileSystem {
  public:
   void failAt(std::string operation, int nthCall) {
@@ -113,22 +114,11 @@ class FaultyFileSystem final : public FileSystem {
   }
   std::unique_ptr<FileReader> openForReading(const std::string& path) override {
     check("open", path);
-    // Each piece read is a call of its own ("readPiece").
-    class Checked final : public FileReader {
-     public:
-      Checked(FaultyFileSystem& owner, std::string path, std::unique_ptr<FileReader> real)
-          : owner_(owner), path_(std::move(path)), real_(std::move(real)) {}
-      Bytes read(std::size_t maximum) override {
-        owner_.check("readPiece", path_);
-        return real_->read(maximum);
-      }
-
-     private:
-      FaultyFileSystem& owner_;
-      std::string path_;
-      std::unique_ptr<FileReader> real_;
-    };
-    return std::make_unique<Checked>(*this, path, real_.openForReading(path));
+    return checkedReader(path, real_.openForReading(path));
+  }
+  std::unique_ptr<FileReader> openRegularFile(const std::string& path) override {
+    check("open", path);
+    return checkedReader(path, real_.openRegularFile(path));
   }
   bool isWritable(const std::string& path) override {
     check("writable", path);
@@ -138,13 +128,60 @@ class FaultyFileSystem final : public FileSystem {
     check("time", path);
     return real_.modificationTime(path);
   }
-  void publish(const std::string& temporary, const std::string& target,
-               AtomicFile::Replace replace) override {
-    check("publish", target);
-    real_.publish(temporary, target, replace);
+  // Each piece written is a call ("writePiece"), the commit another ("publish").
+  std::unique_ptr<FileWriter> createAtomically(const std::string& path) override {
+    check("create", path);
+    class Checked final : public FileWriter {
+     public:
+      Checked(FaultyFileSystem& owner, std::string path, std::unique_ptr<FileWriter> real)
+          : owner_(owner), path_(std::move(path)), real_(std::move(real)) {}
+      void write(std::span<const std::uint8_t> bytes) override {
+        owner_.check("writePiece", path_);
+        real_->write(bytes);
+      }
+      void seek(std::uint64_t offset) override { real_->seek(offset); }
+      std::uint64_t position() override { return real_->position(); }
+      std::uint64_t size() override { return real_->size(); }
+      std::string readBackPath() const override { return real_->readBackPath(); }
+      void commit(AtomicFile::Replace replace) override {
+        owner_.check("publish", path_);
+        real_->commit(replace);
+      }
+
+     private:
+      FaultyFileSystem& owner_;
+      std::string path_;
+      std::unique_ptr<FileWriter> real_;
+    };
+    return std::make_unique<Checked>(*this, path, real_.createAtomically(path));
+  }
+  std::uint64_t availableBytes(const std::string& path) override {
+    check("space", path);
+    return real_.availableBytes(path);
   }
 
  private:
+  // Each piece read is a call of its own ("readPiece").
+  std::unique_ptr<FileReader> checkedReader(const std::string& path,
+                                            std::unique_ptr<FileReader> real) {
+    class Checked final : public FileReader {
+     public:
+      Checked(FaultyFileSystem& owner, std::string path, std::unique_ptr<FileReader> real)
+          : owner_(owner), path_(std::move(path)), real_(std::move(real)) {}
+      Bytes read(std::size_t maximum) override {
+        owner_.check("readPiece", path_);
+        return real_->read(maximum);
+      }
+      std::uint64_t size() override { return real_->size(); }
+
+     private:
+      FaultyFileSystem& owner_;
+      std::string path_;
+      std::unique_ptr<FileReader> real_;
+    };
+    return std::make_unique<Checked>(*this, path, std::move(real));
+  }
+
   void check(const std::string& operation, const std::string& path) {
     if (++calls_[operation] == failingCall_ && operation == failingOperation_) {
       throw std::system_error(EIO, std::generic_category(), operation + " " + path);

@@ -1,0 +1,43 @@
+// The originals of a backup, chosen before a byte is written: every work
+// with an image goes in with its original, checked (app/original_check.h),
+// or the backup is refused naming the works whose original can't be used —
+// unless the user asks for a backup without them, whose summary then names
+// those works. A backup never lacks an image without saying so.
+#pragma once
+
+#include <map>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "app/original_check.h"
+#include "images/image_optimizer.h"
+#include "packages/package_reader.h"
+#include "packages/transfer_service.h"
+
+namespace quorvane {
+
+// A backup refused: these works have an image but no original to put in.
+class MissingOriginalsError : public std::runtime_error {
+ public:
+  explicit MissingOriginalsError(std::vector<MissingOriginal> missing);
+  const std::vector<MissingOriginal>& missing() const { return missing_; }
+
+ private:
+  std::vector<MissingOriginal> missing_;
+};
+
+struct BackupOriginals {
+  std::map<std::string, PackageOriginal> originals;  // by artwork id
+  std::vector<MissingOriginal> leftOut;              // only with `allowMissing`
+};
+
+// Throws MissingOriginalsError unless `allowMissing`.
+BackupOriginals backupOriginals(const OriginalsInventory& inventory,
+                                const std::vector<Artwork>& artworks, bool allowMissing);
+
+// The image checks a library makes of an original it takes in
+// (images/image_check.h), for originals read from a package.
+OriginalImageCheck libraryImageCheck(const ImageOptimizer& optimizer);
+
+}  // namespace quorvane
