@@ -1628,7 +1628,7 @@ bool AppStore::deleteAllUserData() {
   try {
     settleSaves();
     services_.snapshots.deleteAllLibraryData();
-    services_.media.removeAllMedia();
+    services_.media.removeOwnMedia();
     services_.preferences.remove(preference_key::kCurrentProjectId);
     services_.logger.log("app delete all data");
     state_.oversizedImageNotices.clear();

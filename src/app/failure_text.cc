@@ -8,6 +8,7 @@
 #include <system_error>
 
 #include "app/package_export.h"
+#include "model/text.h"
 #include "packages/transfer_error.h"
 #include "pdf/localization.h"
 #include "platform/domain_error.h"
@@ -72,11 +73,6 @@ std::string megabytes(std::uint64_t bytes, const std::string& language) {
   return uiFormat("cli.size.megabytes", language, {text});
 }
 
-// "“Tide”", quoted as the language quotes a title.
-std::string quotedTitle(const std::string& title, const std::string& language) {
-  return uiFormat("package.quoted_title", language, {title});
-}
-
 std::string_view originalFaultKey(OriginalFault fault) {
   switch (fault) {
     case OriginalFault::missing:
@@ -96,8 +92,8 @@ std::string_view originalFaultKey(OriginalFault fault) {
 // A package's own fault: about a work, named, when it is about one.
 std::string transferFailureText(const QuorvaneTransferError& error, const std::string& language) {
   using Case = QuorvaneTransferCase;
-  if (const std::optional<std::string>& title = error.artworkTitle()) {
-    const std::string quoted = quotedTitle(*title, language);
+  if (const std::optional<ArtworkReference>& artwork = error.artwork()) {
+    const std::string quoted = workName(artwork->title, artwork->position, language);
     if (error.errorCase() == Case::missingMedia) {
       return uiFormat("package.error.work_image_missing", language, {quoted});
     }
@@ -115,6 +111,12 @@ std::string transferFailureText(const QuorvaneTransferError& error, const std::s
 
 }  // namespace
 
+std::string workName(const std::string& title, std::size_t position, const std::string& language) {
+  if (isBlank(title))
+    return uiFormat("package.untitled_work", language, {std::to_string(position)});
+  return uiFormat("package.quoted_title", language, {title});
+}
+
 std::string originalFaultText(OriginalFault fault, const std::string& language) {
   return uiText(originalFaultKey(fault), language);
 }
@@ -124,8 +126,9 @@ std::string missingOriginalsText(const std::vector<MissingOriginal>& missing,
   std::string list;
   for (const MissingOriginal& work : missing) {
     if (!list.empty()) list += ", ";
-    list += uiFormat("backup.original.item", language,
-                     {quotedTitle(work.title, language), originalFaultText(work.fault, language)});
+    list += uiFormat(
+        "backup.original.item", language,
+        {workName(work.title, work.position, language), originalFaultText(work.fault, language)});
   }
   return list;
 }

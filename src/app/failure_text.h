@@ -20,6 +20,10 @@ std::string failureText(const std::exception_ptr& error, const std::string& lang
 // `failureText` tells them.
 std::string packageFailureText(const std::exception& error, const std::string& language);
 
+// A work as the user knows it: "“Tide”", quoted as the language quotes a
+// title, or, untitled, by its place: "the untitled work no. 3".
+std::string workName(const std::string& title, std::size_t position, const std::string& language);
+
 // Why an original can't be used ("the file is missing"), and a list of
 // works with theirs: "“Tide” (the file is missing), “Dune” (…)".
 std::string originalFaultText(OriginalFault fault, const std::string& language);

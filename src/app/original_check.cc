@@ -85,9 +85,11 @@ std::optional<Bytes> readSoundOriginal(FileSystem& files, const ImageOptimizer& 
 std::vector<MissingOriginal> missingOriginals(const OriginalsInventory& inventory,
                                               const std::vector<Artwork>& artworks) {
   std::vector<MissingOriginal> missing;
-  for (const Artwork& artwork : artworks) {
-    const std::optional<OriginalCheck> check = inventory.check(artwork);
-    if (check && check->fault) missing.push_back({artwork.id, artwork.title, *check->fault});
+  for (std::size_t i = 0; i < artworks.size(); ++i) {
+    const std::optional<OriginalCheck> check = inventory.check(artworks[i]);
+    if (check && check->fault) {
+      missing.push_back({artworks[i].id, artworks[i].title, *check->fault, i + 1});
+    }
   }
   return missing;
 }

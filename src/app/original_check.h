@@ -70,6 +70,7 @@ struct MissingOriginal {
   std::string artworkId;
   std::string title;
   OriginalFault fault = OriginalFault::missing;
+  std::size_t position = 0;  // in the project, from 1
 
   bool operator==(const MissingOriginal&) const = default;
 };

@@ -11,14 +11,15 @@ MissingOriginalsError::MissingOriginalsError(std::vector<MissingOriginal> missin
 BackupOriginals backupOriginals(const OriginalsInventory& inventory,
                                 const std::vector<Artwork>& artworks, bool allowMissing) {
   BackupOriginals chosen;
-  for (const Artwork& artwork : artworks) {
+  for (std::size_t i = 0; i < artworks.size(); ++i) {
+    const Artwork& artwork = artworks[i];
     const std::optional<OriginalCheck> check = inventory.check(artwork);
     if (!check) continue;  // a work without an image
     if (check->sound) {
       chosen.originals.emplace(artwork.id,
                                PackageOriginal{check->sound->path, check->sound->bytes});
     } else {
-      chosen.leftOut.push_back({artwork.id, artwork.title, *check->fault});
+      chosen.leftOut.push_back({artwork.id, artwork.title, *check->fault, i + 1});
     }
   }
   if (!chosen.leftOut.empty() && !allowMissing) throw MissingOriginalsError(chosen.leftOut);

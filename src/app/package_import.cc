@@ -118,7 +118,7 @@ MergedPackage mergeIntoLibrary(OpenedPackage& opened, const PackageMergeServices
       if (const std::optional<ImageFault> fault = imageFault(services.images, original)) {
         throw QuorvaneTransferError(QuorvaneTransferCase::invalidMedia,
                                     packageId + ": " + std::string(describe(*fault)),
-                                    artworkTitle(content, packageId));
+                                    artworkReference(content, packageId));
       }
       const std::string extension =
           ImageOptimizer::fileExtension(services.images.sniffMimeType(original));

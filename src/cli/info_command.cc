@@ -78,6 +78,7 @@ void printInfo(CliContext& context) {
   const auto countText = [&](std::int64_t LibraryKPIOverview::*field) {
     return counts ? std::to_string((*counts).*field) : context.text("cli.info.unknown");
   };
+  const std::optional<std::string> link = storage.media->linkTarget();
   const std::vector<std::string> copies =
       storage.isFallback ? std::vector<std::string>{} : recoveryCopies(storage.databasePath);
 
@@ -88,6 +89,7 @@ void printInfo(CliContext& context) {
     }
     context.out << nlohmann::json{{"library", storage.databasePath},
                                   {"media", storage.media->directory()},
+                                  {"mediaLinksTo", link ? nlohmann::json(*link) : nullptr},
                                   {"preferences", preferencesFilePath()},
                                   {"temporary", storage.isFallback},
                                   {"projects", projects ? nlohmann::json(*projects) : nullptr},
@@ -107,7 +109,9 @@ void printInfo(CliContext& context) {
       {context.text("cli.info.label.library"),
        storage.databasePath +
            (storage.isFallback ? "  " + context.text("cli.info.temporary") : std::string())},
-      {context.text("cli.info.label.media"), storage.media->directory()},
+      {context.text("cli.info.label.media"),
+       storage.media->directory() +
+           (link ? "  " + context.format("cli.info.media_link", {*link}) : std::string())},
       {context.text("cli.info.label.preferences"), preferencesFilePath()},
       {context.text("cli.info.label.projects"), projects ? std::to_string(*projects) : unknown},
       {context.text("cli.info.label.artworks"), countText(&LibraryKPIOverview::artworksCount)},

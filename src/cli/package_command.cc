@@ -132,14 +132,18 @@ void checkPackage(CliContext& context, const PackageOptions& options) {
   // Works the package holds without an image: a backup written without
   // them, or works that never had one. Said, never taken for complete.
   std::vector<MissingOriginal> withoutImages;
-  for (const Artwork& artwork : content.snapshot.artworks.images) {
-    if (!content.mediaPathByArtworkId.contains(artwork.id)) {
-      withoutImages.push_back({artwork.id, artwork.title, OriginalFault::missing});
+  const std::vector<Artwork>& artworks = content.snapshot.artworks.images;
+  for (std::size_t i = 0; i < artworks.size(); ++i) {
+    if (!content.mediaPathByArtworkId.contains(artworks[i].id)) {
+      withoutImages.push_back({artworks[i].id, artworks[i].title, OriginalFault::missing, i + 1});
     }
   }
   if (context.json) {
     nlohmann::json without = nlohmann::json::array();
-    for (const MissingOriginal& work : withoutImages) without.push_back(work.title);
+    for (const MissingOriginal& work : withoutImages) {
+      without.push_back(
+          {{"id", work.artworkId}, {"title", work.title}, {"position", work.position}});
+    }
     context.out << jsonText({{"project", content.project.projectName},
                              {"projectId", content.project.id},
                              {"artworks", content.snapshot.artworks.images.size()},
@@ -162,7 +166,8 @@ void checkPackage(CliContext& context, const PackageOptions& options) {
       {context.text("cli.package.label.size"), megabytesText(context, opened.bytes)}};
   std::string titles;
   for (const MissingOriginal& work : withoutImages) {
-    titles += (titles.empty() ? "" : ", ") + context.format("package.quoted_title", {work.title});
+    titles +=
+        (titles.empty() ? "" : ", ") + workName(work.title, work.position, context.language());
   }
   if (!withoutImages.empty()) {
     lines.insert(lines.begin() + 3, {context.text("cli.package.label.without_images"), titles});

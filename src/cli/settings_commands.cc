@@ -6,6 +6,7 @@
 #include "cli/command.h"
 #include "cli/command_support.h"
 #include "cli/record_output.h"
+#include "cli/store_session.h"
 #include "cli/text_width.h"
 #include "model/text.h"
 #include "pdf/localization.h"
@@ -319,13 +320,23 @@ void installResetCommand(CLI::App& command, CliContext& context) {
   auto confirmed = std::make_shared<bool>(false);
   command.add_flag("--yes", *confirmed, "Confirm: delete every project, text, CV and image");
   command.footer(
-      "\nDeletes the whole library and the media folder; settings and label overrides stay.\n"
-      "This can't be undone: export packages of what you want to keep first.\n\n"
+      "\nDeletes the whole library and Quorvane's own files in the media folder (never\n"
+      "anything else there, nor what a link in it leads to); settings and label overrides\n"
+      "stay. This can't be undone: back up first (quorvane package export --all -o FOLDER).\n\n"
       "Example:\n  quorvane reset --yes");
   command.callback([&context, confirmed] {
-    if (!*confirmed) throw CliError(context.text("cli.reset.confirm"));
+    // A media folder that is a link leads to a folder the user may keep
+    // other files in: said, and only Quorvane's own files there go.
+    const std::optional<std::string> link =
+        FilesMediaStore(libraryMediaDirectory(), realFileSystem(), nullLogger(), false)
+            .linkTarget();
+    const std::string linkWords =
+        link ? "\n" + context.format("cli.reset.media_link", {libraryMediaDirectory(), *link})
+             : std::string();
+    if (!*confirmed) throw CliError(context.text("cli.reset.confirm") + linkWords);
     context.check(context.store().deleteAllUserData());
     printToast(context);
+    if (link) context.err << linkWords.substr(1) << '\n';
   });
 }
 

@@ -279,4 +279,6 @@ void StoreSession::remindOfBackup() {
   store_->dismissBackupReminder(*level, true);
 }
 
+std::string libraryMediaDirectory() { return dataDirectory() + "/media"; }
+
 }  // namespace quorvane

@@ -36,6 +36,9 @@ inline constexpr std::chrono::milliseconds kDefaultLockWait{5000};
 BootEnvironment cliBootEnvironment(CliContext& context, Logger& logger, StorageAccess access,
                                    bool holdsLock);
 
+// The library's media folder, where it is looked for.
+std::string libraryMediaDirectory();
+
 // The words telling that the library is kept by `holder`, and why nothing
 // was done: a change waits for it, and so does reading when the library
 // needs a repair first.

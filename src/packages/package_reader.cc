@@ -297,10 +297,11 @@ ImportedProjectPackage readPackage(PackageTree& tree, std::uint64_t packageBytes
   return result;
 }
 
-std::optional<std::string> artworkTitle(const ImportedProjectPackage& package,
-                                        const std::string& artworkId) {
-  for (const Artwork& artwork : package.snapshot.artworks.images) {
-    if (artwork.id == artworkId) return artwork.title;
+std::optional<ArtworkReference> artworkReference(const ImportedProjectPackage& package,
+                                                 const std::string& artworkId) {
+  const std::vector<Artwork>& artworks = package.snapshot.artworks.images;
+  for (std::size_t i = 0; i < artworks.size(); ++i) {
+    if (artworks[i].id == artworkId) return ArtworkReference{artworks[i].title, i + 1};
   }
   return std::nullopt;
 }
@@ -309,7 +310,7 @@ std::uint64_t streamOriginal(PackageTree& tree, const ImportedProjectPackage& pa
                              const std::string& artworkId, const PackageTree::Sink& sink,
                              const TransferLimits& limits) {
   const auto refuseArtwork = [&](Case errorCase) {
-    throw QuorvaneTransferError(errorCase, artworkId, artworkTitle(package, artworkId));
+    throw QuorvaneTransferError(errorCase, artworkId, artworkReference(package, artworkId));
   };
   const auto path = package.mediaPathByArtworkId.find(artworkId);
   if (path == package.mediaPathByArtworkId.end()) refuseArtwork(Case::missingMedia);
@@ -340,7 +341,7 @@ void checkOriginals(PackageTree& tree, const ImportedProjectPackage& package,
     if (checkImage) {
       if (const std::optional<std::string> fault = checkImage(original)) {
         throw QuorvaneTransferError(Case::invalidMedia, id + ": " + *fault,
-                                    artworkTitle(package, id));
+                                    artworkReference(package, id));
       }
     }
     if (progress) progress(++done, bytes);

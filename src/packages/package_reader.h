@@ -20,6 +20,7 @@
 #include "model/records.h"
 #include "packages/package_format.h"
 #include "packages/package_tree.h"
+#include "packages/transfer_error.h"
 #include "packages/transfer_limits.h"
 #include "platform/logger.h"
 
@@ -50,9 +51,9 @@ std::uint64_t streamOriginal(PackageTree& tree, const ImportedProjectPackage& pa
                              const std::string& artworkId, const PackageTree::Sink& sink,
                              const TransferLimits& limits = {});
 
-// The title of the package's artwork `artworkId`, if it has one.
-std::optional<std::string> artworkTitle(const ImportedProjectPackage& package,
-                                        const std::string& artworkId);
+// The package's artwork `artworkId` as the user knows it, if it has it.
+std::optional<ArtworkReference> artworkReference(const ImportedProjectPackage& package,
+                                                 const std::string& artworkId);
 
 // Why an original can't be taken (it is no image a library would
 // accept), or nothing when it can.

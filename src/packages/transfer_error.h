@@ -56,23 +56,35 @@ struct RawValueTable<QuorvaneTransferCase> {
   }};
 };
 
+// A work as the user knows it: its title, and its place in the project
+// (from 1), which names it when it has no title.
+struct ArtworkReference {
+  std::string title;
+  std::size_t position = 0;
+
+  bool operator==(const ArtworkReference&) const = default;
+};
+
 class QuorvaneTransferError : public std::runtime_error {
  public:
   // `detail` says where (an entry's name, an id) for the diagnostic line;
-  // the case is what the user and the tests go by. `artworkTitle` names the
+  // the case is what the user and the tests go by. `artwork` names the
   // work the failure is about, for the user, when it is about one.
   explicit QuorvaneTransferError(QuorvaneTransferCase errorCase, const std::string& detail = {},
-                                 std::optional<std::string> artworkTitle = std::nullopt)
+                                 std::optional<ArtworkReference> artwork = std::nullopt)
       : std::runtime_error(std::string(rawValue(errorCase)) +
                            (detail.empty() ? std::string() : ": " + detail)),
         case_(errorCase),
-        artworkTitle_(std::move(artworkTitle)) {}
+        artwork_(std::move(artwork)) {}
   QuorvaneTransferCase errorCase() const { return case_; }
-  const std::optional<std::string>& artworkTitle() const { return artworkTitle_; }
+  const std::optional<ArtworkReference>& artwork() const { return artwork_; }
+  std::optional<std::string> artworkTitle() const {
+    return artwork_ ? std::optional<std::string>(artwork_->title) : std::nullopt;
+  }
 
  private:
   QuorvaneTransferCase case_;
-  std::optional<std::string> artworkTitle_;
+  std::optional<ArtworkReference> artwork_;
 };
 
 // A JSON file of a package that does not decode as its shape (a syntax

@@ -138,12 +138,13 @@ void QuorvaneTransferService::checkWithinLimits(const PackageExport& input,
   if (static_cast<std::int64_t>(artworks.size()) > limits_.maximumArtworkCount) {
     throw QuorvaneTransferError(Case::invalidManifestCounts, "artworks");
   }
-  for (const Artwork& artwork : artworks) {
-    const auto original = input.originals.find(artwork.id);
+  for (std::size_t i = 0; i < artworks.size(); ++i) {
+    const auto original = input.originals.find(artworks[i].id);
     if (original == input.originals.end()) continue;
     const std::uint64_t size = original->second.bytes;
     if (size == 0 || size > limits_.maximumMediaBytes) {
-      throw QuorvaneTransferError(Case::invalidMedia, artwork.id, artwork.title);
+      throw QuorvaneTransferError(Case::invalidMedia, artworks[i].id,
+                                  ArtworkReference{artworks[i].title, i + 1});
     }
   }
   const std::map<std::string_view, std::uint64_t> dataLimits{

@@ -74,6 +74,18 @@ bool RealFileSystem::exists(const std::string& path) {
   return std::filesystem::exists(path, ignored);
 }
 
+FileSystem::EntryKind RealFileSystem::entryKind(const std::string& path) {
+  struct stat info {};
+  if (::lstat(path.c_str(), &info) != 0) {
+    if (errno == ENOENT || errno == ENOTDIR) return EntryKind::missing;
+    throwErrno("stat " + path);
+  }
+  if (S_ISLNK(info.st_mode)) return EntryKind::link;
+  if (S_ISREG(info.st_mode)) return EntryKind::file;
+  if (S_ISDIR(info.st_mode)) return EntryKind::directory;
+  return EntryKind::other;
+}
+
 std::vector<std::string> RealFileSystem::listDirectory(const std::string& path) {
   std::vector<std::string> names;
   for (const auto& entry : std::filesystem::directory_iterator(path)) {

@@ -62,6 +62,10 @@ class FileSystem {
 
   virtual bool exists(const std::string& path) = 0;
 
+  // What is at `path` itself, a symbolic link not followed.
+  enum class EntryKind { missing, file, directory, link, other };
+  virtual EntryKind entryKind(const std::string& path) = 0;
+
   // The names of the entries of a directory, in no particular order.
   virtual std::vector<std::string> listDirectory(const std::string& path) = 0;
 
@@ -112,6 +116,7 @@ class ForwardingFileSystem : public FileSystem {
   }
   void createDirectories(const std::string& path) override { target_.createDirectories(path); }
   bool exists(const std::string& path) override { return target_.exists(path); }
+  EntryKind entryKind(const std::string& path) override { return target_.entryKind(path); }
   std::vector<std::string> listDirectory(const std::string& path) override {
     return target_.listDirectory(path);
   }
@@ -152,6 +157,7 @@ class RealFileSystem final : public FileSystem {
   void writeFileAtomically(const std::string& path, std::span<const std::uint8_t> bytes) override;
   void createDirectories(const std::string& path) override;
   bool exists(const std::string& path) override;
+  EntryKind entryKind(const std::string& path) override;
   std::vector<std::string> listDirectory(const std::string& path) override;
   void move(const std::string& from, const std::string& to) override;
   void removeAll(const std::string& path) override;

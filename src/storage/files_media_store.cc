@@ -2,12 +2,14 @@
 
 #include <algorithm>
 #include <cctype>
+#include <filesystem>
 #include <set>
 #include <stdexcept>
 
 #include <nlohmann/json.hpp>
 
 #include "model/bounded_json.h"
+#include "platform/atomic_file.h"
 #include "platform/uuid.h"
 
 namespace quorvane {
@@ -192,14 +194,54 @@ void FilesMediaStore::removePdfThumbs(const std::string& key) {
   removeQuietly(pdfThumbFile(key, "webp"));
 }
 
-void FilesMediaStore::removeAllMedia() {
-  std::vector<std::string> names;
-  try {
-    names = files_.listDirectory(directory_);
-  } catch (const std::exception&) {
+namespace {
+
+constexpr std::string_view kThumbnailMark = "_pdfthumb_v1.";
+
+}  // namespace
+
+void FilesMediaStore::removeOwnMedia() {
+  using Kind = FileSystem::EntryKind;
+  const auto entries = [this](const std::string& folder) {
+    try {
+      return files_.listDirectory(folder);
+    } catch (const std::exception&) {
+      return std::vector<std::string>{};
+    }
+  };
+  const auto kindOf = [this](const std::string& path) {
+    try {
+      return files_.entryKind(path);
+    } catch (const std::exception&) {
+      return Kind::other;  // not known to be ours: left alone
+    }
+  };
+  for (const std::string& name : entries(directory_)) {
+    const std::string path = pathOf(name);
+    const Kind kind = kindOf(path);
+    const bool ownFile = artworkOfMediaFile(name) || temporaryFileOwner(name);
+    if ((kind == Kind::file && ownFile) ||
+        (kind == Kind::directory && name.starts_with(".import-staging-"))) {
+      removeQuietly(path);  // a staging area holds nothing but ours; links in it stay unfollowed
+    }
   }
-  for (const std::string& name : names) removeQuietly(pathOf(name));
+  if (kindOf(directory_ + "/derived_web") == Kind::directory &&
+      kindOf(pdfThumbDirectory_) == Kind::directory) {
+    for (const std::string& name : entries(pdfThumbDirectory_)) {
+      const std::string path = pdfThumbDirectory_ + "/" + name;
+      const bool own = name.find(kThumbnailMark) != std::string::npos || temporaryFileOwner(name);
+      if (own && kindOf(path) == Kind::file) removeQuietly(path);
+    }
+  }
   ensurePdfThumbDirectory();
+}
+
+std::optional<std::string> FilesMediaStore::linkTarget() const {
+  std::error_code error;
+  if (!std::filesystem::is_symlink(directory_, error)) return std::nullopt;
+  const std::filesystem::path target = std::filesystem::read_symlink(directory_, error);
+  if (error) return std::nullopt;
+  return (std::filesystem::path(directory_).parent_path() / target).lexically_normal().string();
 }
 
 void FilesMediaStore::removeQuietly(const std::string& path) {

@@ -79,9 +79,16 @@ class FilesMediaStore {
   std::string pdfThumbPath(const std::string& key) const;
   void removePdfThumbs(const std::string& key);
 
-  // Removes everything in the media directory (what can't be removed stays),
-  // then makes the thumbnail directory again; only that can throw.
-  void removeAllMedia();
+  // Removes what this store writes in the media directory — originals,
+  // derivatives, the thumbnail cache's files, import staging areas, our
+  // temporary files — and nothing else (what can't be removed stays), then
+  // makes the thumbnail directory again; only that can throw. The folder
+  // may be a link to one where the user keeps other files: a name of
+  // another form is left alone, and a symbolic link is never followed nor
+  // removed (this store never makes one).
+  void removeOwnMedia();
+  // Where the media directory leads, when it is itself a symbolic link.
+  std::optional<std::string> linkTarget() const;
 
   // The files of `artworkId`, sorted; throws when the folder can't be
   // listed (what must know every file, to replace none unawares).

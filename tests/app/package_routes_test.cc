@@ -301,10 +301,11 @@ TEST_F(PackageRoutesTest, ABackupNeverLeavesAnOriginalOutWithoutSayingSo) {
   const std::string path = dir.file("out/Tides.quorvane");
   fs::create_directories(dir.file("out"));
   EXPECT_FALSE(store.exportProjectPackage(path));
-  EXPECT_EQ(store.lastBackupMissingOriginals(),
-            (std::vector<MissingOriginal>{{works[0].id, "Deleted", OriginalFault::missing},
-                                          {works[1].id, "Linked", OriginalFault::notAFile},
-                                          {works[2].id, "Resized", OriginalFault::sizeDiffers}}));
+  EXPECT_EQ(
+      store.lastBackupMissingOriginals(),
+      (std::vector<MissingOriginal>{{works[0].id, "Deleted", OriginalFault::missing, 1},
+                                    {works[1].id, "Linked", OriginalFault::notAFile, 2},
+                                    {works[2].id, "Resized", OriginalFault::sizeDiffers, 3}}));
   EXPECT_EQ(*store.state().lastErrorMessage,
             "The backup " + path +
                 " was not written: the original images of these works can’t be used: “Deleted” "

@@ -170,5 +170,34 @@ TEST(ControlCharactersTest, OnlyWhatIsNoTextIsTakenOut) {
   EXPECT_EQ(withoutControlCharacters(joined.text, TextShape::multiLine).text, joined.text);
 }
 
+// The media folder made a link to the user's pictures: a reset says so and
+// takes only Quorvane's own files from there.
+TEST_F(HostileInputTest, AResetThroughALinkedMediaFolderTakesOnlyQuorvanesOwnFiles) {
+  namespace fs = std::filesystem;
+  const fs::path pictures = dir.file("Pictures");
+  fs::create_directories(pictures);
+  std::ofstream(pictures / "holiday.jpg") << "the sea";
+  std::ofstream(pictures / "notes.txt") << "a list";
+  fs::remove_all(libraryDirectory() + "/media");
+  fs::create_directory_symlink(pictures, libraryDirectory() + "/media");
+  addArtwork("tide.jpg", 64, 48);
+
+  const CliRun info = runCommandLine({"info"});
+  EXPECT_TRUE(contains(info.out, "(a link to " + pictures.string() + ")")) << info.out;
+  const CliRun asked = runCommandLine({"reset"});
+  EXPECT_EQ(asked.code, 1);
+  EXPECT_TRUE(contains(asked.err, "is a link to " + pictures.string() +
+                                      ": only Quorvane’s own files in it are deleted"))
+      << asked.err;
+  const CliRun reset = runCommandLine({"reset", "--yes"});
+  EXPECT_EQ(reset.code, 0) << reset.err;
+  std::vector<std::string> left;
+  for (const auto& entry : fs::directory_iterator(pictures)) {
+    left.push_back(entry.path().filename().string());
+  }
+  std::sort(left.begin(), left.end());
+  EXPECT_EQ(left, (std::vector<std::string>{"derived_web", "holiday.jpg", "notes.txt"}));
+}
+
 }  // namespace
 }  // namespace quorvane

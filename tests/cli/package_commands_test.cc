@@ -88,5 +88,47 @@ TEST_F(PackageCommandsTest, AFileThatIsNoPackageIsRefusedWithItsReasonAndChanges
   EXPECT_TRUE(contains(french.err, "Ce fichier")) << french.err;
 }
 
+TEST_F(PackageCommandsTest, AWorkWhoseOriginalIsGoneIsNamedAndLeftOutOnlyWhenAsked) {
+  ASSERT_EQ(runCommandLine({"artworks", "add", image("tide.jpg"), image("dune.jpg")}).code, 0);
+  const nlohmann::json works =
+      nlohmann::json::parse(runCommandLine({"--json", "artworks", "list"}).out);
+  const std::string dune = works[1]["id"];
+  ASSERT_EQ(runCommandLine({"artwork", "set", dune, "--title", "Dune"}).code, 0);
+  fs::remove(libraryDirectory() + "/media/" + dune + "_orig.jpg");
+  fs::create_directories(dir.file("backups"));
+
+  const testing::CliRun refused = runCommandLine({"package", "export", "-o", dir.file("backups")});
+  EXPECT_EQ(refused.code, 1);
+  EXPECT_TRUE(contains(refused.err,
+                       "the original images of these works can’t be used: “Dune” "
+                       "(its file is missing)."))
+      << refused.err;
+  EXPECT_TRUE(contains(refused.err, "add --allow-missing")) << refused.err;
+  EXPECT_TRUE(fs::is_empty(dir.file("backups")));
+
+  const testing::CliRun partial =
+      runCommandLine({"package", "export", "--allow-missing", "-o", dir.file("backups")});
+  ASSERT_EQ(partial.code, 0) << partial.err;
+  EXPECT_TRUE(contains(partial.err,
+                       "warning: these works were backed up without their images: "
+                       "“Dune” (its file is missing)."))
+      << partial.err;
+  const std::string path = partial.out.substr(0, partial.out.find('\n'));
+  const testing::CliRun checked = runCommandLine({"package", "check", path});
+  ASSERT_EQ(checked.code, 0) << checked.err;
+  EXPECT_TRUE(contains(checked.err,
+                       "The package can be imported, but these works in it have no image: "
+                       "“Dune”."))
+      << checked.err;
+
+  const testing::CliRun printed = runCommandLine(
+      {"export", "portfolio", "--quality", "print", "-o", dir.file("backups/print.pdf")});
+  ASSERT_EQ(printed.code, 0) << printed.err;
+  EXPECT_TRUE(contains(printed.err,
+                       "warning: these works were printed from their screen copies, "
+                       "as their original images can’t be used: “Dune”"))
+      << printed.err;
+}
+
 }  // namespace
 }  // namespace quorvane

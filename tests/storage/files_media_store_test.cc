@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <filesystem>
+#include <fstream>
 
 #include "support/fakes.h"
 #include "support/temp_dir.h"
@@ -113,11 +114,39 @@ TEST_F(FilesMediaStoreTest, ACacheFolderRemovedBehindOurBackIsRecreatedAndSaidOn
 
 TEST_F(FilesMediaStoreTest, RemovingAllMediaLeavesAnEmptyStoreReadyForUse) {
   store.writeOriginal("a1", bytesOf("1"), "jpg");
+  store.writeWebDerivative("a1", bytesOf("w"));
+  store.writePrintVariant("a1", 1, bytesOf("p"));
   store.writePdfThumb("k", bytesOf("x"), "jpg");
   std::filesystem::create_directories(dir.path() / "media" / ".import-staging-left" / "backup");
-  store.removeAllMedia();
+  std::ofstream(dir.file("media/.a2_orig.png.tmp-99999999-ABCDEF")) << "half";
+  store.removeOwnMedia();
   EXPECT_EQ(namesIn(), Names{"derived_web"});
   EXPECT_TRUE(namesIn("derived_web/pdfthumb").empty());
+}
+
+// The media folder made a link to the user's pictures: what is not ours
+// there stays, and no link is followed.
+TEST_F(FilesMediaStoreTest, RemovingAllMediaTakesOnlyOurOwnFilesAndFollowsNoLink) {
+  namespace fs = std::filesystem;
+  const fs::path pictures = dir.path() / "Pictures";
+  fs::create_directories(pictures / "Holidays");
+  std::ofstream(pictures / "holiday.jpg") << "sea";
+  std::ofstream(pictures / "notes.txt") << "list";
+  std::ofstream(pictures / "Holidays" / "beach.jpg") << "sand";
+  std::ofstream(dir.file("diary.txt")) << "private";
+  fs::remove_all(dir.path() / "media");
+  fs::create_directory_symlink(pictures, dir.path() / "media");
+  FilesMediaStore linked{dir.file("media"), files, logger};
+  EXPECT_EQ(linked.linkTarget(), pictures.string());
+  linked.writeOriginal("a1", bytesOf("1"), "jpg");
+  fs::create_symlink(dir.file("diary.txt"), pictures / "a2_orig.jpg");  // named as ours
+  fs::create_symlink(pictures / "Holidays", pictures / ".import-staging-x");
+  linked.removeOwnMedia();
+  EXPECT_EQ(namesIn(), (Names{".import-staging-x", "Holidays", "a2_orig.jpg", "derived_web",
+                              "holiday.jpg", "notes.txt"}));
+  EXPECT_TRUE(fs::exists(pictures / "Holidays" / "beach.jpg"));
+  EXPECT_EQ(contentOf("a2_orig.jpg"), "private") << "the link and what it leads to stay";
+  EXPECT_EQ(store.linkTarget(), pictures.string());
 }
 
 // --- batch import of originals ----------------------------------------------------

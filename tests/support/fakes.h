@@ -59,7 +59,7 @@ class FakeFileSystem final : public ForwardingFileSystem {
 // with EIO. Operations: "read", "write", "createDirectories", "exists",
 // "list", "move", "remove", "createDirectory", "copy", "size", "open",
 // "readPiece", "writable", "time", "create", "writePiece", "publish",
-// "space".
+// "space", "kind".
 class FaultyFileSystem final : public FileSystem {
  public:
   void failAt(std::string operation, int nthCall) {
@@ -87,6 +87,10 @@ class FaultyFileSystem final : public FileSystem {
   bool exists(const std::string& path) override {
     check("exists", path);
     return real_.exists(path);
+  }
+  EntryKind entryKind(const std::string& path) override {
+    check("kind", path);
+    return real_.entryKind(path);
   }
   std::vector<std::string> listDirectory(const std::string& path) override {
     check("list", path);
