@@ -501,13 +501,19 @@ class AppStore {
   };
   RoundTripReport roundTripProjectPackage(const std::string& folder);
   // Finishes the images of imported packages still pending (see
-  // app/import_finalization.h), one by one, each saved as it is done, and
-  // publishes `importFinalizationStatus`; `progress` is told after each.
-  // Ids whose artworks are gone (or have no original) are dropped; an image
-  // that can't be finished is reported and dropped. How many were finished.
-  std::size_t finishImportedImages(const Progress& progress = {});
-  // The same for a window: each image is made on `imageQueue` and saved on
-  // the main executor, so the screens stay live. It waits while the
+  // app/import_finalization.h), one by one, each written into its artwork
+  // as it is done, and publishes `importFinalizationStatus`; `progress` is
+  // told after each. With a `budget`, it stops once that much time has
+  // passed (the rest wait for the next run). Ids whose artworks are gone
+  // (or have no original) are dropped; an image that can't be finished is
+  // reported and dropped. How many were finished.
+  std::size_t finishImportedImages(const Progress& progress = {},
+                                   std::optional<Milliseconds> budget = std::nullopt);
+  // How many imported images wait to be finished (or to be looked at).
+  std::size_t importImagesAwaiting() const;
+  // The same for a window: each image is made and written on `imageQueue`,
+  // so the screens stay live; when a run ends, images of an import made
+  // meanwhile get one of their own. It waits while the
   // application is in the background or the machine is hot (see
   // app/finalization_pause.h), with `importFinalizationStatus` paused and
   // saying why, and goes on by itself when that passes. Without an
@@ -719,21 +725,26 @@ class AppStore {
   std::vector<MissingOriginal> lastBackupMissingOriginals_;
   // Import finalisation, shared by the two ways of running it.
   struct FinalizationRun {
-    std::vector<std::string> work;                 // artwork ids, in order
-    std::map<std::string, std::string> projectOf;  // artwork id → project id
-    std::size_t next = 0;                          // into `work`
-    bool inFlight = false;                         // an image is being made
+    std::vector<std::string> work;       // artwork ids awaiting their image, in order
+    std::vector<std::string> processed;  // finished, or failed and reported
+    std::size_t next = 0;                // into `work`
+    bool inFlight = false;               // an image is being made
   };
-  // Reads the pending ids, drops those whose artworks are gone and
-  // publishes the status; nothing when no image waits.
+  // Reads the pending ids, asks the library which still await their
+  // image and publishes the status; nothing when none does.
   std::optional<FinalizationRun> beginFinalization();
-  // The artwork as it now is, wherever it lives.
-  std::optional<Artwork> pendingArtwork(const FinalizationRun& run, const std::string& id);
-  // Saves the finished image fields of `finished` into its artwork; throws.
-  void storeFinalized(const std::string& projectId, const Artwork& finished);
-  // One id done (finished, or failed and reported): off the pending list.
-  void finalizationStepDone(const std::string& id);
-  void endFinalization();
+  // Makes the image of `id` and writes it into its artwork; on any thread.
+  // The artwork's image fields, or nothing when it has no original or is
+  // gone. Throws when the image can't be made or written.
+  static std::optional<Artwork> finishAndStore(FilesMediaStore& media, const ImageOptimizer& images,
+                                               IncrementalSnapshotRepository& library,
+                                               const std::string& id);
+  // One id done (finished with `fields`, or failed and reported): the
+  // open project shows it, the status counts it.
+  void imageFinished(FinalizationRun& run, const std::string& id,
+                     const std::optional<Artwork>& fields);
+  // The processed ids off the pending list (ids added meanwhile stay).
+  void endFinalizationRun(const FinalizationRun& run);
   // Applies the pause rule to the status, with its diagnostics; true when
   // the work may go on.
   bool evaluateFinalizationPause();

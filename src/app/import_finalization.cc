@@ -4,10 +4,11 @@
 
 namespace quorvane {
 
-bool finalizeImportedImage(FilesMediaStore& media, const ImageOptimizer& optimizer,
-                           Artwork& artwork) {
-  const std::vector<std::string> originals = media.originalFiles(artwork.id);
-  if (originals.empty()) return false;
+std::optional<FinishedImage> finishImportedImage(FilesMediaStore& media,
+                                                 const ImageOptimizer& optimizer,
+                                                 const std::string& artworkId) {
+  const std::vector<std::string> originals = media.originalFiles(artworkId);
+  if (originals.empty()) return std::nullopt;
   PreparedImage image;
   image.original = media.files().readFile(originals.front());
   image.mimeType = optimizer.sniffMimeType(image.original).value_or(std::string(kDefaultMimeType));
@@ -20,9 +21,12 @@ bool finalizeImportedImage(FilesMediaStore& media, const ImageOptimizer& optimiz
     std::swap(upright.width, upright.height);
   }
   image.uprightSize = upright;
-  const std::string webPath = media.writeWebDerivative(artwork.id, image.web.data);
-  applyImage(artwork, image, webPath);
-  return true;
+  FinishedImage finished;
+  finished.fields.id = artworkId;
+  const std::string webPath = media.writeWebDerivative(artworkId, image.web.data);
+  applyImage(finished.fields, image, webPath);
+  finished.webImage = std::move(image.web.data);
+  return finished;
 }
 
 }  // namespace quorvane

@@ -2,9 +2,13 @@
 // the web derivatives every screen and the library's media rows use (making
 // them takes a while). Each pending artwork gets its derivative made from
 // its original, written beside it, and its image fields filled in as for an
-// image added by hand; the store then saves it. The pending ids are kept in
-// the preferences ("quorvane.importFinalization.pendingArtworkIds"), so that
-// a run cut short is finished by the next.
+// image added by hand; the store then writes them into that artwork alone
+// (SnapshotRepository's `saveFinishedImage`), so that finishing N images
+// costs N small writes, whatever the size of the projects. The pending ids
+// are kept in the preferences
+// ("quorvane.importFinalization.pendingArtworkIds") until a run ends; a run
+// cut short is resumed by the next, which asks the library which of them
+// still await their image.
 #pragma once
 
 #include <optional>
@@ -16,11 +20,16 @@
 
 namespace quorvane {
 
-// Makes and writes the web derivative of `artwork` from its original and
-// points the artwork at it. False when the artwork has no original (it is
-// then left as it is, nothing to finish); throws when the original can't
-// be read or derived.
-bool finalizeImportedImage(FilesMediaStore& media, const ImageOptimizer& optimizer,
-                           Artwork& artwork);
+struct FinishedImage {
+  Artwork fields;  // the id and the image fields (sizes, aspect, warning)
+  Bytes webImage;  // the derivative, as written beside the original
+};
+
+// Makes and writes the web derivative of the artwork's original. Nothing
+// when the artwork has no original (nothing to finish); throws when the
+// original can't be read or derived.
+std::optional<FinishedImage> finishImportedImage(FilesMediaStore& media,
+                                                 const ImageOptimizer& optimizer,
+                                                 const std::string& artworkId);
 
 }  // namespace quorvane

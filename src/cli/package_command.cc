@@ -180,6 +180,15 @@ void checkPackage(CliContext& context, const PackageOptions& options) {
   }
 }
 
+// The images of imported packages still to be prepared, all of them now.
+std::size_t finishImages(CliContext& context) {
+  ProgressLine line(context.json ? nullptr : context.terminal);
+  return context.store().finishImportedImages([&](std::size_t done, std::size_t total) {
+    line.show(
+        context.format("cli.package.finishing", {std::to_string(done), std::to_string(total)}));
+  });
+}
+
 void importPackage(CliContext& context, const PackageOptions& options) {
   AppStore& store = context.store();
   std::optional<std::string> id;
@@ -202,13 +211,7 @@ void importPackage(CliContext& context, const PackageOptions& options) {
   }
   // The images' screen copies, made now (a later run would finish them
   // too, should this one be stopped).
-  {
-    ProgressLine line(context.json ? nullptr : context.terminal);
-    store.finishImportedImages([&](std::size_t done, std::size_t total) {
-      line.show(
-          context.format("cli.package.finishing", {std::to_string(done), std::to_string(total)}));
-    });
-  }
+  finishImages(context);
   context.writeNow();
   if (context.json) {
     context.out << jsonText({{"id", *id}}) << '\n';
@@ -272,6 +275,17 @@ void installPackageCommand(CLI::App& command, CliContext& context) {
 CLI::App* roundtrip = command.add_subcommand(
     "roundtrip", "Export the open project to a temporary package and read it back");
 roundtrip->callback([&context] { roundTrip(context); });
+
+CLI::App* finish = command.add_subcommand(
+    "finish", "Prepare now the images of imported packages that are still waiting");
+finish->callback([&context] {
+  const std::size_t finished = finishImages(context);
+  if (context.json) {
+    context.out << jsonText({{"finished", finished}}) << '\n';
+  } else {
+    context.err << context.format("cli.package.finished", {std::to_string(finished)}) << '\n';
+  }
+});
 }  // namespace quorvane
 
 }  // namespace quorvane

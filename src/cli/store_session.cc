@@ -216,11 +216,10 @@ StoreSession::StoreSession(CliContext& context)
                          {std::to_string(tidied.strayMediaFiles), *tidied.strayMediaFolder})
                   << '\n';
     }
-    // Images of an import that a stopped run left unfinished. The machine's
-    // state goes into the diagnostics; the command finishes them anyway.
+    // The machine's state, for the diagnostics of images of an import
+    // finished after the command (see `finish`).
     store_->thermalStateChanged(readThermalState());
     store_->lowPowerModeChanged(readLowPowerMode());
-    store_->finishImportedImages();
   }
   const std::optional<std::string> project =
       context.projectOption.empty() ? std::nullopt : std::optional(context.projectOption);
@@ -264,6 +263,21 @@ void StoreSession::finish() {
     context_.err << context_.format("cli.warning", {*notice}) << '\n';
   }
   if (store_->changeCount() > 0) remindOfBackup();
+  if (context_.access == StorageAccess::write) finishLeftImages();
+}
+
+void StoreSession::finishLeftImages() {
+  // Images of an import that a stopped run left unfinished: the command's
+  // own work is written first, then a slice of them is finished, so that no
+  // command waits long for work it was not asked to do.
+  if (store_->importImagesAwaiting() == 0) return;
+  store_->finishImportedImages({}, kLeftImagesSlice);
+  const std::size_t left = store_->importImagesAwaiting();
+  if (left == 0) return;
+  context_.err << "quorvane: "
+               << context_.plural("cli.finalization.left", static_cast<std::int64_t>(left),
+                                  {std::to_string(left)})
+               << '\n';
 }
 
 void StoreSession::remindOfBackup() {

@@ -30,6 +30,10 @@ struct CliContext;
 // variable QUORVANE_LOCK_WAIT_MS (milliseconds) sets another wait.
 inline constexpr std::chrono::milliseconds kDefaultLockWait{5000};
 
+// How long a command spends, after its own work, on imported images that a
+// stopped run left unfinished ('quorvane package finish' does them all).
+inline constexpr std::chrono::milliseconds kLeftImagesSlice{1500};
+
 // The boot of the library as this run does it: `access` as the command
 // asks, and a repair (a stray file set aside, a recovery copy) made under
 // the library lock when the command does not hold it already.
@@ -71,6 +75,7 @@ class StoreSession {
 
  private:
   void remindOfBackup();
+  void finishLeftImages();
 
   CliContext& context_;
   StreamLogger diagnostics_;

@@ -7,6 +7,7 @@
 #include <map>
 #include <optional>
 #include <set>
+#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -94,6 +95,11 @@ class SnapshotRepository {
   // projects' included.
   virtual std::set<std::string> artworkIds() = 0;
 
+  // Those of `artworkIds`, in their order, that name an artwork of the
+  // library without a media row yet (an imported image still to finish).
+  virtual std::vector<std::string> artworksAwaitingImages(
+      const std::vector<std::string>& artworkIds) = 0;
+
   // The bytes of the artwork's media row, or nothing without one.
   virtual std::optional<std::vector<std::uint8_t>> imageBytes(const std::string& artworkId) = 0;
 
@@ -118,6 +124,14 @@ class IncrementalSnapshotRepository {
   // `section_name`s); any other name writes everything, as `save` does.
   virtual SavedProject save(const Project& project, const StudioSnapshot& snapshot,
                             std::string_view section) = 0;
+
+  // Writes the image fields of one artwork (sizes, aspect, size warning) and
+  // `webImage` as its media row, in one transaction, touching nothing else
+  // of it or of any project: the end of an imported image, whatever the
+  // size of its project. False, with nothing written, when the library has
+  // no such artwork (removed meanwhile).
+  virtual bool saveFinishedImage(const Artwork& artwork,
+                                 std::span<const std::uint8_t> webImage) = 0;
 };
 
 class AtomicProjectImportRepository {

@@ -1,5 +1,7 @@
 #include "storage/sqlite_snapshot_repository.h"
 
+#include <unordered_set>
+
 #include "model/raw_value.h"
 #include "model/record_json.h"
 #include "model/text_assets.h"
@@ -316,6 +318,58 @@ std::set<std::string> SQLiteSnapshotRepository::artworkIds() {
   Statement select = db_.prepare("SELECT id FROM artworks");
   while (select.nextRow()) ids.insert(select.textOrEmpty(0));
   return ids;
+}
+
+std::vector<std::string> SQLiteSnapshotRepository::artworksAwaitingImages(
+    const std::vector<std::string>& artworkIds) {
+  const std::lock_guard lock(mutex_);
+  std::unordered_set<std::string> awaiting;
+  Statement select = db_.prepare(
+      "SELECT id FROM artworks WHERE NOT EXISTS (SELECT 1 FROM media WHERE media.artworkId = "
+      "artworks.id)");
+  while (select.nextRow()) awaiting.insert(select.textOrEmpty(0));
+  std::vector<std::string> ids;
+  for (const std::string& id : artworkIds) {
+    if (awaiting.contains(id)) ids.push_back(id);
+  }
+  return ids;
+}
+
+bool SQLiteSnapshotRepository::saveFinishedImage(const Artwork& artwork,
+                                                 std::span<const std::uint8_t> webImage) {
+  const std::lock_guard lock(mutex_);
+  const std::int64_t now = nowMs();
+  return withImmediateTransaction(db_, [&] {
+    Statement update = db_.prepare(
+        "UPDATE artworks SET imgWidth = ?, imgHeight = ?, aspect = ?, sizeWarning = ?, "
+        "sizeWarningDismissed = ?, sizeBytes = ?, originalSizeBytes = ? WHERE id = ?");
+    update.bindInt64(1, artwork.width);
+    update.bindInt64(2, artwork.height);
+    update.bindDouble(3, artwork.aspect);
+    update.bindText(4, artwork.sizeWarning);
+    update.bindInt64(5, std::int64_t{artwork.sizeWarningDismissed ? 1 : 0});
+    update.bindInt64(6, artwork.imageByteSize);
+    update.bindInt64(7, artwork.originalByteSize);
+    update.bindText(8, artwork.id);
+    update.stepStrict();
+    if (sqlite3_changes(db_.handle()) == 0) return false;
+    Statement others = db_.prepare("DELETE FROM media WHERE artworkId = ? AND id <> ?");
+    others.bindText(1, artwork.id);
+    others.bindText(2, artwork.id);
+    others.stepStrict();
+    Statement media = db_.prepare(
+        "INSERT INTO media(id, artworkId, mimeType, blob, byteSize, createdAt) VALUES(?,?,?,?,?,?) "
+        "ON CONFLICT(id) DO UPDATE SET artworkId=excluded.artworkId, mimeType=excluded.mimeType, "
+        "blob=excluded.blob, byteSize=excluded.byteSize, createdAt=excluded.createdAt");
+    media.bindText(1, artwork.id);
+    media.bindText(2, artwork.id);
+    media.bindText(3, artwork.mimeType);
+    media.bindBlob(4, webImage);
+    media.bindInt64(5, static_cast<std::int64_t>(webImage.size()));
+    media.bindInt64(6, now);
+    media.stepStrict();
+    return true;
+  });
 }
 
 std::optional<std::vector<std::uint8_t>> SQLiteSnapshotRepository::imageBytes(

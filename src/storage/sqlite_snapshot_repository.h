@@ -62,6 +62,8 @@ class SQLiteSnapshotRepository final : public SnapshotRepository,
       const std::optional<std::string>& currentProjectId) override;
   LibraryKPIOverview libraryCounts() override;
   std::set<std::string> artworkIds() override;
+  std::vector<std::string> artworksAwaitingImages(
+      const std::vector<std::string>& artworkIds) override;
   std::optional<std::vector<std::uint8_t>> imageBytes(const std::string& artworkId) override;
   bool attachTextAsset(const std::string& projectId, TextAssetType type,
                        const std::string& assetId) override;
@@ -71,6 +73,7 @@ class SQLiteSnapshotRepository final : public SnapshotRepository,
   // IncrementalSnapshotRepository
   SavedProject save(const Project& project, const StudioSnapshot& snapshot,
                     std::string_view section) override;
+  bool saveFinishedImage(const Artwork& artwork, std::span<const std::uint8_t> webImage) override;
 
   // AtomicProjectImportRepository
   SavedProject saveImportedProject(const Project& project, const StudioSnapshot& snapshot,

@@ -79,6 +79,10 @@ class FailableSaves final : public IncrementalSnapshotRepository {
     if (failing) throw DomainError("SQLiteSnapshotRepository", 13, "disk full", SQLITE_FULL);
     return target_.save(project, snapshot, section);
   }
+  bool saveFinishedImage(const Artwork& artwork, std::span<const std::uint8_t> webImage) override {
+    if (failing) throw DomainError("SQLiteSnapshotRepository", 13, "disk full", SQLITE_FULL);
+    return target_.saveFinishedImage(artwork, webImage);
+  }
   bool failing = false;
 
  private:

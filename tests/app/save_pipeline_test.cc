@@ -26,6 +26,7 @@ class RecordingRepository final : public IncrementalSnapshotRepository {
         {std::string(section), snapshot.biography, clock_.nowMs(), project.projectName});
     return SavedProject{project, {}};
   }
+  bool saveFinishedImage(const Artwork&, std::span<const std::uint8_t>) override { return false; }
   std::vector<Write> writes;
   bool failing = false;
 

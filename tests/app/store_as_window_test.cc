@@ -360,9 +360,8 @@ TEST_F(StoreAsWindowTest, ACommandFromAnObserverIsToldAfterTheChangeInProgress) 
     }
   });
   std::vector<StoreChanges> told;
-  const std::size_t view = store.observeChanges([&](const StoreChanges& changes) {
-    told.push_back(changes);
-  });
+  const std::size_t view =
+      store.observeChanges([&](const StoreChanges& changes) { told.push_back(changes); });
   ASSERT_TRUE(store.removeArtwork(removed));
   ASSERT_GE(told.size(), 2u);
   EXPECT_TRUE(told[0].has(StoreArea::artworks));
