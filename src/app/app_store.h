@@ -41,12 +41,14 @@
 #include <thread>
 #include <vector>
 
+#include "app/all_backups.h"
 #include "app/backup_reminders.h"
 #include "app/export_job.h"
 #include "app/finalization_pause.h"
 #include "app/image_intake_job.h"
 #include "app/library_tidy.h"
 #include "app/original_check.h"
+#include "app/package_export.h"
 #include "app/page_thumbnails.h"
 #include "app/pdf_render_service.h"
 #include "app/save_pipeline.h"
@@ -245,20 +247,6 @@ struct ImageAddResult {
 };
 
 struct MergedPackage;
-
-struct PackageExportOptions {
-  bool replaceExisting = false;
-  // Write the backup although some works' originals can't be used: those
-  // works go in without their image, and are named.
-  bool allowMissingOriginals = false;
-};
-
-struct WrittenPackage {
-  std::uint64_t bytes = 0;
-  std::vector<MissingOriginal> withoutImages;
-
-  bool operator==(const WrittenPackage&) const = default;
-};
 
 class AppStore {
  public:
@@ -465,6 +453,24 @@ class AppStore {
   using PackageWritten = std::function<void(const std::optional<WrittenPackage>&)>;
   void exportProjectPackageInBackground(const std::string& path, PackageExportOptions options,
                                         TransferProgressFn progress, PackageWritten done);
+  // Every live project backed up into `folder`, each under its export name
+  // (app/all_backups.h): what was written, what was not and why (also
+  // said in a toast), and the works only the Vault holds. Recorded as a
+  // backup when every project was written. Nothing, with a toast, when it
+  // can't start.
+  std::optional<AllBackups> exportAllProjectPackages(const std::string& folder,
+                                                     const PackageExportOptions& options = {},
+                                                     const AllBackupsProgress& progress = {});
+  // The same for a window: the packages are written on the save queue
+  // (after the pending edits); `progress` and `done` are told on the main
+  // executor.
+  using AllBackupsWritten = std::function<void(const std::optional<AllBackups>&)>;
+  void exportAllProjectPackagesInBackground(const std::string& folder, PackageExportOptions options,
+                                            AllBackupsProgress progress, AllBackupsWritten done);
+  // Gathers the works no live project shows (only in the Vault, which no
+  // project's backup holds) into a new project, "From the Vault", and
+  // opens it; its id, or nothing when there are none.
+  std::optional<std::string> gatherVaultOnlyArtworks();
   // The works of the open project whose image has no original a backup or
   // a print could use, and why.
   std::vector<MissingOriginal> missingOriginals() const;
@@ -713,12 +719,8 @@ class AppStore {
   void importFailed(const std::exception_ptr& failure);
   // Refuses (with a toast) a package that can't be written at `path`.
   bool canWritePackageTo(const std::string& path);
-  // Chooses the originals of `input` and writes it; on any thread. Throws.
-  static WrittenPackage writePackage(const QuorvaneTransferService& transfer,
-                                     FilesMediaStore& media, const ImageOptimizer& images,
-                                     PackageExport& input, const std::string& path, Date now,
-                                     const PackageExportOptions& options,
-                                     const TransferProgressFn& progress = {});
+  AllBackupsPlan allBackupsPlan(const std::string& folder, const PackageExportOptions& options);
+  void allBackupsWritten(const AllBackups& report);
   // The ends of a package export: recorded, or the failure shown.
   void packageWritten(const WrittenPackage& written, const std::string& path);
   void packageFailed(const std::exception& error, const std::string& path);
@@ -729,7 +731,9 @@ class AppStore {
     std::vector<std::string> processed;  // finished, or failed and reported
     std::size_t next = 0;                // into `work`
     bool inFlight = false;               // an image is being made
+    std::optional<Date> lastPublished;   // when its progress was last told
   };
+  static constexpr Milliseconds kFinalizationPublishInterval{250};
   // Reads the pending ids, asks the library which still await their
   // image and publishes the status; nothing when none does.
   std::optional<FinalizationRun> beginFinalization();

@@ -53,6 +53,12 @@ void AppStore::imageFinished(FinalizationRun& run, const std::string& id,
   }
   run.processed.push_back(id);
   if (state_.importFinalizationStatus) state_.importFinalizationStatus->done += 1;
+  // Told a few times a second, not at every image: telling compares the
+  // open project's works, and ten thousand images must not cost ten
+  // thousand such comparisons.
+  const Date now = services_.clock.now();
+  if (run.lastPublished && now - *run.lastPublished < kFinalizationPublishInterval) return;
+  run.lastPublished = now;
   publish();
 }
 

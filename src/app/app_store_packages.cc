@@ -16,14 +16,8 @@
 namespace quorvane {
 
 std::string AppStore::projectPackageFileName() const {
-  const bool catalogue = state_.project.kind == ProjectKind::catalogue;
-  std::string name =
-      exportFileName(catalogue ? ExportDocumentKind::catalogue : ExportDocumentKind::portfolio,
-                     state_.snapshot.details, exportLanguage(), services_.clock.now(),
-                     state_.project.projectTitle);
-  const std::string pdf = ".pdf";
-  if (name.ends_with(pdf)) name.resize(name.size() - pdf.size());
-  return name + ".quorvane";
+  return packageFileName(state_.project, state_.snapshot.details, exportLanguage(),
+                         services_.clock.now());
 }
 
 bool AppStore::canWritePackageTo(const std::string& path) {
@@ -44,8 +38,8 @@ std::optional<WrittenPackage> AppStore::exportProjectPackage(const std::string& 
   try {
     PackageExport input = packageExportInput();
     const WrittenPackage written =
-        writePackage(*services_.transfer, services_.media, services_.images, input, path,
-                     services_.clock.now(), options, progress);
+        writeProjectPackage(*services_.transfer, services_.media, services_.images, input, path,
+                            services_.clock.now(), options, progress);
     packageWritten(written, path);
     return written;
   } catch (const std::exception& error) {
@@ -66,28 +60,6 @@ PackageExport AppStore::packageExportInput() {
   input.lastProjectDataExportAt = reminders_.lastProjectDataExportAt();
   input.lastProjectDataImportAt = reminders_.lastProjectDataImportAt();
   return input;
-}
-
-WrittenPackage AppStore::writePackage(const QuorvaneTransferService& transfer,
-                                      FilesMediaStore& media, const ImageOptimizer& images,
-                                      PackageExport& input, const std::string& path, Date now,
-                                      const PackageExportOptions& options,
-                                      const TransferProgressFn& progress) {
-  const BackupOriginals chosen =
-      backupOriginals(OriginalsInventory(media, images), input.snapshot.artworks.images,
-                      options.allowMissingOriginals);
-  input.originals = chosen.originals;
-  input.checkImage = libraryImageCheck(images);
-  const std::filesystem::path target(path);
-  const std::string folder =
-      target.has_parent_path() ? target.parent_path().string() : std::string(".");
-  // Where the file system has no unnamed files (a USB stick's FAT), a
-  // killed backup leaves a named temporary file: gone with the next one,
-  // whatever its name.
-  removeStaleTemporaryFilesOfKind(folder, ".quorvane");
-  const std::uint64_t bytes =
-      transfer.exportPackage(input, path, now, options.replaceExisting, progress);
-  return WrittenPackage{bytes, chosen.leftOut};
 }
 
 void AppStore::packageWritten(const WrittenPackage& written, const std::string& path) {
@@ -136,7 +108,7 @@ void AppStore::exportProjectPackageInBackground(const std::string& path,
             if (weak.lock()) progress(at);
           });
       };
-      written = writePackage(*transfer, media, images, input, path, now, options, told);
+      written = writeProjectPackage(*transfer, media, images, input, path, now, options, told);
     } catch (...) {
       failure = std::current_exception();
     }
@@ -174,8 +146,8 @@ AppStore::RoundTripReport AppStore::roundTripProjectPackage(const std::string& f
   }
   try {
     PackageExport input = packageExportInput();
-    writePackage(*services_.transfer, services_.media, services_.images, input, path,
-                 services_.clock.now(), {true, false});
+    writeProjectPackage(*services_.transfer, services_.media, services_.images, input, path,
+                        services_.clock.now(), {true, false});
   } catch (const std::exception& error) {
     services_.logger.log(failureDiagnostic(error));
     return {false, text("error.roundtrip_export_failed")};

@@ -1,6 +1,10 @@
 #include "app/package_export.h"
 
+#include <filesystem>
+
 #include "images/image_check.h"
+#include "model/export_file_names.h"
+#include "platform/atomic_file.h"
 
 namespace quorvane {
 
@@ -33,6 +37,39 @@ OriginalImageCheck libraryImageCheck(const ImageOptimizer& optimizer) {
     }
     return std::nullopt;
   };
+}
+
+std::string packageFileName(const Project& project, const ArtistDetails& details,
+                            const std::string& language, Date now) {
+  const bool catalogue = project.kind == ProjectKind::catalogue;
+  std::string name =
+      exportFileName(catalogue ? ExportDocumentKind::catalogue : ExportDocumentKind::portfolio,
+                     details, language, now, project.projectTitle);
+  const std::string pdf = ".pdf";
+  if (name.ends_with(pdf)) name.resize(name.size() - pdf.size());
+  return name + ".quorvane";
+}
+
+WrittenPackage writeProjectPackage(const QuorvaneTransferService& transfer, FilesMediaStore& media,
+                                   const ImageOptimizer& images, PackageExport& input,
+                                   const std::string& path, Date now,
+                                   const PackageExportOptions& options,
+                                   const TransferProgressFn& progress) {
+  const BackupOriginals chosen =
+      backupOriginals(OriginalsInventory(media, images), input.snapshot.artworks.images,
+                      options.allowMissingOriginals);
+  input.originals = chosen.originals;
+  input.checkImage = libraryImageCheck(images);
+  const std::filesystem::path target(path);
+  const std::string folder =
+      target.has_parent_path() ? target.parent_path().string() : std::string(".");
+  // Where the file system has no unnamed files (a USB stick's FAT), a
+  // killed backup leaves a named temporary file: gone with the next one,
+  // whatever its name.
+  removeStaleTemporaryFilesOfKind(folder, ".quorvane");
+  const std::uint64_t bytes =
+      transfer.exportPackage(input, path, now, options.replaceExisting, progress);
+  return WrittenPackage{bytes, chosen.leftOut};
 }
 
 }  // namespace quorvane

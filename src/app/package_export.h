@@ -40,4 +40,32 @@ BackupOriginals backupOriginals(const OriginalsInventory& inventory,
 // (images/image_check.h), for originals read from a package.
 OriginalImageCheck libraryImageCheck(const ImageOptimizer& optimizer);
 
+struct PackageExportOptions {
+  bool replaceExisting = false;
+  // Write the backup although some works' originals can't be used: those
+  // works go in without their image, and are named.
+  bool allowMissingOriginals = false;
+};
+
+struct WrittenPackage {
+  std::uint64_t bytes = 0;
+  std::vector<MissingOriginal> withoutImages;
+
+  bool operator==(const WrittenPackage&) const = default;
+};
+
+// The name a package of `project` is given today: the export rule's
+// (model/export_file_names.h) in `language`, with ".quorvane".
+std::string packageFileName(const Project& project, const ArtistDetails& details,
+                            const std::string& language, Date now);
+
+// Chooses the originals of `input` (as `backupOriginals`), tidies our
+// temporary files of killed backups in the folder, and writes the package
+// at `path`; on any thread. Throws what failed.
+WrittenPackage writeProjectPackage(const QuorvaneTransferService& transfer, FilesMediaStore& media,
+                                   const ImageOptimizer& images, PackageExport& input,
+                                   const std::string& path, Date now,
+                                   const PackageExportOptions& options,
+                                   const TransferProgressFn& progress = {});
+
 }  // namespace quorvane

@@ -27,6 +27,8 @@ struct PackageOptions {
   bool force = false;
   bool open = false;
   bool allowMissing = false;
+  bool all = false;
+  bool gatherVault = false;
 };
 
 std::string packagePath(const std::optional<std::string>& output, const std::string& fileName) {
@@ -56,7 +58,101 @@ TransferProgressFn progressOn(const CliContext& context, ProgressLine& line) {
   };
 }
 
+// Every project, one package each, into a folder.
+void exportAll(CliContext& context, const PackageOptions& options) {
+  if (!options.output) throw CliError(context.text("cli.package.all.needs_folder"));
+  const std::string folder = *options.output;
+  std::error_code error;
+  fs::create_directories(folder, error);
+  if (!fs::is_directory(folder, error)) {
+    throw CliError(context.format("cli.package.all.not_a_folder", {folder}));
+  }
+  AppStore& store = context.store();
+  if (options.gatherVault && store.gatherVaultOnlyArtworks()) context.writeNow();
+  std::optional<AllBackups> report;
+  {
+    ProgressLine line(context.json ? nullptr : context.terminal);
+    report = store.exportAllProjectPackages(
+        folder, {options.force, options.allowMissing},
+        [&](std::size_t project, std::size_t projects, const TransferProgress& at) {
+          line.show(
+              context.format("cli.package.all.progress",
+                             {std::to_string(project + 1), std::to_string(projects),
+                              std::to_string(at.artworks), std::to_string(at.totalArtworks)}));
+        });
+  }
+  if (!report) context.check(false);
+  context.writeNow();
+  const std::string language = context.language();
+  if (context.json) {
+    nlohmann::json projects = nlohmann::json::array();
+    for (const ProjectBackup& backup : report->projects) {
+      nlohmann::json without = nlohmann::json::array();
+      if (backup.written) {
+        for (const MissingOriginal& work : backup.written->withoutImages) {
+          without.push_back({{"id", work.artworkId}, {"title", work.title}});
+        }
+      }
+      projects.push_back({{"id", backup.projectId},
+                          {"name", backup.projectName},
+                          {"path", backup.path},
+                          {"written", backup.written.has_value()},
+                          {"bytes", backup.written ? backup.written->bytes : 0},
+                          {"withoutImages", without},
+                          {"failure", backup.failure}});
+    }
+    nlohmann::json loose = nlohmann::json::array();
+    for (const Artwork& work : report->vaultOnly) {
+      loose.push_back({{"id", work.id}, {"title", work.title}});
+    }
+    context.out << jsonText({{"folder", folder}, {"projects", projects}, {"vaultOnly", loose}})
+                << '\n';
+  } else {
+    std::size_t written = 0;
+    for (const ProjectBackup& backup : report->projects) {
+      if (!backup.written) {
+        context.err << context.format("cli.package.all.project_failed",
+                                      {context.format("package.quoted_title", {backup.projectName}),
+                                       backup.failure})
+                    << '\n';
+        continue;
+      }
+      ++written;
+      context.out << backup.path << '\n';
+      if (!backup.written->withoutImages.empty()) {
+        context.err << context.format(
+                           "cli.warning",
+                           {context.format(
+                               "backup.written_without",
+                               {missingOriginalsText(backup.written->withoutImages, language)})})
+                    << '\n';
+      }
+    }
+    context.err << context.format(
+                       "cli.package.all.done",
+                       {std::to_string(written), std::to_string(report->projects.size()), folder})
+                << '\n';
+    if (!report->vaultOnly.empty()) {
+      std::string titles;
+      for (std::size_t i = 0; i < report->vaultOnly.size(); ++i) {
+        titles +=
+            (titles.empty() ? "" : ", ") + workName(report->vaultOnly[i].title, i + 1, language);
+      }
+      context.err << context.format(
+                         "cli.warning",
+                         {context.plural("cli.package.all.vault_only",
+                                         static_cast<std::int64_t>(report->vaultOnly.size()),
+                                         {std::to_string(report->vaultOnly.size()), titles})})
+                  << '\n';
+    }
+  }
+  if (!report->everyProjectWritten()) {
+    throw CliError(context.text("cli.package.all.incomplete"));
+  }
+}
+
 void exportPackage(CliContext& context, const PackageOptions& options) {
+  if (options.all) return exportAll(context, options);
   AppStore& store = context.store();
   const std::string path = packagePath(options.output, store.projectPackageFileName());
   std::error_code error;
@@ -246,6 +342,7 @@ void installPackageCommand(CLI::App& command, CliContext& context) {
       "tool opens. Importing adds it as a new project beside the others; nothing is replaced.\n\n"
       "Examples:\n"
       "  quorvane package export -o ~/Backups\n"
+      "  quorvane package export --all -o ~/Backups\n"
       "  quorvane package check ~/Backups/zoe-muller-portfolio-2026-11-23.quorvane\n"
       "  quorvane package import ~/Backups/zoe-muller-portfolio-2026-11-23.quorvane --open");
   auto options = std::make_shared<PackageOptions>();
@@ -255,6 +352,11 @@ void installPackageCommand(CLI::App& command, CliContext& context) {
   exportCommand->add_option("-o,--output", options->output,
                             "File or folder to write to (default: the current folder)");
   exportCommand->add_flag("--force", options->force, "Replace the file when it exists already");
+  exportCommand->add_flag("--all", options->all,
+                          "Back up every project, one package each, into the folder given by -o");
+  exportCommand->add_flag("--gather-vault", options->gatherVault,
+                          "With --all: first gather the works that are in no project (only in "
+                          "the Vault) into a new project, so that they are backed up too");
   exportCommand->add_flag("--allow-missing", options->allowMissing,
                           "Write the backup even when some works' original images can't be "
                           "used; those works go in without their image, and are named");

@@ -76,6 +76,7 @@ Dashboard::Dashboard(DesktopContext context, QWidget* parent)
       backupHeading_(new QLabel(this)),
       backupState_(new QLabel(this)),
       exportBackup_(new QPushButton(this)),
+      backUpAll_(new QPushButton(this)),
       importBackup_(new QPushButton(this)),
       covers_(new BoardPictures(context.store, kCoverEdge, this)),
       subscription_(context.store, [this](const StoreChanges& changes) {
@@ -89,6 +90,7 @@ Dashboard::Dashboard(DesktopContext context, QWidget* parent)
   backupHeading_->setObjectName(QStringLiteral("sectionHeading"));
   backupState_->setObjectName(QStringLiteral("secondaryText"));
   exportBackup_->setObjectName(QStringLiteral("exportBackup"));
+  backUpAll_->setObjectName(QStringLiteral("backUpAll"));
   importBackup_->setObjectName(QStringLiteral("importBackup"));
   firstAdd_->setObjectName(QStringLiteral("primary"));
   firstStepsText_->setWordWrap(true);
@@ -122,6 +124,7 @@ Dashboard::Dashboard(DesktopContext context, QWidget* parent)
   auto* backupRow = new QHBoxLayout;
   backupRow->addWidget(backupState_, 1);
   backupRow->addWidget(exportBackup_);
+  backupRow->addWidget(backUpAll_);
   backupRow->addWidget(importBackup_);
 
   auto* page = new QWidget(this);
@@ -145,6 +148,7 @@ Dashboard::Dashboard(DesktopContext context, QWidget* parent)
   fillWithScrolling(this, page);
 
   connect(exportBackup_, &QPushButton::clicked, this, &Dashboard::exportBackupRequested);
+  connect(backUpAll_, &QPushButton::clicked, this, &Dashboard::backUpAllRequested);
   connect(importBackup_, &QPushButton::clicked, this, &Dashboard::importBackupRequested);
   connect(firstAdd_, &QPushButton::clicked, this, &Dashboard::addImagesRequested);
   connect(covers_, &BoardPictures::pictureReady, this, [this] { showRecent(); });
@@ -178,6 +182,8 @@ void Dashboard::retranslate() {
   backupHeading_->setText(words("desktop.backup.heading"));
   exportBackup_->setText(words("desktop.backup.export"));
   exportBackup_->setAccessibleName(words("desktop.backup.export"));
+  backUpAll_->setText(words("desktop.backup.all"));
+  backUpAll_->setAccessibleName(words("desktop.backup.all"));
   importBackup_->setText(words("desktop.backup.import"));
   importBackup_->setAccessibleName(words("desktop.backup.import"));
   firstAdd_->setText(words("desktop.works.add_images"));

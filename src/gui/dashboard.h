@@ -43,6 +43,7 @@ class Dashboard final : public QWidget {
  signals:
   void projectChosen(const std::string& projectId);
   void exportBackupRequested();
+  void backUpAllRequested();
   void importBackupRequested();
   void addImagesRequested();
   void newProjectRequested();
@@ -70,6 +71,7 @@ class Dashboard final : public QWidget {
   QLabel* backupHeading_;
   QLabel* backupState_;
   QPushButton* exportBackup_;
+  QPushButton* backUpAll_;
   QPushButton* importBackup_;
   BoardPictures* covers_;
   StoreSubscription subscription_;

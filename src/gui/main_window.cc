@@ -6,6 +6,7 @@
 #include <QDir>
 #include <QDragEnterEvent>
 #include <QFileDialog>
+#include <QFileInfo>
 #include <QGuiApplication>
 #include <QHBoxLayout>
 #include <QLineEdit>
@@ -23,6 +24,7 @@
 #include <QTextCursor>
 #include <QVBoxLayout>
 
+#include "app/failure_text.h"
 #include "gui/cv_page.h"
 #include "gui/dashboard.h"
 #include "gui/details_page.h"
@@ -40,6 +42,7 @@
 #include "gui/words.h"
 #include "gui/works_board.h"
 #include "gui/works_board_model.h"
+#include "pdf/localization.h"
 
 namespace quorvane::gui {
 namespace {
@@ -136,6 +139,10 @@ MainWindow::MainWindow(DesktopContext context, QWidget* parent)
     return QFileDialog::getOpenFileName(this, Words(context_.store)("desktop.backup.import"),
                                         QDir::homePath(), QStringLiteral("Quorvane (*.quorvane)"));
   };
+  chooseFolder = [this] {
+    return QFileDialog::getExistingDirectory(this, Words(context_.store)("desktop.backup.all"),
+                                             QDir::homePath());
+  };
   chooseWebCvPath = [this] {
     return QFileDialog::getOpenFileName(this, Words(context_.store)("desktop.webcv.title"),
                                         QDir::homePath(), QStringLiteral("JSON (*.json)"));
@@ -183,6 +190,7 @@ MainWindow::MainWindow(DesktopContext context, QWidget* parent)
   connect(cv_, &CvPage::webCvImportRequested, this, [this] { importWebCv(); });
   connect(dashboard_, &Dashboard::projectChosen, this, &MainWindow::openProject);
   connect(dashboard_, &Dashboard::exportBackupRequested, this, &MainWindow::exportBackup);
+  connect(dashboard_, &Dashboard::backUpAllRequested, this, &MainWindow::backUpAll);
   connect(dashboard_, &Dashboard::importBackupRequested, this, [this] { importBackup(); });
   connect(dashboard_, &Dashboard::addImagesRequested, this, [this] {
     showProjectTab(ProjectTab::works);
@@ -407,6 +415,71 @@ void MainWindow::writeBackup(const QString& path, bool allowMissingOriginals) {
       });
 }
 
+void MainWindow::backUpAll() {
+  if (backupProgress_) return;
+  const QString folder = chooseFolder();
+  if (folder.isEmpty()) return;
+  QProgressDialog* progress = startBackupProgress("desktop.backup.exporting");
+  QPointer<MainWindow> window(this);
+  context_.store.exportAllProjectPackagesInBackground(
+      utf8(folder), {},
+      [progress = QPointer<QProgressDialog>(progress), window](
+          std::size_t project, std::size_t projects, const TransferProgress& at) {
+        if (!progress || !window) return;
+        progress->setLabelText(
+            Words(window->context_.store)
+                .format("desktop.backup.all_progress",
+                        {std::to_string(project + 1), std::to_string(projects)}));
+        progress->setMaximum(static_cast<int>(at.totalArtworks));
+        progress->setValue(static_cast<int>(at.artworks));
+      },
+      [window, folder](const std::optional<AllBackups>& report) {
+        if (!window) return;
+        window->endBackupProgress();
+        if (report) window->reportAllBackups(folder, *report);
+      });
+}
+
+void MainWindow::reportAllBackups(const QString& folder, const AllBackups& report) {
+  AppStore& store = context_.store;
+  const Words words(store);
+  const std::string language = store.language();
+  std::size_t written = 0;
+  QStringList lines;
+  for (const ProjectBackup& backup : report.projects) {
+    if (backup.written) {
+      ++written;
+      continue;
+    }
+    lines << words.format(
+        "cli.package.all.project_failed",
+        {utf8(words.format("package.quoted_title", {backup.projectName})), backup.failure});
+  }
+  lines.prepend(words.format(
+      "desktop.backup.all_done",
+      {std::to_string(written), std::to_string(report.projects.size()), utf8(folder)}));
+  if (report.vaultOnly.empty()) return tell(lines.join(QStringLiteral("\n\n")));
+  std::string titles;
+  for (std::size_t i = 0; i < report.vaultOnly.size(); ++i) {
+    titles += (titles.empty() ? "" : ", ") + workName(report.vaultOnly[i].title, i + 1, language);
+  }
+  const auto loose = static_cast<std::int64_t>(report.vaultOnly.size());
+  lines << qstr(
+      uiPlural("desktop.backup.vault_only", language, loose, {std::to_string(loose), titles}));
+  if (!offer(lines.join(QStringLiteral("\n\n")), words("desktop.backup.gather_vault"))) return;
+  // Gathered into a project of their own (opened), and that one backed up
+  // beside the others.
+  if (!store.gatherVaultOnlyArtworks()) return;
+  // Under a name no backup in the folder has (the others' names are the
+  // same but for their project's title).
+  const QString name = qstr(store.projectPackageFileName());
+  QString path = QDir(folder).filePath(name);
+  for (int n = 2; QFileInfo::exists(path); ++n) {
+    path = QDir(folder).filePath(name.chopped(9) + QStringLiteral("-%1.quorvane").arg(n));
+  }
+  writeBackup(path, false);
+}
+
 WebCvDialog* MainWindow::importWebCv(const QString& given) {
   // A field still being typed in is an edit the plan would not see.
   QWidget* focus = QApplication::focusWidget();
@@ -503,6 +576,7 @@ void MainWindow::showProjectMenu(const std::string& projectId, const QPoint& pos
   menu.addAction(words("desktop.project.duplicate"), this, &MainWindow::duplicateProject);
   menu.addSeparator();
   menu.addAction(words("desktop.backup.export"), this, &MainWindow::exportBackup);
+  menu.addAction(words("desktop.backup.all"), this, &MainWindow::backUpAll);
   menu.addAction(words("desktop.backup.import"), this, [this] { importBackup(); });
   menu.addAction(words("desktop.webcv.open"), this, [this] { importWebCv(); });
   menu.addSeparator();

@@ -46,6 +46,7 @@ class MainWindow final : public QMainWindow {
   std::function<bool(const QString& question)> confirm;
   std::function<QString(const QString& suggestedName)> chooseSavePath;
   std::function<QString()> chooseOpenPath;   // a backup to import
+  std::function<QString()> chooseFolder;     // where to put every project's backup
   std::function<QString()> chooseWebCvPath;  // a web CV generator's export
   std::function<void(const QString& message)> tell;
   // Whether to take the action named `action` after `message`; Cancel is
@@ -62,6 +63,10 @@ class MainWindow final : public QMainWindow {
   void duplicateProject();
   void deleteProject();
   void exportBackup();
+  // Backs up every project into a folder (asked for), one package each;
+  // says what was written, and offers to gather the works only the Vault
+  // holds into a project of their own, backed up too.
+  void backUpAll();
   // Imports the backup at `path` (asked for when empty) as a new project
   // and opens it; its images are finished in the background after.
   void importBackup(const QString& path = {});
@@ -101,6 +106,7 @@ class MainWindow final : public QMainWindow {
   // Writes the open project's backup at `path`; a refusal for works
   // without a usable original offers to write it without their images.
   void writeBackup(const QString& path, bool allowMissingOriginals);
+  void reportAllBackups(const QString& folder, const AllBackups& report);
   QProgressDialog* startBackupProgress(const char* titleKey);
   void endBackupProgress();
   void restoreLayout();

@@ -95,6 +95,10 @@ class SnapshotRepository {
   // projects' included.
   virtual std::set<std::string> artworkIds() = 0;
 
+  // The ids of the artworks that no live project shows (kept in the Vault
+  // only, or only by archived projects), oldest first.
+  virtual std::vector<std::string> artworksInNoProject() = 0;
+
   // Those of `artworkIds`, in their order, that name an artwork of the
   // library without a media row yet (an imported image still to finish).
   virtual std::vector<std::string> artworksAwaitingImages(

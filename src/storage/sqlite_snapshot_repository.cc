@@ -320,6 +320,17 @@ std::set<std::string> SQLiteSnapshotRepository::artworkIds() {
   return ids;
 }
 
+std::vector<std::string> SQLiteSnapshotRepository::artworksInNoProject() {
+  const std::lock_guard lock(mutex_);
+  Statement select = db_.prepare(
+      "SELECT a.id FROM artworks a WHERE NOT EXISTS (SELECT 1 FROM project_artworks pa JOIN "
+      "projects p ON p.id = pa.projectId WHERE pa.artworkId = a.id AND p.archivedAt IS NULL) "
+      "ORDER BY a.rowid");
+  std::vector<std::string> ids;
+  while (select.nextRow()) ids.push_back(select.textOrEmpty(0));
+  return ids;
+}
+
 std::vector<std::string> SQLiteSnapshotRepository::artworksAwaitingImages(
     const std::vector<std::string>& artworkIds) {
   const std::lock_guard lock(mutex_);

@@ -62,6 +62,7 @@ class SQLiteSnapshotRepository final : public SnapshotRepository,
       const std::optional<std::string>& currentProjectId) override;
   LibraryKPIOverview libraryCounts() override;
   std::set<std::string> artworkIds() override;
+  std::vector<std::string> artworksInNoProject() override;
   std::vector<std::string> artworksAwaitingImages(
       const std::vector<std::string>& artworkIds) override;
   std::optional<std::vector<std::uint8_t>> imageBytes(const std::string& artworkId) override;

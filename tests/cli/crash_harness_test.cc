@@ -1,7 +1,8 @@
 // Kills, at random moments, the real program running a workload of a
 // user's commands (adds, replaced images, titles, texts, CV entries,
-// reorders, duplicated and deleted projects, removed artworks, exports), and
-// checks after each kill that nothing was lost:
+// reorders, duplicated and deleted projects, removed artworks, exports,
+// backups written and imported), and checks after each kill that nothing
+// was lost:
 //
 // - the database passes SQLite's integrity and foreign-key checks;
 // - every command that had ended well before the kill is in the library;
@@ -9,7 +10,8 @@
 // - every artwork's files are its row's: the web derivative on disk is the
 //   image the row holds, and one original of the row's size is beside it;
 // - after the next run that writes, nothing of ours is left in temporary
-//   files or staging areas, and an export is whole or as it was.
+//   files or staging areas, and an export is whole or as it was; so is a
+//   backup, which reads back as a package.
 //
 // The seed is printed; QUORVANE_CRASH_SEED repeats a run and
 // QUORVANE_CRASH_KILLS sets how many kills to make (30 by default; `make
@@ -192,6 +194,9 @@ struct Step {
   // For a command whose effect can't be told before it prints (an id):
   // whether `after` is the whole of it.
   std::function<bool(const LibraryState& before, const LibraryState& after)> isWhole;
+  // The command brings what no one can foresee (an import's new ids): once
+  // it is done, the library as read is what is expected.
+  bool rereads = false;
 };
 
 TEST_F(CrashHarness, NothingIsLostWhenTheProgramIsKilledAtAnyMoment) {
@@ -331,6 +336,25 @@ TEST_F(CrashHarness, NothingIsLostWhenTheProgramIsKilledAtAnyMoment) {
               },
               {}};
       onProject = copy;
+    } else if (choice == 9 && chance(0.5)) {
+      step = {"backup",
+              {"package", "export", "-o", home.file("out/backup.quorvane"), "--force"},
+              "",
+              [](LibraryState s, const std::string&) { return s; },
+              {}};
+    } else if (choice == 9 && expected.projects.size() < 6 &&
+               fs::exists(home.file("out/backup.quorvane"))) {
+      step = {"import",
+              {"package", "import", home.file("out/backup.quorvane")},
+              "",
+              [](LibraryState s, const std::string& id) {
+                s.projects.insert(id);
+                return s;
+              },
+              [](const LibraryState& before, const LibraryState& after) {
+                return after.projects.size() == before.projects.size() + 1;
+              },
+              true};
     } else if (choice == 7 && expected.order.size() > 2) {
       const std::string id = expected.order[pick(expected.order.size())];
       step = {"remove",
@@ -372,6 +396,11 @@ TEST_F(CrashHarness, NothingIsLostWhenTheProgramIsKilledAtAnyMoment) {
       typical[step.kind] =
           typical.contains(step.kind) ? (typical[step.kind] * 3 + run.took) / 4 : run.took;
       expected = step.effect(expected, firstLine(run.out));
+      if (step.rereads) {
+        const LibraryState found = readLibrary();
+        ASSERT_EQ(found.projects, expected.projects) << step.kind;
+        expected = found;
+      }
       ++completed;
       if (completed % 5 == 0) {
         ASSERT_EQ(readLibrary(), expected) << "after " << step.kind;
@@ -401,6 +430,10 @@ TEST_F(CrashHarness, NothingIsLostWhenTheProgramIsKilledAtAnyMoment) {
     }
     ASSERT_EQ(readLibrary(), expected);
     expectSoundLibrary();
+    if (step.kind == "backup" && fs::exists(home.file("out/backup.quorvane"))) {
+      const ProcessRun checked = quorvane({"package", "check", home.file("out/backup.quorvane")});
+      EXPECT_EQ(checked.exitCode, 0) << "a backup is whole or as it was: " << checked.err;
+    }
     if (HasFailure()) return;
   }
   std::cout << "crash harness: " << killed << " kills (" << interruptedFound << " found done; "

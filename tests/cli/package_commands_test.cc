@@ -5,6 +5,7 @@
 #include <filesystem>
 #include <fstream>
 #include <nlohmann/json.hpp>
+#include <set>
 
 #include "cli/library_home.h"
 #include "images/test_images.h"
@@ -128,6 +129,52 @@ TEST_F(PackageCommandsTest, AWorkWhoseOriginalIsGoneIsNamedAndLeftOutOnlyWhenAsk
                        "warning: these works were printed from their screen copies, "
                        "as their original images can’t be used: “Dune”"))
       << printed.err;
+}
+
+// Every project backed up at once, each under its name, and the works no
+// project holds named — then gathered into one, and backed up too.
+TEST_F(PackageCommandsTest, EverythingIsBackedUpAtOnceAndTheVaultsOwnWorksAreNotForgotten) {
+  ASSERT_EQ(runCommandLine({"artworks", "add", image("a.jpg"), image("b.jpg")}).code, 0);
+  const nlohmann::json works =
+      nlohmann::json::parse(runCommandLine({"--json", "artworks", "list"}).out);
+  const std::string loose = works[1]["id"];
+  ASSERT_EQ(runCommandLine({"artwork", "set", loose, "--title", "Loose"}).code, 0);
+  ASSERT_EQ(runCommandLine({"artwork", "remove", loose}).code, 0);  // in the Vault only
+  for (const char* name : {"Tides", "Tides"}) {
+    ASSERT_EQ(runCommandLine({"project", "new", name}).code, 0);
+    ASSERT_EQ(runCommandLine({"artworks", "add", image("c.jpg")}).code, 0);
+  }
+  const std::string folder = dir.file("backups");
+
+  const testing::CliRun all = runCommandLine({"package", "export", "--all", "-o", folder});
+  ASSERT_EQ(all.code, 0) << all.err;
+  EXPECT_TRUE(contains(all.err, "Backed up 3 of 3 projects into " + folder + ".")) << all.err;
+  EXPECT_TRUE(contains(all.err,
+                       "1 work is in no project (only in the Vault), so no backup holds "
+                       "it: “Loose”."))
+      << all.err;
+  std::set<std::string> names;
+  for (const auto& entry : fs::directory_iterator(folder)) {
+    names.insert(entry.path().filename().string());
+    const testing::CliRun checked = runCommandLine({"package", "check", entry.path()});
+    EXPECT_EQ(checked.code, 0) << entry.path() << checked.err;
+  }
+  EXPECT_EQ(names.size(), 3u);
+  EXPECT_EQ(std::count_if(names.begin(), names.end(),
+                          [](const std::string& n) { return n.ends_with("-2.quorvane"); }),
+            1)
+      << "two projects of one name keep a file each";
+
+  const testing::CliRun again = runCommandLine({"package", "export", "--all", "-o", folder});
+  EXPECT_EQ(again.code, 1) << "the files are there: nothing replaced without --force";
+
+  const testing::CliRun gathered = runCommandLine(
+      {"--json", "package", "export", "--all", "--gather-vault", "--force", "-o", folder});
+  ASSERT_EQ(gathered.code, 0) << gathered.err;
+  const nlohmann::json report = nlohmann::json::parse(gathered.out);
+  EXPECT_EQ(report["projects"].size(), 4u);
+  EXPECT_TRUE(report["vaultOnly"].empty());
+  EXPECT_EQ(report["projects"][0]["name"], "From the Vault");
 }
 
 }  // namespace

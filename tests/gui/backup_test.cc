@@ -72,6 +72,70 @@ TEST_F(DesktopTest, ABackupExportedFromTheWindowImportsBackAsAnEqualNewProject) 
   }
 }
 
+// A work whose original is gone: the window says which, and writes the
+// backup without its image only when the user says so (Cancel is the
+// default).
+TEST_F(DesktopTest, ABackupMissingAnOriginalIsWrittenWithoutItOnlyWhenTheUserSaysSo) {
+  dropImages({writeImage("dune.jpg", 500, 400), writeImage("tide.png", 300, 500)});
+  settleAll();
+  const Artwork gone = store->state().snapshot.artworks.images[1];
+  std::filesystem::remove(media.originalFiles(gone.id).front());
+  const std::string path = dir.file("backup.quorvane");
+  window->chooseSavePath = [&](const QString&) { return QString::fromStdString(path); };
+  std::vector<QString> offered;
+  bool take = false;
+  window->offer = [&](const QString& message, const QString& action) {
+    offered.push_back(message + " | " + action);
+    return take;
+  };
+  window->exportBackup();
+  pump();
+  ASSERT_EQ(offered.size(), 1u);
+  EXPECT_TRUE(offered[0].contains(QStringLiteral("the untitled work no. 2 (its file is missing)")))
+      << offered[0].toStdString();
+  EXPECT_TRUE(offered[0].endsWith(QStringLiteral("| Back up without these images")));
+  EXPECT_FALSE(std::filesystem::exists(path)) << "refused: nothing written";
+
+  take = true;
+  window->exportBackup();
+  pump();
+  ASSERT_TRUE(std::filesystem::exists(path));
+  EXPECT_EQ(transfer.openPackage(path).content.mediaPathByArtworkId.size(), 1u);
+}
+
+// Every project backed up into one folder; the works only the Vault holds
+// gathered into a project of their own on the user's word, backed up too.
+TEST_F(DesktopTest, AllProjectsAreBackedUpAndTheVaultsOwnWorksCanBeGathered) {
+  dropImages({writeImage("dune.jpg", 500, 400), writeImage("tide.png", 300, 500)});
+  settleAll();
+  ASSERT_TRUE(store->removeArtwork(store->state().snapshot.artworks.images[1].id));
+  store->createProject(testing::named("Second"));
+  dropImages({writeImage("sea.jpg", 300, 200)});
+  settleAll();
+  const std::string folder = dir.file("backups");
+  std::filesystem::create_directories(folder);
+  window->chooseFolder = [&] { return QString::fromStdString(folder); };
+  QString said;
+  window->offer = [&](const QString& message, const QString&) {
+    said = message;
+    return true;
+  };
+  window->backUpAll();
+  pump();
+  EXPECT_TRUE(said.startsWith(QStringLiteral("Backed up 2 of 2 projects into ")))
+      << said.toStdString();
+  EXPECT_TRUE(said.contains(QStringLiteral("1 work is in no project (only in the Vault)")));
+  pump();
+  EXPECT_EQ(store->state().project.projectName, "From the Vault");
+  EXPECT_EQ(store->state().snapshot.artworks.images.size(), 1u);
+  int packages = 0;
+  for (const auto& entry : std::filesystem::directory_iterator(folder)) {
+    EXPECT_NO_THROW(transfer.openPackage(entry.path())) << entry.path();
+    ++packages;
+  }
+  EXPECT_EQ(packages, 3) << store->state().lastErrorMessage.value_or("");
+}
+
 TEST_F(DesktopTest, ImportedImagesBeingFinishedAreToldWithTheReasonWhenPaused) {
   AppState state;
   const gui::Words words(*store);
