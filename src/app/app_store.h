@@ -727,22 +727,29 @@ class AppStore {
   std::vector<MissingOriginal> lastBackupMissingOriginals_;
   // Import finalisation, shared by the two ways of running it.
   struct FinalizationRun {
-    std::vector<std::string> work;       // artwork ids awaiting their image, in order
-    std::vector<std::string> processed;  // finished, or failed and reported
-    std::size_t next = 0;                // into `work`
-    bool inFlight = false;               // an image is being made
-    std::optional<Date> lastPublished;   // when its progress was last told
+    std::vector<std::string> work;                 // artwork ids awaiting their image, in order
+    std::vector<std::string> processed;            // finished, or failed and reported
+    std::size_t next = 0;                          // into `work`
+    bool inFlight = false;                         // an image is being made
+    std::optional<Date> lastPublished;             // when its progress was last told
+    std::map<std::string, std::string> originals;  // artwork id → its original
+    std::optional<std::string> originalOf(const std::string& id) const {
+      const auto found = originals.find(id);
+      return found == originals.end() ? std::nullopt : std::optional<std::string>(found->second);
+    }
   };
   static constexpr Milliseconds kFinalizationPublishInterval{250};
   // Reads the pending ids, asks the library which still await their
   // image and publishes the status; nothing when none does.
   std::optional<FinalizationRun> beginFinalization();
-  // Makes the image of `id` and writes it into its artwork; on any thread.
-  // The artwork's image fields, or nothing when it has no original or is
-  // gone. Throws when the image can't be made or written.
+  // Makes the image of `id` from its `original` and writes it into its
+  // artwork; on any thread. The artwork's image fields, or nothing when it
+  // has no original or is gone. Throws when the image can't be made or
+  // written.
   static std::optional<Artwork> finishAndStore(FilesMediaStore& media, const ImageOptimizer& images,
                                                IncrementalSnapshotRepository& library,
-                                               const std::string& id);
+                                               const std::string& id,
+                                               const std::optional<std::string>& original);
   // One id done (finished with `fields`, or failed and reported): the
   // open project shows it, the status counts it.
   void imageFinished(FinalizationRun& run, const std::string& id,

@@ -21,6 +21,7 @@ std::optional<AppStore::FinalizationRun> AppStore::beginFinalization() {
     // One question for the whole list: finished ones (a run cut short) and
     // those of artworks deleted meanwhile drop out.
     run.work = services_.snapshots.artworksAwaitingImages(pending);
+    run.originals = services_.media.originalsByArtwork();  // one listing for the run
   } catch (const std::exception& error) {
     failWith(error);
     return std::nullopt;
@@ -77,11 +78,12 @@ void AppStore::endFinalizationRun(const FinalizationRun& run) {
 std::optional<Artwork> AppStore::finishAndStore(FilesMediaStore& media,
                                                 const ImageOptimizer& images,
                                                 IncrementalSnapshotRepository& library,
-                                                const std::string& id) {
-  std::optional<FinishedImage> finished = finishImportedImage(media, images, id);
-  if (!finished) return std::nullopt;
-  if (!library.saveFinishedImage(finished->fields, finished->webImage)) return std::nullopt;
-  return std::move(finished->fields);
+                                                const std::string& id,
+                                                const std::optional<std::string>& original) {
+  if (!original) return std::nullopt;  // nothing to finish
+  FinishedImage finished = finishImportedImage(media, images, id, *original);
+  if (!library.saveFinishedImage(finished.fields, finished.webImage)) return std::nullopt;
+  return std::move(finished.fields);
 }
 
 std::size_t AppStore::finishImportedImages(const Progress& progress,
@@ -100,7 +102,8 @@ std::size_t AppStore::finishImportedImages(const Progress& progress,
     if (until && services_.clock.now() >= *until) break;
     std::optional<Artwork> fields;
     try {
-      fields = finishAndStore(services_.media, services_.images, services_.sectionSaves, id);
+      fields = finishAndStore(services_.media, services_.images, services_.sectionSaves, id,
+                              run->originalOf(id));
       ++finished;
     } catch (const std::exception& error) {
       services_.logger.log("finalization failed artworkId=" + id + " " + failureDiagnostic(error));
@@ -159,17 +162,18 @@ void AppStore::advanceFinalization() {
   }
   if (finalizationPauseReason(finalizationConditions_)) return;
   const std::string id = finalization_->work[finalization_->next++];
+  const std::optional<std::string> original = finalization_->originalOf(id);
   finalization_->inFlight = true;
   const std::weak_ptr<AppStore*> weak = self_;
   FilesMediaStore& media = services_.media;
   const ImageOptimizer& images = services_.images;
   IncrementalSnapshotRepository& library = services_.sectionSaves;
   Executor& main = services_.main;
-  services_.imageQueue->post([weak, &media, &images, &library, &main, id] {
+  services_.imageQueue->post([weak, &media, &images, &library, &main, id, original] {
     std::optional<Artwork> fields;
     std::exception_ptr failure;
     try {
-      fields = finishAndStore(media, images, library, id);
+      fields = finishAndStore(media, images, library, id, original);
     } catch (...) {
       failure = std::current_exception();
     }

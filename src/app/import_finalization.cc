@@ -4,13 +4,10 @@
 
 namespace quorvane {
 
-std::optional<FinishedImage> finishImportedImage(FilesMediaStore& media,
-                                                 const ImageOptimizer& optimizer,
-                                                 const std::string& artworkId) {
-  const std::vector<std::string> originals = media.originalFiles(artworkId);
-  if (originals.empty()) return std::nullopt;
+FinishedImage finishImportedImage(FilesMediaStore& media, const ImageOptimizer& optimizer,
+                                  const std::string& artworkId, const std::string& originalPath) {
   PreparedImage image;
-  image.original = media.files().readFile(originals.front());
+  image.original = media.files().readFile(originalPath);
   image.mimeType = optimizer.sniffMimeType(image.original).value_or(std::string(kDefaultMimeType));
   image.web = optimizer.derive(image.original, kWebPreset);
   // The header gives the stored size; the derivative which way up it is seen.

@@ -25,11 +25,9 @@ struct FinishedImage {
   Bytes webImage;  // the derivative, as written beside the original
 };
 
-// Makes and writes the web derivative of the artwork's original. Nothing
-// when the artwork has no original (nothing to finish); throws when the
-// original can't be read or derived.
-std::optional<FinishedImage> finishImportedImage(FilesMediaStore& media,
-                                                 const ImageOptimizer& optimizer,
-                                                 const std::string& artworkId);
+// Makes and writes the web derivative of the artwork's original, at
+// `originalPath`. Throws when the original can't be read or derived.
+FinishedImage finishImportedImage(FilesMediaStore& media, const ImageOptimizer& optimizer,
+                                  const std::string& artworkId, const std::string& originalPath);
 
 }  // namespace quorvane

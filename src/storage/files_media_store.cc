@@ -76,13 +76,16 @@ std::vector<std::string> FilesMediaStore::filesWhere(
   return paths;
 }
 
-std::vector<std::string> FilesMediaStore::mediaFilesOrThrow(const std::string& artworkId) const {
-  std::vector<std::string> paths;
+std::map<std::string, std::vector<std::string>> FilesMediaStore::mediaFilesByArtworkOrThrow()
+    const {
+  std::map<std::string, std::vector<std::string>> files;
   for (const std::string& name : files_.listDirectory(directory_)) {
-    if (artworkOfMediaFile(name) == artworkId) paths.push_back(pathOf(name));
+    if (const std::optional<std::string> id = artworkOfMediaFile(name)) {
+      files[*id].push_back(pathOf(name));
+    }
   }
-  std::sort(paths.begin(), paths.end());
-  return paths;
+  for (auto& [id, paths] : files) std::sort(paths.begin(), paths.end());
+  return files;
 }
 
 std::vector<std::string> FilesMediaStore::originalFiles(const std::string& artworkId) const {
@@ -310,10 +313,8 @@ OriginalMediaImportTransaction OriginalMediaImportTransaction::open(FilesMediaSt
 void OriginalMediaImportTransaction::stage(const OriginalMediaImportItem& item) {
   requireNamePart(item.id, "artwork id");
   requireNamePart(item.fileExtension, "extension");
-  for (const StagedItem& staged : items_) {
-    if (staged.id == item.id) {
-      throw std::invalid_argument("an import brings two originals for artwork '" + item.id + "'");
-    }
+  if (stagedIds_.contains(item.id)) {
+    throw std::invalid_argument("an import brings two originals for artwork '" + item.id + "'");
   }
   FileSystem& files = store_->files();
   if (!created_) {
@@ -335,6 +336,7 @@ void OriginalMediaImportTransaction::stage(const OriginalMediaImportItem& item) 
       throw;
     }
   }
+  stagedIds_.insert(item.id);
   items_.push_back(std::move(staged));
 }
 
@@ -372,12 +374,15 @@ void OriginalMediaImportTransaction::commit() {
   try {
     // What each item replaces, and the list of it all, before anything
     // moves: a crash from here on leaves what is needed to put it back.
+    // A folder that can't be listed must stop the commit: taken for empty,
+    // it would let a new original replace the old one unbacked. One
+    // listing serves every item.
+    const std::map<std::string, std::vector<std::string>> current =
+        store_->mediaFilesByArtworkOrThrow();
     for (StagedItem& item : items_) {
       item.replaces.clear();
-      // A folder that can't be listed must stop the commit: taken for
-      // empty, it would let a new original replace the old one unbacked.
-      for (const std::string& current : store_->mediaFilesOrThrow(item.id)) {
-        item.replaces.push_back(lastComponent(current));
+      if (const auto found = current.find(item.id); found != current.end()) {
+        for (const std::string& path : found->second) item.replaces.push_back(lastComponent(path));
       }
     }
     writeItemList(files, rootPath_, items_, std::nullopt);

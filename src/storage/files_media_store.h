@@ -19,6 +19,7 @@
 #include <map>
 #include <nlohmann/json.hpp>
 #include <optional>
+#include <set>
 #include <span>
 #include <string>
 #include <vector>
@@ -90,9 +91,10 @@ class FilesMediaStore {
   // Where the media directory leads, when it is itself a symbolic link.
   std::optional<std::string> linkTarget() const;
 
-  // The files of `artworkId`, sorted; throws when the folder can't be
-  // listed (what must know every file, to replace none unawares).
-  std::vector<std::string> mediaFilesOrThrow(const std::string& artworkId) const;
+  // The files of every artwork, sorted, by artwork id, from one listing;
+  // throws when the folder can't be listed (what must know every file, to
+  // replace none unawares).
+  std::map<std::string, std::vector<std::string>> mediaFilesByArtworkOrThrow() const;
   Logger& logger() const { return logger_; }
 
  private:
@@ -215,6 +217,7 @@ class OriginalMediaImportTransaction {
   std::string rootPath_;
   std::string backupPath_;
   std::vector<StagedItem> items_;
+  std::set<std::string> stagedIds_;
   std::vector<std::string> committedTargetPaths_;
   std::vector<std::pair<std::string, std::string>> backups_;  // (backup, original)
   bool ended_ = false;                                        // committed, rolled back or discarded

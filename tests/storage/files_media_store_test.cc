@@ -229,7 +229,7 @@ TEST_F(OriginalImportTest, AFolderThatCannotBeListedStopsTheCommitBeforeAnything
   // failure would let each new original replace its old one unbacked.
   std::optional<OriginalMediaImportTransaction> transaction = OriginalMediaImportTransaction::begin(
       store, {{"a1", bytesOf("new a1"), "png", {}}, {"a2", bytesOf("new a2"), "png", {}}});
-  files.failAt("list", 2);  // a2's files
+  files.failAt("list", 1);  // the commit's one listing of the folder
   EXPECT_THROW(transaction->commit(), std::system_error);
   EXPECT_EQ(contentOf("a1_orig.png"), "old a1");
   EXPECT_EQ(contentOf("a2_orig.png"), "old a2");
