@@ -122,18 +122,14 @@ TEST(ExportFileNameTest, EveryKindWithAnEmptyNameBeginsWithQuorvane) {
 
 TEST(ExportFileNameTest, KindWordsFollowTheExportLanguage) {
   using enum ExportDocumentKind;
-  EXPECT_EQ(exportKindWord(biography, "de"), "biografie");
-  EXPECT_EQ(exportKindWord(biography, "it"), "biografia");
-  EXPECT_EQ(exportKindWord(biography, "es"), "biografia");
+  // Each language once at least: the words are looked up by its place.
   EXPECT_EQ(exportKindWord(biography, "fr"), "biographie");
-  EXPECT_EQ(exportKindWord(biography, "pt"), "biography");
   EXPECT_EQ(exportKindWord(biography, " DE\n"), "biografie");
+  EXPECT_EQ(exportKindWord(biography, "pt"), "biography");
   EXPECT_EQ(exportKindWord(artistStatement, "it"), "statement-artista");
   EXPECT_EQ(exportKindWord(artistStatement, "es"), "declaracion-artistica");
   EXPECT_EQ(exportKindWord(artistStatement, "fr"), "demarche-artistique");
   EXPECT_EQ(exportKindWord(projectStatement, "it"), "project-statement");
-  EXPECT_EQ(exportKindWord(portfolio, "de"), "portfolio");
-  EXPECT_EQ(exportKindWord(cv, "es"), "cv");
 }
 
 TEST(ExportFileNameTest, LongNamesAreCutToSixtyCharactersBeforeTheKindWord) {

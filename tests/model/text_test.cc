@@ -33,12 +33,6 @@ TEST(TrimTest, BlankMeansNothingButSpace) {
   EXPECT_FALSE(isBlank(" . "));
 }
 
-TEST(TextAssetTest, IdsAreFormedFromTypeAndOwner) {
-  EXPECT_EQ(textAssetId(TextAssetType::bio, "p1"), "asset:bio:p1");
-  EXPECT_EQ(textAssetId(TextAssetType::projectStatement, "p1"), "asset:project_statement:p1");
-  EXPECT_EQ(textAssetId(TextAssetType::cv, "a:b"), "asset:cv:a:b");
-}
-
 TEST(TextAssetTest, BlankTitlesTakeTheDefaultOfTheirType) {
   EXPECT_EQ(normalizedTextTitle(" \n \r\n ", TextAssetType::cv), "CV");
   EXPECT_EQ(normalizedTextTitle("", TextAssetType::statement), "Artist statement");
