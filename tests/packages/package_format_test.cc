@@ -94,12 +94,5 @@ TEST(PackageFormatTest, WrongShapesAreDecodingErrorsAndLaterVersionsValuesReadLe
   EXPECT_EQ(artworkEntryFromJson(artwork).artwork.status, std::nullopt);
 }
 
-TEST(TransferErrorTest, CasesAreNamedAsTheFormatNamesThem) {
-  EXPECT_EQ(allCases<QuorvaneTransferCase>().size(), 17u);
-  const QuorvaneTransferError error(QuorvaneTransferCase::unsafeMediaPath, "a1");
-  EXPECT_EQ(error.errorCase(), QuorvaneTransferCase::unsafeMediaPath);
-  EXPECT_STREQ(error.what(), "unsafeMediaPath: a1");
-}
-
 }  // namespace
 }  // namespace quorvane::package

@@ -35,11 +35,6 @@ TEST(PdfStringsTest, KeepsTheShippedQuirks) {
   EXPECT_EQ(PdfStrings("fr", "cv", {}).label("pdf.cv.intro.born"), "{year}");
   EXPECT_EQ(PdfStrings("en", "cv", {}).label("pdf.cv.section.press"), "Selected press");
   EXPECT_EQ(PdfStrings("de", "cv", {}).label("pdf.cv.section.press"), "Presse");
-  for (const char* language : {"en", "fr"})
-    EXPECT_TRUE(builtInPdfLabel(language, "pdf.cover.portfolio_title"));
-  for (const char* language : {"it", "de", "es"}) {
-    EXPECT_FALSE(builtInPdfLabel(language, "pdf.cover.portfolio_title")) << language;
-  }
 }
 
 TEST(PdfStringsTest, FormatFillsNamedPlaceholdersAndLeavesTheRest) {

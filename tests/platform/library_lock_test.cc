@@ -106,10 +106,5 @@ TEST_F(LibraryLockTest, AFolderWhereNoLockCanBeMadeIsAnErrorNotAWait) {
   EXPECT_THROW(LibraryLock::acquire(dir.file("missing/quorvane.lock"), command), std::system_error);
 }
 
-TEST(LibraryLockPathTest, TheLockLiesBesideTheDatabase) {
-  EXPECT_EQ(libraryLockPath("/home/a/.local/share/Quorvane/quorvane.sqlite"),
-            "/home/a/.local/share/Quorvane/quorvane.lock");
-}
-
 }  // namespace
 }  // namespace quorvane

@@ -73,9 +73,6 @@ TEST(FinalizationPauseTest, AwayComesFirstThenHeatAndLowPowerNeverPauses) {
   EXPECT_EQ(finalizationPauseReason(conditions), "works.finalization_paused_thermal");
   conditions.appActive = false;
   EXPECT_EQ(finalizationPauseReason(conditions), "works.finalization_paused_inactive");
-  EXPECT_EQ(finalizationRunStateLine(7, conditions),
-            "finalization run_state pending=7 lowPower=true thermal=serious appActive=false "
-            "override=false pauseReason=works.finalization_paused_inactive");
   conditions.override = true;
   EXPECT_FALSE(finalizationPauseReason(conditions)) << "the user is waiting";
 }
