@@ -32,30 +32,6 @@ class BackupRemindersTest : public ::testing::Test {
   const double exportMoment = 1'760'000'000;  // noon-ish, far from any DST change
 };
 
-TEST_F(BackupRemindersTest, ASoftReminderNeedsBothTheChangesAndTheDays) {
-  exportThenChange(14);
-  reminders.evaluate(daysAfterExport(7.1));
-  EXPECT_FALSE(reminders.isSheetShown());
-  reminders.recordSignificantChanges(1);
-  reminders.evaluate(daysAfterExport(6.9));
-  EXPECT_FALSE(reminders.isSheetShown()) << "15 changes, but only 6 days";
-  reminders.evaluate(daysAfterExport(7.1));
-  EXPECT_EQ(reminders.activeLevel(), BackupReminderLevel::soft);
-  EXPECT_EQ(reminders.state().lastReminderAt, daysAfterExport(7.1));
-}
-
-TEST_F(BackupRemindersTest, AStrongReminderNeedsEitherManyChangesOrAMonth) {
-  exportThenChange(50);
-  reminders.evaluate(daysAfterExport(1));
-  EXPECT_EQ(reminders.activeLevel(), BackupReminderLevel::strong);
-  EXPECT_TRUE(reminders.state().strongReminderShown);
-
-  exportThenChange(0);
-  EXPECT_FALSE(reminders.state().strongReminderShown) << "an export starts afresh";
-  reminders.evaluate(daysAfterExport(30.1));
-  EXPECT_EQ(reminders.activeLevel(), BackupReminderLevel::strong);
-}
-
 TEST_F(BackupRemindersTest, ALargeEditSessionWinsWhenAsked) {
   reminders.setRemindBeforeLargeEdits(true);
   exportThenChange(60);  // a strong reminder would be due as well
@@ -124,8 +100,8 @@ TEST_F(BackupRemindersTest, ADateThatIsNoStorableNumberIsIgnored) {
             dateFromSeconds(1'760'000'000.5));
 }
 
-// Each frequency's minimums, each at its edge: one change or one day short
-// shows nothing.
+// Each frequency's minimums, each at its edge: one change short, or a few
+// hours short of the days, shows nothing.
 TEST_F(BackupRemindersTest, EveryFrequencyHasItsOwnMinimumsMetExactlyAtTheirEdge) {
   struct Case {
     BackupReminderFrequency frequency;
@@ -141,22 +117,31 @@ TEST_F(BackupRemindersTest, EveryFrequencyHasItsOwnMinimumsMetExactlyAtTheirEdge
     reminders.evaluate(daysAfterExport(c.days + 0.1));
     EXPECT_FALSE(reminders.isSheetShown()) << "one change short";
     reminders.recordSignificantChanges(1);
-    reminders.evaluate(daysAfterExport(c.days - 0.9));
-    EXPECT_FALSE(reminders.isSheetShown()) << "one day short";
+    reminders.evaluate(daysAfterExport(c.days - 0.1));
+    EXPECT_FALSE(reminders.isSheetShown()) << "days are whole days, never rounded up";
     reminders.evaluate(daysAfterExport(c.days + 0.1));
     EXPECT_EQ(reminders.activeLevel(), BackupReminderLevel::soft);
+    EXPECT_EQ(reminders.state().lastReminderAt, daysAfterExport(c.days + 0.1));
     reminders.dismiss(BackupReminderLevel::soft, false, daysAfterExport(c.days + 0.1));
   }
 }
 
-TEST_F(BackupRemindersTest, StrongStartsAtFiftyChangesAndLargeEditAtTwenty) {
+TEST_F(BackupRemindersTest, StrongStartsAtFiftyChangesOrAMonthAndLargeEditAtTwenty) {
   exportThenChange(49);
   reminders.evaluate(daysAfterExport(1));
   EXPECT_FALSE(reminders.isSheetShown()) << "49 changes the day after: not yet strong (nor soft)";
   reminders.recordSignificantChanges(1);
   reminders.evaluate(daysAfterExport(1));
   EXPECT_EQ(reminders.activeLevel(), BackupReminderLevel::strong);
+  EXPECT_TRUE(reminders.state().strongReminderShown);
   reminders.dismiss(BackupReminderLevel::strong, false, daysAfterExport(1));
+
+  // A month without a backup is strong too, however few the changes.
+  exportThenChange(0);
+  EXPECT_FALSE(reminders.state().strongReminderShown) << "an export starts afresh";
+  reminders.evaluate(daysAfterExport(30.1));
+  EXPECT_EQ(reminders.activeLevel(), BackupReminderLevel::strong);
+  reminders.dismiss(BackupReminderLevel::strong, false, daysAfterExport(30.1));
 
   // Large edits alone, the export being yesterday: nothing else is due.
   reminders.setRemindBeforeLargeEdits(true);
