@@ -6,7 +6,7 @@
 namespace quorvane {
 namespace {
 
-constexpr std::size_t kKindBytes = 4096;  // enough for any header we sniff
+constexpr std::size_t kKindBytes = 256;  // every signature we know, a HEIF's brands too
 
 std::string extensionOf(const std::string& path) {
   const auto marker = path.rfind("_orig.");
@@ -46,7 +46,7 @@ std::optional<OriginalCheck> OriginalsInventory::check(const Artwork& artwork) c
   }
   try {
     const Bytes head = reader->read(kKindBytes);
-    const std::optional<std::string> kind = optimizer_.sniffMimeType(head);
+    const std::optional<std::string> kind = ImageOptimizer::mimeTypeOfHead(head);
     if (!kind || ImageOptimizer::fileExtension(*kind) != extensionOf(found->second)) {
       return OriginalCheck{std::nullopt, OriginalFault::kindDiffers};
     }

@@ -249,6 +249,24 @@ std::optional<std::string> ImageOptimizer::sniffMimeType(std::span<const std::ui
   return allowedMimeType(data);
 }
 
+std::optional<std::string> ImageOptimizer::mimeTypeOfHead(std::span<const std::uint8_t> head) {
+  const auto startsWith = [&](std::size_t at, std::string_view signature) {
+    return head.size() >= at + signature.size() &&
+           std::equal(signature.begin(), signature.end(), head.begin() + static_cast<long>(at),
+                      [](char a, std::uint8_t b) { return static_cast<std::uint8_t>(a) == b; });
+  };
+  if (startsWith(0, "\xFF\xD8\xFF")) return "image/jpeg";
+  if (startsWith(0, "\x89PNG\r\n\x1A\n")) return "image/png";
+  if (startsWith(0, "GIF87a") || startsWith(0, "GIF89a")) return "image/gif";
+  if (startsWith(0, std::string_view("II*\0", 4)) || startsWith(0, std::string_view("MM\0*", 4)) ||
+      startsWith(0, std::string_view("II+\0", 4)) || startsWith(0, std::string_view("MM\0+", 4))) {
+    return "image/tiff";
+  }
+  if (startsWith(0, "RIFF") && startsWith(8, "WEBP")) return "image/webp";
+  if (startsWith(4, "ftyp")) return heifMimeType(head);
+  return std::nullopt;
+}
+
 std::string ImageOptimizer::fileExtension(std::optional<std::string_view> mimeType) {
   if (!mimeType || mimeType->empty()) return "jpg";
   std::string lower(*mimeType);

@@ -65,6 +65,12 @@ class ImageOptimizer {
   // "image/webp"), or nothing when they are not an image we decode.
   std::optional<std::string> sniffMimeType(std::span<const std::uint8_t> data) const;
 
+  // The same names, told from the signature at the start of a file alone
+  // (`head`, its first bytes): for a file too large to read whole just to
+  // know its kind. libvips can't be asked this of a part of a file — a TIFF
+  // whose directory sits at its end reads as no TIFF at all.
+  static std::optional<std::string> mimeTypeOfHead(std::span<const std::uint8_t> head);
+
   // The extension (no dot) under which an original of `mimeType` is stored:
   // jpg, png, heic, heif, tiff or gif; "jpg" for anything else or nothing.
   static std::string fileExtension(std::optional<std::string_view> mimeType);

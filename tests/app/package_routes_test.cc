@@ -366,6 +366,30 @@ TEST_F(PackageRoutesTest, ABackupNeverLeavesAnOriginalOutWithoutSayingSo) {
       << "screen copies are what a web document prints";
 }
 
+// Every kind of image the library takes goes into a backup and comes back:
+// a TIFF's directory may sit after its strips, far past the first bytes.
+TEST_F(PackageRoutesTest, EveryKindOfImageTheLibraryTakesIsBackedUpAndComesBack) {
+  AppStore& store = open();
+  std::vector<std::string> paths;
+  for (const std::string name : {"a.jpg", "b.png", "c.tif", "d.gif", "e.webp", "f.heic"}) {
+    if (testing::encodedImage(name.substr(1), 8, 8)) paths.push_back(writeImage(name, 320, 240));
+  }
+  store.addImages(paths);
+  settle();
+  ASSERT_EQ(store.state().snapshot.artworks.images.size(), paths.size());
+  ASSERT_GT(fs::file_size(paths[2]), 4096u) << "a TIFF larger than any header";
+
+  const std::string path = dir.file("kinds.quorvane");
+  const auto written = store.exportProjectPackage(path);
+  ASSERT_TRUE(written) << store.state().lastErrorMessage.value_or("");
+  EXPECT_TRUE(written->withoutImages.empty());
+  ASSERT_TRUE(store.importProjectPackage(path, true));
+  EXPECT_EQ(store.finishImportedImages(), paths.size());
+  for (const Artwork& artwork : store.state().snapshot.artworks.images) {
+    EXPECT_TRUE(artwork.imagePath) << "every image came back";
+  }
+}
+
 // Every file under `root` but the library's database files and the
 // packages the test made: what an import could have left behind.
 std::vector<std::string> filesUnder(const fs::path& root) {

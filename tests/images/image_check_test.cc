@@ -34,6 +34,22 @@ TEST_F(ImageCheckTest, AWholeImagePassesAndOneCutShortAnywhereIsRefused) {
   }
 }
 
+// A file's kind told from its first bytes is the kind the whole file reads
+// as: an original is checked by its head before it goes into a backup.
+TEST_F(ImageCheckTest, TheKindOfAFilesHeadIsTheKindOfTheWholeFile) {
+  for (const char* suffix : {".jpg", ".png", ".gif", ".tif", ".webp", ".heic"}) {
+    const std::optional<testing::ImageBytes> image = testing::encodedImage(suffix, 400, 300);
+    if (!image) continue;
+    const std::span<const std::uint8_t> head(image->data(),
+                                             std::min<std::size_t>(256, image->size()));
+    EXPECT_EQ(ImageOptimizer::mimeTypeOfHead(head), optimizer.sniffMimeType(*image)) << suffix;
+  }
+  const std::string text = "GIF is a word, not an image";
+  EXPECT_EQ(ImageOptimizer::mimeTypeOfHead(
+                std::span(reinterpret_cast<const std::uint8_t*>(text.data()), text.size())),
+            std::nullopt);
+}
+
 TEST_F(ImageCheckTest, TextAnAbsurdPixelCountAndAStructureThatLiesAreRefused) {
   const std::string text = "hello, I am no image";
   EXPECT_EQ(imageFault(optimizer,
