@@ -114,6 +114,7 @@ std::uint64_t QuorvaneTransferService::exportPackage(const PackageExport& input,
   };
   for (ZipEntry& entry : media) tree.push_back(std::move(entry));
   checkWithinLimits(input, tree);
+  requireRoomFor(target, tree);
   told.totalArtworks = media.size();
   const ZipReadProgress read = [&](std::uint64_t bytes, std::size_t filesDone) {
     told.bytes = bytes;
@@ -129,6 +130,25 @@ std::uint64_t QuorvaneTransferService::exportPackage(const PackageExport& input,
   logger_.log("export done packageBytes=" + std::to_string(bytes) +
               " mediaCount=" + std::to_string(manifest.counts.media));
   return bytes;
+}
+
+void QuorvaneTransferService::requireRoomFor(const std::string& target,
+                                             const std::vector<ZipEntry>& tree) const {
+  // Each entry's two headers and its name twice; texts counted as stored,
+  // though they shrink when deflated.
+  constexpr std::uint64_t kEntryOverheadBytes = 128;
+  std::uint64_t needed = 0;
+  for (const ZipEntry& entry : tree) {
+    needed += kEntryOverheadBytes + 2 * entry.name.size() + entry.text.size() + entry.fileBytes;
+  }
+  const std::string folder = std::filesystem::path(target).parent_path().string();
+  std::uint64_t available = 0;
+  try {
+    available = files_.availableBytes(folder.empty() ? "." : folder);
+  } catch (const std::exception&) {
+    return;  // a folder that can't be asked fails, with its reason, when it is written
+  }
+  if (needed > available) throw InsufficientSpaceError(needed, available, folder);
 }
 
 void QuorvaneTransferService::checkWithinLimits(const PackageExport& input,

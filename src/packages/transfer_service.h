@@ -99,6 +99,10 @@ class QuorvaneTransferService {
  private:
   // The refusals a reader would make of `input`, made before writing.
   void checkWithinLimits(const PackageExport& input, const std::vector<ZipEntry>& tree) const;
+  // Throws InsufficientSpaceError when the folder of `target` can't hold
+  // the package `tree` makes: said before a byte is written, not when the
+  // disk fills half-way.
+  void requireRoomFor(const std::string& target, const std::vector<ZipEntry>& tree) const;
   // Reads the package just written at `path` as an import would, and
   // compares it with what was meant to be written.
   void verifyWritten(const std::string& path, const PackageExport& input,

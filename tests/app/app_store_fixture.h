@@ -192,7 +192,7 @@ class AppStoreTest : public ::testing::Test {
   ManualExecutor thumbnailQueue;
   bool useThumbnailQueue = false;
   ImageOptimizer optimizer;
-  QuorvaneTransferService transfer;
+  QuorvaneTransferService transfer{{}, nullLogger(), mediaFiles};
   std::optional<std::string> region = "FR";
   std::optional<std::string> language = "en";
   int uuids = 0;

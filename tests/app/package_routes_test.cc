@@ -569,9 +569,16 @@ TEST_F(PackageRoutesTest, HostilePackagesAreRefusedWithTheirCaseAndTouchNothing)
   EXPECT_TRUE(store->importProjectPackage(good, false)) << "the package itself is fine";
 }
 
-TEST_F(PackageRoutesTest, AnImportTheDiskCannotHoldSaysSoAndWritesNothing) {
+TEST_F(PackageRoutesTest, ABackupOrAnImportTheDiskCannotHoldSaysSoAndWritesNothing) {
   const std::string good = exportedPackage();
   settle();
+  mediaFiles.available = 1000;  // the folder a backup goes to, full before it starts
+  fs::create_directories(dir.file("full"));
+  EXPECT_FALSE(store->exportProjectPackage(dir.file("full/Tides.quorvane")));
+  const std::string told = store->state().lastErrorMessage.value_or("");
+  EXPECT_TRUE(told.ends_with(" MB and 0.0 MB are free.")) << told;
+  EXPECT_TRUE(fs::is_empty(dir.file("full")));
+  mediaFiles.available.reset();
   const std::string databaseBefore =
       repository->withDatabase([](SQLiteDatabase& db) { return testing::dumpDatabase(db); });
   const std::vector<std::string> filesBefore = filesUnder(dir.path());
