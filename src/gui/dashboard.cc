@@ -121,11 +121,14 @@ Dashboard::Dashboard(DesktopContext context, QWidget* parent)
 
   recent_->setSpacing(14);
 
+  // The state on a line of its own, the actions beneath: a long state (or
+  // long words in another language) never pushes a button off the page.
+  backupState_->setWordWrap(true);
   auto* backupRow = new QHBoxLayout;
-  backupRow->addWidget(backupState_, 1);
   backupRow->addWidget(exportBackup_);
   backupRow->addWidget(backUpAll_);
   backupRow->addWidget(importBackup_);
+  backupRow->addStretch(1);
 
   auto* page = new QWidget(this);
   auto* layout = new QVBoxLayout(page);
@@ -141,6 +144,7 @@ Dashboard::Dashboard(DesktopContext context, QWidget* parent)
   layout->addLayout(recent_);
   layout->addSpacing(18);
   layout->addWidget(backupHeading_);
+  layout->addWidget(backupState_);
   layout->addLayout(backupRow);
   layout->addStretch();
   page->setMaximumWidth(1100);
