@@ -433,7 +433,10 @@ UnitSystem AppStore::initialUnit() {
   return unit;
 }
 
-void AppStore::reloadSummaries() { state_.projects = services_.snapshots.projectSummaries(); }
+void AppStore::reloadSummaries() {
+  state_.projects = services_.snapshots.projectSummaries();
+  state_.deletedProjects = services_.snapshots.deletedProjectSummaries();
+}
 
 bool AppStore::rememberCurrentProject() {
   return services_.preferences.setString(preference_key::kCurrentProjectId, state_.project.id);
@@ -698,6 +701,25 @@ bool AppStore::deleteProject() {
     }
     if (!opened) startNewProject({}, false);
     showToast(ToastStyle::success, text("inspector.project.delete.done"));
+    return true;
+  } catch (const std::exception& error) {
+    return failWith(error);
+  }
+}
+
+bool AppStore::restoreProject(const std::string& projectId) {
+  try {
+    const auto deleted = std::find_if(state_.deletedProjects.begin(), state_.deletedProjects.end(),
+                                      [&](const ProjectSummary& p) { return p.id == projectId; });
+    const std::string name = deleted == state_.deletedProjects.end() ? "" : deleted->projectName;
+    if (!services_.snapshots.restoreProject(projectId)) {
+      reloadSummaries();
+      return fail(text("app.error.project_not_deleted"));
+    }
+    services_.logger.log("app restore project id=" + projectId);
+    countChanges(1);
+    reloadSummaries();
+    showToast(ToastStyle::success, text("desktop.deleted.restored", {name}));
     return true;
   } catch (const std::exception& error) {
     return failWith(error);
@@ -1634,11 +1656,21 @@ bool AppStore::deleteAllUserData() {
     state_.oversizedImageNotices.clear();
     state_.imageSizeWarning.clear();
     state_.projects.clear();
+    state_.deletedProjects.clear();
     startNewProject({}, false);
     showToast(ToastStyle::success, text("settings.desktop.delete_done"));
     return true;
   } catch (const std::exception& error) {
     return failWith(error);
+  }
+}
+
+std::size_t AppStore::libraryArtworkCount() {
+  try {
+    return services_.snapshots.artworkIds().size();
+  } catch (const std::exception& error) {
+    failWith(error);
+    return 0;
   }
 }
 

@@ -120,6 +120,9 @@ struct AppState {
   Project project;
   StudioSnapshot snapshot;
   std::vector<ProjectSummary> projects;  // live projects, most recently changed first
+  // Deleted projects, most recently deleted first: their rows stay, so each
+  // can be restored as it was.
+  std::vector<ProjectSummary> deletedProjects;
   std::optional<std::string> uiLanguage;
   ThemeMode themeMode = ThemeMode::system;
   bool isEditTitlesEnabled = false;
@@ -306,6 +309,10 @@ class AppStore {
   bool setProjectKind(ProjectKind kind, std::optional<CatalogueKind> catalogueKind = {});
   std::optional<std::string> duplicateProject();
   bool deleteProject();
+  // Brings a deleted project back into the list as it was (its works,
+  // texts and CV with it); the open project stays open. False, with a
+  // toast, when no deleted project has that id.
+  bool restoreProject(const std::string& projectId);
 
   // Artworks of the open project. Images are written to the library at
   // once, files and rows together: a result with an id is in the library;
@@ -532,6 +539,9 @@ class AppStore {
 
   // Empties the library and the media folder, then starts a new project.
   bool deleteAllUserData();
+  // How many artworks the library holds, the Vault's and those of deleted
+  // projects included: what deleting everything would take.
+  std::size_t libraryArtworkCount();
 
   // Web CV import. Preparing writes what is pending, reads the generator's
   // export at `path` and plans it against the open project; nothing when it

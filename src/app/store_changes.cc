@@ -57,6 +57,7 @@ std::vector<std::uint64_t> areaHashes(const AppState& s, std::uint64_t previewRe
   for (const ProjectSummary& p : s.projects) {
     projects.add(p.id).add(p.projectName).add(p.projectTitle).add(p.updatedAt);
   }
+  for (const ProjectSummary& p : s.deletedProjects) projects.add(p.id).add(p.deletedAt);
   areas[1] = projects.value();
   areas[2] = Hasher()
                  .add(raw(s.snapshot.artworks.unit))

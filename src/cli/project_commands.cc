@@ -73,6 +73,30 @@ std::string kindText(const Project& project, CliContext& context) {
       {std::string(rawValue(project.catalogueKind.value_or(CatalogueKind::price)))});
 }
 
+// The deleted projects, which `project restore` brings back.
+void listDeletedProjects(CliContext& context) {
+  const std::vector<ProjectSummary>& deleted = context.store().state().deletedProjects;
+  if (context.json) {
+    nlohmann::json projects = nlohmann::json::array();
+    for (const ProjectSummary& summary : deleted) {
+      nlohmann::json entry = toJson(summary);
+      if (summary.deletedAt) entry["deletedAt"] = millisecondsSince1970(*summary.deletedAt);
+      projects.push_back(entry);
+    }
+    context.out << jsonText(nlohmann::json{{"deletedProjects", projects}}) << '\n';
+    return;
+  }
+  if (deleted.empty()) context.err << context.text("cli.projects.none_deleted") << '\n';
+  for (const ProjectSummary& summary : deleted) {
+    std::string line = "  " + summary.id + "  " + summary.projectName;
+    if (summary.deletedAt) {
+      line +=
+          "  (" + context.format("cli.projects.deleted_on", {localDay(*summary.deletedAt)}) + ")";
+    }
+    context.out << line << '\n';
+  }
+}
+
 void listProjects(CliContext& context) {
   AppStore& store = context.store();
   const AppState& state = store.state();
@@ -226,7 +250,22 @@ void installProjectSubcommands(CLI::App& command, CliContext& context) {
         context.err << context.format("cli.project.deleted", {name}) << '\n';
         context.err << context.format("cli.project.opened", {store.state().project.projectName})
                     << '\n';
+        context.err << context.text("cli.project.restore_hint") << '\n';
       });
+
+  auto* restore = command.add_subcommand(
+      "restore",
+      "Bring a deleted project back into the list, as it was (see 'quorvane projects --deleted')");
+  auto restoredId = std::make_shared<std::string>();
+  restore->add_option("id", *restoredId, "The deleted project's id, or its first characters")
+      ->required();
+  restore->callback([&context, restoredId] {
+    AppStore& store = context.store();
+    std::vector<std::string> ids;
+    for (const ProjectSummary& summary : store.state().deletedProjects) ids.push_back(summary.id);
+    context.check(store.restoreProject(resolveId(context, *restoredId, ids)));
+    printToast(context);
+  });
 }
 
 }  // namespace
@@ -234,9 +273,14 @@ void installProjectSubcommands(CLI::App& command, CliContext& context) {
 void installProjectsCommand(CLI::App& command, CliContext& context) {
   command.footer(
       "\nThe open project is marked with *.\n\nExamples:\n  quorvane projects\n"
-      "  quorvane --json projects");
-  command.callback([&context] {
+      "  quorvane --json projects\n  quorvane projects --deleted");
+  auto deleted = std::make_shared<bool>(false);
+  command.add_flag(
+      "--deleted", *deleted,
+      "List the deleted projects instead, which 'quorvane project restore ID' brings back");
+  command.callback([&context, deleted] {
     context.onlyReads();
+    if (*deleted) return listDeletedProjects(context);
     listProjects(context);
   });
 }

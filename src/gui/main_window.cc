@@ -27,12 +27,15 @@
 #include "app/failure_text.h"
 #include "gui/cv_page.h"
 #include "gui/dashboard.h"
+#include "gui/delete_all_dialog.h"
+#include "gui/deleted_projects_page.h"
 #include "gui/details_page.h"
 #include "gui/export_sheet.h"
 #include "gui/guided_entry.h"
 #include "gui/inspector.h"
 #include "gui/labels_dialog.h"
 #include "gui/project_header.h"
+#include "gui/question.h"
 #include "gui/settings_page.h"
 #include "gui/texts_page.h"
 #include "gui/theme.h"
@@ -73,6 +76,7 @@ MainWindow::MainWindow(DesktopContext context, QWidget* parent)
       exportSheet_(new ExportSheet(context, projectPages_)),
       vault_(new VaultView(context.store, pages_)),
       settings_(new SettingsPage(context.store, pages_)),
+      deleted_(new DeletedProjectsPage(context.store, pages_)),
       mainSplitter_(new QSplitter(Qt::Horizontal, this)),
       toast_(nullptr),
       systemPalette_(QGuiApplication::palette()),
@@ -120,6 +124,7 @@ MainWindow::MainWindow(DesktopContext context, QWidget* parent)
   pages_->addWidget(worksPage_);
   pages_->addWidget(vault_);
   pages_->addWidget(settings_);
+  pages_->addWidget(deleted_);
   mainSplitter_->addWidget(sidebar_);
   mainSplitter_->addWidget(pages_);
   mainSplitter_->setStretchFactor(1, 1);
@@ -132,9 +137,6 @@ MainWindow::MainWindow(DesktopContext context, QWidget* parent)
   resize(1280, 820);
   setMinimumSize(900, 600);
 
-  confirm = [this](const QString& question) {
-    return QMessageBox::question(this, QStringLiteral("Quorvane"), question) == QMessageBox::Yes;
-  };
   chooseOpenPath = [this] {
     return QFileDialog::getOpenFileName(this, Words(context_.store)("desktop.backup.import"),
                                         QDir::homePath(), QStringLiteral("Quorvane (*.quorvane)"));
@@ -150,14 +152,8 @@ MainWindow::MainWindow(DesktopContext context, QWidget* parent)
   tell = [this](const QString& message) {
     QMessageBox::information(this, QStringLiteral("Quorvane"), message);
   };
-  offer = [this](const QString& message, const QString& action) {
-    QMessageBox box(QMessageBox::Warning, QStringLiteral("Quorvane"), message, QMessageBox::Cancel,
-                    this);
-    QPushButton* take = box.addButton(action, QMessageBox::AcceptRole);
-    box.setDefaultButton(QMessageBox::Cancel);
-    box.setEscapeButton(QMessageBox::Cancel);
-    box.exec();
-    return box.clickedButton() == take;
+  ask = [this](const QString& message, const QString& action) {
+    return askBeforeActing(this, message, action);
   };
   setAcceptDrops(true);
   chooseSavePath = [this](const QString& suggested) {
@@ -178,8 +174,7 @@ MainWindow::MainWindow(DesktopContext context, QWidget* parent)
   connect(header_, &ProjectHeader::projectMenuRequested, this, [this](const QPoint& position) {
     showProjectMenu(context_.store.state().project.id, position);
   });
-  settings_->confirm = [this](const QString& question) { return confirm(question); };
-  connect(settings_, &SettingsPage::dataDeleted, this, [this] { showScreen(Screen::home); });
+  connect(settings_, &SettingsPage::deleteAllRequested, this, &MainWindow::askToDeleteAll);
   connect(settings_, &SettingsPage::labelsRequested, this, [this] {
     auto* labels =
         new LabelsDialog(context_.store, "portfolio", context_.store.exportLanguage(), this);
@@ -254,6 +249,7 @@ void MainWindow::retranslate() {
   inspector_->retranslate();
   vault_->retranslate();
   settings_->retranslate();
+  deleted_->retranslate();
   exportSheet_->retranslate();
   texts_->retranslate();
   cv_->retranslate();
@@ -325,6 +321,9 @@ void MainWindow::showScreen(Screen screen) {
     case Screen::settings:
       pages_->setCurrentWidget(settings_);
       break;
+    case Screen::deleted:
+      pages_->setCurrentWidget(deleted_);
+      break;
   }
   sidebar_->setScreen(screen);
 }
@@ -375,8 +374,21 @@ void MainWindow::duplicateProject() {
 void MainWindow::deleteProject() {
   const Words words(context_.store);
   const std::string name = context_.store.state().project.projectName;
-  if (!confirm(words.format("desktop.project.delete.confirm", {name}))) return;
+  if (!ask(words.format("desktop.project.delete.confirm", {name}),
+           words("desktop.project.delete.action"))) {
+    return;
+  }
   if (context_.store.deleteProject()) showScreen(Screen::home);
+}
+
+DeleteAllDialog* MainWindow::askToDeleteAll() {
+  auto* dialog = new DeleteAllDialog(context_.store, this);
+  dialog->setAttribute(Qt::WA_DeleteOnClose);
+  connect(dialog, &DeleteAllDialog::backUpFirstRequested, this, &MainWindow::backUpAll,
+          Qt::QueuedConnection);
+  connect(dialog, &DeleteAllDialog::deleted, this, [this] { showScreen(Screen::home); });
+  dialog->open();
+  return dialog;
 }
 
 void MainWindow::exportBackup() {
@@ -409,7 +421,7 @@ void MainWindow::writeBackup(const QString& path, bool allowMissingOriginals) {
         // backup without their images is better than none.
         const Words words(store);
         const QString message = qstr(store.state().lastErrorMessage.value_or(""));
-        if (window->offer(message, words("desktop.backup.without_missing"))) {
+        if (window->ask(message, words("desktop.backup.without_missing"))) {
           window->writeBackup(path, true);
         }
       });
@@ -466,7 +478,7 @@ void MainWindow::reportAllBackups(const QString& folder, const AllBackups& repor
   const auto loose = static_cast<std::int64_t>(report.vaultOnly.size());
   lines << qstr(
       uiPlural("desktop.backup.vault_only", language, loose, {std::to_string(loose), titles}));
-  if (!offer(lines.join(QStringLiteral("\n\n")), words("desktop.backup.gather_vault"))) return;
+  if (!ask(lines.join(QStringLiteral("\n\n")), words("desktop.backup.gather_vault"))) return;
   // Gathered into a project of their own (opened), and that one backed up
   // beside the others.
   if (!store.gatherVaultOnlyArtworks()) return;

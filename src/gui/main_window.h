@@ -21,6 +21,8 @@ namespace quorvane::gui {
 
 class CvPage;
 class Dashboard;
+class DeleteAllDialog;
+class DeletedProjectsPage;
 class DetailsPage;
 class ExportSheet;
 class Inspector;
@@ -42,16 +44,15 @@ class MainWindow final : public QMainWindow {
   explicit MainWindow(DesktopContext context, QWidget* parent = nullptr);
   ~MainWindow() override;
 
-  // Asking the user, replaced by tests: a yes or no, a path to save at.
-  std::function<bool(const QString& question)> confirm;
+  // Asking the user, replaced by tests: a path to save at, …
   std::function<QString(const QString& suggestedName)> chooseSavePath;
   std::function<QString()> chooseOpenPath;   // a backup to import
   std::function<QString()> chooseFolder;     // where to put every project's backup
   std::function<QString()> chooseWebCvPath;  // a web CV generator's export
   std::function<void(const QString& message)> tell;
-  // Whether to take the action named `action` after `message`; Cancel is
-  // the default and Escape's answer.
-  std::function<bool(const QString& message, const QString& action)> offer;
+  // Whether to take the action named `action` after `message` (which may
+  // lose something); Cancel is the default and Escape's answer.
+  std::function<bool(const QString& message, const QString& action)> ask;
 
   void showScreen(Screen screen);
   Screen screen() const { return screen_; }
@@ -62,6 +63,8 @@ class MainWindow final : public QMainWindow {
   void newProject();
   void duplicateProject();
   void deleteProject();
+  // The dialog that deletes everything, open over the window.
+  DeleteAllDialog* askToDeleteAll();
   void exportBackup();
   // Backs up every project into a folder (asked for), one package each;
   // says what was written, and offers to gather the works only the Vault
@@ -85,6 +88,7 @@ class MainWindow final : public QMainWindow {
   ProjectHeader& header() { return *header_; }
   VaultView& vault() { return *vault_; }
   SettingsPage& settings() { return *settings_; }
+  DeletedProjectsPage& deletedProjects() { return *deleted_; }
   ExportSheet& exportSheet() { return *exportSheet_; }
   TextsPage& texts() { return *texts_; }
   CvPage& cv() { return *cv_; }
@@ -133,6 +137,7 @@ class MainWindow final : public QMainWindow {
   ExportSheet* exportSheet_;
   VaultView* vault_;
   SettingsPage* settings_;
+  DeletedProjectsPage* deleted_;
   QSplitter* mainSplitter_;
   ToastView* toast_;
   QProgressDialog* backupProgress_ = nullptr;  // while a backup is written or read

@@ -3,14 +3,18 @@
 #include <QCoreApplication>
 #include <QDir>
 #include <QElapsedTimer>
+#include <QMessageBox>
 #include <QPixmap>
 
 #include "gui/board_pictures.h"
+#include "gui/delete_all_dialog.h"
 #include "gui/guided_entry.h"
 #include "gui/image_intake_controller.h"
 #include "gui/labels_dialog.h"
 #include "gui/main_window.h"
+#include "gui/question.h"
 #include "gui/web_cv_dialog.h"
+#include "gui/words.h"
 #include "gui/works_board.h"
 #include "gui/works_board_model.h"
 
@@ -38,6 +42,8 @@ const char* screenName(Screen screen) {
       return "vault";
     case Screen::settings:
       return "settings";
+    case Screen::deleted:
+      return "deleted";
   }
   return "screen";
 }
@@ -103,6 +109,29 @@ int takeScreenshots(MainWindow& window, const QString& folder) {
         labels.reject();
       }
       {
+        // The two questions that could lose the most: deleting everything,
+        // and a project.
+        DeleteAllDialog* everything = window.askToDeleteAll();
+        letItSettle(window, 300);
+        if (everything->grab().save(QDir(folder).filePath(
+                QStringLiteral("delete-all-%1-%2.png").arg(themeName, language)))) {
+          ++written;
+        }
+        everything->reject();
+        const Words words(store);
+        QMessageBox* question = makeQuestion(
+            &window,
+            words.format("desktop.project.delete.confirm", {store.state().project.projectName}),
+            words("desktop.project.delete.action"));
+        question->show();
+        letItSettle(window, 300);
+        if (question->grab().save(QDir(folder).filePath(
+                QStringLiteral("delete-project-%1-%2.png").arg(themeName, language)))) {
+          ++written;
+        }
+        question->deleteLater();
+      }
+      {
         // The guided entry at its choice of sections and at a section.
         GuidedEntryDialog guide(store, &window);
         guide.show();
@@ -139,6 +168,19 @@ int takeScreenshots(MainWindow& window, const QString& folder) {
       store.setUiLanguage(std::string(language));
       window.showScreen(Screen::works);
       shoot(QStringLiteral("works-empty-%1-%2").arg(themeName, language));
+    }
+  }
+  // A project deleted, and where it can be restored from.
+  if (!store.state().projects.empty()) {
+    store.openProject(store.state().projects.back().id);
+    store.deleteProject();
+  }
+  for (const auto& [theme, themeName] : themes) {
+    store.setThemeMode(theme);
+    for (const char* language : languages) {
+      store.setUiLanguage(std::string(language));
+      window.showScreen(Screen::deleted);
+      shoot(QStringLiteral("deleted-%1-%2").arg(themeName, language));
     }
   }
   return written;

@@ -243,9 +243,6 @@ void SettingsPage::exportDefaultsEdited() {
   if (options != store_.state().exportOptions) store_.setExportOptions(options);
 }
 
-void SettingsPage::deleteAllData() {
-  if (confirm && !confirm(Words(store_)("desktop.settings.delete_confirm"))) return;
-  if (store_.deleteAllUserData()) emit dataDeleted();
-}
+void SettingsPage::deleteAllData() { emit deleteAllRequested(); }
 
 }  // namespace quorvane::gui

@@ -22,9 +22,6 @@ class SettingsPage final : public QWidget {
  public:
   explicit SettingsPage(AppStore& store, QWidget* parent = nullptr);
 
-  // Asked before everything is deleted (the window asks the user).
-  std::function<bool(const QString& question)> confirm;
-
   QComboBox* languageBox() const { return language_; }
   QComboBox* themeBox() const { return theme_; }
   QComboBox* exportLanguageBox() const { return exportLanguage_; }
@@ -33,12 +30,13 @@ class SettingsPage final : public QWidget {
   QCheckBox* remindersSwitch() const { return reminders_; }
   QComboBox* frequencyBox() const { return frequency_; }
   QCheckBox* largeEditsSwitch() const { return largeEdits_; }
+  // Asks for the deletion of everything (the window's own dialog).
   void deleteAllData();
   void retranslate();
 
  signals:
   void labelsRequested();
-  void dataDeleted();
+  void deleteAllRequested();
 
  private:
   void fill();

@@ -94,6 +94,7 @@ Sidebar::Sidebar(DesktopContext context, QWidget* parent)
       newProject_(navButton(this, "newProject")),
       vault_(navButton(this, "navVault")),
       settings_(navButton(this, "navSettings")),
+      deleted_(navButton(this, "navDeleted")),
       backupTitle_(new QLabel(this)),
       backupState_(new QLabel(this)),
       reminder_(new QWidget(this)),
@@ -105,6 +106,7 @@ Sidebar::Sidebar(DesktopContext context, QWidget* parent)
             changes.has(StoreArea::background)) {
           updateBackup();
         }
+        if (changes.has(StoreArea::projects)) updateDeleted();
       }) {
   setObjectName(QStringLiteral("sidebar"));
   setAttribute(Qt::WA_StyledBackground);
@@ -155,6 +157,7 @@ Sidebar::Sidebar(DesktopContext context, QWidget* parent)
   layout->addSpacing(10);
   layout->addWidget(vault_);
   layout->addWidget(settings_);
+  layout->addWidget(deleted_);
   layout->addSpacing(14);
   layout->addWidget(backupTitle_);
   layout->addWidget(backupState_);
@@ -164,6 +167,7 @@ Sidebar::Sidebar(DesktopContext context, QWidget* parent)
   connect(home_, &QPushButton::clicked, this, [this] { emit screenChosen(Screen::home); });
   connect(vault_, &QPushButton::clicked, this, [this] { emit screenChosen(Screen::vault); });
   connect(settings_, &QPushButton::clicked, this, [this] { emit screenChosen(Screen::settings); });
+  connect(deleted_, &QPushButton::clicked, this, [this] { emit screenChosen(Screen::deleted); });
   connect(newProject_, &QPushButton::clicked, this, &Sidebar::newProjectRequested);
   connect(list_, &QListView::clicked, this, [this](const QModelIndex& index) {
     emit projectChosen(utf8(index.data(ProjectListModel::ProjectIdRole).toString()));
@@ -212,6 +216,7 @@ void Sidebar::setScreen(Screen screen) {
   home_->setChecked(screen == Screen::home);
   vault_->setChecked(screen == Screen::vault);
   settings_->setChecked(screen == Screen::settings);
+  deleted_->setChecked(screen == Screen::deleted);
   list_->viewport()->update();
 }
 
@@ -228,6 +233,9 @@ void Sidebar::retranslate() {
   vault_->setAccessibleName(words("desktop.nav.vault"));
   settings_->setText(words("desktop.nav.settings"));
   settings_->setAccessibleName(words("desktop.nav.settings"));
+  deleted_->setText(words("desktop.nav.deleted"));
+  deleted_->setAccessibleName(words("desktop.nav.deleted"));
+  updateDeleted();
   backupTitle_->setText(words("desktop.backup.heading").toUpper());
   reminderExport_->setText(words("backup.reminder.soft.cta_export"));
   reminderExport_->setAccessibleName(words("backup.reminder.soft.cta_export"));
@@ -235,6 +243,11 @@ void Sidebar::retranslate() {
   reminderLater_->setAccessibleName(words("backup.reminder.soft.cta_later"));
   projects_->refresh();
   updateBackup();
+}
+
+void Sidebar::updateDeleted() {
+  deleted_->setVisible(!context_.store.state().deletedProjects.empty() ||
+                       screen_ == Screen::deleted);
 }
 
 void Sidebar::updateBackup() {

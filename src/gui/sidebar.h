@@ -16,7 +16,7 @@ namespace quorvane::gui {
 
 class ProjectListModel;
 
-enum class Screen { home, works, vault, settings };
+enum class Screen { home, works, vault, settings, deleted };
 
 class Sidebar final : public QWidget {
   Q_OBJECT
@@ -43,6 +43,7 @@ class Sidebar final : public QWidget {
 
  private:
   void updateBackup();
+  void updateDeleted();
 
   DesktopContext context_;
   Screen screen_ = Screen::home;
@@ -54,6 +55,7 @@ class Sidebar final : public QWidget {
   QPushButton* newProject_;
   QPushButton* vault_;
   QPushButton* settings_;
+  QPushButton* deleted_;  // shown while a deleted project can be restored
   QLabel* backupTitle_;
   QLabel* backupState_;
   QWidget* reminder_;

@@ -113,6 +113,7 @@ struct ProjectSummary {
   // how many the project shows.
   std::optional<std::string> coverArtworkId;
   std::int64_t artworkCount = 0;
+  std::optional<Date> deletedAt;  // set for a deleted project, kept to be restored
 
   static ProjectSummary of(const Project& project) {
     return ProjectSummary{project.id,
@@ -123,7 +124,8 @@ struct ProjectSummary {
                           project.kind,
                           project.catalogueKind,
                           std::nullopt,
-                          0};
+                          0,
+                          std::nullopt};
   }
   bool operator==(const ProjectSummary&) const = default;
 };

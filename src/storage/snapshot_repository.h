@@ -76,6 +76,12 @@ class SnapshotRepository {
   virtual std::optional<ArtistDetails> latestDetails() = 0;
   // Hides the project from lists and counts; its rows stay.
   virtual void archiveProject(const std::string& projectId) = 0;
+  // The projects deleted (archived), most recently deleted first, each with
+  // the moment it was deleted.
+  virtual std::vector<ProjectSummary> deletedProjectSummaries() = 0;
+  // Brings a deleted project back into lists and counts, as it was; false
+  // when no deleted project has that id.
+  virtual bool restoreProject(const std::string& projectId) = 0;
 
   // Non-empty live texts of `type` (bio, statement or project statement)
   // that other projects may reuse, newest first; `excludingProjectId` leaves

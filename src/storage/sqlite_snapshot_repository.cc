@@ -146,14 +146,17 @@ SavedProject SQLiteSnapshotRepository::saveImportedProject(
 
 // --- lists and queries --------------------------------------------------------
 
-std::vector<ProjectSummary> SQLiteSnapshotRepository::projectSummaries() {
-  const std::lock_guard lock(mutex_);
-  Statement select = db_.prepare(
+namespace {
+
+// Projects in the order given, live ones or deleted ones.
+std::vector<ProjectSummary> summariesWhere(SQLiteDatabase& db, std::string_view filterAndOrder) {
+  Statement select = db.prepare(
       "SELECT id, projectName, projectTitle, createdAt, updatedAt, kind, catalogueKind, "
       "(SELECT pa.artworkId FROM project_artworks pa WHERE pa.projectId = projects.id "
       "ORDER BY pa.sortIndex LIMIT 1), "
-      "(SELECT COUNT(*) FROM project_artworks pa WHERE pa.projectId = projects.id) "
-      "FROM projects WHERE archivedAt IS NULL ORDER BY COALESCE(updatedAt, createdAt, 0) DESC");
+      "(SELECT COUNT(*) FROM project_artworks pa WHERE pa.projectId = projects.id), archivedAt "
+      "FROM projects WHERE " +
+      std::string(filterAndOrder));
   std::vector<ProjectSummary> summaries;
   while (select.nextRow()) {
     // The kinds read as the project's own are, leniently.
@@ -168,9 +171,31 @@ std::vector<ProjectSummary> SQLiteSnapshotRepository::projectSummaries() {
         .catalogueKind = decodeCatalogueKind(kind, select.text(6)),
         .coverArtworkId = select.text(7),
         .artworkCount = select.int64(8).value_or(0),
+        .deletedAt = dateFromMilliseconds(select.int64(9)),
     });
   }
   return summaries;
+}
+
+}  // namespace
+
+std::vector<ProjectSummary> SQLiteSnapshotRepository::projectSummaries() {
+  const std::lock_guard lock(mutex_);
+  return summariesWhere(db_, "archivedAt IS NULL ORDER BY COALESCE(updatedAt, createdAt, 0) DESC");
+}
+
+std::vector<ProjectSummary> SQLiteSnapshotRepository::deletedProjectSummaries() {
+  const std::lock_guard lock(mutex_);
+  return summariesWhere(db_, "archivedAt IS NOT NULL ORDER BY archivedAt DESC");
+}
+
+bool SQLiteSnapshotRepository::restoreProject(const std::string& projectId) {
+  const std::lock_guard lock(mutex_);
+  Statement restore =
+      db_.prepare("UPDATE projects SET archivedAt = NULL WHERE id = ? AND archivedAt IS NOT NULL");
+  restore.bindText(1, projectId);
+  restore.stepStrict();
+  return db_.changes() > 0;
 }
 
 std::optional<ArtistDetails> SQLiteSnapshotRepository::latestDetails() {

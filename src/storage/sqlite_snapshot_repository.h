@@ -54,6 +54,8 @@ class SQLiteSnapshotRepository final : public SnapshotRepository,
   std::vector<ProjectSummary> projectSummaries() override;
   std::optional<ArtistDetails> latestDetails() override;
   void archiveProject(const std::string& projectId) override;
+  std::vector<ProjectSummary> deletedProjectSummaries() override;
+  bool restoreProject(const std::string& projectId) override;
   std::vector<ReusableTextAsset> reusableTexts(
       TextAssetType type, const std::optional<std::string>& excludingProjectId) override;
   std::vector<ReusableCVAsset> reusableCVs(

@@ -366,6 +366,32 @@ TEST_F(AppStoreTest, DuplicatingCopiesTextsAndSharesArtworksDeletingOpensAnother
   EXPECT_NE(store.state().project.id, copy);
 }
 
+// A deleted project is kept: listed as deleted, and restored as it was,
+// texts and works included, without another project being opened.
+TEST_F(AppStoreTest, ADeletedProjectIsListedAndComesBackAsItWas) {
+  AppStore& store = open();
+  store.renameProject("Tides");
+  store.setText(SaveSection::bio, "Née à Lyon.");
+  store.addImages({writeImage("a.jpg", 40, 30)});
+  settle();
+  const std::string tides = store.state().project.id;
+  EXPECT_TRUE(store.deleteProject());
+  ASSERT_EQ(store.state().deletedProjects.size(), 1u);
+  EXPECT_EQ(store.state().deletedProjects[0].projectName, "Tides");
+  EXPECT_TRUE(store.state().deletedProjects[0].deletedAt);
+  const std::string other = store.state().project.id;
+
+  EXPECT_FALSE(store.restoreProject(other)) << "a live project is not deleted";
+  EXPECT_EQ(store.state().lastErrorMessage, "This project is not among the deleted projects.");
+  ASSERT_TRUE(store.restoreProject(tides));
+  EXPECT_EQ(store.state().errorToast->text, "“Tides” is back in your projects.");
+  EXPECT_TRUE(store.state().deletedProjects.empty());
+  EXPECT_EQ(store.state().project.id, other) << "the open project stays open";
+  ASSERT_TRUE(store.openProject(tides));
+  EXPECT_EQ(store.state().snapshot.biography, "Née à Lyon.");
+  EXPECT_EQ(store.state().snapshot.artworks.images.size(), 1u);
+}
+
 TEST_F(AppStoreTest, DeletingAllDataEmptiesLibraryAndMediaButKeepsSettings) {
   AppStore& store = open();
   store.addImages({writeImage("a.jpg", 40, 30)});

@@ -192,6 +192,16 @@ TEST_F(LibraryCommandsTest, ProjectOptionWorksOnAnotherProjectForOneRun) {
   const nlohmann::json projects = json({"projects"});
   EXPECT_EQ(projects["projects"].size(), 2u);
   EXPECT_NE(projects["currentProjectId"], copy);
+
+  // The deleted copy is listed as deleted, and comes back by its id's start.
+  const nlohmann::json deleted = json({"projects", "--deleted"});
+  ASSERT_EQ(deleted["deletedProjects"].size(), 1u);
+  EXPECT_EQ(deleted["deletedProjects"][0]["id"], copy);
+  EXPECT_TRUE(deleted["deletedProjects"][0].contains("deletedAt"));
+  EXPECT_TRUE(contains(run({"project", "restore", copy.substr(0, 8)}).err,
+                       "“First (copy)” is back in your projects."));
+  EXPECT_EQ(json({"projects"})["projects"].size(), 3u);
+  EXPECT_TRUE(json({"projects", "--deleted"})["deletedProjects"].empty());
 }
 
 TEST_F(LibraryCommandsTest, ABackupReminderIsPrintedOnceAfterAChangeThenSnoozed) {

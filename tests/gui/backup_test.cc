@@ -84,7 +84,7 @@ TEST_F(DesktopTest, ABackupMissingAnOriginalIsWrittenWithoutItOnlyWhenTheUserSay
   window->chooseSavePath = [&](const QString&) { return QString::fromStdString(path); };
   std::vector<QString> offered;
   bool take = false;
-  window->offer = [&](const QString& message, const QString& action) {
+  window->ask = [&](const QString& message, const QString& action) {
     offered.push_back(message + " | " + action);
     return take;
   };
@@ -116,7 +116,7 @@ TEST_F(DesktopTest, AllProjectsAreBackedUpAndTheVaultsOwnWorksCanBeGathered) {
   std::filesystem::create_directories(folder);
   window->chooseFolder = [&] { return QString::fromStdString(folder); };
   QString said;
-  window->offer = [&](const QString& message, const QString&) {
+  window->ask = [&](const QString& message, const QString&) {
     said = message;
     return true;
   };

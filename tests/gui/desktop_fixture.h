@@ -23,7 +23,10 @@ class DesktopTest : public AppStoreTest {
     open();
     ASSERT_TRUE(started);
     window = std::make_unique<gui::MainWindow>(gui::DesktopContext{*store, preferences, main});
-    window->confirm = [this](const QString&) { return confirmAnswer; };
+    window->ask = [this](const QString& message, const QString& action) {
+      asked.push_back(message + QStringLiteral(" | ") + action);
+      return confirmAnswer;
+    };
     window->resize(1280, 820);
     window->show();
     pump();
@@ -89,6 +92,7 @@ class DesktopTest : public AppStoreTest {
   }
 
   bool confirmAnswer = true;
+  std::vector<QString> asked;  // each question the window asked, with its action
   std::unique_ptr<gui::MainWindow> window;
 };
 

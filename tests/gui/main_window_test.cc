@@ -9,16 +9,21 @@
 #include <QLabel>
 #include <QLineEdit>
 #include <QListView>
+#include <QMessageBox>
+#include <QPointer>
 #include <QPushButton>
 #include <QSplitter>
 #include <QTest>
 #include <QToolButton>
 
 #include "gui/dashboard.h"
+#include "gui/delete_all_dialog.h"
+#include "gui/deleted_projects_page.h"
 #include "gui/desktop_fixture.h"
 #include "gui/inspector.h"
 #include "gui/project_header.h"
 #include "gui/project_list_model.h"
+#include "gui/question.h"
 #include "gui/settings_page.h"
 #include "gui/vault_view.h"
 #include "gui/works_board_model.h"
@@ -185,21 +190,67 @@ TEST_F(DesktopTest, TheSidebarListsProjectsNewestFirstWithTheOpenOneMarked) {
   EXPECT_EQ(projects.openRow(), 1);
 }
 
-TEST_F(DesktopTest, DeletingAProjectAsksFirstAndKeepsItWhenTheAnswerIsNo) {
+// Deleting a project says what happens and is named for what it does; the
+// project then waits under Recently deleted, from where it comes back with
+// its CV.
+TEST_F(DesktopTest, ADeletedProjectIsAskedForAndComesBackFromRecentlyDeletedWithItsCV) {
   dropImages({writeImage("x.jpg", 200, 200)});
+  store->renameProject("Tides");
+  CVData cv;
+  cv.soloExhibitions.push_back({{"year", "2026"}, {"title", "Tides"}});
+  store->setCV(cv);
   settleAll();
   const std::string id = store->state().project.id;
+  QPushButton* navDeleted = window->sidebar().findChild<QPushButton*>("navDeleted");
+  EXPECT_FALSE(navDeleted->isVisible()) << "nothing deleted yet";
+
   confirmAnswer = false;
   window->deleteProject();
   pump();
   EXPECT_EQ(store->state().project.id, id);
+  ASSERT_EQ(asked.size(), 1u);
+  EXPECT_TRUE(asked[0].contains("Its works stay in the Vault")) << asked[0].toStdString();
+  EXPECT_TRUE(asked[0].endsWith("| Delete project")) << asked[0].toStdString();
+
   confirmAnswer = true;
   window->deleteProject();
   pump();
   EXPECT_NE(store->state().project.id, id);
   EXPECT_EQ(window->screen(), gui::Screen::home);
-  ASSERT_TRUE(store->state().errorToast.has_value());
   EXPECT_EQ(store->state().errorToast->text, uiText("inspector.project.delete.done", "en"));
+  ASSERT_TRUE(navDeleted->isVisible());
+
+  navDeleted->click();
+  pump();
+  EXPECT_EQ(window->screen(), gui::Screen::deleted);
+  QPushButton* restore = window->deletedProjects().restoreButton(id);
+  ASSERT_NE(restore, nullptr);
+  restore->click();
+  pump();
+  EXPECT_EQ(window->deletedProjects().restoreButton(id), nullptr);
+  ASSERT_FALSE(store->state().projects.empty());
+  EXPECT_EQ(store->state().projects.front().id, id) << "back in the list";
+  window->openProject(id);
+  pump();
+  settleAll();
+  EXPECT_EQ(store->state().project.projectName, "Tides");
+  EXPECT_EQ(store->state().snapshot.cv.soloExhibitions.size(), 1u) << "the CV came back with it";
+}
+
+// The window's every question before a loss: Enter answers Cancel, as
+// Escape does; only the button named for the action takes it.
+TEST_F(DesktopTest, EnterOnAQuestionBeforeALossCancels) {
+  for (const int key : {Qt::Key_Return, Qt::Key_Enter, Qt::Key_Escape}) {
+    QMessageBox* question = gui::makeQuestion(window.get(), "Delete “Tides”?", "Delete project");
+    question->open();
+    pump();
+    QTest::keyClick(question, static_cast<Qt::Key>(key));
+    pump();
+    EXPECT_FALSE(question->isVisible()) << key;
+    ASSERT_NE(question->clickedButton(), nullptr) << key;
+    EXPECT_EQ(question->standardButton(question->clickedButton()), QMessageBox::Cancel) << key;
+    delete question;
+  }
 }
 
 TEST_F(DesktopTest, EveryControlHasAnAccessibleName) {
@@ -295,12 +346,41 @@ TEST_F(DesktopTest, SettingsChangeTheExportDefaultsTheRemindersAndDeleteOnlyWhen
   dropImages({writeImage("keep.jpg", 200, 200)});
   settleAll();
   window->showScreen(gui::Screen::settings);
-  confirmAnswer = false;
   settings.deleteAllData();
+  QPointer<gui::DeleteAllDialog> dialog = window->findChild<gui::DeleteAllDialog*>();
+  ASSERT_NE(dialog, nullptr);
+  ASSERT_TRUE(dialog->isVisible());
+  // Enter, wherever the focus is, and Escape keep everything.
+  dialog->confirmationField()->setFocus();
+  QTest::keyClick(dialog->confirmationField(), Qt::Key_Return);
+  pump();
+  EXPECT_TRUE(!dialog || !dialog->isVisible());
   EXPECT_EQ(store->state().snapshot.artworks.images.size(), 1u);
-  EXPECT_EQ(window->screen(), gui::Screen::settings);
-  confirmAnswer = true;
   settings.deleteAllData();
+  dialog = window->findChildren<gui::DeleteAllDialog*>().back();
+  QTest::keyClick(dialog, Qt::Key_Escape);
+  pump();
+  EXPECT_EQ(store->state().snapshot.artworks.images.size(), 1u);
+
+  settings.deleteAllData();
+  pump();
+  dialog = window->findChildren<gui::DeleteAllDialog*>().back();
+  ASSERT_TRUE(dialog->isVisible());
+  EXPECT_FALSE(dialog->deleteButton()->isEnabled());
+  QTest::keyClicks(dialog->confirmationField(), "delete it");
+  EXPECT_FALSE(dialog->deleteButton()->isEnabled()) << "only the word itself";
+  dialog->confirmationField()->clear();
+  QTest::keyClicks(dialog->confirmationField(), " delete ");
+  EXPECT_TRUE(dialog->deleteButton()->isEnabled());
+  QTest::keyClick(dialog->confirmationField(), Qt::Key_Return);
+  pump();
+  EXPECT_EQ(store->state().snapshot.artworks.images.size(), 1u) << "Enter still cancels";
+
+  settings.deleteAllData();
+  pump();
+  dialog = window->findChildren<gui::DeleteAllDialog*>().back();
+  QTest::keyClicks(dialog->confirmationField(), "DELETE");
+  dialog->deleteButton()->click();
   pump();
   EXPECT_TRUE(store->state().snapshot.artworks.images.empty());
   EXPECT_EQ(sql("SELECT COUNT(*) FROM artworks"), "0");

@@ -1,0 +1,29 @@
+#include "gui/question.h"
+
+#include <QMessageBox>
+#include <QPushButton>
+
+namespace quorvane::gui {
+
+QMessageBox* makeQuestion(QWidget* parent, const QString& message, const QString& action) {
+  auto* box = new QMessageBox(QMessageBox::Warning, QStringLiteral("Quorvane"), message,
+                              QMessageBox::Cancel, parent);
+  box->setObjectName(QStringLiteral("question"));
+  QPushButton* act = box->addButton(action, QMessageBox::DestructiveRole);
+  act->setObjectName(QStringLiteral("questionAction"));
+  act->setAutoDefault(false);
+  box->setDefaultButton(QMessageBox::Cancel);
+  box->setEscapeButton(QMessageBox::Cancel);
+  return box;
+}
+
+bool askBeforeActing(QWidget* parent, const QString& message, const QString& action) {
+  QMessageBox* box = makeQuestion(parent, message, action);
+  box->exec();
+  const bool chosen = box->clickedButton() != nullptr &&
+                      box->clickedButton()->objectName() == QStringLiteral("questionAction");
+  box->deleteLater();
+  return chosen;
+}
+
+}  // namespace quorvane::gui
