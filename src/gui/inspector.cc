@@ -14,6 +14,7 @@
 #include "gui/scrolling.h"
 #include "gui/words.h"
 #include "model/amount.h"
+#include "model/typed_fields.h"
 
 namespace quorvane::gui {
 namespace {
@@ -24,7 +25,7 @@ constexpr int kPreviewEdge = 300;
 // makes of it (a price that does not read yet, characters taken out) never
 // moves the cursor under their fingers.
 void setIfDifferent(QLineEdit* field, const std::string& value) {
-  if (field->hasFocus()) return;
+  if (field->hasFocus() || field->property("invalid").toBool()) return;
   const QString text = qstr(value);
   if (field->text() != text) field->setText(text);
 }
@@ -33,6 +34,33 @@ QLineEdit* lineEdit(QWidget* parent, const char* name) {
   auto* field = new QLineEdit(parent);
   field->setObjectName(QString::fromLatin1(name));
   return field;
+}
+
+QLabel* hintLabel(QWidget* parent) {
+  auto* hint = new QLabel(parent);
+  hint->setObjectName(QStringLiteral("fieldHint"));
+  hint->setWordWrap(true);
+  hint->hide();
+  return hint;
+}
+
+// A form row's field with the words that explain a refusal beneath it.
+QWidget* withHint(QWidget* parent, QWidget* field, QLayout* fieldLayout, QLabel* hint) {
+  auto* row = new QWidget(parent);
+  auto* layout = new QVBoxLayout(row);
+  layout->setContentsMargins(0, 0, 0, 0);
+  layout->setSpacing(2);
+  if (field != nullptr) layout->addWidget(field);
+  if (fieldLayout != nullptr) layout->addLayout(fieldLayout);
+  layout->addWidget(hint);
+  return row;
+}
+
+const Artwork* findArtwork(const AppStore& store, const std::string& id) {
+  const auto& images = store.state().snapshot.artworks.images;
+  const auto found =
+      std::find_if(images.begin(), images.end(), [&](const Artwork& a) { return a.id == id; });
+  return found == images.end() ? nullptr : &*found;
 }
 
 }  // namespace
@@ -58,6 +86,9 @@ Inspector::Inspector(AppStore& store, QWidget* parent)
       priceRow_(new QWidget(this)),
       raisonne_(new QLabel(this)),
       text_(new QPlainTextEdit(this)),
+      yearHint_(hintLabel(this)),
+      sizeHint_(hintLabel(this)),
+      priceHint_(hintLabel(this)),
       subscription_(store, [this](const StoreChanges& changes) { storeChanged(changes); }) {
   setMinimumWidth(300);
   emptyLabel_->setAlignment(Qt::AlignCenter);
@@ -71,25 +102,29 @@ Inspector::Inspector(AppStore& store, QWidget* parent)
   heading_->setObjectName(QStringLiteral("sectionHeading"));
 
   for (QLineEdit* dimension : {width_, height_, depth_}) dimension->setMaximumWidth(64);
-  auto* dimensions = new QWidget(this);
-  auto* dimensionsLayout = new QHBoxLayout(dimensions);
-  dimensionsLayout->setContentsMargins(0, 0, 0, 0);
+  auto* dimensionsLayout = new QHBoxLayout;
   dimensionsLayout->setSpacing(4);
   dimensionsLayout->addWidget(width_);
-  dimensionsLayout->addWidget(new QLabel(QStringLiteral("×"), dimensions));
+  dimensionsLayout->addWidget(new QLabel(QStringLiteral("×"), this));
   dimensionsLayout->addWidget(height_);
-  dimensionsLayout->addWidget(new QLabel(QStringLiteral("×"), dimensions));
+  dimensionsLayout->addWidget(new QLabel(QStringLiteral("×"), this));
   dimensionsLayout->addWidget(depth_);
   dimensionsLayout->addWidget(unit_);
   dimensionsLayout->addStretch();
+  QWidget* dimensions = withHint(this, nullptr, dimensionsLayout, sizeHint_);
+  QWidget* yearRow = withHint(this, year_, nullptr, yearHint_);
 
   currency_->setMaximumWidth(56);
   currency_->setMaxLength(3);
-  auto* priceLayout = new QHBoxLayout(priceRow_);
-  priceLayout->setContentsMargins(0, 0, 0, 0);
+  auto* priceLayout = new QHBoxLayout;
   priceLayout->setSpacing(6);
   priceLayout->addWidget(price_, 1);
   priceLayout->addWidget(currency_);
+  auto* priceColumn = new QVBoxLayout(priceRow_);
+  priceColumn->setContentsMargins(0, 0, 0, 0);
+  priceColumn->setSpacing(2);
+  priceColumn->addLayout(priceLayout);
+  priceColumn->addWidget(priceHint_);
 
   text_->setObjectName(QStringLiteral("inspectorText"));
   text_->setTabChangesFocus(true);
@@ -99,19 +134,19 @@ Inspector::Inspector(AppStore& store, QWidget* parent)
   form_->setFieldGrowthPolicy(QFormLayout::AllNonFixedFieldsGrow);
   form_->setRowWrapPolicy(QFormLayout::DontWrapRows);
   form_->setVerticalSpacing(8);
-  const auto row = [&](QWidget* field, const char* key) {
+  const auto row = [&](QWidget* field, const char* key, QWidget* buddy = nullptr) {
     auto* label = new QLabel(this);
     label->setObjectName(QStringLiteral("fieldLabel"));
-    label->setBuddy(field);
+    label->setBuddy(buddy != nullptr ? buddy : field);
     labels_.emplace_back(label, key);
     form_->addRow(label, field);
   };
   row(title_, "desktop.inspector.title");
-  row(year_, "desktop.inspector.year");
+  row(yearRow, "desktop.inspector.year", year_);
   row(medium_, "desktop.inspector.medium");
-  row(dimensions, "desktop.inspector.dimensions");
+  row(dimensions, "desktop.inspector.dimensions", width_);
   row(status_, "desktop.inspector.status");
-  row(priceRow_, "desktop.inspector.price");
+  row(priceRow_, "desktop.inspector.price", price_);
   row(raisonne_, "desktop.inspector.raisonne");
   row(text_, "desktop.inspector.text");
 
@@ -131,10 +166,13 @@ Inspector::Inspector(AppStore& store, QWidget* parent)
   layout->setContentsMargins(0, 0, 0, 0);
   layout->addWidget(stack_);
 
-  for (QLineEdit* field : {title_, year_, medium_, width_, height_, depth_, price_, currency_}) {
+  for (QLineEdit* field : {title_, medium_, currency_}) {
     connect(field, &QLineEdit::textEdited, this, &Inspector::edited);
   }
   connect(text_, &QPlainTextEdit::textChanged, this, &Inspector::edited);
+  for (QLineEdit* field : {year_, width_, height_, depth_, price_}) {
+    connect(field, &QLineEdit::editingFinished, this, &Inspector::commitNumbers);
+  }
   // Leaving a field shows what the store kept of it.
   for (QLineEdit* field : {title_, year_, medium_, width_, height_, depth_, price_, currency_}) {
     connect(field, &QLineEdit::editingFinished, this, [this] {
@@ -174,6 +212,9 @@ void Inspector::retranslate() {
     status_->addItem(words("desktop.status." + raw), qstr(raw));
   }
   heading_->setText(words("desktop.inspector.heading"));
+  yearHint_->setText(words("desktop.inspector.year_invalid"));
+  sizeHint_->setText(words("desktop.inspector.size_invalid"));
+  priceHint_->setText(words("desktop.inspector.price_invalid"));
   filling_ = true;
   fill();
   filling_ = false;
@@ -192,6 +233,10 @@ void Inspector::showArtwork(const std::optional<std::string>& artworkId, int sel
     stack_->setCurrentIndex(1);
   }
   if (changed) {
+    // What could not be read belonged to the work left; its stored values stay.
+    markRefused(year_, yearHint_, false, nullptr);
+    for (QLineEdit* size : {width_, height_, depth_}) markRefused(size, sizeHint_, false, nullptr);
+    markRefused(price_, priceHint_, false, nullptr);
     store_.setWorksInspectorArtwork(artworkId);
     previewVersion_ = -1;
     preview_->clear();
@@ -241,12 +286,7 @@ void Inspector::fill() {
   setIfDifferent(depth_, artwork.artworkDepth);
   if (text_->toPlainText() != qstr(artwork.artworkText))
     text_->setPlainText(qstr(artwork.artworkText));
-  // A price being typed ("1 200,") is left as it is while it still reads
-  // as the stored amount; otherwise the stored amount is shown.
-  const std::optional<std::int64_t> typed = parseAmountToCents(utf8(price_->text()));
-  if (!(price_->hasFocus() && typed == artwork.priceCents)) {
-    setIfDifferent(price_, artwork.priceCents ? formatCents(*artwork.priceCents) : std::string());
-  }
+  setIfDifferent(price_, artwork.priceCents ? formatCents(*artwork.priceCents) : std::string());
   if (!currency_->hasFocus()) setIfDifferent(currency_, artwork.priceCurrency.value_or(""));
   const QString status = artwork.status ? qstr(rawValue(*artwork.status)) : QString();
   status_->setCurrentIndex(std::max(0, status_->findData(status)));
@@ -260,36 +300,59 @@ void Inspector::fill() {
 
 void Inspector::edited() {
   if (filling_ || !artworkId_) return;
-  const auto& images = store_.state().snapshot.artworks.images;
-  const auto found = std::find_if(images.begin(), images.end(),
-                                  [&](const Artwork& a) { return a.id == *artworkId_; });
-  if (found == images.end()) return;
-  ArtworkMetadata metadata = ArtworkMetadata::of(*found);
+  const Artwork* artwork = findArtwork(store_, *artworkId_);
+  if (artwork == nullptr) return;
+  ArtworkMetadata metadata = ArtworkMetadata::of(*artwork);
   metadata.title = utf8(title_->text());
-  metadata.year = utf8(year_->text());
   metadata.medium = utf8(medium_->text());
-  metadata.width = utf8(width_->text());
-  metadata.height = utf8(height_->text());
-  metadata.depth = utf8(depth_->text());
   metadata.text = utf8(text_->toPlainText());
   const QString status = status_->currentData().toString();
   metadata.status = status.isEmpty() ? std::nullopt : fromRawValue<ArtworkStatus>(utf8(status));
-  // An amount that does not read (yet) keeps the stored one, and says so.
-  const std::string price = utf8(price_->text().trimmed());
-  const std::optional<std::int64_t> cents = parseAmountToCents(price);
-  const bool priceReads = price.empty() || cents.has_value();
-  if (priceReads) metadata.priceCents = price.empty() ? std::nullopt : cents;
-  price_->setProperty("invalid", !priceReads);
-  price_->setToolTip(priceReads ? QString() : Words(store_)("desktop.inspector.price_invalid"));
-  price_->style()->unpolish(price_);
-  price_->style()->polish(price_);
   const std::string currency = utf8(currency_->text().trimmed());
   if (currency.empty()) {
     metadata.priceCurrency.reset();
   } else if (const auto code = currencyCode(currency)) {
     metadata.priceCurrency = code;
   }
-  if (metadata != ArtworkMetadata::of(*found)) store_.updateArtwork(*artworkId_, metadata);
+  if (metadata != ArtworkMetadata::of(*artwork)) store_.updateArtwork(*artworkId_, metadata);
+}
+
+void Inspector::commitNumbers() {
+  if (filling_ || !artworkId_) return;
+  const Artwork* artwork = findArtwork(store_, *artworkId_);
+  if (artwork == nullptr) return;
+  ArtworkMetadata metadata = ArtworkMetadata::of(*artwork);
+  const std::string year = utf8(year_->text());
+  const bool yearReads = isReadableYear(year);
+  markRefused(year_, yearHint_, !yearReads, "desktop.inspector.year_invalid");
+  if (yearReads) metadata.year = year;
+  bool sizesRead = true;
+  for (const auto& [field, value] : {std::pair{width_, &metadata.width},
+                                     std::pair{height_, &metadata.height},
+                                     std::pair{depth_, &metadata.depth}}) {
+    const std::string size = utf8(field->text());
+    const bool reads = isReadableDimension(size);
+    sizesRead = sizesRead && reads;
+    field->setProperty("invalid", !reads);
+    field->style()->unpolish(field);
+    field->style()->polish(field);
+    if (reads) *value = size;
+  }
+  sizeHint_->setVisible(!sizesRead);
+  const std::string price = utf8(price_->text().trimmed());
+  const std::optional<std::int64_t> cents = parseAmountToCents(price);
+  const bool priceReads = price.empty() || cents.has_value();
+  markRefused(price_, priceHint_, !priceReads, "desktop.inspector.price_invalid");
+  if (priceReads) metadata.priceCents = price.empty() ? std::nullopt : cents;
+  if (metadata != ArtworkMetadata::of(*artwork)) store_.updateArtwork(*artworkId_, metadata);
+}
+
+void Inspector::markRefused(QLineEdit* field, QLabel* hint, bool refused, const char* key) {
+  field->setProperty("invalid", refused);
+  field->setAccessibleDescription(refused && key != nullptr ? Words(store_)(key) : QString());
+  field->style()->unpolish(field);
+  field->style()->polish(field);
+  hint->setVisible(refused);
 }
 
 void Inspector::loadPreview() {

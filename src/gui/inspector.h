@@ -36,6 +36,10 @@ class Inspector final : public QWidget {
 
   QLineEdit* titleField() const { return title_; }
   QLineEdit* priceField() const { return price_; }
+  QLineEdit* yearField() const { return year_; }
+  QLineEdit* widthField() const { return width_; }
+  // The words under the price field when what was typed can't be read.
+  QLabel* priceHint() const { return priceHint_; }
   QLabel* previewLabel() const { return preview_; }
 
  private:
@@ -43,7 +47,15 @@ class Inspector final : public QWidget {
   // Puts the artwork's values in the fields that differ (never touching
   // the one being typed in when it already says the same).
   void fill();
+  // Title, medium, text, status and currency go to the store as they are
+  // typed; numbers wait for the field to be left (commitNumbers), so a
+  // half-typed "1.5" of "1.5.5" is never saved on the way.
   void edited();
+  void commitNumbers();
+  // Marks a number field as refused (its hint under it says the forms that
+  // read) or clears the mark; fill() leaves a refused field's text alone so
+  // it can be corrected.
+  void markRefused(QLineEdit* field, QLabel* hint, bool refused, const char* key);
   void loadPreview();
   void updateKindRows();
 
@@ -69,6 +81,9 @@ class Inspector final : public QWidget {
   QWidget* priceRow_;
   QLabel* raisonne_;
   QPlainTextEdit* text_;
+  QLabel* yearHint_;
+  QLabel* sizeHint_;
+  QLabel* priceHint_;
   std::vector<std::pair<QLabel*, const char*>> labels_;  // form labels and their keys
   StoreSubscription subscription_;
   std::shared_ptr<bool> alive_ = std::make_shared<bool>(true);

@@ -112,6 +112,7 @@ QScrollBar::handle:hover { background: %secondary%; }
 QScrollBar::add-line, QScrollBar::sub-line { width: 0; height: 0; border: none; background: transparent; }
 QScrollBar::add-page, QScrollBar::sub-page { background: transparent; }
 QLineEdit[invalid="true"] { border-color: #d64545; }
+QLabel#fieldHint { color: #c93c3c; font-size: 11px; }
 QLineEdit#projectName { border: 1px solid transparent; }
 QLineEdit#projectName:focus { border-color: %accent%; }
 QFrame#toast { background: %base%; border: 1px solid %line%; border-radius: 12px; }

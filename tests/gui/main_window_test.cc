@@ -65,22 +65,55 @@ TEST_F(DesktopTest, ATitleTypedInTheInspectorIsTheStoresAtOnceAndTheLibrarysAfte
   EXPECT_TRUE(window->header().saveIndicator()->text().isEmpty());
 }
 
-TEST_F(DesktopTest, APriceThatDoesNotReadKeepsTheStoredOneAndSaysSo) {
+TEST_F(DesktopTest, NumbersAreSavedWhenTheFieldIsLeftAndWhatDoesNotReadKeepsTheStoredValue) {
   store->setProjectKind(ProjectKind::catalogue, CatalogueKind::price);
   dropImages({writeImage("priced.jpg", 400, 300)});
   const std::string id = boardOrder().front();
   window->board().select({id});
+  const auto stored = [&] { return store->state().snapshot.artworks.images.front(); };
+
   QLineEdit* price = window->inspector().priceField();
   ASSERT_TRUE(price->isVisibleTo(&window->inspector()));
   price->setFocus();
   QTest::keyClicks(price, "1 200,50");
   main.runUntilIdle();
-  EXPECT_EQ(store->state().snapshot.artworks.images.front().priceCents, 120050);
-  QTest::keyClicks(price, "x");
-  main.runUntilIdle();
-  EXPECT_EQ(store->state().snapshot.artworks.images.front().priceCents, 120050);
+  EXPECT_EQ(stored().priceCents, std::nullopt);  // nothing saved while typing
+  QTest::keyClick(price, Qt::Key_Return);
+  EXPECT_EQ(stored().priceCents, 120050);
+
+  // "1.5" on the way to "1.5.5" reads, but only the finished text counts.
+  price->clear();
+  for (const char c : std::string("1.5.5")) {
+    QTest::keyClick(price, c);
+    main.runUntilIdle();
+  }
+  QTest::keyClick(price, Qt::Key_Return);
+  EXPECT_EQ(stored().priceCents, 120050);
   EXPECT_TRUE(price->property("invalid").toBool());
-  EXPECT_FALSE(price->toolTip().isEmpty());
+  EXPECT_TRUE(window->inspector().priceHint()->isVisibleTo(&window->inspector()));
+  EXPECT_EQ(window->inspector().priceHint()->text().toStdString(),
+            uiText("desktop.inspector.price_invalid", "en"));
+  EXPECT_EQ(price->text(), QString("1.5.5"));  // left to be corrected
+
+  // A span of years reads; a slip in a size is refused the same way.
+  QLineEdit* year = window->inspector().yearField();
+  year->setFocus();
+  year->insert(QString::fromUtf8("2019–2021"));
+  QLineEdit* width = window->inspector().widthField();
+  width->setFocus();  // leaving the year saves it
+  EXPECT_EQ(stored().year, "2019–2021");
+  QTest::keyClicks(width, "80.5.");
+  year->setFocus();
+  EXPECT_EQ(stored().artworkWidth, "");
+  EXPECT_TRUE(width->property("invalid").toBool());
+
+  // Another work and back: the refused text is gone, the stored values stay.
+  dropImages({writeImage("other.jpg", 400, 300)});
+  window->board().select({boardOrder().back()});
+  window->board().select({id});
+  EXPECT_EQ(price->text(), QString("1200.50"));
+  EXPECT_FALSE(price->property("invalid").toBool());
+  EXPECT_FALSE(window->inspector().priceHint()->isVisibleTo(&window->inspector()));
 }
 
 TEST_F(DesktopTest, AWorkRemovedFromTheProjectWaitsInTheVaultAndComesBack) {
