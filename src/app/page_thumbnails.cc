@@ -147,6 +147,10 @@ void PageThumbnails::load(const std::string& key, Loaded done) {
                 " state=memory_hit v=" + std::to_string(found->second.version));
     memoryOrder_.remove(key);
     memoryOrder_.push_back(key);
+    if (!drawnFromCurrentSource(key)) {
+      main_.post([done = std::move(done)] { done(std::nullopt); });
+      return;
+    }
     main_.post([done = std::move(done), picture = found->second.picture] { done(picture); });
     return;
   }
@@ -175,6 +179,17 @@ void PageThumbnails::load(const std::string& key, Loaded done) {
       });
 }
 
+bool PageThumbnails::drawnFromCurrentSource(const std::string& key) {
+  const auto generated = signatures_.find(key);
+  if (generated == signatures_.end()) return true;
+  const std::optional<ThumbnailSource> source = sourceOf_(key);
+  if (!source || source->signature == generated->second) return true;
+  logger_.log(std::string(kTag) + "load id=" + key + " state=signature_mismatch" +
+              " sourceSig=" + source->signature + " generatedSig=" + generated->second);
+  if (!jobs_.contains(key)) enqueue(key, "signature_mismatch_on_load");
+  return false;
+}
+
 void PageThumbnails::loadedFromDisk(const std::string& key, std::optional<Bytes> picture,
                                     std::optional<std::string> signature) {
   std::vector<Loaded> waiting = std::move(inFlight_[key]);
@@ -198,6 +213,7 @@ void PageThumbnails::loadedFromDisk(const std::string& key, std::optional<Bytes>
       if (!jobs_.contains(key)) enqueue(key, "signature_mismatch_on_load");
     }
     remember(key, *picture, versions_.contains(key) ? versions_.at(key) : 0);
+    if (generated && *generated != source->signature) picture.reset();
   } else if (source && !jobs_.contains(key)) {
     enqueue(key, "missing_on_load");
   }

@@ -11,10 +11,13 @@
 // replaces the old one: one cancelled before it draws does no work.
 //
 // Reading (`load`) looks in memory (the last 180 thumbnails), then joins a
-// read already under way for the key, then reads the file; a thumbnail
-// whose recorded signature differs from its source's, or that has none, is
-// handed out all the same (better a stale page than an empty square) and a
-// new one is scheduled ("signature_mismatch_on_load").
+// read already under way for the key, then reads the file. A thumbnail
+// whose recorded signature differs from its source's is not handed out: a
+// work that sits in two projects has one key, and the page one project
+// prints (a raisonné page with its price) is not the other's (a portfolio
+// page). A new one is scheduled ("signature_mismatch_on_load"); a window
+// keeps what it showed until the new one arrives. One with no recorded
+// signature (drawn by an older version) is handed out and redrawn.
 //
 // While the window waits for a document preview (`holdNewDraws`), pages
 // whose turn comes wait instead of taking a permit: the preview is what
@@ -73,8 +76,9 @@ class PageThumbnails {
   // Schedules a new thumbnail of `key`, replacing one scheduled or being
   // drawn. `userInitiated`: the page the user is looking at.
   void enqueue(const std::string& key, std::string_view reason, bool userInitiated = false);
-  // The thumbnail of `key` (stale or not), or nothing when there is none
-  // yet; `done` is called on the main executor.
+  // The thumbnail of `key` as its source is now, or nothing when there is
+  // none yet or it was drawn from another source; `done` is called on the
+  // main executor.
   using Loaded = std::function<void(const std::optional<Bytes>& picture)>;
   void load(const std::string& key, Loaded done);
   // While held, no new page starts to draw; ending the hold lets the
@@ -110,6 +114,9 @@ class PageThumbnails {
                 std::optional<Bytes> picture, const std::string& signature,
                 const std::string& failure);
   void remember(const std::string& key, Bytes picture, std::int64_t version);
+  // Whether the thumbnail in hand was drawn from the key's source as it is
+  // now (or nothing says otherwise); when not, a new one is scheduled.
+  bool drawnFromCurrentSource(const std::string& key);
   void loadedFromDisk(const std::string& key, std::optional<Bytes> picture,
                       std::optional<std::string> signature);
   static std::string signaturePath(const FilesMediaStore& media, const std::string& key);

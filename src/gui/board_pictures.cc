@@ -33,10 +33,24 @@ std::int64_t BoardPictures::currentVersion(const std::string& artworkId) const {
 }
 
 QPixmap BoardPictures::picture(const std::string& artworkId) {
+  forgetOtherProjects();
   touch(artworkId);
   Entry& entry = entries_[artworkId];
   if (!entry.loading && entry.version != currentVersion(artworkId)) want(artworkId);
   return entry.pixmap;
+}
+
+void BoardPictures::forgetOtherProjects() {
+  const std::string& projectId = store_.state().project.id;
+  if (projectId == projectId_) return;
+  // A work in two projects is one key, but each prints its own page: what
+  // the last project showed is not this one's.
+  projectId_ = projectId;
+  ++generation_;
+  entries_.clear();
+  recent_.clear();
+  recentPlace_.clear();
+  wanted_.clear();
 }
 
 void BoardPictures::touch(const std::string& artworkId) {
@@ -74,12 +88,16 @@ void BoardPictures::startLoads() {
     ++inFlight_;
     const std::int64_t version = currentVersion(artworkId);
     std::weak_ptr<bool> alive = alive_;
-    store_.loadBoardPicture(
-        artworkId, longEdge_,
-        [this, alive, artworkId, version](const std::optional<AppStore::BoardPicture>& picture) {
-          if (alive.expired()) return;
-          arrived(artworkId, version, picture);
-        });
+    store_.loadBoardPicture(artworkId, longEdge_,
+                            [this, alive, artworkId, version, generation = generation_](
+                                const std::optional<AppStore::BoardPicture>& picture) {
+                              if (alive.expired()) return;
+                              if (generation != generation_) {
+                                --inFlight_;  // asked for another project's board
+                                return startLoads();
+                              }
+                              arrived(artworkId, version, picture);
+                            });
   }
 }
 

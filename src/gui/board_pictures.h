@@ -35,6 +35,11 @@ class BoardPictures final : public QObject {
     isVisible_ = std::move(isVisible);
   }
   std::size_t loadsInFlight() const { return inFlight_; }
+  // Whether the picture held for `artworkId` is its page (not the bare image).
+  bool showsPage(const std::string& artworkId) const {
+    const auto found = entries_.find(artworkId);
+    return found != entries_.end() && found->second.isPage;
+  }
 
   static constexpr std::size_t kMaximumInFlight = 6;
   static constexpr std::size_t kKept = 360;
@@ -54,6 +59,8 @@ class BoardPictures final : public QObject {
   void startLoads();
   void arrived(const std::string& artworkId, std::int64_t version,
                const std::optional<AppStore::BoardPicture>& picture);
+  // Drops every picture when another project is open.
+  void forgetOtherProjects();
   void touch(const std::string& artworkId);
   void evict();
 
@@ -65,6 +72,8 @@ class BoardPictures final : public QObject {
   std::unordered_map<std::string, std::list<std::string>::iterator> recentPlace_;
   std::vector<std::string> wanted_;  // newest last
   std::size_t inFlight_ = 0;
+  std::string projectId_;      // whose board the pictures are
+  std::uint64_t generation_ = 0;  // moves on with projectId_
   std::function<bool(const std::string&)> isVisible_;
   std::shared_ptr<bool> alive_ = std::make_shared<bool>(true);
 };

@@ -161,7 +161,7 @@ TEST_F(PageThumbnailsTest, TwoReadersOfOneThumbnailShareOneRead) {
   EXPECT_EQ(draws["A"], 1) << "a fresh thumbnail is not drawn again";
 }
 
-TEST_F(PageThumbnailsTest, AStaleThumbnailOnDiskIsShownThenRedrawn) {
+TEST_F(PageThumbnailsTest, AThumbnailDrawnFromAnotherSourceIsNotHandedOutButRedrawn) {
   thumbnails->enqueue("A", "image_changed");
   main.advanceBy(180ms);
   drain();
@@ -170,15 +170,23 @@ TEST_F(PageThumbnailsTest, AStaleThumbnailOnDiskIsShownThenRedrawn) {
   std::optional<Bytes> shown;
   thumbnails->load("A", [&](const std::optional<Bytes>& picture) { shown = picture; });
   drain();
-  EXPECT_EQ(shown, Bytes({'A', '@', '0'})) << "the old page rather than an empty square";
+  // Another project's page of the same work is no page of this one's.
+  EXPECT_EQ(shown, std::nullopt);
   EXPECT_TRUE(saidSomething(logger, "state=signature_mismatch sourceSig=A@1 generatedSig=A@0"));
   EXPECT_TRUE(saidSomething(logger, "enqueue id=A reason=signature_mismatch_on_load"));
+  thumbnails->load("A", [&](const std::optional<Bytes>& picture) { shown = picture; });
+  drain();
+  EXPECT_EQ(shown, std::nullopt) << "not from memory either";
   main.advanceBy(180ms);
   drain();
   EXPECT_EQ(draws["A"], 2);
   EXPECT_EQ(thumbnails->generatedSignatures().at("A"), "A@1");
+  thumbnails->load("A", [&](const std::optional<Bytes>& picture) { shown = picture; });
+  drain();
+  EXPECT_EQ(shown, Bytes({'A', '@', '1'}));
 
-  // A cache from before signatures were kept: shown, and redrawn.
+  // A cache from before signatures were kept: shown (nothing says it is
+  // stale), and redrawn.
   media.files().removeAll(media.pdfThumbDirectory() + "/A_pdfthumb_v1.sig");
   start();
   thumbnails->load("A", [&](const std::optional<Bytes>& picture) { shown = picture; });

@@ -247,6 +247,57 @@ TEST_F(DesktopTest, PicturesLoadOnlyForCellsOnScreenAndNeverMoreThanAFewAtOnce) 
               grid.isRowVisible(39));
 }
 
+TEST_F(DesktopTest, AWorkInTwoProjectsShowsEachProjectItsOwnPage) {
+  useThumbnailQueue = true;
+  window.reset();
+  open();
+  window = std::make_unique<gui::MainWindow>(gui::DesktopContext{*store, preferences, main});
+  window->resize(1000, 700);
+  window->show();
+  auto& pictures = window->board().pictures();
+  const auto drawPages = [&] {
+    for (int round = 0; round < 10; ++round) {
+      main.advanceBy(std::chrono::seconds(2));
+      thumbnailQueue.runUntilIdle();
+      pump();
+      window->board().grid().viewport()->repaint();
+    }
+  };
+  dropImages({writeImage("tide.jpg", 300, 200)});
+  const std::string work = boardOrder().front();
+  const std::string portfolio = store->state().project.id;
+  drawPages();
+  ASSERT_TRUE(pictures.showsPage(work));
+
+  // The same work in an Italian raisonné, priced: its page is drawn there.
+  window->newProject();
+  pump();
+  ProjectChanges raisonne;
+  raisonne.kind = ProjectKind::catalogue;
+  raisonne.catalogueKind = CatalogueKind::raisonne;
+  raisonne.locale = "it";
+  store->updateProject(raisonne);
+  ASSERT_TRUE(store->addFromVault(work));
+  ArtworkMetadata priced = ArtworkMetadata::of(store->state().snapshot.artworks.images.front());
+  priced.priceCents = 450000;
+  store->updateArtwork(work, priced);
+  window->showScreen(gui::Screen::works);
+  drawPages();
+  ASSERT_TRUE(pictures.showsPage(work));
+  const std::string raisonneSignature = store->state().artworkPdfThumbGeneratedSignatureByID.at(work);
+
+  // Back in the portfolio: the raisonné page is not what it prints. Until
+  // its own page is drawn again, the bare image stands in.
+  window->openProject(portfolio);
+  pump();
+  window->board().grid().viewport()->repaint();
+  pump();
+  EXPECT_FALSE(pictures.showsPage(work));
+  drawPages();
+  EXPECT_TRUE(pictures.showsPage(work));
+  EXPECT_NE(store->state().artworkPdfThumbGeneratedSignatureByID.at(work), raisonneSignature);
+}
+
 TEST_F(DesktopTest, AWorkDraggedFromTheVaultOverTheOpenProjectBringsUpItsBoard) {
   dropImages({writeImage("stays.jpg", 200, 200), writeImage("away.jpg", 200, 200)});
   window->board().select({boardOrder()[1]});
