@@ -68,6 +68,8 @@ AllBackups writeAllBackups(const AllBackupsPlan& plan, SnapshotRepository& libra
                                            plan.options, [&](const TransferProgress& at) {
                                              if (progress) progress(i, projects.size(), at);
                                            });
+    } catch (const CancelledError&) {
+      throw;  // the user stopped them all
     } catch (const std::exception& error) {
       backup.failure = failureWords(error, backup.path, plan.language);
     }

@@ -503,8 +503,15 @@ class AppStore {
   // failure shown) are told on the main executor. False at once, with the
   // reason shown, when an import is already running.
   using PackageImported = std::function<void(const std::optional<std::string>&)>;
+  // The name of the live project the package at `path` already is (the
+  // same name and the same works), if any — asked before an import makes
+  // a second copy of it. Nothing too when the package can't be read (the
+  // import says why).
+  std::optional<std::string> projectAlreadyInLibrary(const std::string& path);
+  // `cancel` stops it between two originals: nothing is added.
   bool importProjectPackageInBackground(const std::string& path, bool open,
-                                        TransferProgressFn progress, PackageImported done);
+                                        TransferProgressFn progress, PackageImported done,
+                                        Cancellation cancel = {});
   // Exports the open project into a package in `folder` and reads it back
   // (nothing recorded, nothing imported): "Round-trip OK. Artworks: 3 -> 3.
   // Images restored: 2/2." or why not.

@@ -70,6 +70,9 @@ void AppStore::packageWritten(const WrittenPackage& written, const std::string& 
 }
 
 void AppStore::packageFailed(const std::exception& error, const std::string& path) {
+  if (dynamic_cast<const CancelledError*>(&error) != nullptr) {
+    return showToast(ToastStyle::info, text("app.backup.cancelled"));
+  }
   if (const auto* missing = dynamic_cast<const MissingOriginalsError*>(&error)) {
     lastBackupMissingOriginals_ = missing->missing();
   }
@@ -147,7 +150,7 @@ AppStore::RoundTripReport AppStore::roundTripProjectPackage(const std::string& f
   try {
     PackageExport input = packageExportInput();
     writeProjectPackage(*services_.transfer, services_.media, services_.images, input, path,
-                        services_.clock.now(), {true, false});
+                        services_.clock.now(), {true, false, {}});
   } catch (const std::exception& error) {
     services_.logger.log(failureDiagnostic(error));
     return {false, text("error.roundtrip_export_failed")};
@@ -211,8 +214,22 @@ std::optional<std::string> AppStore::importProjectPackage(
   }
 }
 
+std::optional<std::string> AppStore::projectAlreadyInLibrary(const std::string& path) {
+  if (services_.transfer == nullptr) return std::nullopt;
+  try {
+    const OpenedPackage opened = services_.transfer->openPackage(path);
+    settleSaves();
+    const auto same = sameProjectInLibrary(opened.content, services_.snapshots);
+    if (same) return same->projectName;
+  } catch (const std::exception& error) {
+    services_.logger.log(failureDiagnostic(error));
+  }
+  return std::nullopt;
+}
+
 bool AppStore::importProjectPackageInBackground(const std::string& path, bool open,
-                                                TransferProgressFn progress, PackageImported done) {
+                                                TransferProgressFn progress, PackageImported done,
+                                                Cancellation cancel) {
   lastImportFailure_.reset();
   if (services_.transfer == nullptr || services_.imports == nullptr) {
     lastImportFailure_ = "no package service";
@@ -241,14 +258,18 @@ bool AppStore::importProjectPackageInBackground(const std::string& path, bool op
       if (const auto self = weak.lock()) (*self)->showToast(ToastStyle::info, (*self)->text(key));
     });
   };
-  services_.saveQueue.post([weak, &main, transfer, merge, path, open, progress, done, step,
+  services_.saveQueue.post([weak, &main, transfer, merge, path, open, progress, done, step, cancel,
                             emptyName = text("app.project.imported_name")] {
     std::optional<MergedPackage> merged;
     std::exception_ptr failure;
     try {
+      if (cancel.isCancelled()) throw CancelledError();
       OpenedPackage opened = transfer->openPackage(path);
       step("import.toast.step.hydrating");
-      const TransferProgressFn told = [&main, weak, progress](const TransferProgress& at) {
+      // Stopping between two originals: the media transaction takes back
+      // what was staged, and the library is as before.
+      const TransferProgressFn told = [&main, weak, progress, cancel](const TransferProgress& at) {
+        if (cancel.isCancelled()) throw CancelledError();
         if (progress)
           main.post([weak, progress, at] {
             if (weak.lock()) progress(at);
@@ -308,6 +329,11 @@ void AppStore::importFailed(const std::exception_ptr& failure) {
   try {
     if (failure) std::rethrow_exception(failure);
     lastImportFailure_ = "unknown";
+  } catch (const CancelledError&) {
+    log.log("app importProjectPackage(async) cancelled");
+    lastImportFailure_ = "cancelled";
+    showToast(ToastStyle::info, text("app.import.cancelled"));
+    return;
   } catch (const QuorvaneTransferError& error) {
     log.log(std::string("app importProjectPackage(async) failed error=") + error.what());
     lastImportFailure_ = std::string(rawValue(error.errorCase()));

@@ -67,8 +67,13 @@ WrittenPackage writeProjectPackage(const QuorvaneTransferService& transfer, File
   // killed backup leaves a named temporary file: gone with the next one,
   // whatever its name.
   removeStaleTemporaryFilesOfKind(folder, ".quorvane");
-  const std::uint64_t bytes =
-      transfer.exportPackage(input, path, now, options.replaceExisting, progress);
+  if (options.cancel.isCancelled()) throw CancelledError();
+  const Cancellation cancel = options.cancel;
+  const std::uint64_t bytes = transfer.exportPackage(
+      input, path, now, options.replaceExisting, [&progress, cancel](const TransferProgress& at) {
+        if (cancel.isCancelled()) throw CancelledError();
+        if (progress) progress(at);
+      });
   return WrittenPackage{bytes, chosen.leftOut};
 }
 

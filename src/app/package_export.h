@@ -14,6 +14,7 @@
 #include "images/image_optimizer.h"
 #include "packages/package_reader.h"
 #include "packages/transfer_service.h"
+#include "platform/cancellation.h"
 
 namespace quorvane {
 
@@ -45,6 +46,9 @@ struct PackageExportOptions {
   // Write the backup although some works' originals can't be used: those
   // works go in without their image, and are named.
   bool allowMissingOriginals = false;
+  // Set by the user changing their mind: the writing stops between two
+  // originals (CancelledError) and no file is left.
+  Cancellation cancel;
 };
 
 struct WrittenPackage {

@@ -1,5 +1,7 @@
 #include "app/package_import.h"
 
+#include <array>
+
 #include <map>
 
 #include "images/image_check.h"
@@ -83,6 +85,34 @@ std::vector<LabelOverrideEntry> mergedLabelOverrides(
     }
   }
   return merged;
+}
+
+namespace {
+
+// What tells one work from another in a list a person made.
+auto workShapes(const StudioSnapshot& snapshot) {
+  std::vector<std::array<std::string, 6>> shapes;
+  for (const Artwork& a : snapshot.artworks.images) {
+    shapes.push_back({a.title, a.year, a.medium, a.artworkWidth, a.artworkHeight, a.artworkDepth});
+  }
+  return shapes;
+}
+
+}  // namespace
+
+std::optional<ProjectSummary> sameProjectInLibrary(const ImportedProjectPackage& content,
+                                                   SnapshotRepository& library) {
+  const std::string name = normalizedImportedName(content.project.projectName, "");
+  const auto incoming = workShapes(content.snapshot);
+  for (const ProjectSummary& summary : library.projectSummaries()) {
+    if (summary.projectName != name ||
+        summary.artworkCount != static_cast<std::int64_t>(incoming.size())) {
+      continue;
+    }
+    const std::optional<LoadedProject> loaded = library.load(summary.id);
+    if (loaded && workShapes(loaded->snapshot) == incoming) return summary;
+  }
+  return std::nullopt;
 }
 
 MergedPackage mergeIntoLibrary(OpenedPackage& opened, const PackageMergeServices& services,

@@ -55,6 +55,13 @@ inline constexpr std::uint64_t kImportMarginBytes = 64 << 20;
 // them, before anything is written.
 void requireFreeSpace(FilesMediaStore& media, std::uint64_t originalBytes, std::size_t originals);
 
+// The live project of `library` that the package's project already is —
+// the same name and the same works (title, year, medium and size, in
+// order) — if any: importing it again makes a second copy, which the user
+// should choose knowingly.
+std::optional<ProjectSummary> sameProjectInLibrary(const ImportedProjectPackage& content,
+                                                   SnapshotRepository& library);
+
 // One line, single spaces, trimmed, at most 80 characters; `whenEmpty`
 // when nothing is left.
 std::string normalizedImportedName(std::string_view name, const std::string& whenEmpty);

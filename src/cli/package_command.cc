@@ -73,7 +73,7 @@ void exportAll(CliContext& context, const PackageOptions& options) {
   {
     ProgressLine line(context.json ? nullptr : context.terminal);
     report = store.exportAllProjectPackages(
-        folder, {options.force, options.allowMissing},
+        folder, {options.force, options.allowMissing, {}},
         [&](std::size_t project, std::size_t projects, const TransferProgress& at) {
           line.show(
               context.format("cli.package.all.progress",
@@ -162,7 +162,7 @@ void exportPackage(CliContext& context, const PackageOptions& options) {
   std::optional<WrittenPackage> written;
   {
     ProgressLine line(context.json ? nullptr : context.terminal);
-    written = store.exportProjectPackage(path, {options.force, options.allowMissing},
+    written = store.exportProjectPackage(path, {options.force, options.allowMissing, {}},
                                          progressOn(context, line));
   }
   if (!written && !store.lastBackupMissingOriginals().empty()) {

@@ -225,9 +225,7 @@ ExportSheet::ExportSheet(DesktopContext context, QWidget* parent)
   }
   connect(export_, &QPushButton::clicked, this, &ExportSheet::exportDocument);
   connect(labels_, &QPushButton::clicked, this, &ExportSheet::openLabels);
-  connect(cancel_, &QPushButton::clicked, this, [this] {
-    if (job_) job_->cancel();
-  });
+  connect(cancel_, &QPushButton::clicked, this, &ExportSheet::cancelExport);
   paintPreviewBackground();
   connect(preview_document_, &QPdfDocument::statusChanged, this, [this] { updateStatus(); });
 
@@ -242,6 +240,10 @@ ExportSheet::ExportSheet(DesktopContext context, QWidget* parent)
     return QDesktopServices::openUrl(QUrl::fromLocalFile(path));
   };
   retranslate();
+}
+
+void ExportSheet::cancelExport() {
+  if (job_) job_->cancel();
 }
 
 ExportSheet::~ExportSheet() {
@@ -523,6 +525,7 @@ void ExportSheet::exportDocument() {
         sheet->progress_->hide();
         sheet->cancel_->hide();
         sheet->export_->setEnabled(true);
+        emit sheet->exportEnded();
         if (!warnings) return;  // the store said why, or it was called off
         const Words words(sheet->context_.store);
         const QString saved =

@@ -57,6 +57,8 @@ class ExportSheet final : public QWidget {
   // Asks where, then writes the document in the background.
   void exportDocument();
   bool isExporting() const { return job_ != nullptr; }
+  // Calls off the export under way: nothing is left at its path.
+  void cancelExport();
   // The link under Export PDF… once a document is written: it opens it.
   QLabel* resultLine() const { return result_; }
   // Opens the printed labels of the document in its language over the
@@ -77,6 +79,8 @@ class ExportSheet final : public QWidget {
 
  signals:
   void exported(const QString& path);
+  // The export under way ended: written, failed or called off.
+  void exportEnded();
 
  protected:
   void showEvent(QShowEvent* event) override;

@@ -40,7 +40,9 @@ void quitOnTerminate(QObject& context) {
     std::signal(SIGTERM, SIG_DFL);
     std::signal(SIGINT, SIG_DFL);
     std::signal(SIGHUP, SIG_DFL);
-    QCoreApplication::quit();
+    // Not quit(): that asks each window, and a window with work under way
+    // would wait for an answer nobody is there to give.
+    QCoreApplication::exit(0);
   });
   struct sigaction action {};
   action.sa_handler = onTerminate;

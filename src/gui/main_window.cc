@@ -16,7 +16,7 @@
 #include <QMimeData>
 #include <QPlainTextEdit>
 #include <QPointer>
-#include <QProgressDialog>
+#include <QTimer>
 #include <QPushButton>
 #include <QSplitter>
 #include <QStackedWidget>
@@ -45,6 +45,8 @@
 #include "gui/words.h"
 #include "gui/works_board.h"
 #include "gui/works_board_model.h"
+#include "gui/work_strip.h"
+#include "gui/image_intake_controller.h"
 #include "pdf/localization.h"
 
 namespace quorvane::gui {
@@ -125,15 +127,28 @@ MainWindow::MainWindow(DesktopContext context, QWidget* parent)
   pages_->addWidget(vault_);
   pages_->addWidget(settings_);
   pages_->addWidget(deleted_);
+  // Beside the sidebar: the pages, and under them (never over them) the
+  // work under way and the toast.
+  auto* column = new QWidget(this);
+  auto* columnLayout = new QVBoxLayout(column);
+  columnLayout->setContentsMargins(0, 0, 0, 0);
+  columnLayout->setSpacing(0);
+  columnLayout->addWidget(pages_, 1);
+  workStrip_ = new WorkStrip(column);
+  columnLayout->addWidget(workStrip_);
+  toast_ = new ToastView(context.store, column);
+  auto* toastRow = new QHBoxLayout;
+  toastRow->setContentsMargins(16, 8, 16, 12);
+  toastRow->addWidget(toast_);
+  columnLayout->addLayout(toastRow);
   mainSplitter_->addWidget(sidebar_);
-  mainSplitter_->addWidget(pages_);
+  mainSplitter_->addWidget(column);
   mainSplitter_->setStretchFactor(1, 1);
   mainSplitter_->setSizes({230, 1050});
   mainSplitter_->setChildrenCollapsible(false);
   setCentralWidget(mainSplitter_);
   mainSplitter_->setHandleWidth(1);
   worksSplitter_->setHandleWidth(1);
-  toast_ = new ToastView(context.store, this, pages_);
   resize(1280, 820);
   setMinimumSize(900, 600);
 
@@ -154,6 +169,19 @@ MainWindow::MainWindow(DesktopContext context, QWidget* parent)
   };
   ask = [this](const QString& message, const QString& action) {
     return askBeforeActing(this, message, action);
+  };
+  askOnClose = [this](const QString& message) {
+    const Words words(context_.store);
+    QMessageBox* box = makeQuestion(this, message, words("desktop.close.stop"));
+    box->button(QMessageBox::Cancel)->setText(words("desktop.close.keep_open"));
+    QPushButton* wait = box->addButton(words("desktop.close.wait"), QMessageBox::AcceptRole);
+    box->setDefaultButton(wait);
+    box->exec();
+    const QAbstractButton* chosen = box->clickedButton();
+    const bool stop = chosen != nullptr && chosen->objectName() == QStringLiteral("questionAction");
+    box->deleteLater();
+    if (stop) return CloseAnswer::stopAndClose;
+    return chosen == wait ? CloseAnswer::closeWhenDone : CloseAnswer::keepOpen;
   };
   setAcceptDrops(true);
   chooseSavePath = [this](const QString& suggested) {
@@ -181,6 +209,8 @@ MainWindow::MainWindow(DesktopContext context, QWidget* parent)
     labels->setAttribute(Qt::WA_DeleteOnClose);
     labels->open();
   });
+  connect(exportSheet_, &ExportSheet::exportEnded, this, &MainWindow::closeIfWaiting);
+  connect(&board_->intake(), &ImageIntakeController::finished, this, &MainWindow::closeIfWaiting);
   connect(cv_, &CvPage::guidedEntryRequested, this, &MainWindow::openGuidedEntry);
   connect(cv_, &CvPage::webCvImportRequested, this, [this] { importWebCv(); });
   connect(dashboard_, &Dashboard::projectChosen, this, &MainWindow::openProject);
@@ -261,6 +291,7 @@ void MainWindow::retranslate() {
   projectTabs_->setTabText(static_cast<int>(ProjectTab::exportSheet), words("desktop.tab.export"));
   projectTabs_->setAccessibleName(words("desktop.tab.name"));
   toast_->retranslate();
+  workStrip_->retranslate(words("desktop.common.cancel"));
   for (QAction* action : actions()) {
     const QVariant key = action->property("wordsKey");
     if (key.isValid()) action->setText(words(utf8(key.toString())));
@@ -392,31 +423,36 @@ DeleteAllDialog* MainWindow::askToDeleteAll() {
 }
 
 void MainWindow::exportBackup() {
-  if (backupProgress_) return;
+  if (isBackupRunning()) return;
   const QString path = chooseSavePath(qstr(context_.store.projectPackageFileName()));
   if (path.isEmpty()) return;
   writeBackup(path, false);
 }
 
 void MainWindow::writeBackup(const QString& path, bool allowMissingOriginals) {
-  QProgressDialog* progress = startBackupProgress("desktop.backup.exporting");
+  PackageExportOptions options;
+  options.replaceExisting = true;  // the dialog asked before replacing a file
+  options.allowMissingOriginals = allowMissingOriginals;
+  startBackupProgress("desktop.backup.exporting", options.cancel);
   QPointer<MainWindow> window(this);
-  // The dialog asked before replacing a file: the choice is made.
   context_.store.exportProjectPackageInBackground(
-      utf8(path), {true, allowMissingOriginals},
-      [progress = QPointer<QProgressDialog>(progress), window](const TransferProgress& at) {
-        if (!progress || !window) return;
+      utf8(path), options,
+      [window](const TransferProgress& at) {
+        if (!window || !window->isBackupRunning()) return;
         const bool checking = at.phase == TransferProgress::Phase::checking;
-        progress->setLabelText(Words(window->context_.store)(
+        window->workStrip_->setText(Words(window->context_.store)(
             checking ? "desktop.backup.checking" : "desktop.backup.exporting"));
-        progress->setMaximum(static_cast<int>(at.totalArtworks));
-        progress->setValue(static_cast<int>(at.artworks));
+        window->workStrip_->setProgress(static_cast<int>(at.artworks),
+                                        static_cast<int>(at.totalArtworks));
       },
       [window, path, allowMissingOriginals](const std::optional<WrittenPackage>& written) {
         if (!window) return;
         window->endBackupProgress();
         AppStore& store = window->context_.store;
-        if (written || allowMissingOriginals || store.lastBackupMissingOriginals().empty()) return;
+        if (written || allowMissingOriginals || store.lastBackupMissingOriginals().empty() ||
+            window->closeWhenDone_) {
+          return;
+        }
         // Works without a usable original: the user decides whether a
         // backup without their images is better than none.
         const Words words(store);
@@ -428,27 +464,27 @@ void MainWindow::writeBackup(const QString& path, bool allowMissingOriginals) {
 }
 
 void MainWindow::backUpAll() {
-  if (backupProgress_) return;
+  if (isBackupRunning()) return;
   const QString folder = chooseFolder();
   if (folder.isEmpty()) return;
-  QProgressDialog* progress = startBackupProgress("desktop.backup.exporting");
+  PackageExportOptions options;
+  startBackupProgress("desktop.backup.exporting", options.cancel);
   QPointer<MainWindow> window(this);
   context_.store.exportAllProjectPackagesInBackground(
-      utf8(folder), {},
-      [progress = QPointer<QProgressDialog>(progress), window](
-          std::size_t project, std::size_t projects, const TransferProgress& at) {
-        if (!progress || !window) return;
-        progress->setLabelText(
+      utf8(folder), options,
+      [window](std::size_t project, std::size_t projects, const TransferProgress& at) {
+        if (!window || !window->isBackupRunning()) return;
+        window->workStrip_->setText(
             Words(window->context_.store)
                 .format("desktop.backup.all_progress",
                         {std::to_string(project + 1), std::to_string(projects)}));
-        progress->setMaximum(static_cast<int>(at.totalArtworks));
-        progress->setValue(static_cast<int>(at.artworks));
+        window->workStrip_->setProgress(static_cast<int>(at.artworks),
+                                        static_cast<int>(at.totalArtworks));
       },
       [window, folder](const std::optional<AllBackups>& report) {
         if (!window) return;
         window->endBackupProgress();
-        if (report) window->reportAllBackups(folder, *report);
+        if (report && !window->closeWhenDone_) window->reportAllBackups(folder, *report);
       });
 }
 
@@ -513,17 +549,25 @@ WebCvDialog* MainWindow::importWebCv(const QString& given) {
 }
 
 void MainWindow::importBackup(const QString& given) {
-  if (backupProgress_) return;
+  if (isBackupRunning()) return;
   const QString path = given.isEmpty() ? chooseOpenPath() : given;
   if (path.isEmpty()) return;
-  QProgressDialog* progress = startBackupProgress("desktop.backup.importing");
+  if (const auto present = context_.store.projectAlreadyInLibrary(utf8(path))) {
+    const Words words(context_.store);
+    if (!ask(words.format("desktop.backup.already_present", {*present}),
+             words("desktop.backup.import_copy"))) {
+      return;
+    }
+  }
+  Cancellation cancel;
+  startBackupProgress("desktop.backup.importing", cancel);
   QPointer<MainWindow> window(this);
   const bool started = context_.store.importProjectPackageInBackground(
       utf8(path), true,
-      [progress = QPointer<QProgressDialog>(progress)](const TransferProgress& at) {
-        if (!progress) return;
-        progress->setMaximum(static_cast<int>(at.totalArtworks));
-        progress->setValue(static_cast<int>(at.artworks));
+      [window](const TransferProgress& at) {
+        if (!window || !window->isBackupRunning()) return;
+        window->workStrip_->setProgress(static_cast<int>(at.artworks),
+                                        static_cast<int>(at.totalArtworks));
       },
       [window](const std::optional<std::string>& projectId) {
         if (!window) return;
@@ -531,33 +575,51 @@ void MainWindow::importBackup(const QString& given) {
         if (!projectId) return;  // the store said why
         window->context_.store.startImportFinalization();
         window->showProjectTab(ProjectTab::works);
-      });
+      },
+      cancel);
   if (!started) endBackupProgress();
 }
 
-// A bar over the window while a backup is written or read; the window stays
-// live beneath (it is the store that runs the work, off the main thread).
-QProgressDialog* MainWindow::startBackupProgress(const char* titleKey) {
-  const Words words(context_.store);
-  backupProgress_ = new QProgressDialog(this);
-  backupProgress_->setObjectName(QStringLiteral("backupProgress"));
-  backupProgress_->setWindowTitle(QStringLiteral("Quorvane"));
-  backupProgress_->setLabelText(words(titleKey));
-  backupProgress_->setAccessibleName(words(titleKey));
-  backupProgress_->setCancelButton(nullptr);
-  backupProgress_->setRange(0, 0);
-  backupProgress_->setMinimumDuration(400);
-  backupProgress_->setAutoClose(false);
-  backupProgress_->setAutoReset(false);
-  backupProgress_->setWindowModality(Qt::WindowModal);
-  return backupProgress_;
+// The work strip under the pages while a backup is written or read; the
+// window stays live above it (it is the store that runs the work, off the
+// main thread).
+void MainWindow::startBackupProgress(const char* titleKey, Cancellation cancel) {
+  backupCancel_ = cancel;
+  backupCloseKey_ = std::string_view(titleKey) == "desktop.backup.importing"
+                        ? "desktop.close.importing"
+                        : "desktop.close.backing_up";
+  workStrip_->start(Words(context_.store)(titleKey), [cancel]() mutable { cancel.cancel(); });
 }
 
 void MainWindow::endBackupProgress() {
-  if (!backupProgress_) return;
-  backupProgress_->deleteLater();
-  backupProgress_ = nullptr;
+  if (!backupCancel_) return;
+  backupCancel_.reset();
+  workStrip_->finish();
+  closeIfWaiting();
 }
+
+bool MainWindow::isBackupRunning() const { return backupCancel_.has_value(); }
+
+std::optional<QString> MainWindow::workUnderWay() const {
+  const Words words(context_.store);
+  if (exportSheet_->isExporting()) return words("desktop.close.exporting");
+  if (isBackupRunning()) return words(backupCloseKey_);
+  if (board_->intake().isRunning()) return words("desktop.close.adding_images");
+  return std::nullopt;
+}
+
+void MainWindow::stopWorkUnderWay() {
+  exportSheet_->cancelExport();
+  if (backupCancel_) backupCancel_->cancel();
+  board_->intake().cancel();
+}
+
+void MainWindow::closeIfWaiting() {
+  if (!closeWhenDone_ || workUnderWay()) return;
+  // After the work's own end is told (its toast, its file).
+  QTimer::singleShot(0, this, [this] { close(); });
+}
+
 
 void MainWindow::dragEnterEvent(QDragEnterEvent* event) {
   if (!droppedPackages(*event->mimeData()).empty()) event->acceptProposedAction();
@@ -632,6 +694,22 @@ void MainWindow::rememberLayout() {
 }
 
 void MainWindow::closeEvent(QCloseEvent* event) {
+  if (const std::optional<QString> work = workUnderWay()) {
+    const Words words(context_.store);
+    const QString message =
+        words.format("desktop.close.question", {utf8(*work)});
+    switch (closeWhenDone_ ? CloseAnswer::closeWhenDone : askOnClose(message)) {
+      case CloseAnswer::keepOpen:
+        closeWhenDone_ = false;
+        return event->ignore();
+      case CloseAnswer::closeWhenDone:
+        closeWhenDone_ = true;
+        return event->ignore();
+      case CloseAnswer::stopAndClose:
+        stopWorkUnderWay();
+        break;
+    }
+  }
   rememberLayout();
   QMainWindow::closeEvent(event);
 }

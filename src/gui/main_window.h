@@ -6,13 +6,14 @@
 
 #include <QMainWindow>
 #include <functional>
+#include <optional>
 #include <string>
 
 #include "gui/desktop_context.h"
+#include "platform/cancellation.h"
 #include "gui/sidebar.h"
 #include "gui/store_subscription.h"
 
-class QProgressDialog;
 class QSplitter;
 class QStackedWidget;
 class QTabBar;
@@ -33,6 +34,7 @@ class ToastView;
 class VaultView;
 class WebCvDialog;
 class WorksBoard;
+class WorkStrip;
 
 // The open project's pages, under its header.
 enum class ProjectTab { works, texts, cv, details, exportSheet };
@@ -53,6 +55,10 @@ class MainWindow final : public QMainWindow {
   // Whether to take the action named `action` after `message` (which may
   // lose something); Cancel is the default and Escape's answer.
   std::function<bool(const QString& message, const QString& action)> ask;
+  // What to do about work still running when the window is closed:
+  // `message` says which work.
+  enum class CloseAnswer { keepOpen, closeWhenDone, stopAndClose };
+  std::function<CloseAnswer(const QString& message)> askOnClose;
 
   void showScreen(Screen screen);
   Screen screen() const { return screen_; }
@@ -73,7 +79,11 @@ class MainWindow final : public QMainWindow {
   // Imports the backup at `path` (asked for when empty) as a new project
   // and opens it; its images are finished in the background after.
   void importBackup(const QString& path = {});
-  bool isBackupRunning() const { return backupProgress_ != nullptr; }
+  bool isBackupRunning() const;
+  // Whether closing now would lose work under way (an export, a backup
+  // written or read, images being added), and which, in words.
+  std::optional<QString> workUnderWay() const;
+  WorkStrip& workStrip() { return *workStrip_; }
   // Plans the web CV at `path` (asked for when empty) against the open
   // project and shows the plan; nothing while a field is being edited.
   WebCvDialog* importWebCv(const QString& path = {});
@@ -111,8 +121,12 @@ class MainWindow final : public QMainWindow {
   // without a usable original offers to write it without their images.
   void writeBackup(const QString& path, bool allowMissingOriginals);
   void reportAllBackups(const QString& folder, const AllBackups& report);
-  QProgressDialog* startBackupProgress(const char* titleKey);
+  // The work strip for a backup written or read; its Cancel sets `cancel`.
+  void startBackupProgress(const char* titleKey, Cancellation cancel);
   void endBackupProgress();
+  // Closes the window once nothing runs, when the user chose to wait.
+  void closeIfWaiting();
+  void stopWorkUnderWay();
   void restoreLayout();
   void rememberLayout();
 
@@ -140,7 +154,10 @@ class MainWindow final : public QMainWindow {
   DeletedProjectsPage* deleted_;
   QSplitter* mainSplitter_;
   ToastView* toast_;
-  QProgressDialog* backupProgress_ = nullptr;  // while a backup is written or read
+  WorkStrip* workStrip_ = nullptr;
+  std::optional<Cancellation> backupCancel_;  // while a backup is written or read
+  const char* backupCloseKey_ = "";           // which, in the close question
+  bool closeWhenDone_ = false;
   QPalette systemPalette_;
   StoreSubscription subscription_;
 };

@@ -1,5 +1,9 @@
 #include "gui/project_list_model.h"
 
+#include <QDateTime>
+#include <QLocale>
+#include <algorithm>
+
 #include <QFont>
 #include <algorithm>
 
@@ -74,13 +78,36 @@ int ProjectListModel::openRow() const {
   return -1;
 }
 
+QString ProjectListModel::displayName(const ProjectSummary& project) const {
+  const QLocale locale(qstr(store_.language()));
+  const auto when = [&](const std::optional<Date>& date) {
+    if (!date) return QString();
+    return locale.toString(QDateTime::fromMSecsSinceEpoch(millisecondsSince1970(*date)),
+                           QLocale::ShortFormat);
+  };
+  bool sameName = false;
+  bool sameCreation = false;
+  for (const ProjectSummary& row : rows_) {
+    if (row.id == project.id || row.projectName != project.projectName) continue;
+    sameName = true;
+    sameCreation = sameCreation || when(row.createdAt) == when(project.createdAt);
+  }
+  if (!sameName) return qstr(project.projectName);
+  // Two projects of one name (a backup imported as a copy): told apart by
+  // when each was made — or, a copy keeping its original's creation date,
+  // by when each last changed.
+  const QString date = sameCreation ? when(project.updatedAt) : when(project.createdAt);
+  return date.isEmpty() ? qstr(project.projectName)
+                        : qstr(project.projectName) + QStringLiteral(" · ") + date;
+}
+
 QVariant ProjectListModel::data(const QModelIndex& index, int role) const {
   if (!index.isValid() || index.row() >= static_cast<int>(rows_.size())) return {};
   const ProjectSummary& project = rows_[static_cast<std::size_t>(index.row())];
   const bool isOpen = project.id == store_.state().project.id;
   switch (role) {
     case Qt::DisplayRole:
-      return qstr(project.projectName);
+      return displayName(project);
     case Qt::ToolTipRole:
     case Qt::AccessibleTextRole:
       return qstr(project.projectName) + QStringLiteral(" — ") +

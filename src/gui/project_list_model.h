@@ -33,6 +33,9 @@ class ProjectListModel final : public QAbstractListModel {
   void refresh();
 
  private:
+  // The name, and beside it when another project has the same name, when
+  // this one was made.
+  QString displayName(const ProjectSummary& project) const;
   AppStore& store_;
   std::vector<ProjectSummary> rows_;
   StoreSubscription subscription_;

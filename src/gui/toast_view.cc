@@ -1,7 +1,5 @@
 #include "gui/toast_view.h"
 
-#include <QEvent>
-#include <QGraphicsDropShadowEffect>
 #include <QHBoxLayout>
 #include <QLabel>
 #include <QPushButton>
@@ -28,10 +26,9 @@ QString styleName(ToastStyle style) {
 
 }  // namespace
 
-ToastView::ToastView(AppStore& store, QWidget* parent, QWidget* anchor)
+ToastView::ToastView(AppStore& store, QWidget* parent)
     : QFrame(parent),
       store_(store),
-      anchor_(anchor),
       title_(new QLabel(this)),
       text_(new QLabel(this)),
       action_(new QPushButton(this)),
@@ -47,11 +44,7 @@ ToastView::ToastView(AppStore& store, QWidget* parent, QWidget* anchor)
   text_->setTextInteractionFlags(Qt::TextSelectableByMouse);
   close_->setText(QStringLiteral("✕"));
   close_->setAutoRaise(true);
-  auto* shadow = new QGraphicsDropShadowEffect(this);
-  shadow->setBlurRadius(24);
-  shadow->setOffset(0, 4);
-  shadow->setColor(QColor(0, 0, 0, 60));
-  setGraphicsEffect(shadow);
+  setMaximumWidth(640);
 
   auto* words = new QVBoxLayout;
   words->setSpacing(2);
@@ -70,8 +63,6 @@ ToastView::ToastView(AppStore& store, QWidget* parent, QWidget* anchor)
   connect(action_, &QPushButton::clicked, this, [this] {
     if (shown_ && shown_->action) emit actionTriggered(*shown_->action);
   });
-  parent->installEventFilter(this);
-  anchor->installEventFilter(this);
   retranslate();
   present(store.state().errorToast);
 }
@@ -99,30 +90,8 @@ void ToastView::present(const std::optional<ToastMessage>& toast) {
   setProperty("toastStyle", styleName(toast->style));
   style()->unpolish(this);
   style()->polish(this);
-  place();
   show();
-  raise();
   timer_.start(toast->style == ToastStyle::error ? kErrorMilliseconds : kInfoMilliseconds);
-}
-
-void ToastView::place() {
-  if (!parentWidget()) return;
-  const QRect area(anchor_->mapTo(parentWidget(), QPoint(0, 0)), anchor_->size());
-  const int width = std::min(520, area.width() - 40);
-  setFixedWidth(width);
-  adjustSize();
-  const int x = area.left() + (area.width() - width) / 2;
-  const bool centre = shown_ && shown_->placement == ToastPlacement::center;
-  const int y = centre ? area.top() + (area.height() - height()) / 2 : area.top() + 18;
-  move(x, y);
-}
-
-bool ToastView::eventFilter(QObject* watched, QEvent* event) {
-  if ((watched == parentWidget() || watched == anchor_) && event->type() == QEvent::Resize &&
-      isVisible()) {
-    place();
-  }
-  return QFrame::eventFilter(watched, event);
 }
 
 }  // namespace quorvane::gui

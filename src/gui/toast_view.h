@@ -1,7 +1,8 @@
-// The toast the store publishes, over the window: its title and words in
-// the style's colours, at the top or the middle as the toast says, with its
-// action (the oversized images) when it has one. It goes by itself after a
-// while (errors stay longer), or with its close button.
+// The toast the store publishes: its title and words in the style's
+// colours, with its action (the oversized images) when it has one. It sits
+// in the window's layout below the pages, never over them, so it can't
+// cover a field being typed in. It goes by itself after a while (errors
+// stay longer), or with its close button.
 #pragma once
 
 #include <QFrame>
@@ -21,15 +22,11 @@ class ToastView final : public QFrame {
   Q_OBJECT
 
  public:
-  // Shown over `anchor` (the area beside the sidebar), a child of `parent`
-  // outside any layout.
-  ToastView(AppStore& store, QWidget* parent, QWidget* anchor);
+  ToastView(AppStore& store, QWidget* parent);
   // The toast on screen, if any.
   const std::optional<ToastMessage>& toast() const { return shown_; }
   QLabel* textLabel() const { return text_; }
   void retranslate();
-  // Places it over its parent as its placement says.
-  void place();
 
   static constexpr int kInfoMilliseconds = 4500;
   static constexpr int kErrorMilliseconds = 9000;
@@ -37,14 +34,10 @@ class ToastView final : public QFrame {
  signals:
   void actionTriggered(ToastAction action);
 
- protected:
-  bool eventFilter(QObject* watched, QEvent* event) override;
-
  private:
   void present(const std::optional<ToastMessage>& toast);
 
   AppStore& store_;
-  QWidget* anchor_;
   std::optional<ToastMessage> shown_;
   QLabel* title_;
   QLabel* text_;

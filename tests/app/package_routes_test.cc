@@ -341,7 +341,7 @@ TEST_F(PackageRoutesTest, ABackupNeverLeavesAnOriginalOutWithoutSayingSo) {
   EXPECT_TRUE(fs::is_empty(dir.file("out"))) << "nothing written, nothing left";
   EXPECT_FALSE(store.state().lastProjectDataExportAt) << "no backup recorded";
 
-  const auto written = store.exportProjectPackage(path, {false, true});
+  const auto written = store.exportProjectPackage(path, {false, true, {}});
   ASSERT_TRUE(written) << "asked for: written without those images";
   EXPECT_EQ(written->withoutImages.size(), 3u);
   EXPECT_TRUE(store.lastBackupMissingOriginals().empty());

@@ -3,13 +3,21 @@
 // it was made from; its images are finished behind it.
 #include <gtest/gtest.h>
 
+#include <QLabel>
+#include <QPushButton>
+
 #include <QDropEvent>
 #include <QLabel>
 #include <filesystem>
 
 #include "gui/backup_status.h"
 #include "gui/desktop_fixture.h"
+#include "gui/project_list_model.h"
+#include "gui/work_strip.h"
 #include "gui/words.h"
+#include "pdf/localization.h"
+#include "gui/words.h"
+#include "pdf/localization.h"
 #include "gui/works_board_model.h"
 
 namespace quorvane {
@@ -52,6 +60,20 @@ TEST_F(DesktopTest, ABackupExportedFromTheWindowImportsBackAsAnEqualNewProject) 
   QDragEnterEvent enter(QPoint(20, 20), Qt::CopyAction, data.get(), Qt::LeftButton, Qt::NoModifier);
   QCoreApplication::sendEvent(window.get(), &enter);
   EXPECT_TRUE(enter.isAccepted());
+  // The project is still here: the window asks before making a copy.
+  confirmAnswer = false;
+  QDropEvent declined(QPointF(20, 20), Qt::CopyAction, data.get(), Qt::LeftButton, Qt::NoModifier);
+  QCoreApplication::sendEvent(window.get(), &declined);
+  ASSERT_EQ(asked.size(), 1u);
+  EXPECT_TRUE(asked[0].endsWith(gui::Words(*store)("desktop.backup.import_copy")));
+  EXPECT_FALSE(window->isBackupRunning());
+  pump();
+  EXPECT_EQ(store->state().projects.size(), 1u);
+
+  confirmAnswer = true;
+  main.advanceBy(std::chrono::minutes(3));  // a while later
+  QDragEnterEvent again(QPoint(20, 20), Qt::CopyAction, data.get(), Qt::LeftButton, Qt::NoModifier);
+  QCoreApplication::sendEvent(window.get(), &again);
   QDropEvent dropped(QPointF(20, 20), Qt::CopyAction, data.get(), Qt::LeftButton, Qt::NoModifier);
   QCoreApplication::sendEvent(window.get(), &dropped);
   EXPECT_TRUE(window->isBackupRunning());
@@ -64,12 +86,41 @@ TEST_F(DesktopTest, ABackupExportedFromTheWindowImportsBackAsAnEqualNewProject) 
   EXPECT_EQ(titles(store->state().snapshot), titles(before));
   EXPECT_EQ(store->state().snapshot.biography, before.biography);
   EXPECT_EQ(window->board().model().rowCount(), 2);
+  // The two of one name are told apart in the sidebar by when each was made.
+  auto& projects = window->sidebar().projects();
+  ASSERT_EQ(projects.rowCount(), 2);
+  EXPECT_NE(projects.index(0).data().toString(), projects.index(1).data().toString());
   // Its images are finished in the background, the sidebar saying so.
   for (int round = 0; round < 10 && store->isImportFinalizationRunning(); ++round) pump();
   EXPECT_FALSE(store->isImportFinalizationRunning());
   for (const Artwork& artwork : store->state().snapshot.artworks.images) {
     EXPECT_TRUE(artwork.imagePath) << artwork.id;
   }
+}
+
+TEST_F(DesktopTest, AnImportCancelledFromTheWindowAddsNothing) {
+  dropImages({writeImage("dune.jpg", 500, 400)});
+  const std::string path = dir.file("backup.quorvane");
+  window->chooseSavePath = [&](const QString&) { return QString::fromStdString(path); };
+  window->exportBackup();
+  pump();
+  store->renameProject("Dunes");  // no longer the same project: nothing to ask
+  settleAll();
+  const auto before = store->state().projects.size();
+
+  window->importBackup(QString::fromStdString(path));
+  EXPECT_TRUE(asked.empty());
+  gui::WorkStrip& strip = window->workStrip();
+  ASSERT_TRUE(strip.isVisibleTo(window.get()));
+  EXPECT_EQ(strip.textLabel()->text(), gui::Words(*store)("desktop.backup.importing"));
+  strip.cancelButton()->click();
+  pump();
+  EXPECT_FALSE(window->isBackupRunning());
+  EXPECT_FALSE(strip.isVisibleTo(window.get()));
+  EXPECT_EQ(store->state().projects.size(), before);
+  EXPECT_FALSE(store->state().isImportingProjectPackage);
+  ASSERT_TRUE(store->state().errorToast);
+  EXPECT_EQ(store->state().errorToast->text, uiText("app.import.cancelled", "en"));
 }
 
 // A work whose original is gone: the window says which, and writes the

@@ -225,5 +225,52 @@ TEST_F(ExportSheetTest, ExportWritesTheFileUnderTheNameOfTheExportRule) {
   EXPECT_FALSE(sheet().isExporting());
 }
 
+TEST_F(ExportSheetTest, ClosingTheWindowDuringAnExportAsksWhetherToWaitOrStop) {
+  dropImages({writeImage("one.jpg", 500, 400)});
+  showSheet();
+  std::vector<QString> questions;
+  auto answer = gui::MainWindow::CloseAnswer::keepOpen;
+  window->askOnClose = [&](const QString& message) {
+    questions.push_back(message);
+    return answer;
+  };
+  const auto exportTo = [&](const std::string& name) {
+    sheet().chooseSavePath = [&, name](const QString&) {
+      return QString::fromStdString(dir.file(name));
+    };
+    sheet().exportDocument();
+    ASSERT_TRUE(sheet().isExporting());
+  };
+
+  // Kept open: the export goes on to its file.
+  exportTo("kept.pdf");
+  EXPECT_FALSE(window->close());
+  ASSERT_EQ(questions.size(), 1u);
+  EXPECT_TRUE(questions[0].startsWith(gui::Words(*store)("desktop.close.exporting")));
+  EXPECT_TRUE(window->isVisible());
+  pump();
+  EXPECT_TRUE(std::filesystem::exists(dir.file("kept.pdf")));
+  EXPECT_TRUE(window->isVisible());
+
+  // Stopped: nothing is left at its path, and the window closes.
+  exportTo("stopped.pdf");
+  answer = gui::MainWindow::CloseAnswer::stopAndClose;
+  EXPECT_TRUE(window->close());
+  pump();
+  EXPECT_FALSE(std::filesystem::exists(dir.file("stopped.pdf")));
+  EXPECT_FALSE(window->isVisible());
+
+  // Closed when done: the window waits for the file, then closes itself.
+  window->show();
+  exportTo("waited.pdf");
+  answer = gui::MainWindow::CloseAnswer::closeWhenDone;
+  EXPECT_FALSE(window->close());
+  EXPECT_TRUE(window->isVisible());
+  pump();
+  EXPECT_TRUE(std::filesystem::exists(dir.file("waited.pdf")));
+  EXPECT_FALSE(window->isVisible());
+  EXPECT_EQ(questions.size(), 3u);
+}
+
 }  // namespace
 }  // namespace quorvane
