@@ -33,6 +33,17 @@ class DesktopTest : public AppStoreTest {
   }
   void TearDown() override { window.reset(); }
 
+  // The window again, over a store that draws page thumbnails on a queue
+  // the test runs by hand.
+  void reopenWithThumbnailQueue() {
+    useThumbnailQueue = true;
+    window.reset();
+    open();
+    window = std::make_unique<gui::MainWindow>(gui::DesktopContext{*store, preferences, main});
+    window->resize(1000, 700);
+    window->show();
+  }
+
   // Runs every queue until nothing is left to do now (time stands still).
   void pump() {
     for (int round = 0; round < 100; ++round) {

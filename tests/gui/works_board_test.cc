@@ -216,12 +216,7 @@ TEST_F(DesktopTest, AnotherProjectOpenedGivesTheBoardItsRowsAfresh) {
 }
 
 TEST_F(DesktopTest, PicturesLoadOnlyForCellsOnScreenAndNeverMoreThanAFewAtOnce) {
-  useThumbnailQueue = true;
-  window.reset();
-  open();
-  window = std::make_unique<gui::MainWindow>(gui::DesktopContext{*store, preferences, main});
-  window->resize(1000, 700);
-  window->show();
+  reopenWithThumbnailQueue();
   Ids paths;
   for (int i = 0; i < 40; ++i)
     paths.push_back(writeImage("w" + std::to_string(i) + ".jpg", 120, 90));
@@ -248,12 +243,7 @@ TEST_F(DesktopTest, PicturesLoadOnlyForCellsOnScreenAndNeverMoreThanAFewAtOnce) 
 }
 
 TEST_F(DesktopTest, AWorkInTwoProjectsShowsEachProjectItsOwnPage) {
-  useThumbnailQueue = true;
-  window.reset();
-  open();
-  window = std::make_unique<gui::MainWindow>(gui::DesktopContext{*store, preferences, main});
-  window->resize(1000, 700);
-  window->show();
+  reopenWithThumbnailQueue();
   auto& pictures = window->board().pictures();
   const auto drawPages = [&] {
     for (int round = 0; round < 10; ++round) {
