@@ -3,11 +3,13 @@
 #include <QFrame>
 #include <QGridLayout>
 #include <QHBoxLayout>
+#include <QKeyEvent>
 #include <QLabel>
 #include <QLineEdit>
 #include <QPushButton>
 #include <QToolButton>
 #include <QVBoxLayout>
+#include <algorithm>
 
 #include "cv/cv_edits.h"
 #include "gui/scrolling.h"
@@ -103,8 +105,24 @@ CvPage::CvPage(AppStore& store, QWidget* parent)
           [this](const QString& text) { store_.setCVTitle(utf8(text)); });
   connect(guide_, &QPushButton::clicked, this, &CvPage::guidedEntryRequested);
   connect(webCv_, &QPushButton::clicked, this, &CvPage::webCvImportRequested);
+  ask = [this](const QString& message, const QString& action) {
+    return askBeforeActing(this, message, action);
+  };
   for (const CVSectionConfig& config : cvSectionConfigs()) rebuildSection(config.id);
   retranslate();
+}
+
+bool CvPage::eventFilter(QObject* watched, QEvent* event) {
+  if (event->type() == QEvent::KeyPress) {
+    const int key = static_cast<QKeyEvent*>(event)->key();
+    const QVariant section = watched->property("cvSection");
+    if ((key == Qt::Key_Delete || key == Qt::Key_Backspace) && section.isValid()) {
+      removeEntry(static_cast<CVSectionKey>(section.toInt()),
+                  watched->property("cvIndex").toULongLong());
+      return true;
+    }
+  }
+  return QWidget::eventFilter(watched, event);
 }
 
 QPushButton* CvPage::addButton(CVSectionKey section) const { return sections_.at(section).add; }
@@ -230,9 +248,12 @@ QWidget* CvPage::entryRow(CVSectionKey section, std::size_t index, SectionView& 
   const std::size_t count = cvEntries(store_.state().snapshot.cv, section).size();
   up->setEnabled(index > 0);
   down->setEnabled(index + 1 < count);
-  buttons->addWidget(up);
-  buttons->addWidget(down);
-  buttons->addWidget(remove);
+  for (QToolButton* button : {up, down, remove}) {
+    button->setProperty("cvSection", static_cast<int>(section));
+    button->setProperty("cvIndex", static_cast<qulonglong>(index));
+    button->installEventFilter(this);
+    buttons->addWidget(button);
+  }
   buttons->addStretch(1);
   layout->addLayout(buttons);
   connect(up, &QToolButton::clicked, this,
@@ -269,6 +290,16 @@ void CvPage::moveEntry(CVSectionKey section, std::size_t index, int offset) {
 
 void CvPage::removeEntry(CVSectionKey section, std::size_t index) {
   CVData cv = store_.state().snapshot.cv;
+  const auto& entries = cvEntries(cv, section);
+  if (index >= entries.size()) return;
+  const bool holdsSomething = std::any_of(entries[index].begin(), entries[index].end(),
+                                          [](const auto& field) { return !field.second.empty(); });
+  if (holdsSomething) {
+    const Words words(store_);
+    const QString question = words.format("desktop.cv.remove.question",
+                                          {utf8(words(cvSectionTitleKey(section)))});
+    if (!ask(question, words("desktop.cv.remove.action"))) return;
+  }
   if (!removeCVEntry(cv, section, index)) return;
   store_.setCV(cv);
   rebuildSection(section);

@@ -11,6 +11,7 @@
 
 #include "app/app_store.h"
 #include "cv/cv_sections.h"
+#include "gui/question.h"
 #include "gui/store_subscription.h"
 
 class QLabel;
@@ -30,7 +31,11 @@ class CvPage final : public QWidget {
   // What the buttons of an entry do (public for tests and shortcuts).
   void addEntry(CVSectionKey section);
   void moveEntry(CVSectionKey section, std::size_t index, int offset);
+  // Removes the entry; one that holds anything is removed only once the
+  // user agrees, so a stray key on its ✕ loses nothing.
   void removeEntry(CVSectionKey section, std::size_t index);
+
+  Ask ask;
 
   QLineEdit* titleField() const { return title_; }
   QPushButton* addButton(CVSectionKey section) const;
@@ -40,6 +45,10 @@ class CvPage final : public QWidget {
  signals:
   void guidedEntryRequested();
   void webCvImportRequested();
+
+ protected:
+  // Delete or Backspace on an entry's own buttons asks to remove it.
+  bool eventFilter(QObject* watched, QEvent* event) override;
 
  private:
   struct SectionView {

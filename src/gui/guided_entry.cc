@@ -8,6 +8,7 @@
 #include <QPushButton>
 #include <QStackedWidget>
 #include <QVBoxLayout>
+#include <algorithm>
 
 #include "cv/cv_edits.h"
 #include "gui/details_page.h"
@@ -113,7 +114,26 @@ GuidedEntryDialog::GuidedEntryDialog(AppStore& store, QWidget* parent)
   connect(add_, &QPushButton::clicked, this, &GuidedEntryDialog::addEntry);
   connect(back_, &QPushButton::clicked, this, &GuidedEntryDialog::back);
   connect(next_, &QPushButton::clicked, this, &GuidedEntryDialog::next);
+  ask = [this](const QString& message, const QString& action) {
+    return askBeforeActing(this, message, action);
+  };
   showStep();
+}
+
+bool GuidedEntryDialog::hasUnaddedEntry() const {
+  if (!section()) return false;
+  return std::any_of(entryFields_.begin(), entryFields_.end(),
+                     [](const auto& field) { return !field.second->text().trimmed().isEmpty(); });
+}
+
+void GuidedEntryDialog::reject() {
+  if (hasUnaddedEntry()) {
+    const Words words(store_);
+    if (!ask(words("desktop.guide.discard.question"), words("desktop.guide.discard.action"))) {
+      return;
+    }
+  }
+  QDialog::reject();
 }
 
 int GuidedEntryDialog::stepCount() const {

@@ -11,6 +11,7 @@
 
 #include "app/app_store.h"
 #include "cv/cv_sections.h"
+#include "gui/question.h"
 
 class QCheckBox;
 class QGridLayout;
@@ -45,6 +46,14 @@ class GuidedEntryDialog final : public QDialog {
   // Adds what the fields hold as an entry of the current section, and
   // empties them for the next; false when they are all empty.
   bool addEntry();
+  // Whether the current section's fields hold an entry not added yet.
+  bool hasUnaddedEntry() const;
+
+  // Escape and the window's close button end the dialog; an entry typed
+  // and not added is only dropped once the user agrees.
+  void reject() override;
+
+  Ask ask;
 
  private:
   void showStep();

@@ -25,6 +25,7 @@
 #include <QVBoxLayout>
 
 #include "app/failure_text.h"
+#include "app/image_intake.h"
 #include "gui/cv_page.h"
 #include "gui/dashboard.h"
 #include "gui/delete_all_dialog.h"
@@ -170,6 +171,12 @@ MainWindow::MainWindow(DesktopContext context, QWidget* parent)
   ask = [this](const QString& message, const QString& action) {
     return askBeforeActing(this, message, action);
   };
+  // The screens ask through the window, so that one answer serves them all.
+  const Ask forward = [this](const QString& message, const QString& action) {
+    return ask(message, action);
+  };
+  board_->ask = forward;
+  cv_->ask = forward;
   askOnClose = [this](const QString& message) {
     const Words words(context_.store);
     QMessageBox* box = makeQuestion(this, message, words("desktop.close.stop"));
@@ -359,10 +366,14 @@ void MainWindow::showScreen(Screen screen) {
   sidebar_->setScreen(screen);
 }
 
-void MainWindow::openGuidedEntry() {
+GuidedEntryDialog* MainWindow::openGuidedEntry() {
   auto* guide = new GuidedEntryDialog(context_.store, this);
   guide->setAttribute(Qt::WA_DeleteOnClose);
+  guide->ask = [this](const QString& message, const QString& action) {
+    return ask(message, action);
+  };
   guide->open();
+  return guide;
 }
 
 void MainWindow::showProjectTab(ProjectTab tab) {
@@ -669,7 +680,8 @@ void MainWindow::showOversizedImages() {
                 .toString(static_cast<double>(notice.byteSize) / 1048576.0, 'f', 1) +
             QStringLiteral(" MB)\n");
   }
-  box.setText(words("desktop.oversized.text"));
+  box.setText(words.format("desktop.oversized.text",
+                           {std::to_string(kMaximumOriginalBytes / (1024 * 1024))}));
   box.setDetailedText(list);
   box.exec();
 }

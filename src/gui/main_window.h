@@ -26,6 +26,7 @@ class DeleteAllDialog;
 class DeletedProjectsPage;
 class DetailsPage;
 class ExportSheet;
+class GuidedEntryDialog;
 class Inspector;
 class ProjectHeader;
 class SettingsPage;
@@ -88,7 +89,7 @@ class MainWindow final : public QMainWindow {
   // project and shows the plan; nothing while a field is being edited.
   WebCvDialog* importWebCv(const QString& path = {});
   // The CV's guided entry, over the window.
-  void openGuidedEntry();
+  GuidedEntryDialog* openGuidedEntry();
 
   const DesktopContext& context() const { return context_; }
   Sidebar& sidebar() { return *sidebar_; }

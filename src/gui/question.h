@@ -5,6 +5,7 @@
 #pragma once
 
 #include <QString>
+#include <functional>
 
 class QMessageBox;
 class QWidget;
@@ -17,5 +18,9 @@ QMessageBox* makeQuestion(QWidget* parent, const QString& message, const QString
 
 // Asks and waits for the answer: whether the user chose `action`.
 bool askBeforeActing(QWidget* parent, const QString& message, const QString& action);
+
+// How a screen asks before losing something: the window hands its own to
+// every screen, so that tests answer all questions in one place.
+using Ask = std::function<bool(const QString& message, const QString& action)>;
 
 }  // namespace quorvane::gui

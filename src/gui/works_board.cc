@@ -13,6 +13,7 @@
 #include <QVBoxLayout>
 #include <algorithm>
 
+#include "app/image_intake.h"
 #include "gui/board_delegate.h"
 #include "gui/board_pictures.h"
 #include "gui/image_intake_controller.h"
@@ -274,6 +275,9 @@ WorksBoard::WorksBoard(AppStore& store, QWidget* parent)
   });
   connect(intake_, &ImageIntakeController::finished, this, [this] { progressRow_->hide(); });
 
+  ask = [this](const QString& message, const QString& action) {
+    return askBeforeActing(this, message, action);
+  };
   retranslate();
   selectionChanged();
 }
@@ -294,7 +298,9 @@ void WorksBoard::retranslate() {
   cancelButton_->setAccessibleName(words("desktop.works.cancel_adding"));
   progress_->setAccessibleName(words("desktop.works.cancel_adding"));
   grid_->setAccessibleName(words("desktop.works.board"));
-  grid_->setEmptyText(words("desktop.works.empty.title"), words("desktop.works.empty.text"));
+  grid_->setEmptyText(words("desktop.works.empty.title"),
+                      words.format("desktop.works.empty.text",
+                                   {std::to_string(kMaximumOriginalBytes / (1024 * 1024))}));
   updateCounts();
   grid_->viewport()->update();
 }
@@ -343,7 +349,22 @@ void WorksBoard::addImages() {
 }
 
 void WorksBoard::removeSelected() {
-  for (const std::string& id : selectedIds()) {
+  const std::vector<std::string> ids = selectedIds();
+  if (ids.empty()) return;
+  const Words words(store_);
+  QString message;
+  if (ids.size() == 1) {
+    const auto& works = store_.state().snapshot.artworks.images;
+    const auto work = std::find_if(works.begin(), works.end(),
+                                   [&](const Artwork& each) { return each.id == ids.front(); });
+    const bool titled = work != works.end() && !work->title.empty();
+    message = words.format("desktop.works.remove.confirm_one",
+                           {titled ? work->title : utf8(words("desktop.works.untitled"))});
+  } else {
+    message = words.format("desktop.works.remove.confirm_many", {std::to_string(ids.size())});
+  }
+  if (!ask(message, words("desktop.works.remove.action"))) return;
+  for (const std::string& id : ids) {
     if (!store_.removeArtwork(id)) break;
   }
 }

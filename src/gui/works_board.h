@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "app/app_store.h"
+#include "gui/question.h"
 #include "gui/store_subscription.h"
 
 class QLabel;
@@ -79,9 +80,13 @@ class WorksBoard final : public QWidget {
   void select(const std::vector<std::string>& ids);
 
   void addImages();             // asks for files
-  void removeSelected();        // from the project; they stay in the Vault
+  // Removes the selected works from the project once the user agrees;
+  // they stay in the Vault.
+  void removeSelected();
   void replaceSelectedImage();  // asks for one file
   void retranslate();
+
+  Ask ask;
 
  signals:
   // The artwork the inspector should show (nothing: none or several).

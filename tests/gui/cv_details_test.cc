@@ -11,6 +11,7 @@
 #include <QLineEdit>
 #include <QPushButton>
 #include <QTest>
+#include <QToolButton>
 
 #include "cv/cv_sections.h"
 #include "gui/cv_page.h"
@@ -83,9 +84,23 @@ TEST_F(CvPageTest, AnEntrysButtonsMoveAndRemoveThatEntry) {
   };
   EXPECT_EQ(names(), (std::vector<std::string>{"Villa A", "Villa C", "Villa B"}));
   EXPECT_EQ(page().field(CVSectionKey::residencies, 1, "name")->text(), QStringLiteral("Villa C"));
+  // An entry that holds words goes only when the user agrees: a stray
+  // Delete on its buttons, or Space on its ✕, asks and keeps it.
+  confirmAnswer = false;
+  QWidget* entryButton = page().findChildren<QToolButton*>(QStringLiteral("entryButton")).front();
+  entryButton->setFocus();
+  QTest::keyClick(entryButton, Qt::Key_Delete);
+  EXPECT_EQ(asked.size(), 1u);
+  EXPECT_EQ(names().size(), 3u);
+  confirmAnswer = true;
   page().removeEntry(CVSectionKey::residencies, 0);
   pump();
   EXPECT_EQ(names(), (std::vector<std::string>{"Villa C", "Villa B"}));
+  // An empty entry goes at once: nothing is lost.
+  page().addEntry(CVSectionKey::residencies);
+  page().removeEntry(CVSectionKey::residencies, 2);
+  EXPECT_EQ(asked.size(), 2u);
+  EXPECT_EQ(names().size(), 2u);
   EXPECT_EQ(page().field(CVSectionKey::residencies, 2, "name"), nullptr);
   EXPECT_EQ(page().field(CVSectionKey::residencies, 0, "name")->text(), QStringLiteral("Villa C"));
   // A change from elsewhere (an import) is shown.
@@ -123,6 +138,18 @@ TEST_F(CvPageTest, TheGuidedEntryAsksOnlyTheChosenSectionsAndItsEntriesPrint) {
   guide.back();
   EXPECT_EQ(guide.section(), CVSectionKey::residencies);
   guide.next();
+  // Escape with a half-typed entry asks; Cancel keeps the dialog and the words.
+  bool askedToDiscard = false;
+  guide.ask = [&](const QString&, const QString&) {
+    askedToDiscard = true;
+    return false;
+  };
+  guide.entryField("title")->setText("Le Monde");
+  guide.reject();
+  EXPECT_TRUE(askedToDiscard);
+  EXPECT_TRUE(guide.isVisible());
+  EXPECT_EQ(guide.entryField("title")->text(), QStringLiteral("Le Monde"));
+  guide.entryField("title")->clear();
   guide.next();  // the last step: finished
   EXPECT_EQ(guide.result(), QDialog::Accepted);
 

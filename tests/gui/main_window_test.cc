@@ -120,6 +120,14 @@ TEST_F(DesktopTest, AWorkRemovedFromTheProjectWaitsInTheVaultAndComesBack) {
   dropImages({writeImage("stay.jpg", 200, 200), writeImage("go.jpg", 200, 200)});
   const std::string leaving = boardOrder().back();
   window->board().select({leaving});
+  // Asked first, saying where the work goes; Cancel keeps it on the board.
+  confirmAnswer = false;
+  window->board().removeSelected();
+  pump();
+  ASSERT_EQ(asked.size(), 1u);
+  EXPECT_TRUE(asked[0].contains(QStringLiteral("stays in the Vault"))) << asked[0].toStdString();
+  EXPECT_EQ(window->board().model().rowCount(), 2);
+  confirmAnswer = true;
   window->board().removeSelected();
   pump();
   EXPECT_EQ(window->board().model().rowCount(), 1);
