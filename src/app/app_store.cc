@@ -57,7 +57,13 @@ std::string documentLanguageFor(const std::string& interfaceLanguage) {
 }
 
 void applyChanges(const ProjectChanges& changes, Project& project, ArtworksData& artworks) {
-  if (changes.name) project.projectName = trimmedWhitespaceAndNewlines(*changes.name);
+  if (changes.name) {
+    const std::string name = trimmedWhitespaceAndNewlines(*changes.name);
+    // A printed title the user never wrote is the name: it follows it, so a
+    // renamed new project does not print "Untitled project" on its cover.
+    if (!changes.title && project.projectTitle == project.projectName) project.projectTitle = name;
+    project.projectName = name;
+  }
   if (changes.title) project.projectTitle = *changes.title;
   if (changes.year) project.projectYear = *changes.year;
   if (changes.locale) project.locale = *changes.locale;

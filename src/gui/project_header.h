@@ -28,6 +28,7 @@ class ProjectHeader final : public QWidget {
   void retranslate();
 
   QLineEdit* nameField() const { return name_; }
+  QLineEdit* titleField() const { return title_; }
   QComboBox* kindBox() const { return kind_; }
   QLabel* saveIndicator() const { return saving_; }
 

@@ -231,6 +231,30 @@ TEST_F(DesktopTest, TheSidebarListsProjectsNewestFirstWithTheOpenOneMarked) {
   EXPECT_EQ(projects.openRow(), 1);
 }
 
+TEST_F(DesktopTest, ANewProjectsPrintedTitleFollowsItsNameUntilTheTitleIsWritten) {
+  window->newProject();
+  pump();
+  QLineEdit* name = window->header().nameField();
+  ASSERT_TRUE(name->hasFocus());  // selected, ready to be typed over
+  QTest::keyClicks(name, "Tides");
+  QTest::keyClick(name, Qt::Key_Return);
+  pump();
+  EXPECT_EQ(store->state().project.projectTitle, "Tides");
+  EXPECT_EQ(window->header().titleField()->text(), QString("Tides"));
+
+  QLineEdit* title = window->header().titleField();
+  title->setFocus();
+  title->selectAll();
+  QTest::keyClicks(title, "Tides: Works on Paper");
+  name->setFocus();
+  name->selectAll();
+  QTest::keyClicks(name, "Tides 2026");
+  QTest::keyClick(name, Qt::Key_Return);
+  pump();
+  EXPECT_EQ(store->state().project.projectName, "Tides 2026");
+  EXPECT_EQ(store->state().project.projectTitle, "Tides: Works on Paper");
+}
+
 // Deleting a project says what happens and is named for what it does; the
 // project then waits under Recently deleted, from where it comes back with
 // its CV.
