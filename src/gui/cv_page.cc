@@ -296,8 +296,8 @@ void CvPage::removeEntry(CVSectionKey section, std::size_t index) {
                                           [](const auto& field) { return !field.second.empty(); });
   if (holdsSomething) {
     const Words words(store_);
-    const QString question = words.format("desktop.cv.remove.question",
-                                          {utf8(words(cvSectionTitleKey(section)))});
+    const QString question =
+        words.format("desktop.cv.remove.question", {utf8(words(cvSectionTitleKey(section)))});
     if (!ask(question, words("desktop.cv.remove.action"))) return;
   }
   if (!removeCVEntry(cv, section, index)) return;

@@ -14,6 +14,7 @@
 #include <QPdfDocument>
 #include <QPdfView>
 #include <QPointer>
+#include <QProcess>
 #include <QProgressBar>
 #include <QPushButton>
 #include <QScrollArea>
@@ -54,6 +55,19 @@ std::string warningKey(PdfWarning warning, ExportDocument document) {
     return "desktop.export.warning.text_truncated";
   }
   return "desktop.export.warning." + std::string(rawValue(warning));
+}
+
+// Whether the desktop names an application for files of `mimeType`; true
+// when it cannot tell (then opening is tried and may fail on its own).
+bool hasApplicationFor(const QString& mimeType) {
+  QProcess query;
+  query.start(QStringLiteral("xdg-mime"),
+              {QStringLiteral("query"), QStringLiteral("default"), mimeType});
+  if (!query.waitForFinished(3000) || query.exitStatus() != QProcess::NormalExit ||
+      query.exitCode() != 0) {
+    return true;
+  }
+  return !query.readAllStandardOutput().trimmed().isEmpty();
 }
 
 }  // namespace
@@ -122,9 +136,7 @@ ExportSheet::ExportSheet(DesktopContext context, QWidget* parent)
   result_->setWordWrap(true);
   result_->setTextFormat(Qt::RichText);
   result_->setTextInteractionFlags(Qt::LinksAccessibleByMouse | Qt::LinksAccessibleByKeyboard);
-  connect(result_, &QLabel::linkActivated, this, [this](const QString& link) {
-    if (!openFile(link)) result_->setText(Words(context_.store)("desktop.export.open_failed"));
-  });
+  connect(result_, &QLabel::linkActivated, this, &ExportSheet::resultLinkActivated);
   export_->setObjectName(QStringLiteral("primary"));
   progress_->setTextVisible(false);
   progress_->hide();
@@ -237,6 +249,11 @@ ExportSheet::ExportSheet(DesktopContext context, QWidget* parent)
                                         folder.filePath(suggested), QStringLiteral("PDF (*.pdf)"));
   };
   openFile = [](const QString& path) {
+    // xdg-open starts happily and then finds nothing for a PDF: ask first
+    // whether the desktop has an application for it.
+    if (!QFileInfo(path).isDir() && !hasApplicationFor(QStringLiteral("application/pdf"))) {
+      return false;
+    }
     return QDesktopServices::openUrl(QUrl::fromLocalFile(path));
   };
   retranslate();
@@ -252,8 +269,52 @@ ExportSheet::~ExportSheet() {
   if (job_) job_->cancel();
 }
 
+void ExportSheet::showResult() {
+  if (!written_) {
+    result_->clear();
+    return;
+  }
+  const Words words(context_.store);
+  const auto link = [](const char* target, const QString& text) {
+    return QStringLiteral("<a href=\"%1\">%2</a>").arg(QLatin1String(target), text.toHtmlEscaped());
+  };
+  QString line = words.format("desktop.export.done", {utf8(QFileInfo(written_->path).fileName())})
+                     .toHtmlEscaped();
+  if (!written_->openFailed) {
+    line += QStringLiteral(" · ") + link("open", words("desktop.export.open"));
+  } else {
+    line += QStringLiteral("<br>") + words("desktop.export.open_failed").toHtmlEscaped();
+    // Without a file manager either, the folder is named for the user to go to.
+    line +=
+        written_->folderFailed
+            ? QStringLiteral("<br>") +
+                  QDir::toNativeSeparators(QFileInfo(written_->path).absolutePath()).toHtmlEscaped()
+            : QStringLiteral(" · ") + link("folder", words("desktop.export.show_in_folder"));
+  }
+  if (written_->originalMissing) {
+    const AppStore& store = context_.store;
+    line += QStringLiteral("<br>⚠  ") +
+            words
+                .format("export.warning.original_missing",
+                        {missingOriginalsText(store.missingOriginals(), store.language())})
+                .toHtmlEscaped();
+  }
+  result_->setText(line);
+}
+
+void ExportSheet::resultLinkActivated(const QString& link) {
+  if (!written_) return;
+  if (link == QStringLiteral("open")) {
+    written_->openFailed = !openFile(written_->path);
+  } else if (link == QStringLiteral("folder")) {
+    written_->folderFailed = !openFile(QFileInfo(written_->path).absolutePath());
+  }
+  showResult();
+}
+
 void ExportSheet::retranslate() {
   const Words words(context_.store);
+  showResult();
   heading_->setText(words("desktop.export.heading"));
   documentLabel_->setText(words("desktop.export.document"));
   languageLabel_->setText(words("desktop.export.language"));
@@ -433,6 +494,10 @@ void ExportSheet::storeChanged(const StoreChanges& changes) {
   // The options as the store now has them; the words follow the language
   // when the window retranslates.
   if (changes.has(StoreArea::project)) {
+    if (written_ && written_->projectId != context_.store.state().project.id) {
+      written_.reset();
+      showResult();
+    }
     rebuildItems();
   } else if (changes.has(StoreArea::settings)) {
     fill();
@@ -509,6 +574,7 @@ void ExportSheet::exportDocument() {
   progress_->show();
   cancel_->show();
   export_->setEnabled(false);
+  written_.reset();
   result_->clear();
   QPointer<ExportSheet> sheet(this);
   // The save dialog asked before replacing a file: the choice is made.
@@ -527,22 +593,13 @@ void ExportSheet::exportDocument() {
         sheet->export_->setEnabled(true);
         emit sheet->exportEnded();
         if (!warnings) return;  // the store said why, or it was called off
-        const Words words(sheet->context_.store);
-        const QString saved =
-            words.format("desktop.export.done", {utf8(QFileInfo(path).fileName())});
-        QString result = QStringLiteral("%1 · <a href=\"%2\">%3</a>")
-                             .arg(saved.toHtmlEscaped(), path.toHtmlEscaped(),
-                                  words("desktop.export.open").toHtmlEscaped());
-        if (std::find(warnings->begin(), warnings->end(), PdfWarning::originalMissing) !=
-            warnings->end()) {
-          const AppStore& store = sheet->context_.store;
-          result += QStringLiteral("<br>⚠  ") +
-                    words
-                        .format("export.warning.original_missing",
-                                {missingOriginalsText(store.missingOriginals(), store.language())})
-                        .toHtmlEscaped();
-        }
-        sheet->result_->setText(result);
+        Written written;
+        written.projectId = sheet->context_.store.state().project.id;
+        written.path = path;
+        written.originalMissing = std::find(warnings->begin(), warnings->end(),
+                                            PdfWarning::originalMissing) != warnings->end();
+        sheet->written_ = written;
+        sheet->showResult();
         emit sheet->exported(path);
       },
       true);

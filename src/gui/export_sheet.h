@@ -10,6 +10,7 @@
 #include <QWidget>
 #include <functional>
 #include <memory>
+#include <optional>
 
 #include "app/app_store.h"
 #include "gui/desktop_context.h"
@@ -59,7 +60,9 @@ class ExportSheet final : public QWidget {
   bool isExporting() const { return job_ != nullptr; }
   // Calls off the export under way: nothing is left at its path.
   void cancelExport();
-  // The link under Export PDF… once a document is written: it opens it.
+  // The line under Export PDF… once a document of the open project is
+  // written: its name and a link that opens it (or, with no PDF viewer,
+  // shows its folder). Another project opened takes it away.
   QLabel* resultLine() const { return result_; }
   // Opens the printed labels of the document in its language over the
   // sheet; the preview redraws as they change.
@@ -93,6 +96,18 @@ class ExportSheet final : public QWidget {
   void showPreview();
   void updateStatus();
   void updateRows();
+  void showResult();
+  void resultLinkActivated(const QString& link);
+
+  // The document last written, for the line under the button.
+  struct Written {
+    std::string projectId;
+    QString path;
+    bool originalMissing = false;
+    bool openFailed = false;    // no application opened it
+    bool folderFailed = false;  // nor its folder
+  };
+  std::optional<Written> written_;
 
   DesktopContext context_;
   ExportDocument document_ = ExportDocument::portfolio;

@@ -16,12 +16,12 @@
 #include <QMimeData>
 #include <QPlainTextEdit>
 #include <QPointer>
-#include <QTimer>
 #include <QPushButton>
 #include <QSplitter>
 #include <QStackedWidget>
 #include <QTabBar>
 #include <QTextCursor>
+#include <QTimer>
 #include <QVBoxLayout>
 
 #include "app/failure_text.h"
@@ -33,6 +33,7 @@
 #include "gui/details_page.h"
 #include "gui/export_sheet.h"
 #include "gui/guided_entry.h"
+#include "gui/image_intake_controller.h"
 #include "gui/inspector.h"
 #include "gui/labels_dialog.h"
 #include "gui/project_header.h"
@@ -44,10 +45,9 @@
 #include "gui/vault_view.h"
 #include "gui/web_cv_dialog.h"
 #include "gui/words.h"
+#include "gui/work_strip.h"
 #include "gui/works_board.h"
 #include "gui/works_board_model.h"
-#include "gui/work_strip.h"
-#include "gui/image_intake_controller.h"
 #include "pdf/localization.h"
 
 namespace quorvane::gui {
@@ -631,7 +631,6 @@ void MainWindow::closeIfWaiting() {
   QTimer::singleShot(0, this, [this] { close(); });
 }
 
-
 void MainWindow::dragEnterEvent(QDragEnterEvent* event) {
   if (!droppedPackages(*event->mimeData()).empty()) event->acceptProposedAction();
 }
@@ -708,8 +707,7 @@ void MainWindow::rememberLayout() {
 void MainWindow::closeEvent(QCloseEvent* event) {
   if (const std::optional<QString> work = workUnderWay()) {
     const Words words(context_.store);
-    const QString message =
-        words.format("desktop.close.question", {utf8(*work)});
+    const QString message = words.format("desktop.close.question", {utf8(*work)});
     switch (closeWhenDone_ ? CloseAnswer::closeWhenDone : askOnClose(message)) {
       case CloseAnswer::keepOpen:
         closeWhenDone_ = false;

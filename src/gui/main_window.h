@@ -10,9 +10,9 @@
 #include <string>
 
 #include "gui/desktop_context.h"
-#include "platform/cancellation.h"
 #include "gui/sidebar.h"
 #include "gui/store_subscription.h"
+#include "platform/cancellation.h"
 
 class QSplitter;
 class QStackedWidget;

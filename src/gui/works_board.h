@@ -79,7 +79,7 @@ class WorksBoard final : public QWidget {
   std::vector<std::string> selectedIds() const;
   void select(const std::vector<std::string>& ids);
 
-  void addImages();             // asks for files
+  void addImages();  // asks for files
   // Removes the selected works from the project once the user agrees;
   // they stay in the Vault.
   void removeSelected();

@@ -21,6 +21,7 @@
 #include "gui/labels_dialog.h"
 #include "gui/words.h"
 #include "model/export_file_names.h"
+#include "pdf/localization.h"
 #include "pdf/pdf_reader.h"
 
 namespace quorvane {
@@ -215,9 +216,26 @@ TEST_F(ExportSheetTest, ExportWritesTheFileUnderTheNameOfTheExportRule) {
   };
   emit line->linkActivated(link.captured(1));
   EXPECT_EQ(opened.toStdString(), path);
-  sheet().openFile = [](const QString&) { return false; };
+  // No viewer: said so, the file's name stays, and its folder is offered.
+  sheet().openFile = [&](const QString& file) {
+    opened = file;
+    return false;
+  };
   emit line->linkActivated(link.captured(1));
-  EXPECT_EQ(line->text(), gui::Words(*store)("desktop.export.open_failed")) << "no viewer: said so";
+  EXPECT_TRUE(line->text().contains(gui::Words(*store)("desktop.export.open_failed")));
+  EXPECT_TRUE(line->text().contains(QString::fromStdString(expected)));
+  emit line->linkActivated(QStringLiteral("folder"));
+  EXPECT_EQ(opened.toStdString(), dir.path().string());
+  EXPECT_TRUE(line->text().contains(QString::fromStdString(dir.path().string())))
+      << "no file manager either: the folder is named";
+  // The line is the open project's, in the words of the interface.
+  store->setUiLanguage("fr");
+  pump();
+  const QString french = QString::fromStdString(uiText("desktop.export.open_failed", "fr"));
+  EXPECT_TRUE(line->text().contains(french)) << line->text().toStdString();
+  window->newProject();
+  pump();
+  EXPECT_TRUE(line->text().isEmpty());
 
   // Said no to the save dialog: nothing is written, nothing runs.
   sheet().chooseSavePath = [](const QString&) { return QString(); };

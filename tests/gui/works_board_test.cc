@@ -274,7 +274,8 @@ TEST_F(DesktopTest, AWorkInTwoProjectsShowsEachProjectItsOwnPage) {
   window->showScreen(gui::Screen::works);
   drawPages();
   ASSERT_TRUE(pictures.showsPage(work));
-  const std::string raisonneSignature = store->state().artworkPdfThumbGeneratedSignatureByID.at(work);
+  const std::string raisonneSignature =
+      store->state().artworkPdfThumbGeneratedSignatureByID.at(work);
 
   // Back in the portfolio: the raisonné page is not what it prints. Until
   // its own page is drawn again, the bare image stands in.
