@@ -1,13 +1,20 @@
 #include "gui/backup_status.h"
 
 namespace quorvane::gui {
+namespace {
+
+std::int64_t daysSinceLastExport(const BackupReminderState& state, Date now) {
+  constexpr std::int64_t kDayMs = 24LL * 60 * 60 * 1000;
+  const std::int64_t elapsed =
+      millisecondsSince1970(now) - millisecondsSince1970(state.lastExportAt.value_or(now));
+  return std::max<std::int64_t>(0, elapsed / kDayMs);
+}
+
+}  // namespace
 
 QString lastBackupText(const Words& words, const BackupReminderState& state, Date now) {
   if (!state.lastExportAt) return words("backup.settings.last_export_none");
-  constexpr std::int64_t kDayMs = 24LL * 60 * 60 * 1000;
-  const std::int64_t elapsed =
-      millisecondsSince1970(now) - millisecondsSince1970(*state.lastExportAt);
-  const std::int64_t days = std::max<std::int64_t>(0, elapsed / kDayMs);
+  const std::int64_t days = daysSinceLastExport(state, now);
   if (days == 0) return words("desktop.backup.today");
   return words.count("backup.settings.last_export_days_ago", days);
 }
@@ -39,6 +46,27 @@ QString reminderText(const Words& words, const AppState& state) {
       return words("backup.reminder.large_edit.message");
   }
   return {};
+}
+
+QString reminderReasonText(const Words& words, const AppState& state, Date now) {
+  if (!state.showBackupReminderSheet || !state.activeBackupReminderLevel) return {};
+  const BackupReminderState& reminders = state.backupReminderState;
+  const auto changes = [&] {
+    return words.count("desktop.backup.reason.changes", reminders.changesSinceLastExport);
+  };
+  const auto days = [&] {
+    return words.count("desktop.backup.reason.days", daysSinceLastExport(reminders, now));
+  };
+  if (*state.activeBackupReminderLevel == BackupReminderLevel::largeEdit) {
+    return words.count("desktop.backup.reason.session", reminders.sessionSignificantChanges);
+  }
+  if (!reminders.lastExportAt) return words("desktop.backup.reason.never");
+  // A strong reminder needs either many changes or many days; a soft one
+  // both of its thresholds.
+  if (*state.activeBackupReminderLevel == BackupReminderLevel::strong) {
+    return reminders.changesSinceLastExport > 49 ? changes() : days();
+  }
+  return changes() + QStringLiteral(" · ") + days();
 }
 
 }  // namespace quorvane::gui

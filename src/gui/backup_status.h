@@ -18,5 +18,9 @@ QString changesSinceBackupText(const Words& words, const BackupReminderState& st
 QString finalizationText(const Words& words, const AppState& state);
 // The message of the reminder due, or empty when none is.
 QString reminderText(const Words& words, const AppState& state);
+// Why the reminder due is shown, by the rule in force ("84 changes since
+// the last export", "31 days since the last export", …), so that it never
+// seems to contradict "Last export: today"; empty when none is due.
+QString reminderReasonText(const Words& words, const AppState& state, Date now);
 
 }  // namespace quorvane::gui

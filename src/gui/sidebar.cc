@@ -262,7 +262,8 @@ void Sidebar::updateBackup() {
   backupState_->setText(text);
   backupState_->setAccessibleName(text);
   const QString reminder = reminderText(words, state);
-  reminderText_->setText(reminder);
+  const QString reason = reminderReasonText(words, state, context_.clock.now());
+  reminderText_->setText(reason.isEmpty() ? reminder : reminder + QStringLiteral("\n") + reason);
   reminder_->setVisible(!reminder.isEmpty());
   // Each strength has its own words: a strong reminder is not put off
   // "later" but "not now".

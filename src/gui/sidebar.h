@@ -28,6 +28,8 @@ class Sidebar final : public QWidget {
   QListView& projectList() { return *list_; }
   void setScreen(Screen screen);
   void retranslate();
+  // The reminder due, and why it is (hidden when none is).
+  QLabel* reminderLine() const { return reminderText_; }
 
  signals:
   void screenChosen(Screen screen);

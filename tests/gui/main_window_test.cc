@@ -353,6 +353,22 @@ TEST_F(DesktopTest, TheSidebarsBackupStateFollowsEachSavedChange) {
   const std::int64_t after = store->state().backupReminderState.changesSinceLastExport;
   EXPECT_GT(after, before);
   EXPECT_NE(backupText().find(std::to_string(after)), std::string::npos) << backupText();
+
+  // Exported today, then 60 changes: the strong reminder says it is the
+  // changes, not the days, beside "Last export: today".
+  store->markProjectDataExported(main.now());
+  for (int i = 0; i < 60; ++i) {
+    store->setText(SaveSection::bio, "Draft " + std::to_string(i));
+    settleAll();
+  }
+  store->evaluateBackupReminder();
+  pump();
+  ASSERT_EQ(store->state().activeBackupReminderLevel, BackupReminderLevel::strong);
+  const std::string changes =
+      std::to_string(store->state().backupReminderState.changesSinceLastExport);
+  const std::string reminder = window->sidebar().reminderLine()->text().toStdString();
+  EXPECT_NE(reminder.find(changes + " changes since the last export"), std::string::npos)
+      << reminder;
 }
 
 TEST_F(DesktopTest, TheWindowRemembersItsSizeAndSplitters) {
