@@ -1142,6 +1142,20 @@ bool AppStore::addFromVault(const std::string& artworkId) {
   return true;
 }
 
+std::size_t AppStore::addFromVault(const std::vector<std::string>& artworkIds) {
+  std::size_t added = 0;
+  for (const std::string& id : artworkIds) {
+    if (!addFromVault(id)) break;
+    ++added;
+  }
+  if (added > 0) {
+    showToast(ToastStyle::success,
+              uiPlural("app.vault.added", language(), static_cast<std::int64_t>(added),
+                       {std::to_string(added), state_.project.projectName}));
+  }
+  return added;
+}
+
 void AppStore::setUnit(UnitSystem unit) {
   ProjectChanges changes;
   changes.unit = unit;

@@ -345,6 +345,10 @@ class AppStore {
   // save queue after the pending saves; `done` runs on the main executor.
   void libraryCountsInBackground(std::function<void(const LibraryKPIOverview&)> done);
   bool addFromVault(const std::string& artworkId);
+  // Adds the works of the Vault at the end of the project, in the given
+  // order, and says in a toast how many went to which project; stops at
+  // the first that cannot be added (an error toast). How many were added.
+  std::size_t addFromVault(const std::vector<std::string>& artworkIds);
   void setUnit(UnitSystem unit);
   void setLayoutMode(ArtworkLayoutMode mode);
 

@@ -82,6 +82,7 @@ VaultView::VaultView(AppStore& store, QWidget* parent)
         if ((changes.has(StoreArea::artworks) || changes.has(StoreArea::project)) && isVisible()) {
           model_->refresh();
         }
+        if (changes.has(StoreArea::project)) retranslate();
       }) {
   grid_->setModel(model_);
   grid_->setAcceptDrops(false);
@@ -134,8 +135,10 @@ void VaultView::retranslate() {
   subtitle_->setText(words("desktop.vault.subtitle"));
   grid_->setAccessibleName(words("desktop.nav.vault"));
   grid_->setEmptyText(words("desktop.vault.empty.title"), words("desktop.vault.empty.text"));
-  add_->setText(words("desktop.vault.add"));
-  add_->setAccessibleName(words("desktop.vault.add"));
+  // Named for the project it adds to, which is not on screen here.
+  const std::string project = store_.state().project.projectName;
+  add_->setText(words.format("desktop.vault.add_to", {project}));
+  add_->setAccessibleName(add_->text());
   updateButtons();
 }
 
@@ -144,9 +147,7 @@ void VaultView::updateButtons() {
 }
 
 void VaultView::addSelected() {
-  for (const std::string& id : grid_->selectedIds(VaultModel::ArtworkIdRole)) {
-    if (!store_.addFromVault(id)) break;
-  }
+  store_.addFromVault(grid_->selectedIds(VaultModel::ArtworkIdRole));
 }
 
 }  // namespace quorvane::gui

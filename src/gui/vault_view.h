@@ -51,6 +51,8 @@ class VaultView final : public QWidget {
   explicit VaultView(AppStore& store, QWidget* parent = nullptr);
   VaultModel& model() { return *model_; }
   BoardGrid& grid() { return *grid_; }
+  // "Add to “Tides”": adds the selected works to the open project.
+  QPushButton* addButton() const { return add_; }
   void addSelected();
   void retranslate();
 

@@ -142,9 +142,15 @@ TEST_F(DesktopTest, AWorkRemovedFromTheProjectWaitsInTheVaultAndComesBack) {
                 .toString()
                 .toStdString(),
             leaving);
-  vault.grid().selectionModel()->select(vault.model().index(0), QItemSelectionModel::Select);
-  vault.addSelected();
+  // The Vault names the project it adds to, and says when it has.
+  store->renameProject("Tides");
   pump();
+  vault.grid().selectionModel()->select(vault.model().index(0), QItemSelectionModel::Select);
+  EXPECT_EQ(vault.addButton()->text(), QString("Add to “Tides”"));
+  QTest::mouseClick(vault.addButton(), Qt::LeftButton);
+  pump();
+  ASSERT_TRUE(store->state().errorToast);
+  EXPECT_EQ(store->state().errorToast->text, "1 work added to “Tides”");
   EXPECT_EQ(boardOrder().back(), leaving);
   EXPECT_EQ(window->board().model().rowCount(), 2);
   EXPECT_EQ(vault.model().rowCount(), 0);  // read again: nothing left to add
