@@ -31,6 +31,19 @@ bool printsLabel(std::string_view scope, std::string_view key) {
   return true;
 }
 
+// Where in a document a label prints, as the dialog says under it.
+const char* placeKey(std::string_view key) {
+  const auto startsWith = [&](std::string_view prefix) { return key.rfind(prefix, 0) == 0; };
+  if (startsWith("pdf.cover.")) return "desktop.labels.place.cover";
+  if (startsWith("pdf.toc.")) return "desktop.labels.place.contents";
+  if (startsWith("pdf.cv.section.")) return "desktop.labels.place.cv_section";
+  if (startsWith("pdf.cv.intro.")) return "desktop.labels.place.cv_intro";
+  if (startsWith("pdf.press.")) return "desktop.labels.place.press";
+  if (startsWith("pdf.artwork.")) return "desktop.labels.place.caption";
+  if (startsWith("pdf.raisonne.")) return "desktop.labels.place.raisonne";
+  return "desktop.labels.place.section";
+}
+
 }  // namespace
 
 LabelsDialog::LabelsDialog(AppStore& store, const std::string& scope, const std::string& locale,
@@ -40,7 +53,8 @@ LabelsDialog::LabelsDialog(AppStore& store, const std::string& scope, const std:
       scope_(new QComboBox(this)),
       language_(new QComboBox(this)),
       rows_(new QWidget),
-      form_(new QFormLayout(rows_)) {
+      form_(new QFormLayout(rows_)),
+      scopeNote_(new QLabel(this)) {
   const Words words(store);
   setObjectName(QStringLiteral("labelsDialog"));
   setWindowTitle(words("desktop.labels.title"));
@@ -62,6 +76,11 @@ LabelsDialog::LabelsDialog(AppStore& store, const std::string& scope, const std:
   choosers->addWidget(scope_);
   choosers->addWidget(language_);
   choosers->addStretch(1);
+  // A catalogue prints the portfolio's labels: said where "Portfolio" is
+  // chosen for one, so the choice does not look like a mistake.
+  scopeNote_->setObjectName(QStringLiteral("secondaryText"));
+  scopeNote_->setWordWrap(true);
+  scopeNote_->setText(words("desktop.labels.catalogue_scope"));
   form_->setLabelAlignment(Qt::AlignLeft | Qt::AlignVCenter);
   form_->setFieldGrowthPolicy(QFormLayout::AllNonFixedFieldsGrow);
   form_->setHorizontalSpacing(16);
@@ -79,6 +98,7 @@ LabelsDialog::LabelsDialog(AppStore& store, const std::string& scope, const std:
   layout->addWidget(heading);
   layout->addWidget(help);
   layout->addLayout(choosers);
+  layout->addWidget(scopeNote_);
   layout->addWidget(scroll, 1);
   layout->addLayout(footer);
 
@@ -100,6 +120,8 @@ QLineEdit* LabelsDialog::field(std::string_view key) const {
 // user's own, which starts as what is saved.
 void LabelsDialog::rebuild() {
   const Words words(store_);
+  scopeNote_->setVisible(scope() == "portfolio" &&
+                         store_.state().project.kind == ProjectKind::catalogue);
   while (form_->rowCount() > 0) form_->removeRow(0);
   fields_.clear();
   std::map<std::string, std::string> own;
@@ -109,20 +131,30 @@ void LabelsDialog::rebuild() {
   const PdfStrings builtIn(locale(), scope(), {});
   for (const std::string_view key : pdfLabelKeys()) {
     if (!printsLabel(scope(), key)) continue;
-    auto* label = new QLabel(literalAmpersands(qstr(builtIn.label(key))), rows_);
+    // The built-in text, and under it where it prints.
+    auto* name = new QWidget(rows_);
+    auto* nameLayout = new QVBoxLayout(name);
+    nameLayout->setContentsMargins(0, 0, 0, 0);
+    nameLayout->setSpacing(0);
+    auto* label = new QLabel(literalAmpersands(qstr(builtIn.label(key))), name);
     label->setToolTip(qstr(key));
     label->setWordWrap(true);
     label->setMinimumWidth(220);
+    auto* place = new QLabel(words(placeKey(key)), name);
+    place->setObjectName(QStringLiteral("fieldHint"));
+    nameLayout->addWidget(label);
+    nameLayout->addWidget(place);
     auto* edit = new QLineEdit(rows_);
     edit->setObjectName(qstr(key));
     edit->setPlaceholderText(words("desktop.labels.placeholder"));
     edit->setAccessibleName(label->text());
+    edit->setAccessibleDescription(place->text());
     edit->setClearButtonEnabled(true);
     if (const auto value = own.find(std::string(key)); value != own.end()) {
       edit->setText(qstr(value->second));
     }
     label->setBuddy(edit);
-    form_->addRow(label, edit);
+    form_->addRow(name, edit);
     fields_.emplace(std::string(key), edit);
     connect(edit, &QLineEdit::editingFinished, this,
             [this, key = std::string(key)] { commit(key); });

@@ -11,6 +11,7 @@
 #include "app/app_store.h"
 
 class QComboBox;
+class QLabel;
 class QLineEdit;
 class QFormLayout;
 
@@ -27,6 +28,8 @@ class LabelsDialog final : public QDialog {
   QComboBox* languageChooser() const { return language_; }
   // The replacement field of a label key, or nothing.
   QLineEdit* field(std::string_view key) const;
+  // "Catalogues print the portfolio's labels", shown for a catalogue.
+  QLabel* scopeNote() const { return scopeNote_; }
   // Saves what the field of `key` says (as leaving the field does).
   void commit(const std::string& key);
 
@@ -43,6 +46,7 @@ class LabelsDialog final : public QDialog {
   QComboBox* language_;
   QWidget* rows_;
   QFormLayout* form_;
+  QLabel* scopeNote_;
   std::map<std::string, QLineEdit*, std::less<>> fields_;
 };
 

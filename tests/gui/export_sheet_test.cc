@@ -159,6 +159,9 @@ TEST_F(ExportSheetTest, ALabelChangedBesideThePreviewRedrawsIt) {
   EXPECT_EQ(shown, 1);
   QLineEdit* field = labels->field("pdf.cv.section.solo_exhibitions");
   ASSERT_NE(field, nullptr);
+  // Each label says where it prints.
+  EXPECT_EQ(field->accessibleDescription(), QStringLiteral("Section title in the CV"));
+  EXPECT_FALSE(labels->scopeNote()->isVisibleTo(labels));
   field->setText("Solo shows");
   labels->commit("pdf.cv.section.solo_exhibitions");
   pump();
@@ -169,6 +172,11 @@ TEST_F(ExportSheetTest, ALabelChangedBesideThePreviewRedrawsIt) {
   pump();
   EXPECT_EQ(previewText().find("Solo shows"), std::string::npos);
   labels->close();
+
+  // A catalogue prints the portfolio's labels, and the dialog says so.
+  store->setProjectKind(ProjectKind::catalogue, CatalogueKind::price);
+  gui::LabelsDialog catalogueLabels(*store, "portfolio", "en");
+  EXPECT_TRUE(catalogueLabels.scopeNote()->isVisibleTo(&catalogueLabels));
 }
 
 TEST_F(ExportSheetTest, ExportWritesTheFileUnderTheNameOfTheExportRule) {
