@@ -1544,6 +1544,12 @@ void AppStore::applicationBecameActive() {
   publish();
 }
 
+void AppStore::saveNow() {
+  services_.logger.log("app save now");
+  pipeline_->firePendingSaves();
+  publish();
+}
+
 void AppStore::applicationBecameInactive() {
   services_.logger.log("app inactive");
   pipeline_->firePendingSaves();

@@ -623,6 +623,9 @@ class AppStore {
   // What the machine says of its heat and its power profile
   // (platform/system_conditions.h); a hot machine holds back the
   // finalisation of imported images.
+  // The user asked to save (Ctrl+S): every change waiting for its
+  // debounce is written now, on the save queue.
+  void saveNow();
   void thermalStateChanged(ThermalState state);
   void lowPowerModeChanged(bool lowPower);
 

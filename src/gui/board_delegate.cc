@@ -52,6 +52,12 @@ void BoardDelegate::paint(QPainter* painter, const QStyleOptionViewItem& option,
     painter->fillPath(outline, fill);
     if (selected) painter->strokePath(outline, QPen(palette.color(QPalette::Highlight), 2));
   }
+  // The cell the keys act on, while the board has them: a dashed ring.
+  if (option.state.testFlag(QStyle::State_HasFocus)) {
+    QPainterPath ring;
+    ring.addRoundedRect(QRectF(cell).adjusted(-2, -2, 2, 2), 12, 12);
+    painter->strokePath(ring, QPen(palette.color(QPalette::Highlight), 1.5, Qt::DashLine));
+  }
 
   // The picture, fitted and centred in its square, on a faint frame.
   const QRect frame(cell.left() + kPadding - 3, cell.top() + kPadding - 3, kPictureEdge,

@@ -58,6 +58,8 @@ DetailsPage::DetailsPage(AppStore& store, QWidget* parent)
       auto* block = new QPlainTextEdit(content);
       block->setObjectName(QStringLiteral("details.") + qstr(config.id));
       block->setFixedHeight(block->fontMetrics().lineSpacing() * 3 + 16);
+      // One value over several lines (an address): Tab goes on to the next field.
+      block->setTabChangesFocus(true);
       blocks_.emplace(id, block);
       label->setBuddy(block);
       form->addRow(label, block);

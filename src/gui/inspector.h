@@ -41,6 +41,8 @@ class Inspector final : public QWidget {
   // The words under the price field when what was typed can't be read.
   QLabel* priceHint() const { return priceHint_; }
   QLabel* previewLabel() const { return preview_; }
+  // Saves the numbers typed (as leaving their field does): Ctrl+S counts.
+  void commitNumbers();
 
  private:
   void storeChanged(const StoreChanges& changes);
@@ -51,7 +53,6 @@ class Inspector final : public QWidget {
   // typed; numbers wait for the field to be left (commitNumbers), so a
   // half-typed "1.5" of "1.5.5" is never saved on the way.
   void edited();
-  void commitNumbers();
   // Marks a number field as refused (its hint under it says the forms that
   // read) or clears the mark; fill() leaves a refused field's text alone so
   // it can be corrected.

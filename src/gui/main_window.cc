@@ -228,6 +228,11 @@ MainWindow::MainWindow(DesktopContext context, QWidget* parent)
     showProjectTab(ProjectTab::works);
     board_->addImages();
   });
+  connect(&board_->grid(), &BoardGrid::editRequested, this, [this] {
+    if (board_->selectedIds().size() != 1) return;
+    inspector_->titleField()->setFocus(Qt::TabFocusReason);
+    inspector_->titleField()->selectAll();
+  });
   connect(board_, &WorksBoard::currentArtworkChanged, this,
           [this](const std::optional<std::string>& id) {
             inspector_->showArtwork(id, static_cast<int>(board_->selectedIds().size()));
@@ -297,6 +302,9 @@ void MainWindow::retranslate() {
   projectTabs_->setTabText(static_cast<int>(ProjectTab::works), words("desktop.tab.works"));
   projectTabs_->setTabText(static_cast<int>(ProjectTab::exportSheet), words("desktop.tab.export"));
   projectTabs_->setAccessibleName(words("desktop.tab.name"));
+  for (int tab = 0; tab < projectTabs_->count(); ++tab) {
+    projectTabs_->setTabToolTip(tab, QStringLiteral("Ctrl+%1").arg(tab + 1));
+  }
   toast_->retranslate();
   workStrip_->retranslate(words("desktop.common.cancel"));
   for (QAction* action : actions()) {
@@ -319,18 +327,42 @@ void MainWindow::createShortcuts() {
     showProjectTab(ProjectTab::works);
     board_->addImages();
   });
-  shortcut("desktop.nav.home", QKeySequence(Qt::CTRL | Qt::Key_1),
+  // Ctrl+1…5: the open project's pages, in the order of their tabs.
+  const std::pair<const char*, ProjectTab> tabs[] = {
+      {"desktop.tab.works", ProjectTab::works},
+      {"desktop.tab.texts", ProjectTab::texts},
+      {"desktop.tab.cv", ProjectTab::cv},
+      {"desktop.tab.details", ProjectTab::details},
+      {"desktop.tab.export", ProjectTab::exportSheet}};
+  for (std::size_t i = 0; i < std::size(tabs); ++i) {
+    const ProjectTab tab = tabs[i].second;
+    shortcut(tabs[i].first, QKeySequence(Qt::CTRL | static_cast<Qt::Key>(Qt::Key_1 + i)),
+             [this, tab] { showProjectTab(tab); });
+  }
+  shortcut("desktop.nav.home", QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_H),
            [this] { showScreen(Screen::home); });
-  shortcut("desktop.nav.works", QKeySequence(Qt::CTRL | Qt::Key_2),
-           [this] { showScreen(Screen::works); });
-  shortcut("desktop.nav.vault", QKeySequence(Qt::CTRL | Qt::Key_3),
+  shortcut("desktop.nav.vault", QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_V),
            [this] { showScreen(Screen::vault); });
+  shortcut("desktop.save.saved", QKeySequence::Save, [this] {
+    // A number being typed counts as written once the user saves.
+    inspector_->commitNumbers();
+    context_.store.saveNow();
+    header_->confirmSaved();
+  });
   shortcut("desktop.nav.settings", QKeySequence::Preferences,
            [this] { showScreen(Screen::settings); });
   shortcut("desktop.nav.settings", QKeySequence(Qt::CTRL | Qt::Key_Comma),
            [this] { showScreen(Screen::settings); });
   shortcut("desktop.tab.export", QKeySequence(Qt::CTRL | Qt::Key_E),
            [this] { showProjectTab(ProjectTab::exportSheet); });
+  // Escape leaves the export page for the works, as closing a sheet would.
+  auto* leaveExport = new QAction(exportSheet_);
+  leaveExport->setShortcut(QKeySequence(Qt::Key_Escape));
+  leaveExport->setShortcutContext(Qt::WidgetWithChildrenShortcut);
+  connect(leaveExport, &QAction::triggered, this, [this] {
+    if (!exportSheet_->isExporting()) showProjectTab(ProjectTab::works);
+  });
+  exportSheet_->addAction(leaveExport);
   shortcut("desktop.project.duplicate", QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_D),
            [this] { duplicateProject(); });
   shortcut("desktop.backup.export", QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_E),

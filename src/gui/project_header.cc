@@ -232,7 +232,8 @@ void ProjectHeader::fill() {
 void ProjectHeader::updateSaving() {
   const Words words(context_.store);
   const AppState& state = context_.store.state();
-  const QString text = saveIndicatorText(words, state);
+  QString text = saveIndicatorText(words, state);
+  if (text.isEmpty() && confirmed_) text = words("desktop.save.saved");
   saving_->setText(text);
   saving_->setProperty("saving", state.isSaving || state.isSaveWaiting);
   QStringList saved;
@@ -250,6 +251,11 @@ void ProjectHeader::kindChosen() {
   if (filling_) return;
   const auto& [kind, catalogue] = kKinds.at(static_cast<std::size_t>(kind_->currentIndex()));
   context_.store.setProjectKind(kind, catalogue);
+}
+
+void ProjectHeader::confirmSaved() {
+  confirmed_ = true;
+  updateSaving();
 }
 
 void ProjectHeader::send(const ProjectChanges& changes) {

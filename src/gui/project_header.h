@@ -26,6 +26,8 @@ class ProjectHeader final : public QWidget {
  public:
   explicit ProjectHeader(DesktopContext context, QWidget* parent = nullptr);
   void retranslate();
+  // Ctrl+S was pressed: the indicator says "Saved" (or "Saving…" until it is).
+  void confirmSaved();
 
   QLineEdit* nameField() const { return name_; }
   QLineEdit* titleField() const { return title_; }
@@ -43,6 +45,7 @@ class ProjectHeader final : public QWidget {
 
   DesktopContext context_;
   bool filling_ = false;
+  bool confirmed_ = false;  // Ctrl+S asked for a word even with nothing new
   QLineEdit* name_;
   QToolButton* menu_;
   QLabel* saving_;

@@ -37,13 +37,22 @@ class ProjectDelegate final : public QStyledItemDelegate {
     const QPalette& palette = option.palette;
     const QRect row = option.rect.adjusted(6, 1, -6, -1);
     const bool isOpen = index.data(ProjectListModel::IsOpenRole).toBool();
+    // One row of the sidebar is lit at a time: the open project's only
+    // while its pages are shown (elsewhere its bar still marks it).
+    const bool isShown =
+        isOpen && option.widget != nullptr && option.widget->property("projectShown").toBool();
     const bool hovered = option.state.testFlag(QStyle::State_MouseOver);
-    if (isOpen || hovered) {
+    if (isShown || hovered) {
       QColor fill = palette.color(QPalette::Highlight);
-      fill.setAlpha(isOpen ? 46 : 18);
+      fill.setAlpha(isShown ? 46 : 18);
       painter->setPen(Qt::NoPen);
       painter->setBrush(fill);
       painter->drawRoundedRect(row, 7, 7);
+    }
+    if (option.state.testFlag(QStyle::State_HasFocus)) {
+      painter->setPen(QPen(palette.color(QPalette::Highlight), 1.5));
+      painter->setBrush(Qt::NoBrush);
+      painter->drawRoundedRect(QRectF(row).adjusted(0.75, 0.75, -0.75, -0.75), 7, 7);
     }
     if (isOpen) {
       painter->setBrush(palette.color(QPalette::Highlight));
@@ -53,7 +62,7 @@ class ProjectDelegate final : public QStyledItemDelegate {
     const QFontMetrics metrics(option.font);
     const QRect text = row.adjusted(14, 6, -8, -6);
     QFont nameFont = option.font;
-    if (isOpen) nameFont.setWeight(QFont::DemiBold);
+    if (isShown) nameFont.setWeight(QFont::DemiBold);
     painter->setFont(nameFont);
     painter->setPen(palette.color(QPalette::WindowText));
     painter->drawText(
@@ -217,6 +226,7 @@ void Sidebar::setScreen(Screen screen) {
   vault_->setChecked(screen == Screen::vault);
   settings_->setChecked(screen == Screen::settings);
   deleted_->setChecked(screen == Screen::deleted);
+  list_->setProperty("projectShown", screen == Screen::works);
   list_->viewport()->update();
 }
 

@@ -139,6 +139,13 @@ QWidget#projectTabsRow { border-bottom: 1px solid %line%; }
 QTreeView { border: 1px solid %line%; border-radius: 6px; background: %base%; alternate-background-color: %alternate%; }
 QTreeView::item { padding: 3px 4px; }
 QHeaderView::section { background: transparent; border: none; border-bottom: 1px solid %line%; padding: 4px; color: %secondary%; font-weight: 600; }
+QPushButton:focus { border: 2px solid %accent%; padding: 5px 13px; }
+QPushButton#primary:focus, QPushButton#addImages:focus { border: 2px solid %text%; }
+QPushButton[nav="true"]:focus, QPushButton[segment="true"]:focus { border: 2px solid %accent%; padding: 5px 8px; }
+QToolButton:focus { border: 2px solid %accent%; border-radius: 6px; }
+QToolButton#removeArtworks:focus, QToolButton#replaceImage:focus { border: 2px solid %accent%; padding: 5px 9px; }
+QCheckBox::indicator:focus, QRadioButton::indicator:focus { border: 2px solid %accent%; }
+QTabBar#projectTabs::tab:focus { color: %accent%; }
 QSplitter::handle { background: %line%; }
 QSplitter::handle:horizontal { width: 1px; }
 )");

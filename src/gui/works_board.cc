@@ -4,6 +4,7 @@
 #include <QFileDialog>
 #include <QHBoxLayout>
 #include <QItemSelectionModel>
+#include <QKeyEvent>
 #include <QLabel>
 #include <QPainter>
 #include <QProgressBar>
@@ -66,6 +67,32 @@ void BoardGrid::fitColumns() {
   const int columns = std::max(1, width / smallest.width());
   const QSize grid(width / columns, smallest.height());
   if (gridSize() != grid) setGridSize(grid);
+}
+
+int BoardGrid::columnCount() const {
+  return std::max(1, viewport()->width() / std::max(1, gridSize().width()));
+}
+
+void BoardGrid::keyPressEvent(QKeyEvent* event) {
+  const bool enter = event->key() == Qt::Key_Return || event->key() == Qt::Key_Enter;
+  if (enter && event->modifiers() == Qt::NoModifier) {
+    emit editRequested();
+    return event->accept();
+  }
+  const bool moving = event->modifiers().testAnyFlags(Qt::ControlModifier | Qt::AltModifier);
+  if (moving) {
+    const int columns = columnCount();
+    const std::optional<int> offset = event->key() == Qt::Key_Left    ? std::optional(-1)
+                                      : event->key() == Qt::Key_Right ? std::optional(1)
+                                      : event->key() == Qt::Key_Up    ? std::optional(-columns)
+                                      : event->key() == Qt::Key_Down  ? std::optional(columns)
+                                                                      : std::nullopt;
+    if (offset) {
+      emit moveRequested(*offset);
+      return event->accept();
+    }
+  }
+  QListView::keyPressEvent(event);
 }
 
 void BoardGrid::resizeEvent(QResizeEvent* event) {
@@ -257,6 +284,7 @@ WorksBoard::WorksBoard(AppStore& store, QWidget* parent)
   connect(removeButton_, &QToolButton::clicked, this, &WorksBoard::removeSelected);
   connect(replaceButton_, &QToolButton::clicked, this, &WorksBoard::replaceSelectedImage);
   connect(cancelButton_, &QPushButton::clicked, intake_, &ImageIntakeController::cancel);
+  connect(grid_, &BoardGrid::moveRequested, this, &WorksBoard::moveSelected);
   connect(grid_->selectionModel(), &QItemSelectionModel::selectionChanged, this,
           &WorksBoard::selectionChanged);
   connect(model_, &QAbstractItemModel::modelReset, this, &WorksBoard::selectionChanged);
@@ -367,6 +395,26 @@ void WorksBoard::removeSelected() {
   for (const std::string& id : ids) {
     if (!store_.removeArtwork(id)) break;
   }
+}
+
+void WorksBoard::moveSelected(int offset) {
+  const std::vector<std::string> moving = selectedIds();
+  if (moving.empty() || offset == 0) return;
+  std::vector<std::string> order;
+  for (const Artwork& work : store_.state().snapshot.artworks.images) order.push_back(work.id);
+  std::vector<std::string> rest;
+  int first = -1;
+  for (std::size_t i = 0; i < order.size(); ++i) {
+    if (std::find(moving.begin(), moving.end(), order[i]) == moving.end()) {
+      rest.push_back(order[i]);
+    } else if (first < 0) {
+      first = static_cast<int>(i);
+    }
+  }
+  const int place = std::clamp(first + offset, 0, static_cast<int>(rest.size()));
+  if (place == first) return;
+  rest.insert(rest.begin() + place, moving.begin(), moving.end());
+  if (store_.reorderArtworks(rest)) select(moving);
 }
 
 void WorksBoard::replaceSelectedImage() {

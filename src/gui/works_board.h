@@ -45,8 +45,17 @@ class BoardGrid final : public QListView {
   // Whether files or works from the Vault are being dragged over the board
   // now: it then shows, by its accent frame, that letting go adds them.
   bool isTakingDrop() const { return takingDrop_; }
+  // How many cells a row of the grid holds now.
+  int columnCount() const;
+
+ signals:
+  // Enter on the selection: its details are to be written.
+  void editRequested();
+  // Ctrl or Alt with an arrow: the selection moves by `offset` places.
+  void moveRequested(int offset);
 
  protected:
+  void keyPressEvent(QKeyEvent* event) override;
   void dragEnterEvent(QDragEnterEvent* event) override;
   void dragMoveEvent(QDragMoveEvent* event) override;
   void dragLeaveEvent(QDragLeaveEvent* event) override;
@@ -84,6 +93,9 @@ class WorksBoard final : public QWidget {
   // they stay in the Vault.
   void removeSelected();
   void replaceSelectedImage();  // asks for one file
+  // Moves the selected works by `offset` places in the project's order
+  // (kept together, stopping at either end).
+  void moveSelected(int offset);
   void retranslate();
 
   Ask ask;

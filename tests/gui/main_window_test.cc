@@ -20,6 +20,7 @@
 #include "gui/delete_all_dialog.h"
 #include "gui/deleted_projects_page.h"
 #include "gui/desktop_fixture.h"
+#include "gui/export_sheet.h"
 #include "gui/inspector.h"
 #include "gui/project_header.h"
 #include "gui/project_list_model.h"
@@ -154,6 +155,31 @@ TEST_F(DesktopTest, AWorkRemovedFromTheProjectWaitsInTheVaultAndComesBack) {
   EXPECT_EQ(boardOrder().back(), leaving);
   EXPECT_EQ(window->board().model().rowCount(), 2);
   EXPECT_EQ(vault.model().rowCount(), 0);  // read again: nothing left to add
+}
+
+TEST_F(DesktopTest, TheWindowsKeysWorkWhileAFieldIsBeingTypedIn) {
+  dropImages({writeImage("a.jpg", 200, 200)});
+  window->board().select(boardOrder());
+  QLineEdit* price = window->inspector().priceField();
+  price->setFocus();
+  QTest::keyClicks(price, "900");
+  // Ctrl+S saves what is typed, the number too, and says so.
+  QTest::keyClick(price, Qt::Key_S, Qt::ControlModifier);
+  pump();
+  EXPECT_FALSE(store->state().isSaveWaiting) << "not left to the debounce";
+  main.advanceBy(std::chrono::seconds(1));  // "Saving…" is shown a moment at least
+  pump();
+  EXPECT_EQ(store->state().snapshot.artworks.images.front().priceCents, 90000);
+  EXPECT_EQ(window->header().saveIndicator()->text(), QString("Saved"));
+  // Ctrl+1…5 are the project's pages; Ctrl+E the export; Escape leaves it.
+  QTest::keyClick(price, Qt::Key_3, Qt::ControlModifier);
+  EXPECT_EQ(window->projectTab(), gui::ProjectTab::cv);
+  window->header().nameField()->setFocus();
+  QTest::keyClick(window->header().nameField(), Qt::Key_E, Qt::ControlModifier);
+  EXPECT_EQ(window->projectTab(), gui::ProjectTab::exportSheet);
+  window->exportSheet().documentChooser()->setFocus();
+  QTest::keyClick(window->exportSheet().documentChooser(), Qt::Key_Escape);
+  EXPECT_EQ(window->projectTab(), gui::ProjectTab::works);
 }
 
 TEST_F(DesktopTest, TheDashboardShowsTheLibrarysOwnCounts) {

@@ -4,13 +4,16 @@
 #include <gtest/gtest.h>
 
 #include <QLabel>
+#include <QLineEdit>
 #include <QListView>
 #include <QSignalSpy>
+#include <QTest>
 #include <fstream>
 
 #include "gui/board_pictures.h"
 #include "gui/desktop_fixture.h"
 #include "gui/image_intake_controller.h"
+#include "gui/inspector.h"
 #include "gui/project_list_model.h"
 #include "gui/sidebar.h"
 #include "gui/toast_view.h"
@@ -165,6 +168,35 @@ TEST_F(DesktopTest, DraggingCellsToANewPlaceReordersTheProjectAndMovesTheRows) {
                 "WHERE projectId = '" +
                 store->state().project.id + "' ORDER BY sortIndex)"),
             before[3] + "," + before[0] + "," + before[1] + "," + before[2]);
+}
+
+TEST_F(DesktopTest, TheBoardIsWorkedFromTheKeyboard) {
+  dropImages({writeImage("a.jpg", 200, 200), writeImage("b.jpg", 200, 200),
+              writeImage("c.jpg", 200, 200)});
+  const Ids before = boardOrder();
+  gui::BoardGrid& grid = window->board().grid();
+  window->board().select({before[0]});
+  grid.setFocus();
+  // Arrows move the selection, Ctrl or Alt with an arrow moves the work.
+  QTest::keyClick(&grid, Qt::Key_Right);
+  EXPECT_EQ(window->board().selectedIds(), (Ids{before[1]}));
+  QTest::keyClick(&grid, Qt::Key_Right, Qt::ControlModifier);
+  pump();
+  EXPECT_EQ(boardOrder(), (Ids{before[0], before[2], before[1]}));
+  EXPECT_EQ(window->board().selectedIds(), (Ids{before[1]}));
+  QTest::keyClick(&grid, Qt::Key_Right, Qt::AltModifier);  // already last: stays
+  QTest::keyClick(&grid, Qt::Key_Left, Qt::AltModifier);
+  QTest::keyClick(&grid, Qt::Key_Left, Qt::AltModifier);
+  pump();
+  EXPECT_EQ(boardOrder(), (Ids{before[1], before[0], before[2]}));
+  // Enter writes its details; Delete asks before taking it off the project.
+  QTest::keyClick(&grid, Qt::Key_Return);
+  EXPECT_TRUE(window->inspector().titleField()->hasFocus());
+  grid.setFocus();
+  confirmAnswer = false;
+  QTest::keyClick(&grid, Qt::Key_Delete);
+  EXPECT_EQ(asked.size(), 1u);
+  EXPECT_EQ(boardOrder().size(), 3u);
 }
 
 TEST_F(DesktopTest, WorksFromTheVaultDroppedOnTheBoardLandWhereTheyWereDropped) {
