@@ -22,6 +22,7 @@
 #include <QTabBar>
 #include <QTextCursor>
 #include <QTimer>
+#include <QToolButton>
 #include <QVBoxLayout>
 
 #include "app/failure_text.h"
@@ -90,7 +91,10 @@ MainWindow::MainWindow(DesktopContext context, QWidget* parent)
   worksSplitter_->setStretchFactor(0, 1);
   worksSplitter_->setStretchFactor(1, 0);
   worksSplitter_->setSizes({760, 320});
-  worksSplitter_->setChildrenCollapsible(false);
+  // The inspector folds away (its Details button, or dragged shut) to give
+  // a small screen's width to the board; the board never does.
+  worksSplitter_->setCollapsible(0, false);
+  worksSplitter_->setCollapsible(1, true);
   auto* worksLayout = new QVBoxLayout(worksPage_);
   worksLayout->setContentsMargins(0, 0, 0, 0);
   worksLayout->setSpacing(0);
@@ -151,7 +155,7 @@ MainWindow::MainWindow(DesktopContext context, QWidget* parent)
   mainSplitter_->setHandleWidth(1);
   worksSplitter_->setHandleWidth(1);
   resize(1280, 820);
-  setMinimumSize(900, 600);
+  setMinimumSize(800, 600);
 
   chooseOpenPath = [this] {
     return QFileDialog::getOpenFileName(this, Words(context_.store)("desktop.backup.import"),
@@ -228,8 +232,13 @@ MainWindow::MainWindow(DesktopContext context, QWidget* parent)
     showProjectTab(ProjectTab::works);
     board_->addImages();
   });
+  connect(board_->detailsButton(), &QToolButton::clicked, this,
+          [this](bool shown) { showInspector(shown); });
+  connect(worksSplitter_, &QSplitter::splitterMoved, this,
+          [this] { board_->detailsButton()->setChecked(isInspectorShown()); });
   connect(&board_->grid(), &BoardGrid::editRequested, this, [this] {
     if (board_->selectedIds().size() != 1) return;
+    showInspector(true);
     inspector_->titleField()->setFocus(Qt::TabFocusReason);
     inspector_->titleField()->selectAll();
   });
@@ -717,6 +726,17 @@ void MainWindow::showOversizedImages() {
   box.exec();
 }
 
+bool MainWindow::isInspectorShown() const { return worksSplitter_->sizes().value(1) > 0; }
+
+void MainWindow::showInspector(bool shown) {
+  if (shown != isInspectorShown()) {
+    const int total = worksSplitter_->width();
+    const int inspector = std::max(inspector_->minimumWidth(), 320);
+    worksSplitter_->setSizes({shown ? total - inspector : total, shown ? inspector : 0});
+  }
+  board_->detailsButton()->setChecked(shown);
+}
+
 void MainWindow::restoreLayout() {
   if (const auto geometry = context_.preferences.string(kGeometryKey)) {
     restoreGeometry(QByteArray::fromBase64(QByteArray::fromStdString(*geometry)));
@@ -727,6 +747,18 @@ void MainWindow::restoreLayout() {
     worksSplitter_->restoreState(
         QByteArray::fromBase64(QByteArray::fromStdString((*splitters)[1])));
   }
+  board_->detailsButton()->setChecked(isInspectorShown());
+}
+
+void MainWindow::resizeEvent(QResizeEvent* event) {
+  QMainWindow::resizeEvent(event);
+  // Crossing into a small screen folds the inspector, so the board keeps
+  // columns of works; crossing back brings it again. In between, the
+  // user's own choice stands.
+  const bool narrow = width() < kNarrowWidth;
+  if (narrow == narrow_) return;
+  narrow_ = narrow;
+  showInspector(!narrow);
 }
 
 void MainWindow::rememberLayout() {

@@ -67,6 +67,9 @@ class MainWindow final : public QMainWindow {
   void showProjectTab(ProjectTab tab);
   ProjectTab projectTab() const;
   void openProject(const std::string& projectId);
+  // Shows or folds the inspector beside the board.
+  void showInspector(bool shown);
+  bool isInspectorShown() const;
   void newProject();
   void duplicateProject();
   void deleteProject();
@@ -108,6 +111,7 @@ class MainWindow final : public QMainWindow {
 
  protected:
   void closeEvent(QCloseEvent* event) override;
+  void resizeEvent(QResizeEvent* event) override;
   void dragEnterEvent(QDragEnterEvent* event) override;
   void dropEvent(QDropEvent* event) override;
 
@@ -159,6 +163,9 @@ class MainWindow final : public QMainWindow {
   std::optional<Cancellation> backupCancel_;  // while a backup is written or read
   const char* backupCloseKey_ = "";           // which, in the close question
   bool closeWhenDone_ = false;
+  // Below this width the inspector starts folded.
+  static constexpr int kNarrowWidth = 1000;
+  bool narrow_ = false;
   QPalette systemPalette_;
   StoreSubscription subscription_;
 };

@@ -8,6 +8,7 @@
 #include <QToolButton>
 #include <QVBoxLayout>
 
+#include "gui/flow_layout.h"
 #include "gui/project_list_model.h"
 #include "gui/words.h"
 #include "model/amount.h"
@@ -76,7 +77,7 @@ ProjectHeader::ProjectHeader(DesktopContext context, QWidget* parent)
   year_->setMaximumWidth(70);
   currency_->setMaximumWidth(60);
   currency_->setMaxLength(3);
-  title_->setMinimumWidth(160);
+  title_->setMinimumWidth(220);
 
   auto* top = new QHBoxLayout;
   top->setSpacing(8);
@@ -84,21 +85,26 @@ ProjectHeader::ProjectHeader(DesktopContext context, QWidget* parent)
   top->addWidget(saving_);
   top->addWidget(menu_);
 
-  auto* settings = new QHBoxLayout;
-  settings->setSpacing(6);
-  const auto add = [&](QWidget* field, int stretch = 0) {
-    auto* label = new QLabel(this);
+  // The settings wrap onto a second row on a small screen rather than cut
+  // their words.
+  auto* settingsRow = new QWidget(this);
+  auto* settings = new FlowLayout(settingsRow, 6);
+  const auto add = [&](QWidget* field) {
+    auto* setting = new QWidget(settingsRow);
+    auto* label = new QLabel(setting);
     label->setObjectName(QStringLiteral("fieldLabel"));
     label->setBuddy(field);
     labels_.push_back(label);
-    auto* column = new QVBoxLayout;
+    auto* column = new QVBoxLayout(setting);
+    column->setContentsMargins(0, 0, 0, 0);
     column->setSpacing(2);
     column->addWidget(label);
+    field->setParent(setting);
     column->addWidget(field);
-    settings->addLayout(column, stretch);
+    settings->addWidget(setting);
   };
   add(kind_);
-  add(title_, 1);
+  add(title_);
   add(year_);
   add(language_);
   add(currency_);
@@ -110,7 +116,7 @@ ProjectHeader::ProjectHeader(DesktopContext context, QWidget* parent)
   layout->setContentsMargins(20, 14, 16, 12);
   layout->setSpacing(10);
   layout->addLayout(top);
-  layout->addLayout(settings);
+  layout->addWidget(settingsRow);
 
   for (const auto code : kInterfaceLanguages) language_->addItem(languageName(code), qstr(code));
   connect(name_, &QLineEdit::editingFinished, this, [this] {

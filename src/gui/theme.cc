@@ -95,8 +95,9 @@ QPushButton#primary, QPushButton#addImages { background: %accent%; color: %accen
 QPushButton#danger { color: #c93c3c; border-color: #d98a8a; }
 QPushButton#danger:hover { background: rgba(214, 69, 69, 0.08); border-color: #d64545; }
 QPushButton#primary:disabled { background: %line%; border-color: %line%; color: %secondary%; }
-QToolButton#removeArtworks, QToolButton#replaceImage { padding: 6px 10px; border: 1px solid %line%; border-radius: 7px; }
+QToolButton#removeArtworks, QToolButton#replaceImage, QToolButton#toggleDetails { padding: 6px 10px; border: 1px solid %line%; border-radius: 7px; }
 QToolButton#removeArtworks:disabled, QToolButton#replaceImage:disabled { color: %secondary%; }
+QToolButton#toggleDetails:checked { background: %selected%; }
 QLineEdit, QPlainTextEdit, QComboBox { padding: 4px 6px; border: 1px solid %line%; border-radius: 6px; background: %base%; }
 QLineEdit:focus, QPlainTextEdit:focus, QComboBox:focus { border-color: %accent%; }
 QComboBox { padding-right: 22px; }
@@ -143,7 +144,7 @@ QPushButton:focus { border: 2px solid %accent%; padding: 5px 13px; }
 QPushButton#primary:focus, QPushButton#addImages:focus { border: 2px solid %text%; }
 QPushButton[nav="true"]:focus, QPushButton[segment="true"]:focus { border: 2px solid %accent%; padding: 5px 8px; }
 QToolButton:focus { border: 2px solid %accent%; border-radius: 6px; }
-QToolButton#removeArtworks:focus, QToolButton#replaceImage:focus { border: 2px solid %accent%; padding: 5px 9px; }
+QToolButton#removeArtworks:focus, QToolButton#replaceImage:focus, QToolButton#toggleDetails:focus { border: 2px solid %accent%; padding: 5px 9px; }
 QCheckBox::indicator:focus, QRadioButton::indicator:focus { border: 2px solid %accent%; }
 QTabBar#projectTabs::tab:focus { color: %accent%; }
 QSplitter::handle { background: %line%; }

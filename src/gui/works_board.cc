@@ -10,6 +10,7 @@
 #include <QProgressBar>
 #include <QPushButton>
 #include <QScrollBar>
+#include <QStyle>
 #include <QToolButton>
 #include <QVBoxLayout>
 #include <algorithm>
@@ -17,6 +18,7 @@
 #include "app/image_intake.h"
 #include "gui/board_delegate.h"
 #include "gui/board_pictures.h"
+#include "gui/flow_layout.h"
 #include "gui/image_intake_controller.h"
 #include "gui/words.h"
 #include "gui/works_board_model.h"
@@ -46,7 +48,9 @@ BoardGrid::BoardGrid(QWidget* parent) : QListView(parent) {
   setUniformItemSizes(true);
   setLayoutMode(QListView::Batched);
   setBatchSize(200);
-  setSpacing(6);
+  // The air between cells is in the grid size: a spacing on top of it
+  // would wrap the last column of a fitted row onto the next.
+  setSpacing(0);
   setSelectionMode(QAbstractItemView::ExtendedSelection);
   setDragEnabled(true);
   setAcceptDrops(true);
@@ -63,7 +67,11 @@ BoardGrid::BoardGrid(QWidget* parent) : QListView(parent) {
 
 void BoardGrid::fitColumns() {
   const QSize smallest = BoardDelegate::cellSize() + QSize(8, 8);
-  const int width = std::max(viewport()->width() - 2, smallest.width());
+  // The width the view lays its cells out in: it keeps room for a
+  // scroll bar whether one shows or not.
+  const int room = maximumViewportSize().width() -
+                   style()->pixelMetric(QStyle::PM_ScrollBarExtent, nullptr, verticalScrollBar());
+  const int width = std::max(room - 2, smallest.width());
   const int columns = std::max(1, width / smallest.width());
   const QSize grid(width / columns, smallest.height());
   if (gridSize() != grid) setGridSize(grid);
@@ -232,6 +240,7 @@ WorksBoard::WorksBoard(AppStore& store, QWidget* parent)
       addButton_(new QPushButton(this)),
       removeButton_(new QToolButton(this)),
       replaceButton_(new QToolButton(this)),
+      detailsButton_(new QToolButton(this)),
       countLabel_(new QLabel(this)),
       progressRow_(new QWidget(this)),
       progressLabel_(new QLabel(progressRow_)),
@@ -250,18 +259,24 @@ WorksBoard::WorksBoard(AppStore& store, QWidget* parent)
     if (row >= 0) grid_->update(model_->index(row));
   });
 
-  auto* toolbar = new QHBoxLayout;
+  // The buttons keep their whole words: on a narrow board they wrap under
+  // the count rather than shrink.
+  auto* toolbarRow = new QWidget(this);
+  auto* toolbar = new FlowLayout(toolbarRow, 8);
   toolbar->setContentsMargins(16, 10, 16, 6);
-  toolbar->setSpacing(8);
   countLabel_->setObjectName(QStringLiteral("secondaryText"));
   toolbar->addWidget(countLabel_);
-  toolbar->addStretch();
   removeButton_->setObjectName(QStringLiteral("removeArtworks"));
   replaceButton_->setObjectName(QStringLiteral("replaceImage"));
+  detailsButton_->setObjectName(QStringLiteral("toggleDetails"));
+  detailsButton_->setCheckable(true);
+  detailsButton_->setChecked(true);
   addButton_->setObjectName(QStringLiteral("addImages"));
   addButton_->setDefault(false);
+  toolbar->setTrailingFrom(1);
   toolbar->addWidget(replaceButton_);
   toolbar->addWidget(removeButton_);
+  toolbar->addWidget(detailsButton_);
   toolbar->addWidget(addButton_);
 
   auto* progressLayout = new QHBoxLayout(progressRow_);
@@ -276,7 +291,7 @@ WorksBoard::WorksBoard(AppStore& store, QWidget* parent)
   auto* layout = new QVBoxLayout(this);
   layout->setContentsMargins(0, 0, 0, 0);
   layout->setSpacing(0);
-  layout->addLayout(toolbar);
+  layout->addWidget(toolbarRow);
   layout->addWidget(progressRow_);
   layout->addWidget(grid_, 1);
 
@@ -322,6 +337,9 @@ void WorksBoard::retranslate() {
   removeButton_->setAccessibleName(words("desktop.works.remove"));
   replaceButton_->setText(words("desktop.works.replace_image"));
   replaceButton_->setAccessibleName(words("desktop.works.replace_image"));
+  detailsButton_->setText(words("desktop.works.details"));
+  detailsButton_->setAccessibleName(words("desktop.works.details"));
+  detailsButton_->setToolTip(words("desktop.works.details.tip"));
   cancelButton_->setText(words("desktop.common.cancel"));
   cancelButton_->setAccessibleName(words("desktop.works.cancel_adding"));
   progress_->setAccessibleName(words("desktop.works.cancel_adding"));

@@ -93,6 +93,9 @@ class WorksBoard final : public QWidget {
   // they stay in the Vault.
   void removeSelected();
   void replaceSelectedImage();  // asks for one file
+  // "Details": shows or folds the inspector beside the board (checked when
+  // it is shown); the window acts on it.
+  QToolButton* detailsButton() const { return detailsButton_; }
   // Moves the selected works by `offset` places in the project's order
   // (kept together, stopping at either end).
   void moveSelected(int offset);
@@ -116,6 +119,7 @@ class WorksBoard final : public QWidget {
   QPushButton* addButton_;
   QToolButton* removeButton_;
   QToolButton* replaceButton_;
+  QToolButton* detailsButton_;
   QLabel* countLabel_;
   QWidget* progressRow_;
   QLabel* progressLabel_;

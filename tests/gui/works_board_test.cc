@@ -3,6 +3,7 @@
 // the list model telling its view exactly what moved.
 #include <gtest/gtest.h>
 
+#include <QAbstractButton>
 #include <QLabel>
 #include <QLineEdit>
 #include <QListView>
@@ -197,6 +198,29 @@ TEST_F(DesktopTest, TheBoardIsWorkedFromTheKeyboard) {
   QTest::keyClick(&grid, Qt::Key_Delete);
   EXPECT_EQ(asked.size(), 1u);
   EXPECT_EQ(boardOrder().size(), 3u);
+}
+
+TEST_F(DesktopTest, OnASmallScreenTheInspectorFoldsAndTheBoardKeepsColumns) {
+  dropImages({writeImage("a.jpg", 200, 200), writeImage("b.jpg", 200, 200),
+              writeImage("c.jpg", 200, 200), writeImage("d.jpg", 200, 200)});
+  window->resize(800, 600);
+  pump();
+  EXPECT_FALSE(window->isInspectorShown());
+  gui::BoardGrid& grid = window->board().grid();
+  const auto top = [&](int row) { return grid.visualRect(grid.model()->index(row, 0)).top(); };
+  EXPECT_EQ(top(1), top(0)) << "two works side by side at least";
+  // Its words are whole: no button narrower than it asks to be.
+  for (const QAbstractButton* button : window->board().findChildren<QAbstractButton*>()) {
+    if (!button->isVisible()) continue;
+    EXPECT_GE(button->width(), button->sizeHint().width()) << button->text().toStdString();
+  }
+  // Enter on a work brings the inspector back for it.
+  window->board().select({boardOrder().front()});
+  grid.setFocus();
+  QTest::keyClick(&grid, Qt::Key_Return);
+  pump();
+  EXPECT_TRUE(window->isInspectorShown());
+  EXPECT_TRUE(window->inspector().titleField()->hasFocus());
 }
 
 TEST_F(DesktopTest, WorksFromTheVaultDroppedOnTheBoardLandWhereTheyWereDropped) {
