@@ -7,6 +7,8 @@ namespace quorvane::gui {
 
 QScrollArea* framelessScroll(QWidget* content, QWidget* parent) {
   auto* scroll = new QScrollArea(parent);
+  // Tab goes to the fields inside, never to the frame around them.
+  scroll->setFocusPolicy(Qt::NoFocus);
   scroll->setWidget(content);
   scroll->setWidgetResizable(true);
   scroll->setFrameShape(QFrame::NoFrame);

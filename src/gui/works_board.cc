@@ -295,6 +295,11 @@ WorksBoard::WorksBoard(AppStore& store, QWidget* parent)
   layout->addWidget(progressRow_);
   layout->addWidget(grid_, 1);
 
+  // Tab in reading order: the buttons as they stand, then the works.
+  setTabOrder(replaceButton_, removeButton_);
+  setTabOrder(removeButton_, detailsButton_);
+  setTabOrder(detailsButton_, addButton_);
+  setTabOrder(addButton_, grid_);
   connect(addButton_, &QPushButton::clicked, this, &WorksBoard::addImages);
   connect(removeButton_, &QToolButton::clicked, this, &WorksBoard::removeSelected);
   connect(replaceButton_, &QToolButton::clicked, this, &WorksBoard::replaceSelectedImage);

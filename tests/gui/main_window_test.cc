@@ -4,6 +4,7 @@
 // everywhere at once.
 #include <gtest/gtest.h>
 
+#include <QApplication>
 #include <QCheckBox>
 #include <QComboBox>
 #include <QLabel>
@@ -12,6 +13,7 @@
 #include <QMessageBox>
 #include <QPointer>
 #include <QPushButton>
+#include <QScrollArea>
 #include <QSplitter>
 #include <QTest>
 #include <QToolButton>
@@ -180,6 +182,36 @@ TEST_F(DesktopTest, TheWindowsKeysWorkWhileAFieldIsBeingTypedIn) {
   window->exportSheet().documentChooser()->setFocus();
   QTest::keyClick(window->exportSheet().documentChooser(), Qt::Key_Escape);
   EXPECT_EQ(window->projectTab(), gui::ProjectTab::works);
+}
+
+TEST_F(DesktopTest, TabGoesThroughTheWorksPageInReadingOrder) {
+  dropImages({writeImage("a.jpg", 200, 200)});
+  window->board().select(boardOrder());
+  window->header().nameField()->setFocus();
+  std::vector<QWidget*> chain;
+  for (int i = 0; i < 40; ++i) {
+    chain.push_back(QApplication::focusWidget());
+    QTest::keyClick(QApplication::focusWidget(), Qt::Key_Tab);
+    if (QApplication::focusWidget() == window->header().nameField()) break;
+  }
+  // Header, tabs, the board's buttons as they stand, the board, the inspector.
+  const auto at = [&](QWidget* widget) {
+    return std::find(chain.begin(), chain.end(), widget) - chain.begin();
+  };
+  const auto& board = window->board();
+  const std::vector<QWidget*> order = {window->header().nameField(),
+                                       window->findChild<QWidget*>(QStringLiteral("projectTabs")),
+                                       board.findChild<QWidget*>(QStringLiteral("replaceImage")),
+                                       board.findChild<QWidget*>(QStringLiteral("removeArtworks")),
+                                       board.findChild<QWidget*>(QStringLiteral("addImages")),
+                                       &window->board().grid(),
+                                       window->inspector().titleField(),
+                                       window->inspector().widthField()};
+  for (std::size_t i = 1; i < order.size(); ++i) {
+    EXPECT_LT(at(order[i - 1]), at(order[i])) << "place " << i;
+    EXPECT_LT(at(order[i]), static_cast<std::ptrdiff_t>(chain.size())) << "place " << i;
+  }
+  for (QWidget* widget : chain) EXPECT_EQ(qobject_cast<QScrollArea*>(widget), nullptr);
 }
 
 TEST_F(DesktopTest, TheDashboardShowsTheLibrarysOwnCounts) {
