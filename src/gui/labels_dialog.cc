@@ -141,7 +141,7 @@ void LabelsDialog::rebuild() {
     label->setWordWrap(true);
     label->setMinimumWidth(220);
     auto* place = new QLabel(words(placeKey(key)), name);
-    place->setObjectName(QStringLiteral("fieldHint"));
+    place->setObjectName(QStringLiteral("labelPlace"));
     nameLayout->addWidget(label);
     nameLayout->addWidget(place);
     auto* edit = new QLineEdit(rows_);

@@ -1,5 +1,6 @@
 #include "gui/screenshot_tour.h"
 
+#include <QApplication>
 #include <QCoreApplication>
 #include <QDir>
 #include <QElapsedTimer>
@@ -88,6 +89,8 @@ int takeScreenshots(MainWindow& window, const QString& folder) {
       // A web CV's plan, when the tour is given one.
       if (const QString webCv = qEnvironmentVariable("QUORVANE_SCREENSHOT_WEBCV");
           !webCv.isEmpty()) {
+        // As from its button: no field is being typed in.
+        if (QWidget* focused = QApplication::focusWidget()) focused->clearFocus();
         if (WebCvDialog* dialog = window.importWebCv(webCv)) {
           letItSettle(window, 300);
           if (dialog->grab().save(QDir(folder).filePath(
@@ -130,6 +133,17 @@ int takeScreenshots(MainWindow& window, const QString& folder) {
           ++written;
         }
         question->deleteLater();
+        // Works taken off the project: where they go is said.
+        QMessageBox* removal =
+            makeQuestion(&window, words.format("desktop.works.remove.confirm_many", {"3"}),
+                         words("desktop.works.remove.action"));
+        removal->show();
+        letItSettle(window, 300);
+        if (removal->grab().save(QDir(folder).filePath(
+                QStringLiteral("remove-works-%1-%2.png").arg(themeName, language)))) {
+          ++written;
+        }
+        removal->deleteLater();
       }
       {
         // The guided entry at its choice of sections and at a section.
@@ -160,6 +174,19 @@ int takeScreenshots(MainWindow& window, const QString& folder) {
       store.dismissToast();
     }
   }
+  // German, the longest words, on the smallest window the program takes.
+  store.setThemeMode(ThemeMode::light);
+  store.setUiLanguage("de");
+  window.resize(800, 600);
+  window.showProjectTab(ProjectTab::works);
+  shoot(QStringLiteral("works-small-light-de"));
+  window.showInspector(true);
+  shoot(QStringLiteral("works-small-inspector-light-de"));
+  window.showProjectTab(ProjectTab::exportSheet);
+  shoot(QStringLiteral("export-small-light-de"), 4000);
+  window.showScreen(Screen::settings);
+  shoot(QStringLiteral("settings-small-light-de"));
+  window.resize(1280, 820);
   // A new project: the empty board and the first steps of Home.
   window.newProject();
   for (const auto& [theme, themeName] : themes) {
@@ -174,6 +201,7 @@ int takeScreenshots(MainWindow& window, const QString& folder) {
   if (!store.state().projects.empty()) {
     store.openProject(store.state().projects.back().id);
     store.deleteProject();
+    store.dismissToast();  // the page itself is the subject
   }
   for (const auto& [theme, themeName] : themes) {
     store.setThemeMode(theme);

@@ -86,6 +86,7 @@ QLabel#figureValue { font-size: 28px; font-weight: 650; }
 QLabel#cardTitle { font-weight: 600; }
 QFrame#card, QFrame#projectCard { background: %card%; border: 1px solid %line%; border-radius: 12px; }
 QFrame#projectCard:hover, QFrame#projectCard:focus { border-color: %accent%; }
+QWidget#deletedProjectRow { background: %card%; border: 1px solid %line%; border-radius: 12px; }
 QLabel#cover { background: %alternate%; border-radius: 8px; }
 QLabel#inspectorPreview { background: %alternate%; border-radius: 10px; }
 QPushButton { padding: 6px 14px; border: 1px solid %line%; border-radius: 7px; background: %base%; }
@@ -114,6 +115,7 @@ QScrollBar::add-line, QScrollBar::sub-line { width: 0; height: 0; border: none; 
 QScrollBar::add-page, QScrollBar::sub-page { background: transparent; }
 QLineEdit[invalid="true"] { border-color: #d64545; }
 QLabel#fieldHint { color: #c93c3c; font-size: 11px; }
+QLabel#labelPlace { color: %secondary%; font-size: 11px; }
 QLineEdit#projectName { border: 1px solid transparent; }
 QLineEdit#projectName:focus { border-color: %accent%; }
 QFrame#toast { background: %base%; border: 1px solid %line%; border-radius: 12px; }
