@@ -60,7 +60,8 @@ QString reminderReasonText(const Words& words, const AppState& state, Date now) 
   if (*state.activeBackupReminderLevel == BackupReminderLevel::largeEdit) {
     return words.count("desktop.backup.reason.session", reminders.sessionSignificantChanges);
   }
-  if (!reminders.lastExportAt) return words("desktop.backup.reason.never");
+  // Never exported: the line above the reminder says so already.
+  if (!reminders.lastExportAt) return {};
   // A strong reminder needs either many changes or many days; a soft one
   // both of its thresholds.
   if (*state.activeBackupReminderLevel == BackupReminderLevel::strong) {

@@ -3,6 +3,7 @@
 #include <QCheckBox>
 #include <QGridLayout>
 #include <QHBoxLayout>
+#include <QKeyEvent>
 #include <QLabel>
 #include <QLineEdit>
 #include <QPushButton>
@@ -118,6 +119,19 @@ GuidedEntryDialog::GuidedEntryDialog(AppStore& store, QWidget* parent)
     return askBeforeActing(this, message, action);
   };
   showStep();
+}
+
+bool GuidedEntryDialog::eventFilter(QObject* watched, QEvent* event) {
+  if (event->type() == QEvent::KeyPress) {
+    const int key = static_cast<QKeyEvent*>(event)->key();
+    const bool isField = std::any_of(entryFields_.begin(), entryFields_.end(),
+                                     [&](const auto& field) { return field.second == watched; });
+    if (isField && (key == Qt::Key_Return || key == Qt::Key_Enter)) {
+      addEntry();
+      return true;
+    }
+  }
+  return QDialog::eventFilter(watched, event);
 }
 
 bool GuidedEntryDialog::hasUnaddedEntry() const {
@@ -240,7 +254,9 @@ void GuidedEntryDialog::buildEntryForm(CVSectionKey section) {
     // can take the keys at once.
     label->show();
     edit->show();
-    connect(edit, &QLineEdit::returnPressed, this, &GuidedEntryDialog::addEntry);
+    // Enter in a field adds the entry and stays on the section, for the
+    // next one; it is not also Next's.
+    edit->installEventFilter(this);
     ++slot;
   }
   updateSectionSummary();

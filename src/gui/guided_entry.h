@@ -55,6 +55,9 @@ class GuidedEntryDialog final : public QDialog {
 
   Ask ask;
 
+ protected:
+  bool eventFilter(QObject* watched, QEvent* event) override;
+
  private:
   void showStep();
   void buildEntryForm(CVSectionKey section);

@@ -1,5 +1,6 @@
 #include "gui/question.h"
 
+#include <QIcon>
 #include <QMessageBox>
 #include <QPushButton>
 
@@ -12,6 +13,8 @@ QMessageBox* makeQuestion(QWidget* parent, const QString& message, const QString
   QPushButton* act = box->addButton(action, QMessageBox::DestructiveRole);
   act->setObjectName(QStringLiteral("questionAction"));
   act->setAutoDefault(false);
+  // Words only: the style's red cross on Cancel reads as the dangerous one.
+  box->button(QMessageBox::Cancel)->setIcon(QIcon());
   box->setDefaultButton(QMessageBox::Cancel);
   box->setEscapeButton(QMessageBox::Cancel);
   return box;

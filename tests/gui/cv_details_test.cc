@@ -129,7 +129,10 @@ TEST_F(CvPageTest, TheGuidedEntryAsksOnlyTheChosenSectionsAndItsEntriesPrint) {
   EXPECT_TRUE(guide.entryField("period")->hasFocus());  // the first field of the section
   type(guide.entryField("name"), "Villa Lena");
   guide.entryField("period")->setText("2021–2022");  // (keys typed are ASCII in tests)
-  EXPECT_TRUE(guide.addEntry());
+  // Enter adds the entry and stays on the section, ready for the next.
+  QTest::keyClick(guide.entryField("name"), Qt::Key_Return);
+  EXPECT_EQ(guide.section(), CVSectionKey::residencies);
+  ASSERT_EQ(store->state().snapshot.cv.residencies.size(), 1u);
   EXPECT_TRUE(guide.entryField("name")->text().isEmpty());  // ready for the next
   EXPECT_FALSE(guide.addEntry());                           // nothing typed: nothing added
   guide.entryField("name")->setText("Cité des Arts");
