@@ -203,6 +203,9 @@ void BackupReminders::markProjectDataExported(Date at) {
   state_.sessionSignificantChanges = 0;
   state_.strongReminderShown = false;
   state_.dismissedUntil.reset();
+  // The export is what the reminder asked for: it goes.
+  activeLevel_.reset();
+  sheetShown_ = false;
   save();
   logger_.log("app markProjectDataExported atMs=" + std::to_string(millisecondsSince1970(at)));
   if (successToast_) successToast_("backup.reminder.export_success");

@@ -289,7 +289,7 @@ void ExportSheet::showResult() {
         written_->folderFailed
             ? QStringLiteral("<br>") +
                   QDir::toNativeSeparators(QFileInfo(written_->path).absolutePath()).toHtmlEscaped()
-            : QStringLiteral(" · ") + link("folder", words("desktop.export.show_in_folder"));
+            : QStringLiteral("<br>") + link("folder", words("desktop.export.show_in_folder"));
   }
   if (written_->originalMissing) {
     const AppStore& store = context_.store;

@@ -49,6 +49,10 @@ TEST_F(BackupRemindersTest, NeverExportedRemindsAtOnceAndASnoozeHoldsAWeek) {
   EXPECT_FALSE(reminders.isSheetShown());
   reminders.evaluate(dateFromSeconds(exportMoment + 7.1 * kDay));
   EXPECT_TRUE(reminders.isSheetShown());
+  // Exporting answers it: the reminder goes at once.
+  reminders.markProjectDataExported(dateFromSeconds(exportMoment + 7.2 * kDay));
+  EXPECT_FALSE(reminders.isSheetShown());
+  EXPECT_EQ(reminders.activeLevel(), std::nullopt);
 
   reminders.setRemindersEnabled(false);
   reminders.dismiss(BackupReminderLevel::strong, true, now);
