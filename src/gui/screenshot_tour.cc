@@ -56,9 +56,13 @@ int takeScreenshots(MainWindow& window, const QString& folder) {
   QDir().mkpath(folder);
   window.resize(1280, 820);
   int written = 0;
-  const auto shoot = [&](const QString& name, int settleMs = 600) {
+  // The window, or a dialog over it, once it has settled.
+  const auto shootDialog = [&](QWidget& shown, const QString& name, int settleMs = 300) {
     letItSettle(window, settleMs);
-    if (window.grab().save(QDir(folder).filePath(name + QStringLiteral(".png")))) ++written;
+    if (shown.grab().save(QDir(folder).filePath(name + QStringLiteral(".png")))) ++written;
+  };
+  const auto shoot = [&](const QString& name, int settleMs = 600) {
+    shootDialog(window, name, settleMs);
   };
 
   // A few works go to the Vault, so that it shows something; one is open
@@ -92,11 +96,7 @@ int takeScreenshots(MainWindow& window, const QString& folder) {
         // As from its button: no field is being typed in.
         if (QWidget* focused = QApplication::focusWidget()) focused->clearFocus();
         if (WebCvDialog* dialog = window.importWebCv(webCv)) {
-          letItSettle(window, 300);
-          if (dialog->grab().save(QDir(folder).filePath(
-                  QStringLiteral("webcv-%1-%2.png").arg(themeName, language)))) {
-            ++written;
-          }
+          shootDialog(*dialog, QStringLiteral("webcv-%1-%2").arg(themeName, language));
           dialog->reject();
         }
       }
@@ -104,22 +104,14 @@ int takeScreenshots(MainWindow& window, const QString& folder) {
         // The printed labels of the CV, over the window.
         LabelsDialog labels(store, "cv", language, &window);
         labels.show();
-        letItSettle(window, 300);
-        if (labels.grab().save(QDir(folder).filePath(
-                QStringLiteral("labels-%1-%2.png").arg(themeName, language)))) {
-          ++written;
-        }
+        shootDialog(labels, QStringLiteral("labels-%1-%2").arg(themeName, language));
         labels.reject();
       }
       {
         // The two questions that could lose the most: deleting everything,
         // and a project.
         DeleteAllDialog* everything = window.askToDeleteAll();
-        letItSettle(window, 300);
-        if (everything->grab().save(QDir(folder).filePath(
-                QStringLiteral("delete-all-%1-%2.png").arg(themeName, language)))) {
-          ++written;
-        }
+        shootDialog(*everything, QStringLiteral("delete-all-%1-%2").arg(themeName, language));
         everything->reject();
         const Words words(store);
         QMessageBox* question = makeQuestion(
@@ -127,22 +119,14 @@ int takeScreenshots(MainWindow& window, const QString& folder) {
             words.format("desktop.project.delete.confirm", {store.state().project.projectName}),
             words("desktop.project.delete.action"));
         question->show();
-        letItSettle(window, 300);
-        if (question->grab().save(QDir(folder).filePath(
-                QStringLiteral("delete-project-%1-%2.png").arg(themeName, language)))) {
-          ++written;
-        }
+        shootDialog(*question, QStringLiteral("delete-project-%1-%2").arg(themeName, language));
         question->deleteLater();
         // Works taken off the project: where they go is said.
         QMessageBox* removal =
             makeQuestion(&window, words.format("desktop.works.remove.confirm_many", {"3"}),
                          words("desktop.works.remove.action"));
         removal->show();
-        letItSettle(window, 300);
-        if (removal->grab().save(QDir(folder).filePath(
-                QStringLiteral("remove-works-%1-%2.png").arg(themeName, language)))) {
-          ++written;
-        }
+        shootDialog(*removal, QStringLiteral("remove-works-%1-%2").arg(themeName, language));
         removal->deleteLater();
       }
       {
@@ -151,11 +135,7 @@ int takeScreenshots(MainWindow& window, const QString& folder) {
         guide.show();
         guide.next();
         const auto shootGuide = [&](const char* step) {
-          letItSettle(window, 400);
-          if (guide.grab().save(QDir(folder).filePath(
-                  QStringLiteral("guide-%1-%2-%3.png").arg(step, themeName, language)))) {
-            ++written;
-          }
+          shootDialog(guide, QStringLiteral("guide-%1-%2-%3").arg(step, themeName, language), 400);
         };
         shootGuide("sections");
         guide.next();
