@@ -105,9 +105,7 @@ CvPage::CvPage(AppStore& store, QWidget* parent)
           [this](const QString& text) { store_.setCVTitle(utf8(text)); });
   connect(guide_, &QPushButton::clicked, this, &CvPage::guidedEntryRequested);
   connect(webCv_, &QPushButton::clicked, this, &CvPage::webCvImportRequested);
-  ask = [this](const QString& message, const QString& action) {
-    return askBeforeActing(this, message, action);
-  };
+  ask = askOver(this);
   for (const CVSectionConfig& config : cvSectionConfigs()) rebuildSection(config.id);
   retranslate();
 }

@@ -115,9 +115,7 @@ GuidedEntryDialog::GuidedEntryDialog(AppStore& store, QWidget* parent)
   connect(add_, &QPushButton::clicked, this, &GuidedEntryDialog::addEntry);
   connect(back_, &QPushButton::clicked, this, &GuidedEntryDialog::back);
   connect(next_, &QPushButton::clicked, this, &GuidedEntryDialog::next);
-  ask = [this](const QString& message, const QString& action) {
-    return askBeforeActing(this, message, action);
-  };
+  ask = askOver(this);
   showStep();
 }
 

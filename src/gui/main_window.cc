@@ -91,7 +91,7 @@ MainWindow::MainWindow(DesktopContext context, QWidget* parent)
   worksSplitter_->setStretchFactor(0, 1);
   worksSplitter_->setStretchFactor(1, 0);
   worksSplitter_->setSizes({760, 320});
-  // The inspector folds away (its Details button, or dragged shut) to give
+  // The inspector folds away (its Work details button, or dragged shut) to give
   // a small screen's width to the board; the board never does.
   worksSplitter_->setCollapsible(0, false);
   worksSplitter_->setCollapsible(1, true);
@@ -172,9 +172,7 @@ MainWindow::MainWindow(DesktopContext context, QWidget* parent)
   tell = [this](const QString& message) {
     QMessageBox::information(this, QStringLiteral("Quorvane"), message);
   };
-  ask = [this](const QString& message, const QString& action) {
-    return askBeforeActing(this, message, action);
-  };
+  ask = askOver(this);
   // The screens ask through the window, so that one answer serves them all.
   const Ask forward = [this](const QString& message, const QString& action) {
     return ask(message, action);

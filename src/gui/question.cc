@@ -29,4 +29,10 @@ bool askBeforeActing(QWidget* parent, const QString& message, const QString& act
   return chosen;
 }
 
+Ask askOver(QWidget* parent) {
+  return [parent](const QString& message, const QString& action) {
+    return askBeforeActing(parent, message, action);
+  };
+}
+
 }  // namespace quorvane::gui

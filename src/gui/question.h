@@ -23,4 +23,8 @@ bool askBeforeActing(QWidget* parent, const QString& message, const QString& act
 // every screen, so that tests answer all questions in one place.
 using Ask = std::function<bool(const QString& message, const QString& action)>;
 
+// Asks with `askBeforeActing` over `parent`: a screen's own way until the
+// window hands it the shared one.
+Ask askOver(QWidget* parent);
+
 }  // namespace quorvane::gui

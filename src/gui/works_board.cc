@@ -323,9 +323,7 @@ WorksBoard::WorksBoard(AppStore& store, QWidget* parent)
   });
   connect(intake_, &ImageIntakeController::finished, this, [this] { progressRow_->hide(); });
 
-  ask = [this](const QString& message, const QString& action) {
-    return askBeforeActing(this, message, action);
-  };
+  ask = askOver(this);
   retranslate();
   selectionChanged();
 }
