@@ -5,18 +5,6 @@
 namespace quorvane {
 namespace {
 
-TEST(CVSectionsTest, TwelveSectionsInKeyOrderEachFoundByItsKey) {
-  const auto configs = cvSectionConfigs();
-  ASSERT_EQ(configs.size(), 12u);
-  const auto keys = allCases<CVSectionKey>();
-  for (std::size_t i = 0; i < keys.size(); ++i) {
-    EXPECT_EQ(configs[i].id, keys[i]);
-    EXPECT_EQ(cvSectionConfig(keys[i]).id, keys[i]);
-  }
-  EXPECT_EQ(rawValue(keys.front()), "soloExhibitions");
-  EXPECT_EQ(rawValue(keys.back()), "representation");
-}
-
 std::vector<std::string_view> fieldIds(CVSectionKey key) {
   std::vector<std::string_view> ids;
   for (const CVFieldConfig& field : cvSectionConfig(key).fields) ids.push_back(field.id);

@@ -102,12 +102,6 @@ TEST(ArtistNameTest, ArtistModePrintsTheArtistNameWithTheLegalNameAsFallback) {
   EXPECT_EQ(printedArtistName(details), "Zoë Müller");
 }
 
-TEST(ExportFileNameTest, PortfolioOfZoeMullerOnTheFifthOfMarch) {
-  EXPECT_EQ(
-      exportFileName(ExportDocumentKind::portfolio, named("Zoë", "Müller"), "en", kFifthOfMarch),
-      "zoe-muller-portfolio-2026-03-05.pdf");
-}
-
 TEST(ExportFileNameTest, EveryKindWithAnEmptyNameBeginsWithQuorvane) {
   const ArtistDetails nobody;
   EXPECT_EQ(exportFileName(ExportDocumentKind::cv, nobody, "fr", kFifthOfMarch),

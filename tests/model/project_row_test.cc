@@ -17,18 +17,5 @@ TEST(ProjectRowTest, EmptyNamesAreReplacedButAnEmptyYearIsKept) {
   EXPECT_EQ(project.projectYear, "");
 }
 
-TEST(ProjectRowTest, CatalogueKindFollowsTheProjectKind) {
-  StoredProjectRow portfolio;
-  portfolio.kind = "portfolio";
-  portfolio.catalogueKind = "exhibition";
-  EXPECT_EQ(decodeProjectRow(portfolio).catalogueKind, std::nullopt);
-
-  StoredProjectRow catalogue;
-  catalogue.kind = "catalogue";
-  catalogue.catalogueKind = "";
-  EXPECT_EQ(decodeProjectRow(catalogue).kind, ProjectKind::catalogue);
-  EXPECT_EQ(decodeProjectRow(catalogue).catalogueKind, CatalogueKind::price);
-}
-
 }  // namespace
 }  // namespace quorvane

@@ -31,12 +31,6 @@ TEST(PdfStringsTest, LooksUpOverrideThenLocaleThenItsLanguageThenEnglishThenTheK
             "Nom de l'artiste");
 }
 
-TEST(PdfStringsTest, KeepsTheShippedQuirks) {
-  EXPECT_EQ(PdfStrings("fr", "cv", {}).label("pdf.cv.intro.born"), "{year}");
-  EXPECT_EQ(PdfStrings("en", "cv", {}).label("pdf.cv.section.press"), "Selected press");
-  EXPECT_EQ(PdfStrings("de", "cv", {}).label("pdf.cv.section.press"), "Presse");
-}
-
 TEST(PdfStringsTest, FormatFillsNamedPlaceholdersAndLeavesTheRest) {
   const PdfStrings english("en", "cv", {});
   EXPECT_EQ(english.format("pdf.cv.intro.lives_and_works_in", {{"location", "Berlin"}}),

@@ -145,11 +145,6 @@ TEST_F(RepositoryQueriesTest, CountsCoverEditedSectionsAndArtworksOfLiveProjects
   EXPECT_EQ(repository->libraryCounts(), (LibraryKPIOverview{1, 1, 2, 3}));
 }
 
-TEST_F(RepositoryQueriesTest, ImageBytesAreAbsentWithoutAMediaRow) {
-  saveAt("p1");
-  EXPECT_EQ(repository->imageBytes("nothing"), std::nullopt);
-}
-
 TEST_F(RepositoryQueriesTest, AProjectCanUseAnotherProjectsTextOrStartItsOwn) {
   saveAt("owner", withTexts("Owner bio", ""));
   saveAt("user", withTexts("User bio", ""));
