@@ -729,7 +729,8 @@ class AppStore {
                                              const WebCVImportSelection& selection);
   void finishWebCVImport(const PreparedWebCVImport& prepared, const WebCVWrite& write,
                          const std::optional<WebCVWritten>& written, std::exception_ptr failure);
-  bool failWebCVImport(WebCVImportErrorCode code, const std::string& detail);
+  bool failWebCVImport(WebCVImportErrorCode code, const std::string& detail,
+                       const std::optional<WebCVImportExplanation>& explanation = std::nullopt);
   // Puts what the import wrote into `library` (the project's content as the
   // library now holds it) and, unless edited meanwhile, into the screen's.
   void takeImportedContent(const PreparedWebCVImport& prepared, const WebCVWrite& write,

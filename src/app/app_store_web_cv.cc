@@ -3,6 +3,8 @@
 // own saves wait.
 #include "app/app_store.h"
 #include "app/failure_text.h"
+#include "cv/cv_sections.h"
+#include "pdf/localization.h"
 #include "platform/file_system.h"
 
 namespace quorvane {
@@ -22,11 +24,20 @@ std::string choices(const WebCVImportSelection& selection) {
 
 }  // namespace
 
-bool AppStore::failWebCVImport(WebCVImportErrorCode code, const std::string& detail) {
+bool AppStore::failWebCVImport(WebCVImportErrorCode code, const std::string& detail,
+                               const std::optional<WebCVImportExplanation>& explanation) {
   lastWebCVImportError_ = code;
   services_.logger.log("app webCVImport failed error=" + std::string(rawValue(code)) +
                        (detail.empty() ? "" : " detail=" + detail));
-  return failWithKey("cv.import.error." + std::string(rawValue(code)));
+  if (!explanation) return failWithKey("cv.import.error." + std::string(rawValue(code)));
+  // A section is named by its heading, as the user knows it.
+  std::vector<std::string> arguments = explanation->arguments;
+  for (std::string& argument : arguments) {
+    if (const auto section = fromRawValue<CVSectionKey>(argument)) {
+      argument = text(cvSectionTitleKey(*section));
+    }
+  }
+  return fail(fillPlaceholders(text(explanation->key), arguments));
 }
 
 std::optional<PreparedWebCVImport> AppStore::prepareWebCVImport(const std::string& path) {
@@ -50,7 +61,7 @@ std::optional<PreparedWebCVImport> AppStore::prepareWebCVImport(const std::strin
                          " identical=" + (prepared.plan.isIdentical() ? "true" : "false"));
     return prepared;
   } catch (const WebCVImportError& error) {
-    failWebCVImport(error.code(), error.what());
+    failWebCVImport(error.code(), error.what(), error.explanation());
   } catch (const std::exception& error) {
     failWebCVImport(WebCVImportErrorCode::readOrSave, error.what());
   }

@@ -1,6 +1,7 @@
 // `quorvane cv import` (a web CV generator's export, planned, then the
 // chosen groups written) and `quorvane cv guide` (the details and the CV
 // entered one field at a time).
+#include <filesystem>
 #include <iostream>
 #include <memory>
 #include <nlohmann/json.hpp>
@@ -163,6 +164,13 @@ void printPlan(CliContext& context, const WebCVImportPlan& plan) {
 }
 
 void importCV(CliContext& context, const CVImportOptions& options) {
+  // Before the library is opened (and locked): a FIFO or a device would be
+  // waited on while every other command is kept out.
+  std::error_code error;
+  const std::filesystem::file_status found = std::filesystem::status(options.file, error);
+  if (std::filesystem::exists(found) && !std::filesystem::is_regular_file(found)) {
+    throw CliError(context.format("cli.error.cannot_read", {options.file}));
+  }
   const bool applies = !options.dryRun && (options.identity || options.cv);
   if (!applies) context.onlyReads();
   AppStore& store = context.store();

@@ -77,8 +77,12 @@ std::optional<std::int64_t> parseAmountToCents(std::string_view amount) {
 }
 
 std::string formatCents(std::int64_t cents) {
-  const std::int64_t fraction = cents % 100;
-  return std::to_string(cents / 100) + "." + (fraction < 10 ? "0" : "") + std::to_string(fraction);
+  // The magnitude unsigned: the most negative value has no positive twin.
+  const std::uint64_t magnitude =
+      cents < 0 ? 0 - static_cast<std::uint64_t>(cents) : static_cast<std::uint64_t>(cents);
+  const std::uint64_t fraction = magnitude % 100;
+  return (cents < 0 ? "-" : "") + std::to_string(magnitude / 100) + "." +
+         (fraction < 10 ? "0" : "") + std::to_string(fraction);
 }
 
 std::optional<std::string> currencyCode(std::string_view text) {

@@ -17,7 +17,16 @@ namespace quorvane {
 // for anything else, for negative amounts and for more than 15 digits.
 std::optional<std::int64_t> parseAmountToCents(std::string_view amount);
 
-// 120050 → "1200.50".
+// The largest price an artist can write: 15 digits of whole units.
+inline constexpr std::int64_t kMaximumPriceCents = 99'999'999'999'999'999;
+
+// A price the command line and the window would take: from nothing to the
+// largest. Anything else found in a package or a library is no price.
+constexpr bool isValidPriceCents(std::int64_t cents) {
+  return cents >= 0 && cents <= kMaximumPriceCents;
+}
+
+// 120050 → "1200.50", -5 → "-0.05"; right for every value.
 std::string formatCents(std::int64_t cents);
 
 // An ISO 4217-shaped code (three letters), upper-cased; nothing otherwise.

@@ -1,5 +1,7 @@
 #include "packages/package_reader.h"
 
+#include "model/amount.h"
+
 #include <algorithm>
 #include <set>
 
@@ -250,11 +252,22 @@ StudioSnapshot snapshotOf(ProjectData data, std::vector<ArtworkEntry> entries) {
   return s;
 }
 
+// A price the library could never hold (negative, or past 15 digits): a
+// package written by hand, or by something else. The work comes in without
+// it, and the log says so.
+void clearImpossiblePrices(StudioSnapshot& snapshot, Logger& logger) {
+  for (Artwork& artwork : snapshot.artworks.images) {
+    if (!artwork.priceCents || isValidPriceCents(*artwork.priceCents)) continue;
+    logger.log("import price cleared artworkId=" + artwork.id +
+               " priceCents=" + std::to_string(*artwork.priceCents));
+    artwork.priceCents.reset();
+  }
+}
+
 }  // namespace
 
 ImportedProjectPackage readPackage(PackageTree& tree, std::uint64_t packageBytes,
                                    const TransferLimits& limits, Logger& logger) {
-  logger.log("import begin packageBytes=" + std::to_string(packageBytes));
   if (packageBytes > limits.maximumPackageBytes()) refuse(Case::packageTooLarge);  // step 1
   // Step 2 (a file that is no package at all) belongs to the container.
   const Manifest manifest = package::manifestFromJson(  // step 3
@@ -288,8 +301,16 @@ ImportedProjectPackage readPackage(PackageTree& tree, std::uint64_t packageBytes
   result.snapshot = snapshotOf(std::move(data), std::move(entries));
   result.mediaPathByArtworkId = std::move(media);
   result.labelOverrides = std::move(labels);
+  clearImpossiblePrices(result.snapshot, logger);
   for (const auto& [id, path] : result.mediaPathByArtworkId) {
-    logger.log("import media found artworkId=" + id + " packagePath=" + path);
+    // What the archive says of each original is weighed before the import
+    // is said to be read; streaming it later holds it to that figure.
+    const std::optional<std::uint64_t> bytes = tree.declaredSize(path);
+    if (bytes && (*bytes == 0 || *bytes > limits.maximumMediaBytes)) {
+      throw QuorvaneTransferError(Case::invalidMedia, id, artworkReference(result, id));
+    }
+    logger.log("import media found artworkId=" + id + " packagePath=" + path +
+               " bytes=" + (bytes ? std::to_string(*bytes) : std::string("?")));
   }
   logger.log("import done artworks=" + std::to_string(result.snapshot.artworks.images.size()) +
              " restoredMedia=" + std::to_string(result.mediaPathByArtworkId.size()) +

@@ -222,9 +222,9 @@ OpenedPackage QuorvaneTransferService::openPackage(const std::string& path) cons
   std::error_code error;
   const std::uintmax_t size = std::filesystem::file_size(path, error);
   if (error) throw std::system_error(error, "read " + path);
+  logger_.log("import begin packageBytes=" + std::to_string(size));
   // The size first: a file too large is refused before it is opened.
   if (size > limits_.maximumPackageBytes()) {
-    logger_.log("import begin packageBytes=" + std::to_string(size));
     throw QuorvaneTransferError(QuorvaneTransferCase::packageTooLarge);
   }
   OpenedPackage opened;

@@ -129,6 +129,7 @@ std::vector<std::string> PortfolioPdfRenderer::captionLines(const Project& proje
         artwork.priceCurrency ? artwork.priceCurrency : project.currency;
     if (artwork.priceCents) {
       sale.push_back(formatPrice(*artwork.priceCents, currency.value_or(""), labels_.locale()));
+      if (sale.back().empty()) sale.pop_back();
     }
     if (artwork.status) sale.push_back(labels_.label(statusKey(*artwork.status)));
     if (!sale.empty()) lines.push_back(joinedNonEmpty(sale, " · "));

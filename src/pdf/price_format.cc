@@ -1,16 +1,21 @@
 #include "pdf/price_format.h"
 
+#include <unicode/fmtable.h>
 #include <unicode/locid.h>
 #include <unicode/numfmt.h>
 #include <unicode/unistr.h>
 
 #include <memory>
 
+#include "model/amount.h"
+
 namespace quorvane {
 
 std::string formatPrice(std::int64_t cents, const std::string& currency,
                         const std::string& locale) {
-  const double amount = static_cast<double>(cents) / 100.0;
+  if (!isValidPriceCents(cents)) return {};
+  // The amount as a decimal string: a double would round the largest.
+  const std::string amount = formatCents(cents);
   UErrorCode status = U_ZERO_ERROR;
   std::unique_ptr<icu::NumberFormat> format(
       icu::NumberFormat::createCurrencyInstance(icu::Locale(locale.c_str()), status));
@@ -18,13 +23,15 @@ std::string formatPrice(std::int64_t cents, const std::string& currency,
   if (U_SUCCESS(status) && currency.size() == 3) {
     format->setCurrency(code.getTerminatedBuffer(), status);
   }
-  if (U_FAILURE(status) || currency.size() != 3) {
-    const std::int64_t fraction = cents % 100;
-    return std::to_string(cents / 100) + "." + (fraction < 10 ? "0" : "") +
-           std::to_string(fraction) + (currency.empty() ? "" : " " + currency);
-  }
   icu::UnicodeString text;
-  format->format(amount, text);
+  if (U_SUCCESS(status) && currency.size() == 3) {
+    const icu::Formattable number(icu::StringPiece(amount.data(), static_cast<int>(amount.size())),
+                                  status);
+    if (U_SUCCESS(status)) format->format(number, text, status);
+  }
+  if (U_FAILURE(status) || currency.size() != 3) {
+    return amount + (currency.empty() ? "" : " " + currency);
+  }
   std::string out;
   text.toUTF8String(out);
   return out;

@@ -4,8 +4,10 @@
 #pragma once
 
 #include <array>
+#include <optional>
 #include <stdexcept>
 #include <string>
+#include <vector>
 
 #include "model/raw_value.h"
 
@@ -33,18 +35,30 @@ struct RawValueTable<WebCVImportErrorCode> {
   }};
 };
 
+// Words that say more than the code's own text: a catalogue key and the
+// values of its placeholders.
+struct WebCVImportExplanation {
+  std::string key;
+  std::vector<std::string> arguments;
+};
+
 // A failure of reading or planning. `detail` says what exactly, for the
-// diagnostic line; the code is what the user and the tests go by.
+// diagnostic line; the code is what the tests go by, and what the user
+// reads unless an explanation says more.
 class WebCVImportError : public std::runtime_error {
  public:
-  explicit WebCVImportError(WebCVImportErrorCode code, const std::string& detail = {})
+  explicit WebCVImportError(WebCVImportErrorCode code, const std::string& detail = {},
+                            std::optional<WebCVImportExplanation> explanation = std::nullopt)
       : std::runtime_error(std::string(rawValue(code)) +
                            (detail.empty() ? std::string() : ": " + detail)),
-        code_(code) {}
+        code_(code),
+        explanation_(std::move(explanation)) {}
   WebCVImportErrorCode code() const { return code_; }
+  const std::optional<WebCVImportExplanation>& explanation() const { return explanation_; }
 
  private:
   WebCVImportErrorCode code_;
+  std::optional<WebCVImportExplanation> explanation_;
 };
 
 // A failure of reading the project's state or writing the import into it.

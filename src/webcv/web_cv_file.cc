@@ -1,5 +1,7 @@
 #include "webcv/web_cv_file.h"
 
+#include <filesystem>
+#include <optional>
 #include <set>
 #include <vector>
 
@@ -9,36 +11,97 @@
 namespace quorvane {
 namespace {
 
-// Parses `text`, refusing an object that names one key twice. nlohmann's
-// parser builds objects keeping the last of two equal keys; its callback
-// sees every key as it is read, so the keys of each open object are
-// collected on a stack of their own.
-nlohmann::json parseRefusingDuplicateKeys(std::string_view text) {
-  using Event = nlohmann::json::parse_event_t;
-  std::vector<std::set<std::string>> openObjects;
-  bool duplicate = false;
-  const auto callback = [&](int, Event event, nlohmann::json& parsed) {
-    switch (event) {
-      case Event::object_start:
-        openObjects.emplace_back();
-        break;
-      case Event::object_end:
-        if (!openObjects.empty()) openObjects.pop_back();
-        break;
-      case Event::key:
-        if (!openObjects.empty() && !openObjects.back().insert(parsed.get<std::string>()).second) {
-          duplicate = true;
-        }
-        break;
-      default:
-        break;
-    }
+// Walks `text` once without building anything, refusing an object that
+// names one key twice and a CV section longer than a CV section can be.
+// nlohmann's parser keeps the last of two equal keys, and its callback
+// parser looks back over a whole list at the end of each object in it
+// (time growing with the square of the entries), so the checks are a pass
+// of their own before the plain parse.
+class EnvelopeCheck final : public nlohmann::json_sax<nlohmann::json> {
+ public:
+  bool null() override { return value(); }
+  bool boolean(bool) override { return value(); }
+  bool number_integer(number_integer_t) override { return value(); }
+  bool number_unsigned(number_unsigned_t) override { return value(); }
+  bool number_float(number_float_t, const string_t&) override { return value(); }
+  bool string(string_t&) override { return value(); }
+  bool binary(binary_t&) override { return value(); }
+  bool start_object(std::size_t) override {
+    if (!value()) return false;
+    open_.push_back({true, {}, {}, 0});
     return true;
+  }
+  bool key(string_t& name) override {
+    Open& object = open_.back();
+    if (!object.keys.insert(name).second) {
+      failure_ = WebCVImportError(WebCVImportErrorCode::invalid, "a key appears twice: " + name);
+      return false;
+    }
+    object.lastKey = name;
+    return true;
+  }
+  bool end_object() override {
+    open_.pop_back();
+    return true;
+  }
+  bool start_array(std::size_t) override {
+    if (!value()) return false;
+    open_.push_back({false, {}, {}, 0});
+    return true;
+  }
+  bool end_array() override {
+    open_.pop_back();
+    return true;
+  }
+  bool parse_error(std::size_t, const std::string&, const nlohmann::detail::exception&) override {
+    failure_ = WebCVImportError(WebCVImportErrorCode::invalid, "not JSON");
+    return false;
+  }
+
+  const std::optional<WebCVImportError>& failure() const { return failure_; }
+
+ private:
+  struct Open {
+    bool isObject;
+    std::set<std::string> keys;
+    std::string lastKey;
+    std::size_t entries;  // of a list
   };
-  nlohmann::json value = nlohmann::json::parse(text.begin(), text.end(), callback, false);
+
+  // One more value in the innermost open list, which may be a CV section:
+  // the envelope's "cv" → a section's name → its list.
+  bool value() {
+    if (open_.size() != 3 || open_[2].isObject) return true;
+    if (!open_[0].isObject || open_[0].lastKey != "cv" || !open_[1].isObject) return true;
+    if (++open_[2].entries <= kWebCVMaximumEntriesPerSection) return true;
+    failure_ = WebCVImportError(
+        WebCVImportErrorCode::invalid, "cv." + open_[1].lastKey + " holds too many entries",
+        WebCVImportExplanation{
+            "cv.import.error.too_many_entries",
+            {open_[1].lastKey, std::to_string(kWebCVMaximumEntriesPerSection)}});
+    return false;
+  }
+
+  std::vector<Open> open_;
+  std::optional<WebCVImportError> failure_;
+};
+
+nlohmann::json parseChecked(std::string_view text) {
+  EnvelopeCheck check;
+  nlohmann::json::sax_parse(text.begin(), text.end(), &check,
+                            nlohmann::json::input_format_t::json, true);
+  if (check.failure()) throw *check.failure();
+  nlohmann::json value = nlohmann::json::parse(text.begin(), text.end(), nullptr, false);
   if (value.is_discarded()) throw WebCVImportError(WebCVImportErrorCode::invalid, "not JSON");
-  if (duplicate) throw WebCVImportError(WebCVImportErrorCode::invalid, "a key appears twice");
   return value;
+}
+
+// A regular file, or a symbolic link to one.
+bool isRegularFile(FileSystem& files, const std::string& path) {
+  const FileSystem::EntryKind kind = files.entryKind(path);
+  if (kind != FileSystem::EntryKind::link) return kind == FileSystem::EntryKind::file;
+  std::error_code error;
+  return std::filesystem::is_regular_file(path, error);
 }
 
 }  // namespace
@@ -47,6 +110,10 @@ std::string readWebCVFile(FileSystem& files, const std::string& path) {
   std::uint64_t size = 0;
   std::unique_ptr<FileReader> reader;
   try {
+    // Opening a FIFO or a device would wait on it, for ever perhaps.
+    if (!isRegularFile(files, path)) {
+      throw WebCVImportError(WebCVImportErrorCode::readOrSave, path + " is not a regular file");
+    }
     size = files.fileSize(path);
   } catch (const std::exception& error) {
     throw WebCVImportError(WebCVImportErrorCode::readOrSave, error.what());
@@ -76,7 +143,7 @@ nlohmann::json parseWebCVEnvelope(std::string_view text) {
   if (jsonNestingDepth(text, kWebCVMaximumDepth) > kWebCVMaximumDepth) {
     throw WebCVImportError(Code::invalid, "nested too deeply");
   }
-  nlohmann::json envelope = parseRefusingDuplicateKeys(text);
+  nlohmann::json envelope = parseChecked(text);
   if (!envelope.is_object()) throw WebCVImportError(Code::invalid, "not an object");
   const auto kind = envelope.find("kind");
   if (kind == envelope.end() || !kind->is_string() || kind->get<std::string>() != kWebCVKind) {

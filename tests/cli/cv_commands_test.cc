@@ -1,11 +1,14 @@
 // `quorvane cv import` and `quorvane cv guide` as a user runs them.
 #include <gtest/gtest.h>
 
+#include <sys/stat.h>
+
 #include <fstream>
 #include <nlohmann/json.hpp>
 
 #include "cli/cli_run.h"
 #include "cli/library_home.h"
+#include "webcv/web_cv_file.h"
 
 namespace quorvane {
 namespace {
@@ -81,6 +84,25 @@ TEST_F(CVCommandsTest, AFileThatIsNoCVExportFailsWithItsReasonInTheInterfaceLang
       runCommandLine({"--lang", "de", "cv", "import", dir.file("missing.json"), "--cv", "replace"});
   EXPECT_NE(french.code, 0);
   EXPECT_TRUE(contains(french.err, "Es wurden keine Daten ersetzt")) << french.err;
+
+  // A FIFO would be waited on, the library locked all the while.
+  const std::string fifo = dir.file("cv.fifo");
+  ASSERT_EQ(::mkfifo(fifo.c_str(), 0600), 0);
+  const testing::CliRun waiting = runCommandLine({"cv", "import", fifo, "--cv", "replace"});
+  EXPECT_NE(waiting.code, 0);
+  EXPECT_EQ(waiting.err, "quorvane: Cannot read " + fifo + ".\n");
+
+  // A section longer than any CV's is refused, naming the section.
+  nlohmann::json endless = nlohmann::json::parse(std::ifstream(example()));
+  endless["cv"]["press"] = nlohmann::json::array();
+  for (std::size_t i = 0; i <= kWebCVMaximumEntriesPerSection; ++i) {
+    endless["cv"]["press"].push_back(nlohmann::json::object());
+  }
+  std::ofstream(dir.file("endless.json")) << endless.dump();
+  const testing::CliRun refused = runCommandLine({"cv", "import", dir.file("endless.json")});
+  EXPECT_NE(refused.code, 0);
+  EXPECT_TRUE(contains(refused.err, "“Selected press”")) << refused.err;
+  EXPECT_TRUE(contains(refused.err, "5000")) << refused.err;
 }
 
 TEST_F(CVCommandsTest, TheGuideAsksFieldByFieldAndKeepsWhatWasEntered) {

@@ -2,6 +2,10 @@
 
 #include <gtest/gtest.h>
 
+#include <limits>
+
+#include "pdf/price_format.h"
+
 namespace quorvane {
 namespace {
 
@@ -19,6 +23,20 @@ TEST(AmountTest, AmountsAreReadAsArtistsWriteThem) {
   EXPECT_EQ(parseAmountToCents(" 0.05 "), 5);
   EXPECT_EQ(parseAmountToCents("999999999999999"), 99999999999999900);
   EXPECT_EQ(formatCents(120005), "1200.05");
+  EXPECT_EQ(parseAmountToCents("999999999999999.99"), kMaximumPriceCents) << "the largest";
+}
+
+// A library or a package may hold what no one typed; shown, it is still
+// one number, and a document prints no such price at all.
+TEST(AmountTest, EveryStoredValueFormatsAsOneNumber) {
+  EXPECT_EQ(formatCents(-150), "-1.50");
+  EXPECT_EQ(formatCents(-5), "-0.05");
+  EXPECT_EQ(formatCents(std::numeric_limits<std::int64_t>::min()), "-92233720368547758.08");
+  EXPECT_EQ(formatPrice(kMaximumPriceCents, "EUR", "en"), "€999,999,999,999,999.99")
+      << "exact, never rounded through a double";
+  EXPECT_EQ(formatPrice(-150, "EUR", "en"), "");
+  EXPECT_EQ(formatPrice(std::numeric_limits<std::int64_t>::max(), "EUR", "en"), "");
+  EXPECT_EQ(formatPrice(-5, "XYZ1", "en"), "");
 }
 
 TEST(AmountTest, WhatCouldBeReadTwoWaysIsRefused) {

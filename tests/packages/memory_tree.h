@@ -55,6 +55,11 @@ class MemoryTree final : public PackageTree {
     sink(bytes);
     return bytes.size();
   }
+  std::optional<std::uint64_t> declaredSize(std::string_view path) const override {
+    const auto found = files.find(std::string(path));
+    if (found == files.end()) return std::nullopt;
+    return found->second.size();
+  }
 };
 
 }  // namespace quorvane::testing

@@ -2,8 +2,12 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <limits>
+
 #include <functional>
 
+#include "model/amount.h"
 #include "packages/memory_tree.h"
 #include "support/fakes.h"
 
@@ -104,8 +108,11 @@ TEST(PackageReaderTest, AValidPackageGivesTheProjectItsSnapshotOverridesAndOrigi
                            }),
             10u);
   EXPECT_EQ(std::string(original.begin(), original.end()), "jpeg bytes");
-  EXPECT_EQ(logger.lines.front(), "import begin packageBytes=4321");
-  EXPECT_EQ(logger.lines[1], "import manifest format=quorvane version=4 artworks=2 mediaCount=1");
+  EXPECT_EQ(logger.lines.front(),
+            "import manifest format=quorvane version=4 artworks=2 mediaCount=1");
+  ASSERT_GE(logger.lines.size(), 2u);
+  EXPECT_EQ(logger.lines[logger.lines.size() - 2],
+            "import media found artworkId=A1 packagePath=media/original/A1.jpg bytes=10");
   EXPECT_EQ(logger.lines.back(), "import done artworks=2 restoredMedia=1 labelOverrides=1");
 }
 
@@ -275,6 +282,31 @@ TEST(PackageReaderTest, VersionThreeNeedsNoProjectArtworksAndSizesAreCheckedAtTh
   EXPECT_EQ(caseOf(tree, 1000, small), std::nullopt);
   small.maximumMediaBytes = 9;
   EXPECT_EQ(caseOf(tree, 1000, small), Case::invalidMedia);
+  // Refused while the package is read: it is never said to be read whole.
+  testing::RecordingLogger logger;
+  EXPECT_THROW(readPackage(tree, 1000, small, logger), QuorvaneTransferError);
+  for (const std::string& line : logger.lines) EXPECT_FALSE(line.starts_with("import done"));
+}
+
+TEST(PackageReaderTest, APriceNoOneCouldHaveWrittenIsLeftOutAndSaidSo) {
+  for (const std::int64_t impossible : {std::int64_t{-150}, std::int64_t{-5},
+                                        std::numeric_limits<std::int64_t>::min(),
+                                        kMaximumPriceCents + 1}) {
+    MemoryTree tree = validPackage();
+    edit(tree, "data/artworks.json", [&](auto& j) {
+      j[0]["priceCents"] = impossible;
+      j[1]["priceCents"] = kMaximumPriceCents;
+    });
+    testing::RecordingLogger logger;
+    const ImportedProjectPackage imported = readPackage(tree, 1000, {}, logger);
+    const auto& works = imported.snapshot.artworks.images;
+    EXPECT_EQ(works[1].priceCents, std::nullopt) << impossible;
+    EXPECT_EQ(works[0].priceCents, kMaximumPriceCents) << "the largest is a price";
+    EXPECT_TRUE(std::count(logger.lines.begin(), logger.lines.end(),
+                           "import price cleared artworkId=A1 priceCents=" +
+                               std::to_string(impossible)))
+        << impossible;
+  }
 }
 
 TEST(PackageReaderTest, JsonThatIsNotItsShapeIsADecodingErrorNotACase) {

@@ -1,6 +1,7 @@
 // Reading a generator's export: what is refused whole, and the issue each
 // kind of departure from the format raises.
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 
 #include <filesystem>
 #include <fstream>
@@ -75,6 +76,16 @@ TEST(WebCVFile, AFileOverTenMebibytesIsRefusedBeforeAByteIsRead) {
     FAIL() << "reading went past the limit";
   } catch (const WebCVImportError& error) {
     EXPECT_EQ(error.code(), WebCVImportErrorCode::size);
+  }
+
+  // A FIFO chosen in the window is refused, never waited on.
+  const std::string fifo = dir.file("cv.fifo");
+  ASSERT_EQ(::mkfifo(fifo.c_str(), 0600), 0);
+  try {
+    readWebCVFile(realFileSystem(), fifo);
+    FAIL() << "a FIFO was read";
+  } catch (const WebCVImportError& error) {
+    EXPECT_EQ(error.code(), WebCVImportErrorCode::readOrSave);
   }
 
   std::filesystem::resize_file(path, kWebCVMaximumFileBytes);  // at the limit: read
