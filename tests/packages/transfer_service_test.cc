@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+
 #include <signal.h>
 #include <sys/resource.h>
 
@@ -216,6 +218,10 @@ TEST_F(TransferServiceTest, APackageCutAnywhereIsRefusedWithACaseAndNeverCrashes
     } catch (const QuorvaneTransferError& error) {
       EXPECT_EQ(error.errorCase(), QuorvaneTransferCase::invalidPackage) << length;
     }
+    // Even a file that is no ZIP at all had its reading begun.
+    EXPECT_TRUE(std::count(logger.lines.begin(), logger.lines.end(),
+                           "import begin packageBytes=" + std::to_string(length)))
+        << length;
   }
 }
 
