@@ -7,6 +7,7 @@
 #include "cli/command.h"
 #include "cli/store_session.h"
 #include "cli/text_width.h"
+#include "model/control_characters.h"
 #include "pdf/localization.h"
 #include "platform/paths.h"
 #include "storage/app_container.h"
@@ -79,6 +80,14 @@ void printInfo(CliContext& context) {
     return counts ? std::to_string((*counts).*field) : context.text("cli.info.unknown");
   };
   const std::optional<std::string> link = storage.media->linkTarget();
+  // How the library can be used by the next command that writes.
+  const std::string state = storage.isFallback          ? "temporary"
+                            : storage.problem            ? "unusable"
+                            : storage.isWriteProtected   ? "readOnly"
+                            : storage.isEmptyStandIn     ? "new"
+                                                         : "usable";
+  const std::optional<std::string> problem =
+      storage.problem ? std::optional(libraryProblemText(context, storage.problem)) : std::nullopt;
   const std::vector<std::string> copies =
       storage.isFallback ? std::vector<std::string>{} : recoveryCopies(storage.databasePath);
 
@@ -92,6 +101,8 @@ void printInfo(CliContext& context) {
                                   {"mediaLinksTo", link ? nlohmann::json(*link) : nullptr},
                                   {"preferences", preferencesFilePath()},
                                   {"temporary", storage.isFallback},
+                                  {"state", state},
+                                  {"problem", problem ? nlohmann::json(*problem) : nullptr},
                                   {"projects", projects ? nlohmann::json(*projects) : nullptr},
                                   {"artworks", count(&LibraryKPIOverview::artworksCount)},
                                   {"cvs", count(&LibraryKPIOverview::cvCount)},
@@ -113,6 +124,8 @@ void printInfo(CliContext& context) {
        storage.media->directory() +
            (link ? "  " + context.format("cli.info.media_link", {*link}) : std::string())},
       {context.text("cli.info.label.preferences"), preferencesFilePath()},
+      {context.text("cli.info.label.state"),
+       context.text("cli.info.state." + state) + (problem ? " — " + *problem : std::string())},
       {context.text("cli.info.label.projects"), projects ? std::to_string(*projects) : unknown},
       {context.text("cli.info.label.artworks"), countText(&LibraryKPIOverview::artworksCount)},
       {context.text("cli.info.label.cvs"), countText(&LibraryKPIOverview::cvCount)},
@@ -125,6 +138,8 @@ void printInfo(CliContext& context) {
   for (std::size_t i = 0; i < copies.size(); ++i) {
     lines.emplace_back(i == 0 ? recovery : std::string(), copies[i]);
   }
+  // A path may hold a line break or a control character of its own.
+  for (auto& line : lines) line.second = escapedOnOneLine(line.second);
   printLines(lines, context.out);
 }
 

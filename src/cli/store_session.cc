@@ -11,6 +11,7 @@
 #include <system_error>
 
 #include "cli/command.h"
+#include "model/control_characters.h"
 #include "pdf/localization.h"
 #include "platform/paths.h"
 #include "platform/system_conditions.h"
@@ -135,6 +136,16 @@ std::string libraryBusyText(const CliContext& context, const LockHolder& holder,
   return context.format("error.library_busy", {pid, holder.command, secondsText(lockWait())});
 }
 
+std::string libraryProblemText(const CliContext& context,
+                               const std::optional<LibraryProblem>& problem) {
+  if (!problem) return context.text("storage.problem.unknown");
+  std::vector<std::string> arguments;
+  for (const std::string& argument : problem->arguments) {
+    arguments.push_back(escapedOnOneLine(argument));
+  }
+  return fillPlaceholders(context.text(problem->key), arguments);
+}
+
 std::string libraryUnavailableText(const CliContext& context,
                                    const LibraryUnavailableError& error) {
   if (error.reason() == LibraryUnavailableError::Reason::newerVersion) {
@@ -170,7 +181,16 @@ StoreSession::StoreSession(CliContext& context)
         storage_.fallbackCause == FallbackCause::busy
             ? context.format("cli.error.library_busy_storage",
                              {secondsText(std::chrono::milliseconds(kDefaultBusyTimeoutMs))})
-            : context.text("cli.error.temporary_library_refused"));
+            : context.format("cli.error.temporary_library_refused",
+                             {libraryProblemText(context, storage_.problem)}));
+  }
+  // Reading goes on (what the library holds can still be read), saying once
+  // what keeps it from being changed.
+  if (storage_.problem) {
+    context.err << "quorvane: "
+                << context.format("cli.notice.library_unusable",
+                                  {libraryProblemText(context, storage_.problem)})
+                << '\n';
   }
   if (changes && storage_.isWriteProtected) {
     throw CliError(context.format("cli.error.library_read_only", {storage_.databasePath}));

@@ -50,6 +50,11 @@ std::string libraryBusyText(const CliContext& context, const LockHolder& holder,
 // The words for a library that must be left as it is.
 std::string libraryUnavailableText(const CliContext& context, const LibraryUnavailableError& error);
 
+// Why the library can't be used, in words ("The media folder … is a file,
+// not a folder.").
+std::string libraryProblemText(const CliContext& context,
+                               const std::optional<LibraryProblem>& problem);
+
 class StoreSession {
  public:
   // Boots the library (telling the user about recovery or a temporary

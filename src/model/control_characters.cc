@@ -53,12 +53,14 @@ CleanedText withoutControlCharacters(std::string_view text, TextShape shape) {
 
 bool holdsNul(std::string_view text) { return text.find('\0') != std::string_view::npos; }
 
-std::string escapedForTerminal(std::string_view text) {
+namespace {
+
+std::string escaped(std::string_view text, bool keepsLines) {
   std::string escaped;
   escaped.reserve(text.size());
   for (std::size_t i = 0; i < text.size(); ++i) {
     const auto c = static_cast<unsigned char>(text[i]);
-    if (c == '\n' || c == '\t') {
+    if (keepsLines && (c == '\n' || c == '\t')) {
       escaped += static_cast<char>(c);
     } else if (isC0OrDelete(c)) {
       escaped += escape(c);
@@ -71,5 +73,11 @@ std::string escapedForTerminal(std::string_view text) {
   }
   return escaped;
 }
+
+}  // namespace
+
+std::string escapedForTerminal(std::string_view text) { return escaped(text, true); }
+
+std::string escapedOnOneLine(std::string_view text) { return escaped(text, false); }
 
 }  // namespace quorvane

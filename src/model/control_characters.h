@@ -33,4 +33,8 @@ bool holdsNul(std::string_view text);
 // escape ("\u001b"), for a terminal (and still valid inside a JSON string).
 std::string escapedForTerminal(std::string_view text);
 
+// The same for a value that must stay on its line (a path beside its
+// label): "\n" and "\t" are escaped too.
+std::string escapedOnOneLine(std::string_view text);
+
 }  // namespace quorvane

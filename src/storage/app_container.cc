@@ -1,10 +1,13 @@
 #include "storage/app_container.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
 #include <ctime>
+#include <filesystem>
+#include <system_error>
 #include <nlohmann/json.hpp>
 
 #include "platform/domain_error.h"
@@ -52,6 +55,64 @@ std::string describe(const std::exception_ptr& error) {
     return "unknown error";
   }
 }
+
+std::optional<int> errnoOf(const std::exception_ptr& error) {
+  try {
+    std::rethrow_exception(error);
+  } catch (const std::system_error& failure) {
+    return failure.code().value();
+  } catch (...) {
+    return std::nullopt;
+  }
+}
+
+// What stands where a folder of the library should be, when it is no
+// folder (a symbolic link to one is a folder).
+bool isNoFolder(FileSystem& files, const std::string& path) {
+  try {
+    const FileSystem::EntryKind kind = files.entryKind(path);
+    if (kind == FileSystem::EntryKind::link) {
+      std::error_code error;
+      return std::filesystem::exists(path, error) && !std::filesystem::is_directory(path, error);
+    }
+    return kind == FileSystem::EntryKind::file || kind == FileSystem::EntryKind::other;
+  } catch (const std::exception&) {
+    return false;
+  }
+}
+
+std::string appDataDirectory(const BootEnvironment& environment);
+
+// The reason in words of a library that could not be opened for this run.
+LibraryProblem problemOf(const BootEnvironment& environment,
+                         const PersistentStoreBootError& error) {
+  FileSystem& files = *environment.files;
+  const std::string directory = appDataDirectory(environment);
+  const std::string media = directory + "/media";
+  const std::optional<int> code = errnoOf(error.underlying());
+  if (isNoFolder(files, directory)) return {"storage.problem.folder_not_folder", {directory}};
+  const bool isMedia = error.errorCase() == PersistentStoreBootError::Case::media;
+  if (isMedia && isNoFolder(files, media)) return {"storage.problem.media_not_folder", {media}};
+  if (code == ENOSPC) return {"storage.problem.disk_full", {directory}};
+  if (code == EACCES || code == EPERM || code == EROFS) {
+    return {"storage.problem.not_writable", {isMedia ? media : directory}};
+  }
+  if (isMedia) return {"storage.problem.media_unusable", {media, error.what()}};
+  return {"storage.problem.library_unusable", {directory + "/quorvane.sqlite", error.what()}};
+}
+
+}  // namespace
+
+std::optional<LibraryProblem> mediaFolderProblem(FileSystem& files, const std::string& directory) {
+  const std::string media = directory + "/media";
+  if (isNoFolder(files, directory)) {
+    return LibraryProblem{"storage.problem.folder_not_folder", {directory}};
+  }
+  if (isNoFolder(files, media)) return LibraryProblem{"storage.problem.media_not_folder", {media}};
+  return std::nullopt;
+}
+
+namespace {
 
 // Another process writing to the library makes a read or write wait and,
 // past the busy timeout, fail "locked": the library is in use, not damaged.
@@ -314,9 +375,17 @@ BootedStorage AppContainer::bootFallbackStorage(const BootEnvironment& environme
 BootedStorage AppContainer::bootStorage(const BootEnvironment& environment) {
   Logger& log = *environment.logger;
   FallbackCause cause = FallbackCause::unavailable;
+  std::optional<LibraryProblem> problem;
   try {
-    return bootPersistentStorage(environment);
+    BootedStorage storage = bootPersistentStorage(environment);
+    // A run that reads makes no folder, so a media folder that a run that
+    // writes could not make is found out here.
+    if (environment.access == StorageAccess::read) {
+      storage.problem = mediaFolderProblem(*environment.files, appDataDirectory(environment));
+    }
+    return storage;
   } catch (const PersistentStoreBootError& error) {
+    problem = problemOf(environment, error);
     log.log(std::string("[Quorvane][Storage] boot state=persistent_failed case=") +
             (error.errorCase() == PersistentStoreBootError::Case::media ? "media" : "sqlite") +
             " error=" + error.what());
@@ -329,6 +398,7 @@ BootedStorage AppContainer::bootStorage(const BootEnvironment& environment) {
   try {
     BootedStorage storage = bootFallbackStorage(environment);
     storage.fallbackCause = cause;
+    storage.problem = std::move(problem);
     log.log(std::string("[Quorvane][Storage] boot state=fallback cause=") +
             (cause == FallbackCause::busy ? "busy" : "unavailable"));
     storage.notices.push_back({std::string(kFallbackTemporaryNotice), {}});

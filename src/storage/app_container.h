@@ -74,6 +74,15 @@ enum class FallbackCause {
   unavailable,  // it could not be opened or created now (a disk, the system)
 };
 
+// Why the library can't be used as it is, in words the user can act on: a
+// catalogue key ("storage.problem.media_not_folder") and its values.
+struct LibraryProblem {
+  std::string key;
+  std::vector<std::string> arguments;
+
+  bool operator==(const LibraryProblem&) const = default;
+};
+
 // The storage a run works on.
 struct BootedStorage {
   // The temporary fallback's media folder: private, removed when the
@@ -90,6 +99,9 @@ struct BootedStorage {
   // file was made.
   bool isEmptyStandIn = false;
   FallbackCause fallbackCause = FallbackCause::none;
+  // Why the run is on the temporary library; for a run that only reads,
+  // what would keep a run that writes off the library.
+  std::optional<LibraryProblem> problem;
   std::vector<StorageNotice> notices;
 };
 
@@ -149,6 +161,10 @@ class PersistentStoreBootError : public std::runtime_error {
   Case case_;
   std::exception_ptr underlying_;
 };
+
+// What keeps the library in `directory` from being used when its folder
+// or its media folder is something other than a folder; nothing otherwise.
+std::optional<LibraryProblem> mediaFolderProblem(FileSystem& files, const std::string& directory);
 
 class AppContainer {
  public:

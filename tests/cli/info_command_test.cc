@@ -43,5 +43,20 @@ TEST(InfoCommandTest, ADamagedLibraryIsSetAsideOnceAndSaidSo) {
       << second.out;
 }
 
+TEST(InfoCommandTest, APathOfAnyShapeStaysOnItsLine) {
+  testing::TempDir dir;
+  const std::string odd = dir.file("da\nta\x1b[2J");
+  const testing::ScopedVariable data("XDG_DATA_HOME", odd.c_str());
+  const testing::ScopedVariable config("XDG_CONFIG_HOME", dir.file("config").c_str());
+  const testing::CliRun run = runCommandLine({"info"});
+  ASSERT_EQ(run.code, 0) << run.err;
+  EXPECT_EQ(run.out.find('\x1b'), std::string::npos) << run.out;
+  const std::string shown = dir.file("da\\u000ata\\u001b[2J") + "/Quorvane/quorvane.sqlite\n";
+  EXPECT_EQ(run.out.rfind("library ", 0), 0u) << run.out;
+  EXPECT_NE(run.out.find(shown), std::string::npos) << run.out;
+  EXPECT_NE(run.out.find("\nstate                new (made at the first change)\n"), std::string::npos)
+      << run.out;
+}
+
 }  // namespace
 }  // namespace quorvane

@@ -3,6 +3,8 @@
 // says who holds it and changes nothing; commands that only read go on.
 #include <gtest/gtest.h>
 
+#include <nlohmann/json.hpp>
+
 #include <filesystem>
 #include <fstream>
 
@@ -120,14 +122,22 @@ TEST_F(OneWriterTest, AChangeNeverGoesIntoATemporaryLibrary) {
   std::ofstream(libraryDirectory() + "/media") << "a file where the folder should be";
   const CliRun refused = runCommandLine({"cv", "add", "soloExhibitions", "title=Tides"});
   EXPECT_EQ(refused.code, 1);
-  EXPECT_TRUE(
-      contains(refused.err, "Quorvane could not open your library just now, so nothing was done"))
-      << refused.err;
+  const std::string reason =
+      "The media folder " + libraryDirectory() + "/media is a file, not a folder.";
+  EXPECT_EQ(refused.err, "quorvane: Quorvane could not open your library, so nothing was done. " +
+                             reason + "\n")
+      << "the reason itself, not a command to run for it";
   EXPECT_FALSE(contains(refused.out, "1")) << "no entry number for a change that was not kept";
 
   const CliRun read = runCommandLine({"--json", "projects"});
   EXPECT_EQ(read.code, 0) << "reading needs no media folder: " << read.err;
   EXPECT_TRUE(contains(read.out, "Atelier")) << "the library itself, never a temporary one";
+  EXPECT_EQ(read.err, "quorvane: Your library can be read but not changed: " + reason + "\n")
+      << "said once";
+
+  const nlohmann::json info = nlohmann::json::parse(runCommandLine({"--json", "info"}).out);
+  EXPECT_EQ(info["state"], "unusable");
+  EXPECT_EQ(info["problem"], reason);
 }
 
 TEST_F(OneWriterTest, ASettingThatCannotBeWrittenIsReportedNotLost) {
