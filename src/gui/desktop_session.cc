@@ -19,13 +19,20 @@ std::string startText(std::string_view key, std::initializer_list<std::string> a
   return uiFormat(key, interfaceLanguage(preferences), arguments);
 }
 
-std::unique_ptr<LibraryLock> lockLibrary() {
+std::unique_ptr<LibraryLock> lockLibrary(const LockWait& wait) {
   const std::string directory = dataDirectory();
+  const std::string path = directory + "/quorvane.lock";
   realFileSystem().createDirectories(directory);
   try {
+    // Another window keeps the library as long as it is open: no use
+    // waiting for it (and the user waits for an answer).
+    if (const std::optional<LockHolder> holder = LibraryLock::currentHolder(path);
+        holder && holder->program == kDesktopProgram) {
+      throw LibraryBusyError(*holder);
+    }
     // A command of the command line keeps the lock for moments: wait for it.
-    return LibraryLock::acquire(directory + "/quorvane.lock",
-                                LockHolder{::getpid(), std::string(kDesktopProgram), "window"});
+    return LibraryLock::acquire(path, LockHolder{::getpid(), std::string(kDesktopProgram), "window"},
+                                wait);
   } catch (const LibraryBusyError& error) {
     const std::string pid = std::to_string(error.holder().pid);
     throw DesktopStartError(error.holder().program == kDesktopProgram
@@ -36,8 +43,8 @@ std::unique_ptr<LibraryLock> lockLibrary() {
 
 }  // namespace
 
-DesktopSession::DesktopSession(QObject& mainContext, Logger& logger)
-    : logger_(logger), lock_(lockLibrary()), main_(mainContext) {
+DesktopSession::DesktopSession(QObject& mainContext, Logger& logger, const LockWait& wait)
+    : logger_(logger), lock_(lockLibrary(wait)), main_(mainContext) {
   try {
     storage_ = AppContainer::bootStorage(BootEnvironment::standard(logger_, StorageAccess::write));
   } catch (const LibraryUnavailableError& error) {

@@ -28,8 +28,10 @@ class DesktopSession {
  public:
   // Takes the lock, boots the library, starts the store. Throws
   // DesktopStartError when another program keeps the library, or it can't
-  // be opened. `logger` gets the diagnostics.
-  DesktopSession(QObject& mainContext, Logger& logger);
+  // be opened: at once when it is another window (it keeps the library
+  // for hours), after `wait` when it is a command. `logger` gets the
+  // diagnostics.
+  DesktopSession(QObject& mainContext, Logger& logger, const LockWait& wait = {});
   // Writes what is pending, waits for the writes, lets go of the lock.
   ~DesktopSession();
   DesktopSession(const DesktopSession&) = delete;

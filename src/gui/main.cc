@@ -80,14 +80,17 @@ int main(int argc, char** argv) {
     return 2;
   }
   QObject mainContext;
-  quitOnTerminate(mainContext);
   std::unique_ptr<quorvane::gui::DesktopSession> session;
   try {
     session = std::make_unique<quorvane::gui::DesktopSession>(mainContext, logger);
   } catch (const std::exception& error) {
+    // Nothing to write yet: a SIGTERM ends the program at once, as it
+    // would any program (the message may wait a long time for a reader).
     QMessageBox::critical(nullptr, QStringLiteral("Quorvane"), QString::fromUtf8(error.what()));
     return 1;
   }
+  // From here on there may be edits to write first.
+  quitOnTerminate(mainContext);
   quorvane::AppStore& store = session->store();
   quorvane::gui::applyTheme(application, store.state().themeMode, systemPalette);
   int status = 0;

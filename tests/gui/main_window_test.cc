@@ -3,6 +3,7 @@
 // is what the store and the library hold; a change of language is seen
 // everywhere at once.
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <QApplication>
 #include <QCheckBox>
@@ -20,6 +21,7 @@
 
 #include "gui/dashboard.h"
 #include "gui/delete_all_dialog.h"
+#include "gui/desktop_session.h"
 #include "gui/deleted_projects_page.h"
 #include "gui/desktop_fixture.h"
 #include "gui/export_sheet.h"
@@ -31,6 +33,9 @@
 #include "gui/vault_view.h"
 #include "gui/works_board_model.h"
 #include "pdf/localization.h"
+#include "platform/library_lock.h"
+#include "support/scoped_variable.h"
+#include "support/temp_dir.h"
 
 namespace quorvane {
 namespace {
@@ -530,6 +535,31 @@ TEST_F(DesktopTest, SettingsChangeTheExportDefaultsTheRemindersAndDeleteOnlyWhen
   EXPECT_TRUE(store->state().snapshot.artworks.images.empty());
   EXPECT_EQ(sql("SELECT COUNT(*) FROM artworks"), "0");
   EXPECT_EQ(window->screen(), gui::Screen::home);
+}
+
+// A second window while the first is open says so at once: the first keeps
+// the library for hours, and waiting for it only keeps the user (and a
+// SIGTERM) waiting.
+TEST(DesktopSessionTest, ASecondWindowSaysTheLibraryIsOpenWithoutWaiting) {
+  testing::TempDir dir;
+  const testing::ScopedVariable data("XDG_DATA_HOME", dir.file("data").c_str());
+  const testing::ScopedVariable config("XDG_CONFIG_HOME", dir.file("config").c_str());
+  std::filesystem::create_directories(dir.file("data") + "/Quorvane");
+  const auto first = LibraryLock::acquire(dir.file("data") + "/Quorvane/quorvane.lock",
+                                          {::getpid(), std::string(kDesktopProgram), "window"});
+  bool waited = false;
+  LockWait wait;
+  wait.onWait = [&](const LockHolder&) { waited = true; };
+  wait.sleep = [](std::chrono::milliseconds) {};
+  QObject context;
+  try {
+    gui::DesktopSession second(context, nullLogger(), wait);
+    FAIL() << "a second window opened the library";
+  } catch (const gui::DesktopStartError& error) {
+    EXPECT_EQ(std::string(error.what()), "Quorvane is already open in another window (process " +
+                                             std::to_string(::getpid()) + ").");
+  }
+  EXPECT_FALSE(waited);
 }
 
 }  // namespace
