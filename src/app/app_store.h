@@ -740,7 +740,10 @@ class AppStore {
   PackageExport packageExportInput();
   // The ends of an import shared by both routes: a new project in the
   // library (opened with `open`), or why not in `lastImportFailure_`.
-  std::optional<std::string> importMerged(const MergedPackage& merged, bool open);
+  // `done` is told the last step's key ("import.toast.step.done") once the
+  // project is in the library, before the success toast.
+  std::optional<std::string> importMerged(const MergedPackage& merged, bool open,
+                                          const std::function<void(std::string_view)>& done);
   void importFailed(const std::exception_ptr& failure);
   // Refuses (with a toast) a package that can't be written at `path`.
   bool canWritePackageTo(const std::string& path);

@@ -205,9 +205,7 @@ std::optional<std::string> AppStore::importProjectPackage(
                                               services_.images, log, services_.makeUuid},
                          services_.transfer->limits(), text("app.project.imported_name"), progress);
     tell("import.toast.step.applying");
-    const auto importedId = importMerged(merged, open);
-    tell("import.toast.step.done");
-    return importedId;
+    return importMerged(merged, open, tell);
   } catch (...) {
     importFailed(std::current_exception());
     return std::nullopt;
@@ -287,7 +285,9 @@ bool AppStore::importProjectPackageInBackground(const std::string& path, bool op
       if (merged) {
         store.showToast(ToastStyle::info, store.text("import.toast.step.applying"));
         try {
-          importedId = store.importMerged(*merged, open);
+          importedId = store.importMerged(*merged, open, [&store](std::string_view key) {
+            store.showToast(ToastStyle::info, store.text(key));
+          });
         } catch (...) {
           store.importFailed(std::current_exception());
         }
@@ -301,7 +301,8 @@ bool AppStore::importProjectPackageInBackground(const std::string& path, bool op
   return true;
 }
 
-std::optional<std::string> AppStore::importMerged(const MergedPackage& merged, bool open) {
+std::optional<std::string> AppStore::importMerged(
+    const MergedPackage& merged, bool open, const std::function<void(std::string_view)>& done) {
   Logger& log = services_.logger;
   log.log("app importProjectPackage(async) parsed projectId=" + merged.project.id);
   pageLabels_.reset();  // the package's label overrides were merged in
@@ -319,6 +320,7 @@ std::optional<std::string> AppStore::importMerged(const MergedPackage& merged, b
   log.log("app importProjectPackage(async) done pendingFinalization=" +
           std::to_string(merged.pendingArtworkIds.size()));
   state_.isImportingProjectPackage = false;
+  if (done) done("import.toast.step.done");
   showToast(ToastStyle::success, text("success.project_imported"));
   return merged.project.id;
 }

@@ -263,9 +263,10 @@ TEST_F(PackageRoutesTest, BehindAWindowAPackageIsWrittenAndReadOffTheMainThreadS
   EXPECT_EQ(store.state().snapshot.artworks.images.size(), 2u);
   EXPECT_EQ(pending().size(), 2u);
   const std::vector<std::string> steps{"Importing artworks in progress...",
-                                       "Importing CV/Bio in progress...", "Project imported."};
+                                       "Importing CV/Bio in progress...", "Import complete.",
+                                       "Project imported."};
   ASSERT_GE(toasts.size(), steps.size());
-  EXPECT_EQ(std::vector<std::string>(toasts.end() - 3, toasts.end()), steps);
+  EXPECT_EQ(std::vector<std::string>(toasts.end() - 4, toasts.end()), steps);
   // The edit pending in the project left behind was written first.
   EXPECT_EQ(sql("SELECT COUNT(*) FROM text_assets WHERE content = 'Written just before.'"), "1");
   EXPECT_NE(first, *imported);
