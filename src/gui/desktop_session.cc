@@ -4,7 +4,6 @@
 
 #include "pdf/localization.h"
 #include "platform/paths.h"
-#include "platform/system_conditions.h"
 #include "platform/uuid.h"
 
 namespace quorvane::gui {
@@ -91,8 +90,7 @@ DesktopSession::DesktopSession(QObject& mainContext, Logger& logger, const LockW
   if (!storage_.isFallback && !storage_.isWriteProtected) {
     store_->tidyAfterInterruptedRuns({dataDirectory(), preferencesDirectory()});
   }
-  store_->thermalStateChanged(readThermalState());
-  store_->lowPowerModeChanged(readLowPowerMode());
+  conditions_ = std::make_unique<SystemConditionsWatch>(*store_, main_);
   if (!store_->start()) {
     throw DesktopStartError(
         store_->state().lastErrorMessage.value_or("the library could not be opened"));
@@ -102,6 +100,7 @@ DesktopSession::DesktopSession(QObject& mainContext, Logger& logger, const LockW
 }
 
 DesktopSession::~DesktopSession() {
+  conditions_.reset();
   store_->quit();
   saveQueue_.drain();
   store_.reset();

@@ -10,6 +10,7 @@
 #include <string>
 
 #include "app/app_store.h"
+#include "app/system_conditions_watch.h"
 #include "gui/qt_main_executor.h"
 #include "platform/library_lock.h"
 #include "platform/logger.h"
@@ -61,6 +62,7 @@ class DesktopSession {
   WorkerPool thumbnailQueue_{"app.quorvane.pdf-thumbs", 2, QueuePriority::background};
   SerialQueue pictureQueue_{"app.quorvane.board-pictures"};
   std::unique_ptr<AppStore> store_;
+  std::unique_ptr<SystemConditionsWatch> conditions_;  // tells store_ of heat and power
   std::vector<std::string> notices_;
 };
 

@@ -9,6 +9,7 @@
 #include <functional>
 
 #include "app/app_store.h"
+#include "app/system_conditions_watch.h"
 #include "app/app_store_fixture.h"
 #include "storage/sql_helpers.h"
 
@@ -173,6 +174,57 @@ TEST_F(PackageRoutesTest, BehindAWindowTheImagesWaitWhileTheAppIsAwayOrTheMachin
   for (const Artwork& artwork : store.state().snapshot.artworks.images) {
     EXPECT_EQ(artwork.imagePath, "sqlite-media://" + artwork.id);
   }
+}
+
+// Nothing tells a Linux program that the machine heats up or cools down:
+// the window looks every half-minute, and the images wait or go on by
+// themselves, whatever the machine was like at start.
+TEST_F(PackageRoutesTest, TheMachinesHeatIsWatchedWhileTheWindowIsOpen) {
+  useImageQueue = true;
+  const std::string path = exportedPackage();
+  ASSERT_TRUE(store->importProjectPackage(path, true));
+  AppStore& store = *this->store;
+  ThermalState heat = ThermalState::critical;  // hot at launch
+  int looks = 0;
+  SystemConditionsWatch watch(store, main,
+                              {[&] {
+                                 ++looks;
+                                 return heat;
+                               },
+                               [] { return false; }});
+  store.startImportFinalization();
+  const auto settleImages = [&] {
+    for (int round = 0; round < 4; ++round) {
+      imageQueue.runUntilIdle();
+      main.runUntilIdle();
+    }
+  };
+  settleImages();
+  EXPECT_TRUE(store.state().importFinalizationStatus->isPaused);
+  EXPECT_EQ(pending().size(), 3u);
+
+  heat = ThermalState::nominal;  // cooled down: goes on by itself at the next look
+  main.advanceBy(SystemConditionsWatch::kDefaultInterval);
+  imageQueue.runUntilIdle();  // one image made, the next sent off…
+  heat = ThermalState::serious;  // …then the machine heats up again
+  main.advanceBy(SystemConditionsWatch::kDefaultInterval);
+  settleImages();
+  EXPECT_TRUE(store.state().importFinalizationStatus->isPaused);
+  EXPECT_EQ(store.state().importFinalizationStatus->done, 2u) << "the one on its way is kept";
+  EXPECT_EQ(pending().size(), 3u) << "the list is written when the run ends";
+  EXPECT_EQ(std::count_if(logger.lines.begin(), logger.lines.end(),
+                          [](const std::string& line) {
+                            return line.starts_with("finalization paused reason=");
+                          }),
+            2)
+      << "the store is told of changes only, not of every look";
+
+  heat = ThermalState::fair;
+  main.advanceBy(SystemConditionsWatch::kDefaultInterval);
+  settleImages();
+  EXPECT_TRUE(pending().empty());
+  EXPECT_FALSE(store.state().importFinalizationStatus);
+  EXPECT_EQ(looks, 4);
 }
 
 TEST_F(PackageRoutesTest, AnArtworkEditedOrDeletedWhileItsImageIsMadeKeepsTheEdit) {
