@@ -9,23 +9,15 @@
 namespace quorvane {
 namespace {
 
-// A field's catalogue text serves every section that has the field; the
-// built-in English is the section's own wording ("Residency name" rather
-// than "Name"). So English keeps the section's wording, and another
-// language shows its catalogue as it is (even a word it shares with
-// English), falling back to that wording only where the catalogue has no
-// text.
-std::string localized(const std::string& key, std::string_view sectionEnglish,
+// One key serves every section that has the field ("Year" for all eight
+// that have one), in every language: the words the editor and the guide
+// show. The built-in table's text stands in only where a catalogue lacks it.
+std::string localized(const std::string& key, std::string_view fallback,
                       const CliContext& context) {
-  const std::string language = context.language();
-  if (language.starts_with("en")) return std::string(sectionEnglish);
-  return uiTextIn(key, language).value_or(std::string(sectionEnglish));
+  return uiTextIn(key, context.language()).value_or(std::string(fallback));
 }
 
-// An example only where the section has one: the catalogue's example of a
-// field ("Paris" for a place) belongs to the section that shows it.
 std::string placeholder(const CVFieldConfig& field, const CliContext& context) {
-  if (field.placeholder.empty()) return {};
   return localized(cvFieldPlaceholderKey(field.id), field.placeholder, context);
 }
 

@@ -70,30 +70,5 @@ TEST(CliTest, CVSectionsListsTheCatalogue) {
   EXPECT_NE(text.out.find("Selected solo exhibitions (soloExhibitions)"), std::string::npos);
 }
 
-TEST(CliTest, CVSectionsInAnotherLanguageShowItsCatalogueAsItIs) {
-  const auto field = [](const nlohmann::json& sections, const std::string& section,
-                        const std::string& id) {
-    for (const auto& s : sections) {
-      if (s["key"] != section) continue;
-      for (const auto& f : s["fields"]) {
-        if (f["id"] == id) return f;
-      }
-    }
-    return nlohmann::json();
-  };
-  const auto german = nlohmann::json::parse(run({"--lang", "de", "--json", "cv-sections"}).out);
-  EXPECT_EQ(field(german, "residencies", "name")["label"], "Name")
-      << "a German word that English shares is German all the same";
-  EXPECT_EQ(field(german, "education", "place")["placeholder"], "Paris");
-  EXPECT_EQ(field(german, "soloExhibitions", "place")["placeholder"], "")
-      << "no example where the section has none";
-
-  const auto italian = nlohmann::json::parse(run({"--lang", "it", "--json", "cv-sections"}).out);
-  EXPECT_EQ(field(italian, "education", "country")["placeholder"], "Francia");
-  EXPECT_EQ(field(italian, "residencies", "country")["placeholder"], "");
-  const auto english = nlohmann::json::parse(run({"--lang", "en", "--json", "cv-sections"}).out);
-  EXPECT_EQ(field(english, "residencies", "name")["label"], "Residency name");
-}
-
 }  // namespace
 }  // namespace quorvane

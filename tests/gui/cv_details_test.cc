@@ -12,7 +12,9 @@
 #include <QPushButton>
 #include <QTest>
 #include <QToolButton>
+#include <nlohmann/json.hpp>
 
+#include "cli/cli_run.h"
 #include "cv/cv_sections.h"
 #include "gui/cv_page.h"
 #include "gui/desktop_fixture.h"
@@ -61,6 +63,34 @@ TEST_F(CvPageTest, AnEntryAddedInTheEditorIsPrintedInTheCV) {
   const std::string printed = printedCV();
   EXPECT_NE(printed.find("Low Tide"), std::string::npos) << printed;
   EXPECT_NE(printed.find("Galerie Nord"), std::string::npos) << printed;
+}
+
+// One word per field everywhere: what the editor labels a field, and the
+// example it shows, is what `quorvane cv-sections` lists for that section.
+TEST_F(CvPageTest, TheEditorShowsTheWordsThatCvSectionsLists) {
+  CVData cv;
+  for (const CVSectionConfig& section : cvSectionConfigs()) {
+    cvEntries(cv, section.id).push_back(CVEntry{});
+  }
+  store->setCV(cv);
+  for (const std::string language : {"en", "fr"}) {
+    store->setUiLanguage(language);
+    window->showProjectTab(gui::ProjectTab::cv);
+    pump();
+    const testing::CliRun listed = testing::runCommandLine({"--json", "--lang", language, "cv-sections"});
+    ASSERT_EQ(listed.code, 0) << listed.err;
+    for (const nlohmann::json& section : nlohmann::json::parse(listed.out)) {
+      const CVSectionKey key = *fromRawValue<CVSectionKey>(section["key"].get<std::string>());
+      for (const nlohmann::json& field : section["fields"]) {
+        const std::string id = field["id"];
+        const QLineEdit* edit = page().field(key, 0, id);
+        ASSERT_NE(edit, nullptr) << id;
+        EXPECT_EQ(edit->accessibleName().toStdString(), field["label"]) << language << " " << id;
+        EXPECT_EQ(edit->placeholderText().toStdString(), field["placeholder"])
+            << language << " " << section["key"] << " " << id;
+      }
+    }
+  }
 }
 
 TEST_F(CvPageTest, AnEntrysButtonsMoveAndRemoveThatEntry) {
