@@ -563,6 +563,11 @@ class AppStore {
   // was, when it fails (`stale` when the project changed since preparing,
   // `busy` while another import runs). Replacing nothing changes nothing.
   std::optional<PreparedWebCVImport> prepareWebCVImport(const std::string& path);
+  // The same with the file read and planned on the save queue, after the
+  // writes pending now; `done` is told on the main executor, with nothing
+  // when it failed (said as above). False at once when it can't start.
+  bool prepareWebCVImportInBackground(const std::string& path,
+                                      std::function<void(std::optional<PreparedWebCVImport>)> done);
   bool applyWebCVImport(const PreparedWebCVImport& prepared, const WebCVImportSelection& selection);
   // The same with the database work on the save queue; `done` is told on
   // the main executor. False at once (and `done` never told) when it can't
@@ -729,6 +734,8 @@ class AppStore {
                                              const WebCVImportSelection& selection);
   void finishWebCVImport(const PreparedWebCVImport& prepared, const WebCVWrite& write,
                          const std::optional<WebCVWritten>& written, std::exception_ptr failure);
+  void failPreparingWebCVImport(const std::exception_ptr& failure);
+  void logPreparedWebCVImport(const PreparedWebCVImport& prepared);
   bool failWebCVImport(WebCVImportErrorCode code, const std::string& detail,
                        const std::optional<WebCVImportExplanation>& explanation = std::nullopt);
   // Puts what the import wrote into `library` (the project's content as the

@@ -40,6 +40,22 @@ bool AppStore::failWebCVImport(WebCVImportErrorCode code, const std::string& det
   return fail(fillPlaceholders(text(explanation->key), arguments));
 }
 
+void AppStore::failPreparingWebCVImport(const std::exception_ptr& failure) {
+  try {
+    std::rethrow_exception(failure);
+  } catch (const WebCVImportError& error) {
+    failWebCVImport(error.code(), error.what(), error.explanation());
+  } catch (const std::exception& error) {
+    failWebCVImport(WebCVImportErrorCode::readOrSave, error.what());
+  }
+}
+
+void AppStore::logPreparedWebCVImport(const PreparedWebCVImport& prepared) {
+  services_.logger.log("app webCVImport prepared project=" + prepared.projectId +
+                       " issues=" + std::to_string(prepared.plan.issues.size()) +
+                       " identical=" + (prepared.plan.isIdentical() ? "true" : "false"));
+}
+
 std::optional<PreparedWebCVImport> AppStore::prepareWebCVImport(const std::string& path) {
   checkMainThread();
   lastWebCVImportError_.reset();
@@ -56,16 +72,52 @@ std::optional<PreparedWebCVImport> AppStore::prepareWebCVImport(const std::strin
     PreparedWebCVImport prepared = quorvane::prepareWebCVImport(
         files, isUnsaved_ ? nullptr : services_.webCV, path, state_.project.id,
         state_.snapshot.details, state_.snapshot.cv, language());
-    services_.logger.log("app webCVImport prepared project=" + state_.project.id +
-                         " issues=" + std::to_string(prepared.plan.issues.size()) +
-                         " identical=" + (prepared.plan.isIdentical() ? "true" : "false"));
+    logPreparedWebCVImport(prepared);
     return prepared;
-  } catch (const WebCVImportError& error) {
-    failWebCVImport(error.code(), error.what(), error.explanation());
-  } catch (const std::exception& error) {
-    failWebCVImport(WebCVImportErrorCode::readOrSave, error.what());
+  } catch (...) {
+    failPreparingWebCVImport(std::current_exception());
   }
   return std::nullopt;
+}
+
+bool AppStore::prepareWebCVImportInBackground(
+    const std::string& path, std::function<void(std::optional<PreparedWebCVImport>)> done) {
+  checkMainThread();
+  lastWebCVImportError_.reset();
+  if (!services_.webCV) {
+    failWebCVImport(WebCVImportErrorCode::context, "no library");
+    return false;
+  }
+  // What waits in its debounce goes first on the same queue: the plan then
+  // reads from the library what the user sees.
+  if (!isUnsaved_) pipeline_->firePendingSaves();
+  FileSystem& files = services_.files ? *services_.files : realFileSystem();
+  WebCVRepository* repository = isUnsaved_ ? nullptr : services_.webCV;
+  const std::weak_ptr<AppStore*> weak = self_;
+  services_.saveQueue.post([weak, &files, repository, path, projectId = state_.project.id,
+                            details = state_.snapshot.details, cv = state_.snapshot.cv,
+                            language = language(), &main = services_.main, done] {
+    std::optional<PreparedWebCVImport> prepared;
+    std::exception_ptr failure;
+    try {
+      prepared =
+          quorvane::prepareWebCVImport(files, repository, path, projectId, details, cv, language);
+    } catch (...) {
+      failure = std::current_exception();
+    }
+    main.post([weak, prepared = std::move(prepared), failure, done] {
+      const auto self = weak.lock();
+      if (!self) return;
+      AppStore& store = **self;
+      if (prepared) {
+        store.logPreparedWebCVImport(*prepared);
+      } else {
+        store.failPreparingWebCVImport(failure);
+      }
+      if (done) done(prepared);
+    });
+  });
+  return true;
 }
 
 std::optional<WebCVWrite> AppStore::beginWebCVImport(const PreparedWebCVImport& prepared,

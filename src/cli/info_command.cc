@@ -81,11 +81,11 @@ void printInfo(CliContext& context) {
   };
   const std::optional<std::string> link = storage.media->linkTarget();
   // How the library can be used by the next command that writes.
-  const std::string state = storage.isFallback          ? "temporary"
-                            : storage.problem            ? "unusable"
-                            : storage.isWriteProtected   ? "readOnly"
-                            : storage.isEmptyStandIn     ? "new"
-                                                         : "usable";
+  const std::string state = storage.isFallback         ? "temporary"
+                            : storage.problem          ? "unusable"
+                            : storage.isWriteProtected ? "readOnly"
+                            : storage.isEmptyStandIn   ? "new"
+                                                       : "usable";
   const std::optional<std::string> problem =
       storage.problem ? std::optional(libraryProblemText(context, storage.problem)) : std::nullopt;
   const std::vector<std::string> copies =

@@ -30,8 +30,8 @@ std::unique_ptr<LibraryLock> lockLibrary(const LockWait& wait) {
       throw LibraryBusyError(*holder);
     }
     // A command of the command line keeps the lock for moments: wait for it.
-    return LibraryLock::acquire(path, LockHolder{::getpid(), std::string(kDesktopProgram), "window"},
-                                wait);
+    return LibraryLock::acquire(
+        path, LockHolder{::getpid(), std::string(kDesktopProgram), "window"}, wait);
   } catch (const LibraryBusyError& error) {
     const std::string pid = std::to_string(error.holder().pid);
     throw DesktopStartError(error.holder().program == kDesktopProgram

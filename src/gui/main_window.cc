@@ -590,11 +590,23 @@ WebCvDialog* MainWindow::importWebCv(const QString& given) {
   }
   const QString path = given.isEmpty() ? chooseWebCvPath() : given;
   if (path.isEmpty()) return nullptr;
-  const auto prepared = context_.store.prepareWebCVImport(utf8(path));
-  if (!prepared) return nullptr;  // the store said why
-  auto* dialog = new WebCvDialog(context_.store, *prepared, this);
+  auto* dialog = new WebCvDialog(context_.store, this);
   dialog->setAttribute(Qt::WA_DeleteOnClose);
   dialog->open();
+  QPointer<WebCvDialog> shown(dialog);
+  const bool started = context_.store.prepareWebCVImportInBackground(
+      utf8(path), [shown](std::optional<PreparedWebCVImport> prepared) {
+        if (!shown) return;
+        if (!prepared) {
+          shown->reject();  // the store said why
+          return;
+        }
+        shown->showPlan(std::move(*prepared));
+      });
+  if (!started) {
+    dialog->reject();
+    return nullptr;
+  }
   return dialog;
 }
 

@@ -89,7 +89,9 @@ class MainWindow final : public QMainWindow {
   std::optional<QString> workUnderWay() const;
   WorkStrip& workStrip() { return *workStrip_; }
   // Plans the web CV at `path` (asked for when empty) against the open
-  // project and shows the plan; nothing while a field is being edited.
+  // project: the dialog opens at once saying the file is read, then shows
+  // the plan, or closes when the file can't be taken (the store says why).
+  // Nothing while a field is being edited.
   WebCvDialog* importWebCv(const QString& path = {});
   // The CV's guided entry, over the window.
   GuidedEntryDialog* openGuidedEntry();

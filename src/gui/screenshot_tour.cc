@@ -6,6 +6,7 @@
 #include <QElapsedTimer>
 #include <QMessageBox>
 #include <QPixmap>
+#include <QPointer>
 
 #include "gui/board_pictures.h"
 #include "gui/delete_all_dialog.h"
@@ -95,10 +96,17 @@ int takeScreenshots(MainWindow& window, const QString& folder) {
           !webCv.isEmpty()) {
         // As from its button: no field is being typed in.
         if (QWidget* focused = QApplication::focusWidget()) focused->clearFocus();
-        if (WebCvDialog* dialog = window.importWebCv(webCv)) {
-          shootDialog(*dialog, QStringLiteral("webcv-%1-%2").arg(themeName, language));
-          dialog->reject();
+        QPointer<WebCvDialog> dialog = window.importWebCv(webCv);
+        // The file is read off the main thread: the plan, once it is there.
+        QElapsedTimer reading;
+        reading.start();
+        while (dialog && dialog->isLoading() && reading.elapsed() < 5000) {
+          QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
         }
+        if (dialog && !dialog->isLoading()) {
+          shootDialog(*dialog, QStringLiteral("webcv-%1-%2").arg(themeName, language));
+        }
+        if (dialog) dialog->reject();
       }
       {
         // The printed labels of the CV, over the window.

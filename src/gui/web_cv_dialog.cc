@@ -6,40 +6,90 @@
 #include <QHeaderView>
 #include <QLabel>
 #include <QPointer>
+#include <QProgressBar>
 #include <QPushButton>
 #include <QRadioButton>
 #include <QTreeWidget>
 #include <QVBoxLayout>
+#include <algorithm>
 
 #include "gui/words.h"
 #include "webcv/web_cv_issues.h"
 
 namespace quorvane::gui {
 
-WebCvDialog::WebCvDialog(AppStore& store, PreparedWebCVImport prepared, QWidget* parent)
+WebCvDialog::WebCvDialog(AppStore& store, QWidget* parent)
     : QDialog(parent),
       store_(store),
-      prepared_(std::move(prepared)),
-      selection_(prepared_.plan.defaults),
+      layout_(new QVBoxLayout(this)),
+      loading_(new QWidget(this)),
       status_(new QLabel(this)),
       import_(new QPushButton(this)),
       cancel_(new QPushButton(this)) {
   const Words words(store);
-  const WebCVImportPlan& plan = prepared_.plan;
   setObjectName(QStringLiteral("webCvDialog"));
   setWindowTitle(words("desktop.webcv.title"));
-  resize(980, 640);
+  resize(1040, 640);
 
   auto* heading = new QLabel(words("desktop.webcv.title"), this);
   heading->setObjectName(QStringLiteral("pageTitle"));
-  auto* help = new QLabel(
-      words(plan.isIdentical() ? "cv.import.identical" : "cv.import.preview.help"), this);
-  help->setObjectName(plan.isIdentical() ? QStringLiteral("sectionHeading")
-                                         : QStringLiteral("secondaryText"));
+  // While the file is read and planned (a large one takes a moment).
+  auto* reading = new QLabel(words("cv.import.loading"), loading_);
+  reading->setObjectName(QStringLiteral("secondaryText"));
+  auto* busy = new QProgressBar(loading_);
+  busy->setRange(0, 0);
+  busy->setTextVisible(false);
+  busy->setAccessibleName(reading->text());
+  auto* loadingLayout = new QVBoxLayout(loading_);
+  loadingLayout->setContentsMargins(0, 0, 0, 0);
+  loadingLayout->addWidget(reading);
+  loadingLayout->addWidget(busy);
+  loadingLayout->addStretch(1);
+
   status_->setObjectName(QStringLiteral("secondaryText"));
   import_->setObjectName(QStringLiteral("primary"));
   import_->setText(words("desktop.webcv.import"));
   import_->setAccessibleName(import_->text());
+  cancel_->setText(words("common.cancel"));
+  cancel_->setAccessibleName(cancel_->text());
+
+  layout_->setContentsMargins(25, 20, 24, 16);
+  layout_->setSpacing(10);
+  layout_->addWidget(heading);
+  layout_->addWidget(loading_, 1);
+  auto* footer = new QHBoxLayout;
+  footer->addWidget(status_, 1);
+  footer->addWidget(cancel_);
+  footer->addWidget(import_);
+  layout_->addLayout(footer);
+
+  connect(cancel_, &QPushButton::clicked, this, &QDialog::reject);
+  connect(import_, &QPushButton::clicked, this, &WebCvDialog::confirm);
+  updateButtons();
+}
+
+WebCvDialog::WebCvDialog(AppStore& store, PreparedWebCVImport prepared, QWidget* parent)
+    : WebCvDialog(store, parent) {
+  showPlan(std::move(prepared));
+}
+
+void WebCvDialog::showPlan(PreparedWebCVImport prepared) {
+  if (prepared_) return;
+  prepared_ = std::move(prepared);
+  selection_ = prepared_->plan.defaults;
+  const Words words(store_);
+  const WebCVImportPlan& plan = prepared_->plan;
+  loading_->hide();
+  // Nothing changes before Import, and whatever is chosen, only this
+  // project: the two promises the user needs before choosing.
+  auto* help =
+      new QLabel(plan.isIdentical() ? words("cv.import.identical")
+                                    : words("cv.import.preview.help") + QStringLiteral(" ") +
+                                          words("cv.import.projectsPreserved"),
+                 this);
+  help->setObjectName(plan.isIdentical() ? QStringLiteral("sectionHeading")
+                                         : QStringLiteral("secondaryText"));
+  help->setWordWrap(true);
   cancel_->setText(words(plan.isIdentical() ? "common.done" : "common.cancel"));
   cancel_->setAccessibleName(cancel_->text());
 
@@ -48,12 +98,9 @@ WebCvDialog::WebCvDialog(AppStore& store, PreparedWebCVImport prepared, QWidget*
   groups->addWidget(groupCard(WebCVImportGroup::identity), 1);
   groups->addWidget(groupCard(WebCVImportGroup::cv), 1);
 
-  auto* layout = new QVBoxLayout(this);
-  layout->setContentsMargins(25, 20, 24, 16);
-  layout->setSpacing(10);
-  layout->addWidget(heading);
-  layout->addWidget(help);
-  layout->addLayout(groups, 1);
+  int at = layout_->indexOf(loading_);
+  layout_->insertWidget(++at, help);
+  layout_->insertLayout(++at, groups, 1);
   if (!plan.issues.empty()) {
     auto* notes = new QLabel(words("cv.import.notes"), this);
     notes->setObjectName(QStringLiteral("sectionHeading"));
@@ -70,25 +117,17 @@ WebCvDialog::WebCvDialog(AppStore& store, PreparedWebCVImport prepared, QWidget*
     list->setObjectName(QStringLiteral("webCvNotes"));
     list->setWordWrap(true);
     list->setTextInteractionFlags(Qt::TextSelectableByMouse);
-    layout->addWidget(notes);
-    layout->addWidget(list);
+    layout_->insertWidget(++at, notes);
+    layout_->insertWidget(++at, list);
   }
-  auto* footer = new QHBoxLayout;
-  footer->addWidget(status_, 1);
-  footer->addWidget(cancel_);
-  footer->addWidget(import_);
-  layout->addLayout(footer);
   import_->setVisible(!plan.isIdentical());
-
-  connect(cancel_, &QPushButton::clicked, this, &QDialog::reject);
-  connect(import_, &QPushButton::clicked, this, &WebCvDialog::confirm);
   updateButtons();
 }
 
 // One group: keep or replace, and each field now and after the import.
 QWidget* WebCvDialog::groupCard(WebCVImportGroup group) {
   const Words words(store_);
-  const WebCVImportPlan& plan = prepared_.plan;
+  const WebCVImportPlan& plan = prepared_->plan;
   const bool identity = group == WebCVImportGroup::identity;
   const bool changes = identity ? plan.identityChanges : plan.cvChanges;
   auto* card = new QFrame(this);
@@ -153,8 +192,11 @@ QWidget* WebCvDialog::groupCard(WebCVImportGroup group) {
 
   auto* fields = new QTreeWidget(card);
   fields->setObjectName(identity ? QStringLiteral("webCvIdentity") : QStringLiteral("webCvCV"));
-  fields->setColumnCount(3);
-  fields->setHeaderLabels({QString(), words("desktop.webcv.now"), words("cv.import.proposed")});
+  // What the file says beside what the import would keep: a value it
+  // refuses (a birth year that is no year) is seen as the file has it.
+  fields->setColumnCount(4);
+  fields->setHeaderLabels({QString(), words("desktop.webcv.now"), words("cv.import.source"),
+                           words("cv.import.proposed")});
   fields->setRootIsDecorated(!identity);
   fields->setAlternatingRowColors(true);
   fields->setWordWrap(true);
@@ -172,14 +214,15 @@ QWidget* WebCvDialog::groupCard(WebCVImportGroup group) {
     // A section's row holds its entries ("soloExhibitions[2]" under
     // "soloExhibitions").
     const bool isEntry = field.key.find('[') != std::string::npos;
-    auto* item = new QTreeWidgetItem(
-        QStringList{qstr(field.label), empty(field.current), empty(field.proposed)});
+    auto* item = new QTreeWidgetItem(QStringList{qstr(field.label), empty(field.current),
+                                                 empty(field.source), empty(field.proposed)});
     item->setToolTip(1, qstr(field.current));
-    item->setToolTip(2, qstr(field.proposed));
+    item->setToolTip(2, qstr(field.source));
+    item->setToolTip(3, qstr(field.proposed));
     if (field.current != field.proposed) {
-      QFont bold = item->font(2);
+      QFont bold = item->font(3);
       bold.setWeight(QFont::DemiBold);
-      item->setFont(2, bold);
+      item->setFont(3, bold);
     }
     if (!identity && isEntry && section != nullptr) {
       section->addChild(item);
@@ -189,6 +232,12 @@ QWidget* WebCvDialog::groupCard(WebCVImportGroup group) {
     }
   }
   fields->expandAll();
+  // The CV comes whole or not at all: where every entry is kept as the
+  // file has it, the file's column would only repeat the next one.
+  const auto& rows = identity ? plan.identity : plan.cv;
+  const bool fileDiffers = std::any_of(
+      rows.begin(), rows.end(), [](const auto& field) { return field.source != field.proposed; });
+  fields->setColumnHidden(2, !identity && !fileDiffers);
   layout->addWidget(fields, 1);
   return card;
 }
@@ -205,18 +254,18 @@ void WebCvDialog::updateButtons() {
   const Words words(store_);
   const bool anything = selection_.identity == WebCVImportChoice::replace ||
                         selection_.cv == WebCVImportChoice::replace;
-  import_->setEnabled(anything && !applying_);
+  import_->setEnabled(prepared_ && anything && !applying_);
   cancel_->setEnabled(!applying_);
   status_->setText(applying_ ? words("cv.import.saving") : QString());
 }
 
 void WebCvDialog::confirm() {
-  if (applying_) return;
+  if (applying_ || !prepared_) return;
   applying_ = true;
   updateButtons();
   QPointer<WebCvDialog> dialog(this);
   const bool started =
-      store_.applyWebCVImportInBackground(prepared_, selection_, [dialog](bool applied) {
+      store_.applyWebCVImportInBackground(*prepared_, selection_, [dialog](bool applied) {
         if (!dialog) return;
         dialog->applying_ = false;
         dialog->updateButtons();

@@ -7,12 +7,14 @@
 
 #include <QDialog>
 #include <map>
+#include <optional>
 #include <utility>
 
 #include "app/app_store.h"
 #include "app/web_cv_import.h"
 
 class QLabel;
+class QVBoxLayout;
 class QPushButton;
 class QRadioButton;
 
@@ -22,7 +24,13 @@ class WebCvDialog final : public QDialog {
   Q_OBJECT
 
  public:
+  // Opens saying that the file is being read; `showPlan` then fills it in.
+  explicit WebCvDialog(AppStore& store, QWidget* parent = nullptr);
   WebCvDialog(AppStore& store, PreparedWebCVImport prepared, QWidget* parent = nullptr);
+
+  // The plan, once the file is read. Once only.
+  void showPlan(PreparedWebCVImport prepared);
+  bool isLoading() const { return !prepared_.has_value(); }
 
   const WebCVImportSelection& selection() const { return selection_; }
   void choose(WebCVImportGroup group, WebCVImportChoice choice);
@@ -37,8 +45,10 @@ class WebCvDialog final : public QDialog {
   void updateButtons();
 
   AppStore& store_;
-  PreparedWebCVImport prepared_;
+  std::optional<PreparedWebCVImport> prepared_;
   WebCVImportSelection selection_;
+  QVBoxLayout* layout_;
+  QWidget* loading_;
   bool applying_ = false;
   std::map<WebCVImportGroup, std::pair<QRadioButton*, QRadioButton*>> choices_;
   QLabel* status_;

@@ -7,8 +7,8 @@
 #include <cstdlib>
 #include <ctime>
 #include <filesystem>
-#include <system_error>
 #include <nlohmann/json.hpp>
+#include <system_error>
 
 #include "platform/domain_error.h"
 #include "platform/paths.h"

@@ -76,9 +76,8 @@ class EnvelopeCheck final : public nlohmann::json_sax<nlohmann::json> {
     if (++open_[2].entries <= kWebCVMaximumEntriesPerSection) return true;
     failure_ = WebCVImportError(
         WebCVImportErrorCode::invalid, "cv." + open_[1].lastKey + " holds too many entries",
-        WebCVImportExplanation{
-            "cv.import.error.too_many_entries",
-            {open_[1].lastKey, std::to_string(kWebCVMaximumEntriesPerSection)}});
+        WebCVImportExplanation{"cv.import.error.too_many_entries",
+                               {open_[1].lastKey, std::to_string(kWebCVMaximumEntriesPerSection)}});
     return false;
   }
 
@@ -88,8 +87,8 @@ class EnvelopeCheck final : public nlohmann::json_sax<nlohmann::json> {
 
 nlohmann::json parseChecked(std::string_view text) {
   EnvelopeCheck check;
-  nlohmann::json::sax_parse(text.begin(), text.end(), &check,
-                            nlohmann::json::input_format_t::json, true);
+  nlohmann::json::sax_parse(text.begin(), text.end(), &check, nlohmann::json::input_format_t::json,
+                            true);
   if (check.failure()) throw *check.failure();
   nlohmann::json value = nlohmann::json::parse(text.begin(), text.end(), nullptr, false);
   if (value.is_discarded()) throw WebCVImportError(WebCVImportErrorCode::invalid, "not JSON");

@@ -9,8 +9,8 @@
 #include <functional>
 
 #include "app/app_store.h"
-#include "app/system_conditions_watch.h"
 #include "app/app_store_fixture.h"
+#include "app/system_conditions_watch.h"
 #include "storage/sql_helpers.h"
 
 namespace quorvane {
@@ -205,7 +205,7 @@ TEST_F(PackageRoutesTest, TheMachinesHeatIsWatchedWhileTheWindowIsOpen) {
 
   heat = ThermalState::nominal;  // cooled down: goes on by itself at the next look
   main.advanceBy(SystemConditionsWatch::kDefaultInterval);
-  imageQueue.runUntilIdle();  // one image made, the next sent off…
+  imageQueue.runUntilIdle();     // one image made, the next sent off…
   heat = ThermalState::serious;  // …then the machine heats up again
   main.advanceBy(SystemConditionsWatch::kDefaultInterval);
   settleImages();

@@ -54,7 +54,8 @@ TEST(InfoCommandTest, APathOfAnyShapeStaysOnItsLine) {
   const std::string shown = dir.file("da\\u000ata\\u001b[2J") + "/Quorvane/quorvane.sqlite\n";
   EXPECT_EQ(run.out.rfind("library ", 0), 0u) << run.out;
   EXPECT_NE(run.out.find(shown), std::string::npos) << run.out;
-  EXPECT_NE(run.out.find("\nstate                new (made at the first change)\n"), std::string::npos)
+  EXPECT_NE(run.out.find("\nstate                new (made at the first change)\n"),
+            std::string::npos)
       << run.out;
 }
 

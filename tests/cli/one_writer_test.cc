@@ -124,8 +124,8 @@ TEST_F(OneWriterTest, AChangeNeverGoesIntoATemporaryLibrary) {
   EXPECT_EQ(refused.code, 1);
   const std::string reason =
       "The media folder " + libraryDirectory() + "/media is a file, not a folder.";
-  EXPECT_EQ(refused.err, "quorvane: Quorvane could not open your library, so nothing was done. " +
-                             reason + "\n")
+  EXPECT_EQ(refused.err,
+            "quorvane: Quorvane could not open your library, so nothing was done. " + reason + "\n")
       << "the reason itself, not a command to run for it";
   EXPECT_FALSE(contains(refused.out, "1")) << "no entry number for a change that was not kept";
 

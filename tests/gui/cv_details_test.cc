@@ -77,7 +77,8 @@ TEST_F(CvPageTest, TheEditorShowsTheWordsThatCvSectionsLists) {
     store->setUiLanguage(language);
     window->showProjectTab(gui::ProjectTab::cv);
     pump();
-    const testing::CliRun listed = testing::runCommandLine({"--json", "--lang", language, "cv-sections"});
+    const testing::CliRun listed =
+        testing::runCommandLine({"--json", "--lang", language, "cv-sections"});
     ASSERT_EQ(listed.code, 0) << listed.err;
     for (const nlohmann::json& section : nlohmann::json::parse(listed.out)) {
       const CVSectionKey key = *fromRawValue<CVSectionKey>(section["key"].get<std::string>());

@@ -21,9 +21,9 @@
 
 #include "gui/dashboard.h"
 #include "gui/delete_all_dialog.h"
-#include "gui/desktop_session.h"
 #include "gui/deleted_projects_page.h"
 #include "gui/desktop_fixture.h"
+#include "gui/desktop_session.h"
 #include "gui/export_sheet.h"
 #include "gui/inspector.h"
 #include "gui/project_header.h"

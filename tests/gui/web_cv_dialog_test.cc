@@ -7,8 +7,10 @@
 #include <QLineEdit>
 #include <QPointer>
 #include <QPushButton>
+#include <QTreeWidget>
 #include <filesystem>
 #include <fstream>
+#include <nlohmann/json.hpp>
 
 #include "gui/desktop_fixture.h"
 #include "gui/details_page.h"
@@ -35,9 +37,18 @@ class WebCvDialogTest : public DesktopTest {
     std::ifstream in(QUORVANE_DOCS_DIR "/web-cv-example.json");
     std::ofstream(file) << in.rdbuf();
   }
+  // The dialog with its plan: it opens saying the file is being read.
+  QPointer<gui::WebCvDialog> openPlan(const std::string& path) {
+    QPointer<gui::WebCvDialog> dialog = window->importWebCv(QString::fromStdString(path));
+    if (!dialog) return dialog;
+    EXPECT_TRUE(dialog->isLoading());
+    EXPECT_FALSE(dialog->importButton()->isEnabled());
+    settleAll();
+    return dialog;
+  }
   // Opens the plan, makes the choice and confirms; whether it was applied.
   bool importChoosing(WebCVImportChoice identity, WebCVImportChoice cv) {
-    QPointer<gui::WebCvDialog> dialog = window->importWebCv(QString::fromStdString(file));
+    QPointer<gui::WebCvDialog> dialog = openPlan(file);
     if (!dialog) return false;
     dialog->choose(WebCVImportGroup::identity, identity);
     dialog->choose(WebCVImportGroup::cv, cv);
@@ -65,7 +76,7 @@ TEST_F(WebCvDialogTest, ExactlyTheChosenGroupsAreReplaced) {
       << "in the library, not only on screen";
 
   // Nothing new in the file: it says so and offers nothing to import.
-  QPointer<gui::WebCvDialog> again = window->importWebCv(QString::fromStdString(file));
+  QPointer<gui::WebCvDialog> again = openPlan(file);
   ASSERT_TRUE(again);
   EXPECT_FALSE(again->importButton()->isVisibleTo(again));
   const QString upToDate = gui::Words(*store)("cv.import.identical");
@@ -73,6 +84,44 @@ TEST_F(WebCvDialogTest, ExactlyTheChosenGroupsAreReplaced) {
   for (const QLabel* label : again->findChildren<QLabel*>()) said |= label->text() == upToDate;
   EXPECT_TRUE(said);
   again->reject();
+}
+
+// What the file says is shown beside what the project holds and what the
+// import would keep, so a value the import refuses is seen as it stands.
+TEST_F(WebCvDialogTest, TheFilesOwnValueIsShownBesideNowAndAfterImport) {
+  nlohmann::json envelope = nlohmann::json::parse(std::ifstream(file));
+  envelope["details"]["birthYear"] = "nineteen-eighty";
+  const std::string odd = dir.file("odd.json");
+  std::ofstream(odd) << envelope.dump();
+  QPointer<gui::WebCvDialog> dialog = openPlan(odd);
+  ASSERT_TRUE(dialog);
+  ASSERT_FALSE(dialog->isLoading());
+  const auto* identity = dialog->findChild<QTreeWidget*>("webCvIdentity");
+  ASSERT_NE(identity, nullptr);
+  const gui::Words words(*store);
+  ASSERT_EQ(identity->columnCount(), 4);
+  EXPECT_EQ(identity->headerItem()->text(2), words("cv.import.source"));
+  bool seen = false;
+  for (int row = 0; row < identity->topLevelItemCount(); ++row) {
+    const QTreeWidgetItem* item = identity->topLevelItem(row);
+    if (item->text(2) != "nineteen-eighty") continue;
+    seen = true;
+    EXPECT_EQ(item->text(3), words("cv.import.empty")) << "refused: the import keeps no year";
+  }
+  EXPECT_TRUE(seen);
+  bool promised = false;
+  for (const QLabel* label : dialog->findChildren<QLabel*>()) {
+    promised |= label->text().contains(words("cv.import.projectsPreserved"));
+  }
+  EXPECT_TRUE(promised) << "other projects' CVs are said to be kept";
+  dialog->reject();
+
+  // A file that can't be taken closes the dialog; the toast says why.
+  std::ofstream(odd) << "{}";
+  QPointer<gui::WebCvDialog> refused = window->importWebCv(QString::fromStdString(odd));
+  settleAll();
+  EXPECT_TRUE(refused.isNull() || !refused->isVisible());
+  EXPECT_EQ(store->state().lastErrorMessage, words("cv.import.error.invalid").toStdString());
 }
 
 TEST_F(WebCvDialogTest, AFieldBeingTypedInMustBeFinishedFirst) {

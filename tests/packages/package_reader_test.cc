@@ -289,9 +289,9 @@ TEST(PackageReaderTest, VersionThreeNeedsNoProjectArtworksAndSizesAreCheckedAtTh
 }
 
 TEST(PackageReaderTest, APriceNoOneCouldHaveWrittenIsLeftOutAndSaidSo) {
-  for (const std::int64_t impossible : {std::int64_t{-150}, std::int64_t{-5},
-                                        std::numeric_limits<std::int64_t>::min(),
-                                        kMaximumPriceCents + 1}) {
+  for (const std::int64_t impossible :
+       {std::int64_t{-150}, std::int64_t{-5}, std::numeric_limits<std::int64_t>::min(),
+        kMaximumPriceCents + 1}) {
     MemoryTree tree = validPackage();
     edit(tree, "data/artworks.json", [&](auto& j) {
       j[0]["priceCents"] = impossible;
@@ -302,9 +302,9 @@ TEST(PackageReaderTest, APriceNoOneCouldHaveWrittenIsLeftOutAndSaidSo) {
     const auto& works = imported.snapshot.artworks.images;
     EXPECT_EQ(works[1].priceCents, std::nullopt) << impossible;
     EXPECT_EQ(works[0].priceCents, kMaximumPriceCents) << "the largest is a price";
-    EXPECT_TRUE(std::count(logger.lines.begin(), logger.lines.end(),
-                           "import price cleared artworkId=A1 priceCents=" +
-                               std::to_string(impossible)))
+    EXPECT_TRUE(
+        std::count(logger.lines.begin(), logger.lines.end(),
+                   "import price cleared artworkId=A1 priceCents=" + std::to_string(impossible)))
         << impossible;
   }
 }
