@@ -56,7 +56,13 @@ DesktopSession::DesktopSession(QObject& mainContext, Logger& logger, const LockW
                                                systemClock(), Preferences::Access::write);
   const std::string language = interfaceLanguage(*preferences_);
   for (const StorageNotice& notice : storage_.notices) {
-    notices_.push_back(fillPlaceholders(uiText(notice.key, language), notice.arguments));
+    std::string text = fillPlaceholders(uiText(notice.key, language), notice.arguments);
+    // The temporary library says why, so the user can put it right.
+    if (notice.key == kFallbackTemporaryNotice && storage_.problem) {
+      text += "\n\n" + fillPlaceholders(uiText(storage_.problem->key, language),
+                                         storage_.problem->arguments);
+    }
+    notices_.push_back(std::move(text));
   }
   renderer_ = std::make_unique<PdfRenderService>(*storage_.repository, *storage_.repository,
                                                  *storage_.media, optimizer_, logger_);
