@@ -29,7 +29,7 @@ WebCvDialog::WebCvDialog(AppStore& store, QWidget* parent)
   const Words words(store);
   setObjectName(QStringLiteral("webCvDialog"));
   setWindowTitle(words("desktop.webcv.title"));
-  resize(1040, 640);
+  resize(1120, 660);
 
   auto* heading = new QLabel(words("desktop.webcv.title"), this);
   heading->setObjectName(QStringLiteral("pageTitle"));
@@ -95,8 +95,8 @@ void WebCvDialog::showPlan(PreparedWebCVImport prepared) {
 
   auto* groups = new QHBoxLayout;
   groups->setSpacing(14);
-  groups->addWidget(groupCard(WebCVImportGroup::identity), 1);
-  groups->addWidget(groupCard(WebCVImportGroup::cv), 1);
+  groups->addWidget(groupCard(WebCVImportGroup::identity), 6);  // four columns
+  groups->addWidget(groupCard(WebCVImportGroup::cv), 5);
 
   int at = layout_->indexOf(loading_);
   layout_->insertWidget(++at, help);
