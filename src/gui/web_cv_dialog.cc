@@ -95,8 +95,8 @@ void WebCvDialog::showPlan(PreparedWebCVImport prepared) {
 
   auto* groups = new QHBoxLayout;
   groups->setSpacing(14);
-  groups->addWidget(groupCard(WebCVImportGroup::identity), 6);  // four columns
-  groups->addWidget(groupCard(WebCVImportGroup::cv), 5);
+  groups->addWidget(groupCard(WebCVImportGroup::identity), 4);  // four columns
+  groups->addWidget(groupCard(WebCVImportGroup::cv), 3);
 
   int at = layout_->indexOf(loading_);
   layout_->insertWidget(++at, help);
@@ -200,10 +200,12 @@ QWidget* WebCvDialog::groupCard(WebCVImportGroup group) {
   fields->setRootIsDecorated(!identity);
   fields->setAlternatingRowColors(true);
   fields->setWordWrap(true);
-  // The column that is short gives its room to the others: the field
-  // names of the identity, the counts of the CV.
+  // The columns that are short give their room to the values: the field
+  // names of the identity; the entry numbers and counts of the CV (whose
+  // section headings span the whole row).
   fields->header()->setSectionResizeMode(QHeaderView::Stretch);
-  fields->header()->setSectionResizeMode(identity ? 0 : 1, QHeaderView::ResizeToContents);
+  fields->header()->setSectionResizeMode(0, QHeaderView::ResizeToContents);
+  if (!identity) fields->header()->setSectionResizeMode(1, QHeaderView::ResizeToContents);
   fields->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
   fields->setAccessibleName(title->text());
   QTreeWidgetItem* section = nullptr;
@@ -228,7 +230,21 @@ QWidget* WebCvDialog::groupCard(WebCVImportGroup group) {
       section->addChild(item);
     } else {
       fields->addTopLevelItem(item);
-      if (!identity) section = item;
+      if (!identity) {
+        // "Selected solo exhibitions   0 entries → 2 entries" across the row.
+        QString heading = qstr(field.label) + QStringLiteral("   ") + qstr(field.current) +
+                          QStringLiteral(" → ") + qstr(field.proposed);
+        if (field.source != field.proposed) {
+          heading += QStringLiteral("   (") + words("cv.import.source") + QStringLiteral(": ") +
+                     qstr(field.source) + QStringLiteral(")");
+        }
+        item->setText(0, heading);
+        QFont strong = item->font(0);
+        strong.setWeight(QFont::DemiBold);
+        item->setFont(0, strong);
+        item->setFirstColumnSpanned(true);
+        section = item;
+      }
     }
   }
   fields->expandAll();
