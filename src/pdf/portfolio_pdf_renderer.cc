@@ -322,13 +322,20 @@ void PortfolioPdfRenderer::drawContact(PdfCanvas& canvas, const ArtistDetails& d
   const TextStyle nameStyle{style_.sectionTitleSize, FontWeight::bold, {}};
   const TextStyle lineStyle{style_.bodySize - 1, FontWeight::regular, kMuted};
   const auto trimmed = [](const std::string& text) { return trimmedWhitespaceAndNewlines(text); };
+  // Each line of each field on a line of its own: an address of two lines
+  // drawn as one text would take two lines' height and cover the next.
   std::vector<std::string> lines;
-  for (const std::string& line :
-       {trimmed(details.address),
+  for (const std::string& field :
+       {details.address,
         joinedNonEmpty({trimmed(details.zipcode), trimmed(details.currentCity)}, " "),
-        trimmed(details.country), trimmed(details.email), trimmed(details.phone),
-        trimmed(details.website)}) {
-    if (!line.empty()) lines.push_back(line);
+        details.country, details.email, details.phone, details.website}) {
+    std::size_t start = 0;
+    while (start <= field.size()) {
+      const std::size_t end = std::min(field.find('\n', start), field.size());
+      const std::string line = trimmed(field.substr(start, end - start));
+      if (!line.empty()) lines.push_back(line);
+      start = end + 1;
+    }
   }
   const double nameHeight = canvas.lineHeight(nameStyle);
   const double lineHeight = canvas.lineHeight(lineStyle) + 3;

@@ -115,6 +115,18 @@ TEST_F(PortfolioTest, FormatOrientationAndTheContentsPageFollowTheOptions) {
   EXPECT_TRUE(contains(small[2].text, "3")) << "numbered as placed in the document";
 }
 
+// An address of two lines keeps both, each above the postcode and city,
+// never drawn over them.
+TEST_F(PortfolioTest, EachLineOfTheContactDetailsIsALineOfItsOwn) {
+  snapshot.details.address = "Torstraße 12\nHinterhaus";
+  snapshot.details.zipcode = "10435";
+  snapshot.details.currentCity = "Berlin";
+  snapshot.details.country = "Germany";
+  const auto pages = readPdf(render().data);
+  const std::string& contact = pages.back().text;
+  EXPECT_TRUE(contains(contact, "Torstraße 12\nHinterhaus\n10435 Berlin\nGermany")) << contact;
+}
+
 TEST_F(PortfolioTest, TheCoverNamesTheArtistOrItsFallbackInTheExportLanguage) {
   snapshot.details = {};
   const std::map<std::string, std::string> expected{{"en", "Artist Name"},
