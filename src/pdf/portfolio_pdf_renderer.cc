@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <cctype>
 #include <future>
 #include <map>
 #include <thread>
@@ -215,9 +216,14 @@ void PortfolioPdfRenderer::drawCover(PdfCanvas& canvas, const Project& project,
   if (project.kind == ProjectKind::portfolio) {
     lines.push_back({labels_.label("pdf.cover.portfolio_title"), smallStyle, smallStyle.size + 2});
   }
-  if (!isBlank(project.projectYear)) {
-    lines.push_back(
-        {trimmedWhitespaceAndNewlines(project.projectYear), smallStyle, smallStyle.size + 2});
+  // "Spring Fair 2026" says its year already: once is enough.
+  const std::string year = trimmedWhitespaceAndNewlines(project.projectYear);
+  const bool titleEndsWithYear =
+      subtitle.ends_with(year) &&
+      (subtitle.size() == year.size() ||
+       !std::isalnum(static_cast<unsigned char>(subtitle[subtitle.size() - year.size() - 1])));
+  if (!year.empty() && !titleEndsWithYear) {
+    lines.push_back({year, smallStyle, smallStyle.size + 2});
   }
   double blockHeight = 0;
   for (const Line& line : lines) blockHeight += line.advance;

@@ -127,6 +127,21 @@ TEST_F(PortfolioTest, EachLineOfTheContactDetailsIsALineOfItsOwn) {
   EXPECT_TRUE(contains(contact, "Torstraße 12\nHinterhaus\n10435 Berlin\nGermany")) << contact;
 }
 
+TEST_F(PortfolioTest, TheCoverPrintsTheYearOnceWhenTheTitleEndsWithIt) {
+  const auto timesOnCover = [&](const std::string& title, const std::string& year) {
+    project.projectTitle = title;
+    project.projectYear = year;
+    const std::string cover = readPdf(render().data).front().text;
+    std::size_t count = 0;
+    for (std::size_t at = cover.find(year); at != std::string::npos; at = cover.find(year, at + 1))
+      ++count;
+    return count;
+  };
+  EXPECT_EQ(timesOnCover("Spring Fair 2026", "2026"), 1u);
+  EXPECT_EQ(timesOnCover("Spring Fair", "2026"), 1u);
+  EXPECT_EQ(timesOnCover("Room 12026", "2026"), 2u) << "another number that ends alike";
+}
+
 TEST_F(PortfolioTest, TheCoverNamesTheArtistOrItsFallbackInTheExportLanguage) {
   snapshot.details = {};
   const std::map<std::string, std::string> expected{{"en", "Artist Name"},
