@@ -41,6 +41,7 @@ const char* placeKey(std::string_view key) {
   if (startsWith("pdf.press.")) return "desktop.labels.place.press";
   if (startsWith("pdf.artwork.")) return "desktop.labels.place.caption";
   if (startsWith("pdf.raisonne.")) return "desktop.labels.place.raisonne";
+  if (startsWith("pdf.list.")) return "desktop.labels.place.work_list";
   return "desktop.labels.place.section";
 }
 

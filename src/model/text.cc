@@ -77,4 +77,9 @@ std::string joinedNonEmpty(const std::vector<std::string>& parts, std::string_vi
   return text;
 }
 
+std::string isolatedText(std::string_view text) {
+  if (text.empty()) return {};
+  return "\u2068" + std::string(text) + "\u2069";
+}
+
 }  // namespace quorvane

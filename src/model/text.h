@@ -25,4 +25,9 @@ bool isValidUtf8(std::string_view text);
 // {"Tides", "", "Berlin"} and ", ".
 std::string joinedNonEmpty(const std::vector<std::string>& parts, std::string_view separator);
 
+// `text` between the marks that isolate it from the text around it (U+2068
+// … U+2069), for a person's text set among a document's words: an Arabic
+// title followed by ", 2026" keeps the year after it, in its own order.
+std::string isolatedText(std::string_view text);
+
 }  // namespace quorvane

@@ -160,6 +160,10 @@ struct PdfCanvas::Impl {
     GObject<PangoLayout> layout(pango_layout_new(pango.get()));
     const FontDescription font = fontFor(style);
     pango_layout_set_font_description(layout.get(), font.get());
+    // Every document language reads left to right: a paragraph that opens
+    // with Arabic or Hebrew stays a left-to-right paragraph, its own words
+    // in their order.
+    pango_layout_set_auto_dir(layout.get(), FALSE);
     if (width > 0) {
       pango_layout_set_width(layout.get(), static_cast<int>(width * PANGO_SCALE));
       pango_layout_set_wrap(layout.get(), PANGO_WRAP_WORD_CHAR);
@@ -284,6 +288,7 @@ void PdfCanvas::startText() {
   pango_cairo_context_set_font_options(impl_->pango.get(), options);
   cairo_font_options_destroy(options);
   pango_context_set_round_glyph_positions(impl_->pango.get(), FALSE);
+  pango_context_set_base_dir(impl_->pango.get(), PANGO_DIRECTION_LTR);
 }
 
 PdfCanvas::PdfCanvas(PageSize size, PdfSink sink) : impl_(std::make_unique<Impl>()), size_(size) {

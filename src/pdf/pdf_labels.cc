@@ -16,7 +16,7 @@ constexpr std::array<std::string_view, 5> kLanguages{"en", "fr", "it", "de", "es
 // As shipped, quirks included: outside English the CV intro prints the bare
 // year and the bare place, and only English says "Selected …"; Italian,
 // German and Spanish print the two cover texts in English.
-constexpr std::array<PdfLabel, 37> kPdfLabels{{
+constexpr std::array<PdfLabel, 48> kPdfLabels{{
     {"pdf.cover.portfolio_title", {"Portfolio", "Portfolio", "", "", ""}},
     {"pdf.cover.artist_name_fallback", {"Artist Name", "Nom de l'artiste", "", "", ""}},
     {"pdf.statement.title",
@@ -96,6 +96,22 @@ constexpr std::array<PdfLabel, 37> kPdfLabels{{
      {"Untitled", "Sans titre", "Senza titolo", "Ohne Titel", "Sin título"}},
     {"pdf.press.in_outlet",
      {"in {outlet}", "dans {outlet}", "in {outlet}", "in {outlet}", "en {outlet}"}},
+    // The lists at the end of catalogues, and their columns.
+    {"pdf.toc.price_list",
+     {"Price list", "Liste de prix", "Listino prezzi", "Preisliste", "Lista de precios"}},
+    {"pdf.toc.checklist",
+     {"List of works", "Liste des œuvres", "Elenco delle opere", "Werkliste", "Lista de obras"}},
+    {"pdf.toc.index",
+     {"Index by year", "Index par année", "Indice per anno", "Register nach Jahren",
+      "Índice por año"}},
+    {"pdf.list.number", {"No.", "N°", "N.", "Nr.", "N.º"}},
+    {"pdf.list.title", {"Title", "Titre", "Titolo", "Titel", "Título"}},
+    {"pdf.list.year", {"Year", "Année", "Anno", "Jahr", "Año"}},
+    {"pdf.list.medium", {"Medium", "Technique", "Tecnica", "Technik", "Técnica"}},
+    {"pdf.list.dimensions", {"Dimensions", "Dimensions", "Dimensioni", "Maße", "Dimensiones"}},
+    {"pdf.list.price", {"Price", "Prix", "Prezzo", "Preis", "Precio"}},
+    {"pdf.list.status", {"Status", "Statut", "Stato", "Status", "Estado"}},
+    {"pdf.list.page", {"Page", "Page", "Pagina", "Seite", "Página"}},
 }};
 
 }  // namespace

@@ -8,6 +8,8 @@ struct PDFStyle {
   double sectionTitleSize = 14;
   double bodySize = 10;
   double lineHeight = 14;
+  double coverNameSize = 30;
+  double coverTitleSize = 16;
 
   bool operator==(const PDFStyle&) const = default;
 };

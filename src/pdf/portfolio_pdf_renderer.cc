@@ -14,6 +14,7 @@
 #include "pdf/cv_pdf_renderer.h"
 #include "pdf/pdf_canvas.h"
 #include "pdf/price_format.h"
+#include "pdf/table_layout.h"
 #include "pdf/wrap_cache.h"
 
 #if defined(__SANITIZE_ADDRESS__)
@@ -104,6 +105,9 @@ std::string PortfolioPdfRenderer::outlineTitle(const Project& project, const Art
 std::vector<std::string> PortfolioPdfRenderer::captionLines(const Project& project,
                                                             const Artwork& artwork, UnitSystem unit,
                                                             int number) const {
+  // What each document's caption carries is written down in
+  // docs/document-design.md: a raisonné leads with the work's number and
+  // never prints a price; only a price catalogue prints price and status.
   std::vector<std::string> lines;
   const bool raisonne =
       project.kind == ProjectKind::catalogue && project.catalogueKind == CatalogueKind::raisonne;
@@ -114,28 +118,40 @@ std::vector<std::string> PortfolioPdfRenderer::captionLines(const Project& proje
     lines.push_back(labels_.format("pdf.raisonne.number", {{"number", std::to_string(number)}}));
   }
   const std::string title = trimmedWhitespaceAndNewlines(artwork.title);
-  lines.push_back(joinedNonEmpty({title.empty() ? labels_.label("pdf.artwork.untitled") : title,
-                                  trimmedWhitespaceAndNewlines(artwork.year)},
-                                 ", "));
+  lines.push_back(
+      joinedNonEmpty({isolatedText(title.empty() ? labels_.label("pdf.artwork.untitled") : title),
+                      trimmedWhitespaceAndNewlines(artwork.year)},
+                     ", "));
   if (!isBlank(artwork.medium)) lines.push_back(trimmedWhitespaceAndNewlines(artwork.medium));
+  const std::string dimensions = dimensionsText(artwork, unit);
+  if (!dimensions.empty()) lines.push_back(dimensions);
+  if (priceList) {
+    const std::string sale = saleText(project, artwork);
+    if (!sale.empty()) lines.push_back(sale);
+  }
+  return lines;
+}
+
+std::string PortfolioPdfRenderer::dimensionsText(const Artwork& artwork, UnitSystem unit) const {
   const std::string dimensions =
       joinedNonEmpty({trimmedWhitespaceAndNewlines(artwork.artworkWidth),
                       trimmedWhitespaceAndNewlines(artwork.artworkHeight),
                       trimmedWhitespaceAndNewlines(artwork.artworkDepth)},
                      " × ");
-  if (!dimensions.empty()) lines.push_back(dimensions + " " + std::string(rawValue(unit)));
-  if (priceList || raisonne) {
-    std::vector<std::string> sale;
-    const std::optional<std::string> currency =
-        artwork.priceCurrency ? artwork.priceCurrency : project.currency;
-    if (artwork.priceCents) {
-      sale.push_back(formatPrice(*artwork.priceCents, currency.value_or(""), labels_.locale()));
-      if (sale.back().empty()) sale.pop_back();
-    }
-    if (artwork.status) sale.push_back(labels_.label(statusKey(*artwork.status)));
-    if (!sale.empty()) lines.push_back(joinedNonEmpty(sale, " · "));
+  return dimensions.empty() ? dimensions : dimensions + "\u00a0" + std::string(rawValue(unit));
+}
+
+std::string PortfolioPdfRenderer::saleText(const Project& project, const Artwork& artwork) const {
+  // A sold work is sold: its status, not the price it went for.
+  if (artwork.status == ArtworkStatus::sold) return labels_.label(statusKey(*artwork.status));
+  std::vector<std::string> sale;
+  const std::optional<std::string> currency =
+      artwork.priceCurrency ? artwork.priceCurrency : project.currency;
+  if (artwork.priceCents) {
+    sale.push_back(formatPrice(*artwork.priceCents, currency.value_or(""), labels_.locale()));
   }
-  return lines;
+  if (artwork.status) sale.push_back(labels_.label(statusKey(*artwork.status)));
+  return joinedNonEmpty(sale, " · ");
 }
 
 // The artworks' images, made ready in page order a few ahead of the page
@@ -197,42 +213,49 @@ void PortfolioPdfRenderer::drawCover(PdfCanvas& canvas, const Project& project,
   canvas.beginPage();
   const PageSize page = canvas.size();
   const double height = page.height > 0 ? page.height : 842;
+  const double left = style_.margin;
+  const double width = page.width - 2 * style_.margin;
   std::string name = printedArtistName(snapshot.details);
   if (name.empty()) name = labels_.label("pdf.cover.artist_name_fallback");
-  const TextStyle nameStyle{style_.sectionTitleSize, FontWeight::semibold, {}};
-  const TextStyle titleStyle{style_.bodySize - 1, FontWeight::regular, {}};
-  const TextStyle smallStyle{style_.bodySize - 2, FontWeight::regular, kMuted};
+  const TextStyle nameStyle{style_.coverNameSize, FontWeight::semibold, {}};
+  const TextStyle titleStyle{style_.coverTitleSize, FontWeight::regular, {}};
+  const TextStyle smallStyle{style_.bodySize, FontWeight::regular, kMuted};
 
-  // The name, the title, then small lines (size + 2 points apart); the
-  // block is centred about the middle of the page.
-  struct Line {
-    std::string text;
-    TextStyle style;
-    double advance;
-  };
-  std::vector<Line> lines{{name, nameStyle, canvas.lineHeight(nameStyle) + 6}};
-  const std::string subtitle = trimmedWhitespaceAndNewlines(project.projectTitle);
-  if (!subtitle.empty()) lines.push_back({subtitle, titleStyle, canvas.lineHeight(titleStyle) + 4});
-  if (project.kind == ProjectKind::portfolio) {
-    lines.push_back({labels_.label("pdf.cover.portfolio_title"), smallStyle, smallStyle.size + 2});
-  }
+  // The artist's name is the largest thing on the page, then the title,
+  // then what the document is and its year, on one line: a block set on
+  // the left margin, its top a little above the middle of the page. Long
+  // names and titles wrap inside the margins.
+  const std::vector<std::string> nameLines = canvas.wrapParagraph(name, width, nameStyle, 3);
+  const std::string title = trimmedWhitespaceAndNewlines(project.projectTitle);
+  const std::vector<std::string> titleLines =
+      title.empty() ? std::vector<std::string>{}
+                    : canvas.wrapParagraph(title, width, titleStyle, 4);
   // "Spring Fair 2026" says its year already: once is enough.
-  const std::string year = trimmedWhitespaceAndNewlines(project.projectYear);
-  const bool titleEndsWithYear =
-      subtitle.ends_with(year) &&
-      (subtitle.size() == year.size() ||
-       !std::isalnum(static_cast<unsigned char>(subtitle[subtitle.size() - year.size() - 1])));
-  if (!year.empty() && !titleEndsWithYear) {
-    lines.push_back({year, smallStyle, smallStyle.size + 2});
+  std::string year = trimmedWhitespaceAndNewlines(project.projectYear);
+  if (title.ends_with(year) &&
+      (title.size() == year.size() ||
+       !std::isalnum(static_cast<unsigned char>(title[title.size() - year.size() - 1])))) {
+    year.clear();
   }
-  double blockHeight = 0;
-  for (const Line& line : lines) blockHeight += line.advance;
-  double y = height * 0.5 + style_.lineHeight * 0.5 - blockHeight * 0.5;
-  for (const Line& line : lines) {
-    canvas.drawText(line.text, (page.width - canvas.textWidth(line.text, line.style)) * 0.5, y,
-                    line.style);
-    y += line.advance;
+  const std::string kind =
+      project.kind == ProjectKind::portfolio ? labels_.label("pdf.cover.portfolio_title") : "";
+  const std::string footer = joinedNonEmpty({kind, year}, " · ");
+
+  const double nameAdvance = nameStyle.size * 1.15;
+  const double titleAdvance = titleStyle.size * 1.35;
+  double y = height * 0.38;
+  for (const std::string& line : nameLines) {
+    canvas.drawText(line, left, y, nameStyle);
+    y += nameAdvance;
   }
+  y += nameStyle.size * 0.45;
+  canvas.strokeLine(left, y, left + 48, y, 0.8, kMuted);
+  y += nameStyle.size * 0.55;
+  for (const std::string& line : titleLines) {
+    canvas.drawText(line, left, y, titleStyle);
+    y += titleAdvance;
+  }
+  if (!footer.empty()) canvas.drawText(footer, left, y + smallStyle.size * 0.6, smallStyle);
 }
 
 bool PortfolioPdfRenderer::drawTextSection(PdfCanvas& canvas, std::string_view titleKey,
@@ -264,12 +287,27 @@ void PortfolioPdfRenderer::drawArtwork(PdfCanvas& canvas, const Project& project
   const TextStyle rest{style_.bodySize, FontWeight::regular, kMuted};
   const TextStyle body{style_.bodySize, FontWeight::regular, {}};
 
-  const std::vector<std::string> caption =
-      captionLines(project, artwork, snapshot.artworks.unit, number);
-  const double captionHeight = static_cast<double>(caption.size()) * style_.lineHeight;
   // A raisonné records everything about a work, its text included.
   const bool raisonne =
       project.kind == ProjectKind::catalogue && project.catalogueKind == CatalogueKind::raisonne;
+  // Each caption line wraps inside the column, a long title over several
+  // lines; the caption never takes more than half the page from the image.
+  struct CaptionLine {
+    std::string text;
+    bool title;
+  };
+  std::vector<CaptionLine> caption;
+  const auto captionRoom =
+      static_cast<std::size_t>((bottom - style_.margin) * 0.5 / style_.lineHeight);
+  const std::vector<std::string> lines =
+      captionLines(project, artwork, snapshot.artworks.unit, number);
+  for (std::size_t i = 0; i < lines.size(); ++i) {
+    const bool title = i == (raisonne ? 1u : 0u);
+    for (std::string& part : canvas.wrapParagraph(lines[i], width, title ? first : rest)) {
+      if (caption.size() < captionRoom) caption.push_back({std::move(part), title});
+    }
+  }
+  const double captionHeight = static_cast<double>(caption.size()) * style_.lineHeight;
   const bool withText =
       (snapshot.artworks.layoutMode == ArtworkLayoutMode::artworkText || raisonne) &&
       !isBlank(artwork.artworkText);
@@ -295,10 +333,18 @@ void PortfolioPdfRenderer::drawArtwork(PdfCanvas& canvas, const Project& project
     imageBottom = top + drawnHeight;
   }
 
+  // The caption starts under the image's left edge, or at the margin when
+  // one of its lines would run past the right one from there.
+  double captionLeft = imageLeft;
+  for (const CaptionLine& line : caption) {
+    if (imageLeft + canvas.textWidth(line.text, line.title ? first : rest) > left + width) {
+      captionLeft = left;
+    }
+  }
   double y = imageBottom + metaTopGap_;
-  for (std::size_t i = 0; i < caption.size(); ++i) {
-    // The title line stands out; in a raisonné it follows the number.
-    canvas.drawText(caption[i], imageLeft, y, i == (raisonne ? 1u : 0u) ? first : rest);
+  for (const CaptionLine& line : caption) {
+    // The title stands out; in a raisonné it follows the number.
+    canvas.drawText(line.text, captionLeft, y, line.title ? first : rest);
     y += style_.lineHeight;
   }
   if (withText) {
@@ -353,6 +399,100 @@ void PortfolioPdfRenderer::drawContact(PdfCanvas& canvas, const ArtistDetails& d
     canvas.drawText(line, (page.width - canvas.textWidth(line, lineStyle)) / 2, y, lineStyle);
     y += lineHeight;
   }
+}
+
+std::vector<PortfolioPdfRenderer::WorkList> PortfolioPdfRenderer::workLists(
+    const Project& project, const StudioSnapshot& snapshot,
+    const std::vector<int>& workPages) const {
+  if (project.kind != ProjectKind::catalogue) return {};
+  const auto& artworks = snapshot.artworks.images;
+  const UnitSystem unit = snapshot.artworks.unit;
+  const auto column = [&](std::string_view key, double share, bool right = false) {
+    return TableColumn{labels_.label(key), share, right};
+  };
+  const auto titleOf = [&](const Artwork& artwork) {
+    const std::string title = trimmedWhitespaceAndNewlines(artwork.title);
+    return isolatedText(title.empty() ? labels_.label("pdf.artwork.untitled") : title);
+  };
+  const auto trimmed = [](const std::string& text) { return trimmedWhitespaceAndNewlines(text); };
+  WorkList list;
+  switch (project.catalogueKind.value_or(CatalogueKind::price)) {
+    case CatalogueKind::price:
+    case CatalogueKind::exhibition: {
+      const bool prices =
+          project.catalogueKind.value_or(CatalogueKind::price) == CatalogueKind::price;
+      list = prices ? WorkList{"pdf.toc.price_list", "price-list", {}, {}}
+                    : WorkList{"pdf.toc.checklist", "checklist", {}, {}};
+      list.columns = {column("pdf.list.number", 0.5), column("pdf.list.title", 2.2),
+                      column("pdf.list.year", 0.7), column("pdf.list.medium", 1.8),
+                      column("pdf.list.dimensions", 1.4)};
+      if (prices) {
+        list.columns.push_back(column("pdf.list.price", 1.2, true));
+        list.columns.push_back(column("pdf.list.status", 1.1));
+      }
+      for (std::size_t i = 0; i < artworks.size(); ++i) {
+        const Artwork& artwork = artworks[i];
+        TableRow row{{std::to_string(i + 1), titleOf(artwork), trimmed(artwork.year),
+                      trimmed(artwork.medium), dimensionsText(artwork, unit)}};
+        if (prices) {
+          // A sold work says so, without the price it went for.
+          const bool sold = artwork.status == ArtworkStatus::sold;
+          const std::optional<std::string> currency =
+              artwork.priceCurrency ? artwork.priceCurrency : project.currency;
+          row.cells.push_back(
+              sold || !artwork.priceCents
+                  ? std::string()
+                  : formatPrice(*artwork.priceCents, currency.value_or(""), labels_.locale()));
+          row.cells.push_back(artwork.status ? labels_.label(statusKey(*artwork.status)) : "");
+        }
+        list.rows.push_back(std::move(row));
+      }
+      break;
+    }
+    case CatalogueKind::raisonne: {
+      // Every work under its year, the years in order, works without a
+      // year last; each with its number and the page it is on.
+      list = WorkList{"pdf.toc.index", "index", {}, {}};
+      list.columns = {column("pdf.list.year", 0.8), column("pdf.list.number", 0.6),
+                      column("pdf.list.title", 4.2), column("pdf.list.page", 0.7, true)};
+      std::vector<std::size_t> order(artworks.size());
+      for (std::size_t i = 0; i < order.size(); ++i) order[i] = i;
+      const auto yearOf = [&](std::size_t i) { return trimmed(artworks[i].year); };
+      std::stable_sort(order.begin(), order.end(), [&](std::size_t a, std::size_t b) {
+        const std::string ya = yearOf(a), yb = yearOf(b);
+        if (ya.empty() != yb.empty()) return yb.empty();
+        return ya < yb;
+      });
+      std::string previous = "\n";
+      for (const std::size_t i : order) {
+        const std::string year = yearOf(i);
+        list.rows.push_back(TableRow{{year == previous ? "" : (year.empty() ? "—" : year),
+                                      std::to_string(i + 1), titleOf(artworks[i]),
+                                      i < workPages.size() ? std::to_string(workPages[i]) : ""}});
+        previous = year;
+      }
+      break;
+    }
+  }
+  return {std::move(list)};
+}
+
+void PortfolioPdfRenderer::drawWorkList(PdfCanvas& canvas, const WorkList& list) const {
+  const PageSize page = canvas.size();
+  const double height = page.height > 0 ? page.height : 842;
+  const TextStyle title{style_.sectionTitleSize, FontWeight::semibold, {}};
+  canvas.drawText(labels_.label(list.tocKey), style_.margin, style_.margin, title);
+  TableFrame frame;
+  frame.left = style_.margin;
+  frame.width = page.width - 2 * style_.margin;
+  frame.top = style_.margin + 1.8 * canvas.lineHeight(title);
+  frame.bottom = height - style_.margin;
+  frame.nextPage = [&] {
+    canvas.beginPage();
+    drawPageNumber(canvas, style_, canvas.pageCount());
+    return style_.margin;
+  };
+  drawTable(canvas, style_, list.columns, list.rows, frame);
 }
 
 void PortfolioPdfRenderer::drawContents(PdfCanvas& canvas, const Layout& layout,
@@ -439,6 +579,7 @@ void PortfolioPdfRenderer::drawBody(PdfCanvas& canvas, const Project& project,
     if (cv.truncated) layout.warnings.push_back(PdfWarning::cvTruncated);
   }
   const auto& artworks = snapshot.artworks.images;
+  std::vector<int> workPages;
   for (std::size_t i = 0; i < artworks.size(); ++i) {
     if (i == 0) {
       beginPart("pdf.toc.artworks", "works");
@@ -449,6 +590,7 @@ void PortfolioPdfRenderer::drawBody(PdfCanvas& canvas, const Project& project,
     const int number = static_cast<int>(i + 1);
     const std::string destination = "work." + std::to_string(number);
     canvas.markDestination(destination);
+    workPages.push_back(canvas.pageCount());
     layout.parts.back().entries.push_back(
         OutlineEntry{outlineTitle(project, artworks[i], number), destination});
     const std::optional<PreparedPdfImage> prepared =
@@ -456,6 +598,12 @@ void PortfolioPdfRenderer::drawBody(PdfCanvas& canvas, const Project& project,
     const PreparedPdfImage* image = prepared ? &*prepared : nullptr;
     drawArtwork(canvas, project, snapshot, artworks[i], number, image);
     if (progress) progress(i + 1, artworks.size());
+  }
+  if (outer && !artworks.empty()) {
+    for (const WorkList& list : workLists(project, snapshot, workPages)) {
+      beginPart(list.tocKey, list.destination);
+      drawWorkList(canvas, list);
+    }
   }
   if (outer) {
     beginPart("pdf.toc.contact", "contact");

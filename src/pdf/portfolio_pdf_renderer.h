@@ -46,6 +46,7 @@
 #include "pdf/pdf_image.h"
 #include "pdf/pdf_labels.h"
 #include "pdf/pdf_style.h"
+#include "pdf/table_layout.h"
 
 namespace quorvane {
 
@@ -92,6 +93,11 @@ class PortfolioPdfRenderer {
   // project, from 1.
   std::vector<std::string> captionLines(const Project& project, const Artwork& artwork,
                                         UnitSystem unit, int number) const;
+  // "120 × 90 cm", or empty when no dimension is set.
+  std::string dimensionsText(const Artwork& artwork, UnitSystem unit) const;
+  // What a price catalogue says of a work's sale: its price and status, or
+  // only "Sold" for a sold work; empty when nothing is known.
+  std::string saleText(const Project& project, const Artwork& artwork) const;
 
  private:
   struct Part;
@@ -105,6 +111,18 @@ class PortfolioPdfRenderer {
   void drawCover(PdfCanvas& canvas, const Project& project, const StudioSnapshot& snapshot) const;
   void drawContents(PdfCanvas& canvas, const Layout& layout, int pageOffset) const;
   void drawContact(PdfCanvas& canvas, const ArtistDetails& details) const;
+  // The lists a catalogue ends with: a price catalogue's price list, an
+  // exhibition catalogue's list of works, a raisonné's index by year
+  // (`workPages`: the page of each work, in project order).
+  struct WorkList {
+    std::string_view tocKey;
+    std::string_view destination;
+    std::vector<TableColumn> columns;
+    std::vector<TableRow> rows;
+  };
+  std::vector<WorkList> workLists(const Project& project, const StudioSnapshot& snapshot,
+                                  const std::vector<int>& workPages) const;
+  void drawWorkList(PdfCanvas& canvas, const WorkList& list) const;
   bool drawTextSection(PdfCanvas& canvas, std::string_view titleKey, bool showTitle,
                        const std::string& text) const;
   void drawArtwork(PdfCanvas& canvas, const Project& project, const StudioSnapshot& snapshot,

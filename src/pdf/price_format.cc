@@ -22,6 +22,9 @@ std::string formatPrice(std::int64_t cents, const std::string& currency,
   icu::UnicodeString code = icu::UnicodeString::fromUTF8(currency);
   if (U_SUCCESS(status) && currency.size() == 3) {
     format->setCurrency(code.getTerminatedBuffer(), status);
+    // A whole price is written as a gallery writes it, "€12,500": cents
+    // only when there are some.
+    if (cents % 100 == 0) format->setMinimumFractionDigits(0);
   }
   icu::UnicodeString text;
   if (U_SUCCESS(status) && currency.size() == 3) {

@@ -39,6 +39,14 @@ TEST(AmountTest, EveryStoredValueFormatsAsOneNumber) {
   EXPECT_EQ(formatPrice(-5, "XYZ1", "en"), "");
 }
 
+TEST(AmountTest, WholePricesPrintWithoutCentsOthersWithTheirCents) {
+  EXPECT_EQ(formatPrice(1250000, "EUR", "en"), "€12,500");
+  EXPECT_EQ(formatPrice(1250050, "EUR", "en"), "€12,500.50");
+  EXPECT_EQ(formatPrice(1250005, "EUR", "en"), "€12,500.05");
+  EXPECT_EQ(formatPrice(1250000, "EUR", "fr"), "12\u202f500\u00a0€");
+  EXPECT_EQ(formatPrice(1250000, "JPY", "en"), "¥12,500");
+}
+
 TEST(AmountTest, WhatCouldBeReadTwoWaysIsRefused) {
   for (const char* bad : {"1.5.5",        "1,2,3",
                           "1.200.50",     "1,200,5",

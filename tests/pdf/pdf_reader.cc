@@ -169,6 +169,18 @@ std::vector<ReadPage> readPdf(const std::vector<std::uint8_t>& pdf) {
     char* text = poppler_page_get_text(page);
     read.text = text != nullptr ? text : "";
     g_free(text);
+    PopplerRectangle* boxes = nullptr;
+    guint count = 0;
+    if (poppler_page_get_text_layout(page, &boxes, &count) && count > 0) {
+      read.ink = {boxes[0].x1, boxes[0].y1, boxes[0].x2, boxes[0].y2};
+      for (guint i = 1; i < count; ++i) {
+        read.ink.left = std::min(read.ink.left, boxes[i].x1);
+        read.ink.top = std::min(read.ink.top, boxes[i].y1);
+        read.ink.right = std::max(read.ink.right, boxes[i].x2);
+        read.ink.bottom = std::max(read.ink.bottom, boxes[i].y2);
+      }
+    }
+    g_free(boxes);
     g_object_unref(page);
     pages.push_back(std::move(read));
   }

@@ -8,10 +8,17 @@
 
 namespace quorvane::testing {
 
+struct TextExtent {
+  double left = 0, top = 0, right = 0, bottom = 0;
+};
+
 struct ReadPage {
   double width = 0;
   double height = 0;
   std::string text;
+  // Where the page's characters are, in points from its top left; all 0
+  // on a page without text.
+  TextExtent ink;
 };
 
 // The pages of a PDF; throws when poppler can't open it.

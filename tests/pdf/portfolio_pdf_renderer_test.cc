@@ -16,6 +16,7 @@ using testing::qpdfProblems;
 using testing::readLinks;
 using testing::readOutline;
 using testing::ReadOutlineEntry;
+using testing::ReadPage;
 using testing::readPdf;
 
 // An outline as (title, page) pairs, one level.
@@ -215,25 +216,64 @@ TEST_F(PortfolioTest, CaptionsSayWhatTheCatalogueKindNeeds) {
   artwork.artworkWidth = "120";
   artwork.artworkHeight = "90";
   artwork.priceCents = 480050;
-  artwork.status = ArtworkStatus::sold;
+  artwork.status = ArtworkStatus::available;
   project.currency = "EUR";
   const PortfolioPdfRenderer renderer(PDFStyle{}, PdfStrings("fr", "portfolio", {}), {}, optimizer,
                                       std::nullopt);
-  EXPECT_EQ(renderer.captionLines(project, artwork, UnitSystem::cm, 3),
-            (std::vector<std::string>{"Tide, 2026", "Oil on linen", "120 × 90 cm"}));
+  const std::string title = "\u2068Tide\u2069, 2026";
+  const std::vector<std::string> plain{title, "Oil on linen", "120 × 90\u00a0cm"};
+  EXPECT_EQ(renderer.captionLines(project, artwork, UnitSystem::cm, 3), plain) << "a portfolio";
   project.kind = ProjectKind::catalogue;
+  project.catalogueKind = CatalogueKind::exhibition;
+  EXPECT_EQ(renderer.captionLines(project, artwork, UnitSystem::cm, 3), plain) << "no price";
+
   project.catalogueKind = CatalogueKind::price;
   const auto price = renderer.captionLines(project, artwork, UnitSystem::in, 3);
   ASSERT_EQ(price.size(), 4u);
-  EXPECT_EQ(price[2], "120 × 90 in");
-  EXPECT_TRUE(contains(price[3], "4\u202f800,50\u00a0€") ||
-              contains(price[3], "4\u00a0800,50\u00a0€"))
-      << price[3];
-  EXPECT_TRUE(contains(price[3], "Vendu"));
+  EXPECT_EQ(price[2], "120 × 90\u00a0in");
+  EXPECT_TRUE(contains(price[3], "4\u202f800,50\u00a0€ · Disponible")) << price[3];
+  artwork.status = ArtworkStatus::sold;
+  artwork.priceCents = 1250000;
+  EXPECT_EQ(renderer.captionLines(project, artwork, UnitSystem::cm, 3).back(), "Vendu")
+      << "a sold work shows that it is sold, not what it went for";
+  artwork.status = std::nullopt;
+  EXPECT_EQ(renderer.captionLines(project, artwork, UnitSystem::cm, 3).back(), "12\u202f500\u00a0€")
+      << "a whole price without cents";
+
   project.catalogueKind = CatalogueKind::raisonne;
-  EXPECT_EQ(renderer.captionLines(project, artwork, UnitSystem::cm, 3).front(), "N° 3");
+  artwork.status = ArtworkStatus::available;
+  EXPECT_EQ(renderer.captionLines(project, artwork, UnitSystem::cm, 3),
+            (std::vector<std::string>{"N° 3", title, "Oil on linen", "120 × 90\u00a0cm"}))
+      << "the number first; never a price or an availability";
   artwork.title.clear();
-  EXPECT_EQ(renderer.captionLines(project, artwork, UnitSystem::cm, 3)[1], "Sans titre, 2026");
+  EXPECT_EQ(renderer.captionLines(project, artwork, UnitSystem::cm, 3)[1],
+            "\u2068Sans titre\u2069, 2026");
+}
+
+// However long a title is, every word of it and the year after it are on
+// the page, inside its margins, in every document kind.
+TEST_F(PortfolioTest, ALongTitleWrapsInsideThePageAndKeepsItsYear) {
+  std::string title;
+  while (title.size() < 300) title += "Longitudinal study of tidal light ";
+  addArtwork("a1", *testing::encodedImage(".jpg", 400, 300));
+  snapshot.artworks.images[0].title = title;
+  snapshot.artworks.images[0].year = "2026";
+  project.projectTitle = title;
+  for (const auto kind : {ProjectKind::portfolio, ProjectKind::catalogue}) {
+    project.kind = kind;
+    project.catalogueKind = CatalogueKind::raisonne;
+    const auto pages = readPdf(render().data);
+    for (std::size_t i = 0; i < pages.size(); ++i) {
+      const ReadPage& page = pages[i];
+      EXPECT_GE(page.ink.left, PDFStyle{}.margin - 1) << "page " << i;
+      EXPECT_LE(page.ink.right, page.width - PDFStyle{}.margin + 1)
+          << "page " << i << ": " << page.text;
+      EXPECT_LE(page.ink.bottom, page.height) << "page " << i;
+    }
+    const std::string& work = pages[pages.size() - 2].text;
+    EXPECT_TRUE(contains(work, "2026")) << work;
+    EXPECT_TRUE(contains(work, "tidal light")) << work;
+  }
 }
 
 TEST_F(PortfolioTest, TheArtworkTextLayoutPrintsEachWorksTextWrappedOnceForAllRenderings) {
@@ -293,18 +333,84 @@ TEST_F(PortfolioTest, ARaisonneNumbersItsWorksInProjectOrder) {
                                progress.emplace_back(done, total);
                              }).data);
   EXPECT_EQ(progress, (std::vector<std::pair<std::size_t, std::size_t>>{{1, 2}, {2, 2}}));
-  ASSERT_EQ(pages.size(), 5u);  // cover, contents, two works, contact
+  ASSERT_EQ(pages.size(), 6u);  // cover, contents, two works, index, contact
   EXPECT_TRUE(contains(pages[2].text, "No. 1")) << pages[2].text;
   EXPECT_TRUE(contains(pages[3].text, "No. 2")) << pages[3].text;
   EXPECT_TRUE(contains(pages[3].text, "Shown at the Kunsthalle in 2024.")) << "every field";
   EXPECT_FALSE(contains(pages[0].text, "Portfolio")) << "a catalogue is no portfolio";
+  EXPECT_TRUE(contains(pages[4].text, "Index by year")) << pages[4].text;
 
   // In the outline each work goes by its number and title, in the
   // language of the document.
   const auto outline = readOutline(render("fr").data);
-  ASSERT_EQ(outline.size(), 2u);
+  ASSERT_EQ(outline.size(), 3u);
   EXPECT_EQ(entriesOf(outline[0].children),
             (Entries{{"N° 1 — Work first", 3}, {"N° 2 — Work second", 4}}));
+  EXPECT_EQ(outline[1].title, "Index par année");
+}
+
+// The index lists the works by year, the earliest first, each with its
+// number and its page; works without a year come last.
+TEST_F(PortfolioTest, TheRaisonneIndexFindsEachWorkByItsYear) {
+  project.kind = ProjectKind::catalogue;
+  project.catalogueKind = CatalogueKind::raisonne;
+  options.includeCV = options.includeBiography = options.includeStatement = false;
+  for (const char* year : {"2025", "", "2019", "2025"}) {
+    addArtwork(std::to_string(snapshot.artworks.images.size() + 1), {});
+    snapshot.artworks.images.back().year = year;
+  }
+  const auto pages = readPdf(render().data);
+  const std::string& index = pages[pages.size() - 2].text;
+  const std::size_t w3 = index.find("Work 3"), w1 = index.find("Work 1"), w4 = index.find("Work 4"),
+                    w2 = index.find("Work 2");
+  ASSERT_NE(w2, std::string::npos) << index;
+  EXPECT_TRUE(w3 < w1 && w1 < w4 && w4 < w2) << index;
+  // The reader joins a row's cells without a space: year, number, title, page.
+  EXPECT_TRUE(contains(index, "20193Work 35")) << index;
+  EXPECT_TRUE(contains(index, "\n4Work 46")) << "the year once for its works: " << index;
+  EXPECT_TRUE(contains(index, "\n2Work 24") && contains(index, "—")) << "no year: " << index;
+}
+
+// A price catalogue ends with a price list, an exhibition catalogue with a
+// list of works: every work in project order, the heading row on every page
+// the list takes, no price for a sold work and none in an exhibition's.
+TEST_F(PortfolioTest, EachCatalogueEndsWithTheListItsReadersLookFor) {
+  project.kind = ProjectKind::catalogue;
+  project.catalogueKind = CatalogueKind::price;
+  project.currency = "EUR";
+  options.includeCV = options.includeBiography = options.includeStatement = false;
+  for (int i = 1; i <= 60; ++i) {
+    addArtwork(std::to_string(i), {});
+    Artwork& artwork = snapshot.artworks.images.back();
+    artwork.medium = "Oil on linen";
+    artwork.priceCents = 100000 * i;
+    artwork.status = i == 2 ? ArtworkStatus::sold : ArtworkStatus::available;
+  }
+  const auto pages = readPdf(render().data);
+  std::vector<std::string> list;
+  for (const ReadPage& page : pages) {
+    if (contains(page.text, "Dimensions")) list.push_back(page.text);
+  }
+  ASSERT_GE(list.size(), 2u) << "sixty works take more than a page";
+  EXPECT_TRUE(contains(list.front(), "Price list"));
+  for (const std::string& page : list) EXPECT_TRUE(contains(page, "Price")) << page;
+  for (const char* cell : {"Work 1", "€1,000", "Available", "Work 2", "Sold"}) {
+    EXPECT_TRUE(contains(list.front(), cell)) << cell << " in " << list.front();
+  }
+  EXPECT_TRUE(contains(list.back(), "€60,000")) << list.back();
+  for (const ReadPage& page : pages) {
+    EXPECT_FALSE(contains(page.text, "€2,000")) << "the sold work's price: " << page.text;
+  }
+  EXPECT_TRUE(contains(pages[1].text, "Price list")) << "in the contents";
+
+  project.catalogueKind = CatalogueKind::exhibition;
+  const auto exhibition = readPdf(render().data);
+  bool listed = false;
+  for (const ReadPage& page : exhibition) {
+    EXPECT_FALSE(contains(page.text, "€")) << page.text;
+    listed = listed || contains(page.text, "List of works");
+  }
+  EXPECT_TRUE(listed);
 }
 
 // A reader finds their way: the outline, the contents page's links, a table
