@@ -5,6 +5,7 @@
 
 #include "app/original_check.h"
 #include "app/save_section.h"
+#include "model/artist_name.h"
 #include "pdf/cv_pdf_renderer.h"
 #include "pdf/document_properties.h"
 #include "pdf/portfolio_pdf_renderer.h"
@@ -143,14 +144,19 @@ RgbPixels PdfRenderService::renderPageImage(const RenderRequest& request, const 
   const PDFStyle style;
   switch (request.kind) {
     case RenderKind::statement:
-      StatementPdfRenderer(style, labels).draw(*canvas, snapshot.statement, kStatementTitleKey);
+      StatementPdfRenderer(style, labels)
+          .draw(*canvas, snapshot.statement, kStatementTitleKey,
+                printedArtistName(snapshot.details));
       break;
     case RenderKind::projectStatement:
       StatementPdfRenderer(style, labels)
-          .draw(*canvas, snapshot.projectStatement, kProjectStatementTitleKey);
+          .draw(*canvas, snapshot.projectStatement, kProjectStatementTitleKey,
+                printedArtistName(snapshot.details));
       break;
     case RenderKind::bio:
-      StatementPdfRenderer(style, labels).draw(*canvas, snapshot.biography, kBiographyTitleKey);
+      StatementPdfRenderer(style, labels)
+          .draw(*canvas, snapshot.biography, kBiographyTitleKey,
+                printedArtistName(snapshot.details));
       break;
     case RenderKind::cv:
       CvPdfRenderer(style, labels).draw(*canvas, snapshot.details, snapshot.cv, 1);
@@ -189,16 +195,18 @@ PdfRenderResult PdfRenderService::draw(const RenderRequest& request, const Proje
   switch (request.kind) {
     case RenderKind::statement:
       result = StatementPdfRenderer(style, labels)
-                   .render(snapshot.statement, kStatementTitleKey, options, properties);
+                   .render(snapshot.statement, kStatementTitleKey, properties.author, options,
+                           properties);
       break;
     case RenderKind::projectStatement:
-      result =
-          StatementPdfRenderer(style, labels)
-              .render(snapshot.projectStatement, kProjectStatementTitleKey, options, properties);
+      result = StatementPdfRenderer(style, labels)
+                   .render(snapshot.projectStatement, kProjectStatementTitleKey, properties.author,
+                           options, properties);
       break;
     case RenderKind::bio:
       result = StatementPdfRenderer(style, labels)
-                   .render(snapshot.biography, kBiographyTitleKey, options, properties);
+                   .render(snapshot.biography, kBiographyTitleKey, properties.author, options,
+                           properties);
       break;
     case RenderKind::cv:
       result =

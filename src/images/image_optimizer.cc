@@ -397,4 +397,19 @@ OneThreadPerDerivation::OneThreadPerDerivation() : previous_(vips_concurrency_ge
 
 OneThreadPerDerivation::~OneThreadPerDerivation() { vips_concurrency_set(previous_); }
 
+std::vector<std::uint8_t> ImageOptimizer::srgbProfile() {
+  static const std::vector<std::uint8_t> profile = [] {
+    VipsBlob* blob = nullptr;
+    std::vector<std::uint8_t> bytes;
+    if (vips_profile_load("srgb", &blob, nullptr) == 0 && blob != nullptr) {
+      std::size_t size = 0;
+      const auto* data = static_cast<const std::uint8_t*>(vips_blob_get(blob, &size));
+      bytes.assign(data, data + size);
+    }
+    if (blob != nullptr) vips_area_unref(VIPS_AREA(blob));
+    return bytes;
+  }();
+  return profile;
+}
+
 }  // namespace quorvane

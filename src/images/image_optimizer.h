@@ -48,6 +48,10 @@ class ImageOptimizer {
   // Initialises libvips once per process and restricts its loaders.
   ImageOptimizer();
 
+  // The sRGB IEC61966-2.1 profile, as libvips carries it; empty when it
+  // can't be had.
+  static std::vector<std::uint8_t> srgbProfile();
+
   // Decodes `source` scaled down on load so its longer edge is at most the
   // preset's bound (never enlarged), upright whatever its EXIF orientation,
   // transparency flattened onto white, converted to sRGB, and encodes it as

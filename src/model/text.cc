@@ -78,7 +78,17 @@ std::string joinedNonEmpty(const std::vector<std::string>& parts, std::string_vi
 }
 
 std::string isolatedText(std::string_view text) {
-  if (text.empty()) return {};
+  // Only text that holds right-to-left letters needs the marks; elsewhere
+  // they would only be invisible characters for a PDF's text layer to carry.
+  bool rightToLeft = false;
+  const auto length = static_cast<std::int32_t>(std::min<std::size_t>(text.size(), INT32_MAX));
+  for (std::int32_t at = 0; at < length && !rightToLeft;) {
+    UChar32 c = 0;
+    U8_NEXT(text.data(), at, length, c);
+    const UCharDirection direction = u_charDirection(c);
+    rightToLeft = direction == U_RIGHT_TO_LEFT || direction == U_RIGHT_TO_LEFT_ARABIC;
+  }
+  if (!rightToLeft) return std::string(text);
   return "\u2068" + std::string(text) + "\u2069";
 }
 

@@ -26,8 +26,9 @@ bool isValidUtf8(std::string_view text);
 std::string joinedNonEmpty(const std::vector<std::string>& parts, std::string_view separator);
 
 // `text` between the marks that isolate it from the text around it (U+2068
-// … U+2069), for a person's text set among a document's words: an Arabic
-// title followed by ", 2026" keeps the year after it, in its own order.
+// … U+2069) when it holds right-to-left letters, else as it is: for a
+// person's text set among a document's words, so that an Arabic title
+// followed by ", 2026" keeps the year after it.
 std::string isolatedText(std::string_view text);
 
 }  // namespace quorvane

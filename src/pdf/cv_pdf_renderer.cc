@@ -175,9 +175,13 @@ CvDrawResult CvPdfRenderer::draw(PdfCanvas& canvas, const ArtistDetails& details
   canvas.markDestination(kCvDestination);
   std::string printed = printedArtistName(details);
   if (printed.empty()) printed = labels_.label("pdf.cover.artist_name_fallback");
-  canvas.drawText(printed, left, y, name);
+  {
+    const StructureScope heading(canvas, "H1");
+    canvas.drawText(printed, left, y, name);
+  }
   y += canvas.lineHeight(name) + 0.4 * style_.lineHeight;
   for (const std::string& line : introLines(details)) {
+    const StructureScope paragraph(canvas, "P");
     canvas.drawText(line, left, y, intro);
     y += style_.lineHeight;
   }
@@ -202,8 +206,13 @@ CvDrawResult CvPdfRenderer::draw(PdfCanvas& canvas, const ArtistDetails& details
         std::string(kCvDestination) + "." + std::string(rawValue(config.id));
     canvas.markDestination(destination, y);
     result.sections.push_back(OutlineEntry{title, destination});
-    canvas.drawText(title, left, y, sectionTitle);
+    {
+      const StructureScope heading(canvas, "H2");
+      canvas.drawText(title, left, y, sectionTitle);
+    }
     y += titleHeight;
+    // A section's entries are a list, each item its date and its text.
+    const StructureScope list(canvas, "L");
     for (const CVEntry* entry : entries) {
       const std::string text = entryText(config.id, *entry);
       const double needed = entryHeight(text);
@@ -211,8 +220,12 @@ CvDrawResult CvPdfRenderer::draw(PdfCanvas& canvas, const ArtistDetails& details
         result.truncated = true;
         return result;
       }
+      const StructureScope item(canvas, "LI");
+      canvas.beginStructure("Lbl");
       canvas.drawText(entryDate(*entry), left,
                       y + (style_.lineHeight - canvas.lineHeight(body)) / 2, body);
+      canvas.endStructure();
+      const StructureScope entryBody(canvas, "LBody");
       TextFlowResult flow =
           canvas.flowText(text, textLeft, y, textWidth, bottom, body, style_.lineHeight);
       y = flow.bottom + kEntryGap * style_.lineHeight;
@@ -230,7 +243,9 @@ PdfRenderResult CvPdfRenderer::render(const ArtistDetails& details, const CVData
                                       const DocumentProperties& properties) const {
   PdfCanvas canvas(pageSize(options.format));
   canvas.setProperties(properties);
+  canvas.beginStructure("Document");
   const CvDrawResult drawn = draw(canvas, details, cv);
+  canvas.endStructure();
   for (const OutlineEntry& section : drawn.sections) {
     canvas.addOutlineEntry(0, section.title, section.destination);
   }

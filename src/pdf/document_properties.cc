@@ -50,6 +50,7 @@ DocumentProperties documentProperties(PdfDocumentKind kind, const Project& proje
   properties.keywords =
       joinedNonEmpty({projectTitle, trimmedWhitespaceAndNewlines(project.projectYear)}, ", ");
   properties.creator = std::string("Quorvane ") + kQuorvaneVersion;
+  properties.language = labels.locale();
   return properties;
 }
 

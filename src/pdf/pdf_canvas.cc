@@ -7,8 +7,11 @@
 #include <algorithm>
 #include <cmath>
 #include <cstring>
+#include <ctime>
 #include <stdexcept>
 
+#include "images/image_optimizer.h"
+#include "pdf/document_metadata.h"
 #include "pdf/pdf_xref_repair.h"
 
 namespace quorvane {
@@ -154,6 +157,11 @@ struct PdfCanvas::Impl {
   RasterDecoder decode;
   double pixelsPerPoint = 0;  // 0: a PDF
   Surface firstPage;          // once a second page begins
+  // What the finished file says about itself, beyond what cairo writes.
+  DocumentProperties properties;
+  std::string created;                          // ISO 8601, as the information dictionary says it
+  std::vector<std::string> figureAlternatives;  // PDF strings, in order
+  std::vector<std::string> openStructure;
 
   // A layout of one paragraph in `style`, `width` wide (unbounded when 0).
   GObject<PangoLayout> layout(std::string_view text, const TextStyle& style, double width) const {
@@ -304,6 +312,16 @@ PdfCanvas::PdfCanvas(PageSize size, PdfSink sink) : impl_(std::make_unique<Impl>
   }
   impl_->cairo.reset(cairo_create(impl_->surface.get()));
   startText();
+  // The moment of making, set here so that the XMP packet can say the
+  // same as the information dictionary.
+  const std::time_t now = std::time(nullptr);
+  std::tm utc{};
+  gmtime_r(&now, &utc);
+  char created[32];
+  std::strftime(created, sizeof created, "%Y-%m-%dT%H:%M:%SZ", &utc);
+  impl_->created = created;
+  cairo_pdf_surface_set_metadata(impl_->surface.get(), CAIRO_PDF_METADATA_CREATE_DATE, created);
+  cairo_pdf_surface_set_metadata(impl_->surface.get(), CAIRO_PDF_METADATA_MOD_DATE, created);
 }
 
 PdfCanvas::~PdfCanvas() = default;
@@ -521,7 +539,63 @@ void PdfCanvas::setProperties(const DocumentProperties& properties) {
     const std::string line = oneLine(*text);
     if (!line.empty()) cairo_pdf_surface_set_metadata(impl_->surface.get(), field, line.c_str());
   }
+  impl_->properties = {oneLine(properties.title),   oneLine(properties.author),
+                       oneLine(properties.subject), oneLine(properties.keywords),
+                       oneLine(properties.creator), oneLine(properties.language)};
 }
+
+void PdfCanvas::beginStructure(std::string_view tag) {
+  if (impl_->pixelsPerPoint > 0) return;
+  impl_->openStructure.emplace_back(tag);
+  cairo_tag_begin(impl_->cairo.get(), impl_->openStructure.back().c_str(), "");
+}
+
+void PdfCanvas::endStructure() {
+  if (impl_->pixelsPerPoint > 0 || impl_->openStructure.empty()) return;
+  cairo_tag_end(impl_->cairo.get(), impl_->openStructure.back().c_str());
+  impl_->openStructure.pop_back();
+}
+
+void PdfCanvas::beginFigure(std::string_view alternative) {
+  if (impl_->pixelsPerPoint > 0) return;
+  impl_->figureAlternatives.push_back(pdfTextString(oneLine(alternative)));
+  beginStructure("Figure");
+}
+
+namespace {
+
+// What cairo cannot write, added to the end of the file: the language, the
+// XMP packet, the sRGB output intent, the figures' alternative text.
+TailAdditions documentAdditions(const DocumentProperties& properties, const std::string& created,
+                                const std::vector<std::string>& figureAlternatives,
+                                std::uint64_t first) {
+  TailAdditions additions;
+  const std::string producer =
+      std::string("cairo ") + cairo_version_string() + " (https://cairographics.org)";
+  const std::string xmp = xmpPacket(properties, created, producer);
+  const std::vector<std::uint8_t> profile = ImageOptimizer::srgbProfile();
+  if (!properties.language.empty()) {
+    additions.catalogueEntries += "/Lang " + pdfTextString(properties.language) + "\n   ";
+  }
+  additions.catalogueEntries += "/Metadata " + std::to_string(first) + " 0 R";
+  additions.objects.push_back("<< /Type /Metadata /Subtype /XML /Length " +
+                              std::to_string(xmp.size()) + " >>\nstream\n" + xmp + "\nendstream");
+  if (!profile.empty()) {
+    additions.catalogueEntries += "\n   /OutputIntents [ " + std::to_string(first + 1) + " 0 R ]";
+    additions.objects.push_back(
+        "<< /Type /OutputIntent /S /GTS_PDFA1 /OutputConditionIdentifier (sRGB IEC61966-2.1)\n"
+        "   /Info (sRGB IEC61966-2.1) /RegistryName (http://www.color.org)\n"
+        "   /DestOutputProfile " +
+        std::to_string(first + 2) + " 0 R >>");
+    std::string stream = "<< /N 3 /Length " + std::to_string(profile.size()) + " >>\nstream\n";
+    stream.append(profile.begin(), profile.end());
+    additions.objects.push_back(stream + "\nendstream");
+  }
+  additions.figureAlternatives = figureAlternatives;
+  return additions;
+}
+
+}  // namespace
 
 void PdfCanvas::markDestination(std::string_view name, double y) {
   if (impl_->pixelsPerPoint > 0) return;
@@ -554,6 +628,7 @@ std::vector<std::uint8_t> PdfCanvas::finish() {
   if (pages_ == 0) beginPage();
   // The last page goes out first, images and all; only what follows it —
   // fonts, outline, the table — is held back to be mended.
+  while (!impl_->openStructure.empty()) endStructure();
   cairo_show_page(impl_->cairo.get());
   // A drawing that failed leaves the context in error, drawing nothing
   // more: a document short of pages must fail, not be written.
@@ -564,6 +639,9 @@ std::vector<std::uint8_t> PdfCanvas::finish() {
                              cairo_status_to_string(drawing));
   }
   impl_->repair->holdBack();
+  impl_->repair->amendTail([impl = impl_.get()](std::uint64_t first) {
+    return documentAdditions(impl->properties, impl->created, impl->figureAlternatives, first);
+  });
   cairo_surface_finish(impl_->surface.get());
   cairo_status_t status = cairo_surface_status(impl_->surface.get());
   impl_->surface.reset();

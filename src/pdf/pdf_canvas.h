@@ -63,6 +63,7 @@ struct DocumentProperties {
   std::string subject;
   std::string keywords;
   std::string creator;
+  std::string language;  // "fr": the language the document is written in
   bool operator==(const DocumentProperties&) const = default;
 };
 
@@ -145,10 +146,22 @@ class PdfCanvas {
   void drawJpeg(std::span<const std::uint8_t> jpeg, std::int64_t pixelWidth,
                 std::int64_t pixelHeight, double x, double y, double width, double height);
 
-  // Navigation. A raster canvas has none of it and ignores these calls.
+  // Navigation and structure. A raster canvas has none of it and ignores
+  // these calls.
   //
-  // Sets what a viewer shows of the document.
+  // Sets what a viewer shows of the document; its language is the one a
+  // screen reader reads it in. The document also carries them as XMP
+  // metadata, with an sRGB output intent.
   void setProperties(const DocumentProperties& properties);
+  // What is drawn from `beginStructure` to its `endStructure` is one
+  // element of the document's structure tree, the reading order of the
+  // tagged PDF: "Document", "H1", "H2", "P", "L", "LI", "Table", "TR",
+  // "TH", "TD", "TOC", "TOCI", "Figure". Elements nest; one still open when
+  // the document is finished is closed then.
+  void beginStructure(std::string_view tag);
+  void endStructure();
+  // A figure, read aloud as `alternative` (an artwork's caption).
+  void beginFigure(std::string_view alternative);
   // Names a place on the current page, `y` points below its top, for links
   // and outline entries to point to, from anywhere in the document. A name
   // is given once per document.
@@ -179,6 +192,21 @@ class PdfCanvas {
   std::unique_ptr<Impl> impl_;
   PageSize size_;
   int pages_ = 0;
+};
+
+// An element of the structure tree for as long as it lives: begun when
+// made, ended when it goes, also when the drawing leaves early.
+class StructureScope {
+ public:
+  StructureScope(PdfCanvas& canvas, std::string_view tag) : canvas_(canvas) {
+    canvas_.beginStructure(tag);
+  }
+  ~StructureScope() { canvas_.endStructure(); }
+  StructureScope(const StructureScope&) = delete;
+  StructureScope& operator=(const StructureScope&) = delete;
+
+ private:
+  PdfCanvas& canvas_;
 };
 
 }  // namespace quorvane

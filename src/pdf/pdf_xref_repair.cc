@@ -1,5 +1,8 @@
 #include "pdf/pdf_xref_repair.h"
 
+#include "pdf/pdf_tail_amendment.h"
+#include "pdf/pdf_xref_table.h"
+
 #include <algorithm>
 #include <cstdio>
 #include <cstring>
@@ -8,82 +11,6 @@
 
 namespace quorvane {
 namespace {
-
-bool isDigit(std::uint8_t c) { return c >= '0' && c <= '9'; }
-bool isSpace(std::uint8_t c) { return c == ' ' || c == '\r' || c == '\n' || c == '\t'; }
-
-// One entry of the table, as it stands in the held bytes.
-struct Entry {
-  std::uint64_t object = 0;
-  std::size_t at = 0;  // where its 20 bytes begin in the held bytes
-  std::uint64_t offset = 0;
-  bool inUse = false;
-};
-
-// Reads a table ("xref", then subsections of "first count" and their
-// entries, up to "trailer") from `at`; nothing when it is not one.
-std::optional<std::vector<Entry>> readTable(const std::vector<std::uint8_t>& bytes,
-                                            std::size_t at) {
-  const auto startsWith = [&](std::size_t p, std::string_view word) {
-    return p + word.size() <= bytes.size() &&
-           std::memcmp(bytes.data() + p, word.data(), word.size()) == 0;
-  };
-  const auto skipSpace = [&](std::size_t& p) {
-    while (p < bytes.size() && isSpace(bytes[p])) ++p;
-  };
-  const auto number = [&](std::size_t& p) -> std::optional<std::uint64_t> {
-    std::uint64_t value = 0;
-    const std::size_t from = p;
-    while (p < bytes.size() && isDigit(bytes[p]) && p - from < 12)
-      value = value * 10 + (bytes[p++] - '0');
-    if (p == from) return std::nullopt;
-    return value;
-  };
-  if (!startsWith(at, "xref")) return std::nullopt;
-  std::size_t p = at + 4;
-  std::vector<Entry> entries;
-  for (;;) {
-    skipSpace(p);
-    if (startsWith(p, "trailer")) return entries;
-    const std::optional<std::uint64_t> first = number(p);
-    skipSpace(p);
-    const std::optional<std::uint64_t> count = number(p);
-    if (!first || !count) return std::nullopt;
-    // The line ends right after the count; entries follow, 20 bytes each.
-    while (p < bytes.size() && bytes[p] == ' ') ++p;
-    if (p < bytes.size() && bytes[p] == '\r') ++p;
-    if (p < bytes.size() && bytes[p] == '\n') ++p;
-    if (*count > (bytes.size() - p) / 20) return std::nullopt;
-    for (std::uint64_t i = 0; i < *count; ++i, p += 20) {
-      const std::uint8_t* entry = bytes.data() + p;
-      if (!std::all_of(entry, entry + 10, isDigit) || entry[10] != ' ' ||
-          !std::all_of(entry + 11, entry + 16, isDigit) || entry[16] != ' ' ||
-          (entry[17] != 'n' && entry[17] != 'f')) {
-        return std::nullopt;
-      }
-      std::uint64_t offset = 0;
-      for (int d = 0; d < 10; ++d) offset = offset * 10 + (entry[d] - '0');
-      entries.push_back(Entry{*first + i, p, offset, entry[17] == 'n'});
-    }
-  }
-}
-
-// Where the table begins, from the "startxref" near the end.
-std::optional<std::uint64_t> tableOffset(const std::vector<std::uint8_t>& bytes) {
-  constexpr std::string_view kWord = "startxref";
-  const std::size_t from = bytes.size() > 1024 ? bytes.size() - 1024 : 0;
-  const auto begin = bytes.begin() + static_cast<std::ptrdiff_t>(from);
-  const auto found = std::find_end(begin, bytes.end(), kWord.begin(), kWord.end());
-  if (found == bytes.end()) return std::nullopt;
-  std::size_t p = static_cast<std::size_t>(found - bytes.begin()) + kWord.size();
-  while (p < bytes.size() && isSpace(bytes[p])) ++p;
-  std::uint64_t value = 0;
-  const std::size_t digits = p;
-  while (p < bytes.size() && isDigit(bytes[p]) && p - digits < 19)
-    value = value * 10 + (bytes[p++] - '0');
-  if (p == digits) return std::nullopt;
-  return value;
-}
 
 void writeFreeEntry(std::vector<std::uint8_t>& bytes, std::size_t at, std::uint64_t next,
                     unsigned generation) {
@@ -142,7 +69,7 @@ std::size_t PdfXrefRepair::scan(std::span<const std::uint8_t> bytes, std::size_t
     HeaderState next = c == '\n' ? HeaderState::lineStart : HeaderState::between;
     switch (state) {
       case HeaderState::lineStart:
-        if (isDigit(c)) {
+        if (isPdfDigit(c)) {
           headerStart_ = position_ + i;
           number_ = c - '0';
           digits_ = 1;
@@ -150,7 +77,7 @@ std::size_t PdfXrefRepair::scan(std::span<const std::uint8_t> bytes, std::size_t
         }
         break;
       case HeaderState::number:
-        if (isDigit(c) && digits_ < 10) {
+        if (isPdfDigit(c) && digits_ < 10) {
           number_ = number_ * 10 + (c - '0');
           ++digits_;
           next = HeaderState::number;
@@ -161,7 +88,7 @@ std::size_t PdfXrefRepair::scan(std::span<const std::uint8_t> bytes, std::size_t
         break;
       case HeaderState::generationStart:
       case HeaderState::generation:
-        if (isDigit(c) && digits_ < 5) {
+        if (isPdfDigit(c) && digits_ < 5) {
           ++digits_;
           next = HeaderState::generation;
         } else if (c == ' ' && state == HeaderState::generation) {
@@ -231,14 +158,14 @@ void PdfXrefRepair::holdBack() {
 }
 
 void PdfXrefRepair::mendTable() {
-  const std::optional<std::uint64_t> offset = tableOffset(held_);
+  const std::optional<std::uint64_t> offset = xrefTableOffset(held_);
   if (!offset || *offset < heldFrom_ || *offset - heldFrom_ >= held_.size()) return;
-  const std::optional<std::vector<Entry>> table =
-      readTable(held_, static_cast<std::size_t>(*offset - heldFrom_));
+  const std::optional<std::vector<XrefEntry>> table =
+      readXrefTable(held_, static_cast<std::size_t>(*offset - heldFrom_));
   if (!table || table->empty() || table->front().object != 0) return;
-  std::vector<const Entry*> free;
+  std::vector<const XrefEntry*> free;
   std::size_t missing = 0;
-  for (const Entry& entry : *table) {
+  for (const XrefEntry& entry : *table) {
     if (entry.object == 0) continue;
     bool isFree = !entry.inUse;
     if (entry.inUse) {
@@ -256,7 +183,7 @@ void PdfXrefRepair::mendTable() {
   // names the first and the last names object 0.
   writeFreeEntry(held_, table->front().at, free.front()->object, 65535);
   for (std::size_t i = 0; i < free.size(); ++i) {
-    const Entry& entry = *free[i];
+    const XrefEntry& entry = *free[i];
     const std::uint64_t next = i + 1 < free.size() ? free[i + 1]->object : 0;
     // A number never used keeps generation 0; one already free keeps its own.
     unsigned generation = 0;
@@ -272,6 +199,7 @@ void PdfXrefRepair::mendTable() {
 bool PdfXrefRepair::finish() {
   if (!holding_) return true;
   mendTable();
+  if (amend_) amendPdfTail(held_, heldFrom_, amend_);
   holding_ = false;
   std::vector<std::uint8_t> tail = std::move(held_);
   held_.clear();

@@ -26,6 +26,7 @@
 #include <vector>
 
 #include "pdf/pdf_canvas.h"
+#include "pdf/pdf_tail_amendment.h"
 
 namespace quorvane {
 
@@ -45,6 +46,10 @@ class PdfXrefRepair {
   // the sink refused it. A tail without a table it understands goes on as
   // it is: a file is never lost for want of a repair.
   bool finish();
+
+  // Once the table is mended, `finish` also adds what `amend` returns to
+  // what was held back (see pdf_tail_amendment.h).
+  void amendTail(TailAmender amend) { amend_ = std::move(amend); }
 
   // Entries turned into free ones by `finish`.
   std::size_t freedEntries() const { return freed_; }
@@ -75,6 +80,7 @@ class PdfXrefRepair {
   std::uint64_t heldFrom_ = 0;
   std::vector<std::uint8_t> held_;
   std::size_t freed_ = 0;
+  TailAmender amend_;
 };
 
 }  // namespace quorvane

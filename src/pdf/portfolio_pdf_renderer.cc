@@ -244,18 +244,27 @@ void PortfolioPdfRenderer::drawCover(PdfCanvas& canvas, const Project& project,
   const double nameAdvance = nameStyle.size * 1.15;
   const double titleAdvance = titleStyle.size * 1.35;
   double y = height * 0.38;
-  for (const std::string& line : nameLines) {
-    canvas.drawText(line, left, y, nameStyle);
-    y += nameAdvance;
+  {
+    const StructureScope heading(canvas, "H1");
+    for (const std::string& line : nameLines) {
+      canvas.drawText(line, left, y, nameStyle);
+      y += nameAdvance;
+    }
   }
   y += nameStyle.size * 0.45;
   canvas.strokeLine(left, y, left + 48, y, 0.8, kMuted);
   y += nameStyle.size * 0.55;
-  for (const std::string& line : titleLines) {
-    canvas.drawText(line, left, y, titleStyle);
-    y += titleAdvance;
+  if (!titleLines.empty()) {
+    const StructureScope paragraph(canvas, "P");
+    for (const std::string& line : titleLines) {
+      canvas.drawText(line, left, y, titleStyle);
+      y += titleAdvance;
+    }
   }
-  if (!footer.empty()) canvas.drawText(footer, left, y + smallStyle.size * 0.6, smallStyle);
+  if (!footer.empty()) {
+    const StructureScope paragraph(canvas, "P");
+    canvas.drawText(footer, left, y + smallStyle.size * 0.6, smallStyle);
+  }
 }
 
 bool PortfolioPdfRenderer::drawTextSection(PdfCanvas& canvas, std::string_view titleKey,
@@ -263,15 +272,17 @@ bool PortfolioPdfRenderer::drawTextSection(PdfCanvas& canvas, std::string_view t
   const PageSize page = canvas.size();
   const double height = page.height > 0 ? page.height : 842;
   const TextStyle title{style_.sectionTitleSize, FontWeight::semibold, {}};
-  const TextStyle body{style_.bodySize, FontWeight::regular, {}};
+  const TextStyle body{style_.textBodySize, FontWeight::regular, {}};
   double top = style_.margin;
   if (showTitle) {
+    const StructureScope heading(canvas, "H1");
     canvas.drawText(labels_.label(titleKey), style_.margin, top, title);
     top += 1.8 * canvas.lineHeight(title);
   }
+  const StructureScope paragraph(canvas, "P");
   return canvas
-      .flowText(text, style_.margin, top, page.width - 2 * style_.margin, height - style_.margin,
-                body, style_.lineHeight)
+      .flowText(text, style_.margin, top, textColumnWidth(style_, page.width),
+                height - style_.margin, body, style_.textLineHeight)
       .complete;
 }
 
@@ -328,8 +339,21 @@ void PortfolioPdfRenderer::drawArtwork(PdfCanvas& canvas, const Project& project
     // below, it keeps to the top.
     const double spare = withText ? 0 : room - drawnHeight;
     const double top = style_.margin + spare * 0.4;
+    // Read aloud as "Figure: Tide I, 2026, Oil on linen, 120 × 80 cm".
+    std::string alternative;
+    for (const std::string& line : lines) {
+      alternative += (alternative.empty() ? "" : ", ") + line;
+    }
+    for (const std::string_view mark : {"\u2068", "\u2069"}) {
+      for (std::size_t at = alternative.find(mark); at != std::string::npos;
+           at = alternative.find(mark)) {
+        alternative.erase(at, mark.size());
+      }
+    }
+    canvas.beginFigure(alternative);
     canvas.drawJpeg(image->jpeg, image->preparedPixelWidth, image->preparedPixelHeight, imageLeft,
                     top, drawnWidth, drawnHeight);
+    canvas.endStructure();
     imageBottom = top + drawnHeight;
   }
 
@@ -342,12 +366,15 @@ void PortfolioPdfRenderer::drawArtwork(PdfCanvas& canvas, const Project& project
     }
   }
   double y = imageBottom + metaTopGap_;
+  canvas.beginStructure("P");
   for (const CaptionLine& line : caption) {
     // The title stands out; in a raisonné it follows the number.
     canvas.drawText(line.text, captionLeft, y, line.title ? first : rest);
     y += style_.lineHeight;
   }
+  canvas.endStructure();
   if (withText) {
+    const StructureScope paragraph(canvas, "P");
     y += style_.lineHeight * 0.6;
     // Under a narrow image the text keeps a readable measure, running on
     // towards the right margin.
@@ -393,8 +420,12 @@ void PortfolioPdfRenderer::drawContact(PdfCanvas& canvas, const ArtistDetails& d
   const double lineHeight = canvas.lineHeight(lineStyle) + 3;
   const double blockHeight = nameHeight + 8 + lineHeight * static_cast<double>(lines.size());
   double y = (height - blockHeight) / 2;
-  canvas.drawText(name, (page.width - canvas.textWidth(name, nameStyle)) / 2, y, nameStyle);
+  {
+    const StructureScope heading(canvas, "H1");
+    canvas.drawText(name, (page.width - canvas.textWidth(name, nameStyle)) / 2, y, nameStyle);
+  }
   y += nameHeight + 8;
+  const StructureScope paragraph(canvas, "P");
   for (const std::string& line : lines) {
     canvas.drawText(line, (page.width - canvas.textWidth(line, lineStyle)) / 2, y, lineStyle);
     y += lineHeight;
@@ -481,7 +512,10 @@ void PortfolioPdfRenderer::drawWorkList(PdfCanvas& canvas, const WorkList& list)
   const PageSize page = canvas.size();
   const double height = page.height > 0 ? page.height : 842;
   const TextStyle title{style_.sectionTitleSize, FontWeight::semibold, {}};
-  canvas.drawText(labels_.label(list.tocKey), style_.margin, style_.margin, title);
+  {
+    const StructureScope heading(canvas, "H1");
+    canvas.drawText(labels_.label(list.tocKey), style_.margin, style_.margin, title);
+  }
   TableFrame frame;
   frame.left = style_.margin;
   frame.width = page.width - 2 * style_.margin;
@@ -502,7 +536,10 @@ void PortfolioPdfRenderer::drawContents(PdfCanvas& canvas, const Layout& layout,
   const TextStyle title{style_.sectionTitleSize, FontWeight::semibold, {}};
   const TextStyle entry{style_.bodySize, FontWeight::regular, {}};
   const TextStyle dots{style_.bodySize, FontWeight::regular, kRule};
-  canvas.drawText(labels_.label("pdf.toc.title"), style_.margin, style_.margin, title);
+  {
+    const StructureScope heading(canvas, "H1");
+    canvas.drawText(labels_.label("pdf.toc.title"), style_.margin, style_.margin, title);
+  }
   double y = style_.margin + 1.8 * canvas.lineHeight(title) + style_.lineHeight;
   const double right = page.width - style_.margin;
   const double dotWidth = canvas.textWidth(".", dots);
@@ -511,12 +548,16 @@ void PortfolioPdfRenderer::drawContents(PdfCanvas& canvas, const Layout& layout,
   // a link's area out to whole points, and two lines' areas never meet.
   const double linkHeight = style_.lineHeight * 1.6 - 2;
   const double linkTop = (canvas.lineHeight(entry) - linkHeight) / 2;
+  const StructureScope contents(canvas, "TOC");
   for (const Part& part : layout.parts) {
+    const StructureScope item(canvas, "TOCI");
+    canvas.beginStructure("Reference");
     const std::string number = std::to_string(part.bodyPage + pageOffset);
     const double numberWidth = canvas.textWidth(number, entry);
     const double titleWidth = canvas.textWidth(part.title, entry);
     canvas.drawText(part.title, style_.margin, y, entry);
     canvas.drawText(number, right - numberWidth, y, entry);
+    canvas.endStructure();  // the leaders are not read
     // Leaders from the title to the number.
     const double from = style_.margin + titleWidth + 6;
     const double to = right - numberWidth - 6;
@@ -635,6 +676,7 @@ PdfRenderResult PortfolioPdfRenderer::render(const Project& project, const Studi
   PdfCanvas canvas(size, sink);
   canvas.setProperties(properties);
   if (!includeOuterPages) {
+    canvas.beginStructure("Document");
     drawBody(canvas, project, snapshot, options, &images, 0, false, drawn, progress);
   } else {
     // Where every part begins, learnt by laying the body out without images.
@@ -646,6 +688,7 @@ PdfRenderResult PortfolioPdfRenderer::render(const Project& project, const Studi
     }
     const bool withContents = options.includeTableOfContents && planned.bodyPages > 1;
     const int pageOffset = withContents ? 1 : 0;
+    canvas.beginStructure("Document");
     drawCover(canvas, project, snapshot);
     if (withContents) drawContents(canvas, planned, pageOffset);
     drawBody(canvas, project, snapshot, options, &images, pageOffset, true, drawn, progress);

@@ -1,6 +1,7 @@
 // The biography, the artist statement and the project statement as PDFs of
-// their own: one page, the title at the top margin, the text below it down
-// to the bottom margin. What does not fit is left out and reported as
+// their own: one page, the artist's name at the top margin, the title under
+// it, the text below in a column of reading width down to the bottom
+// margin. What does not fit is left out and reported as
 // `statementTruncated`, for all three documents.
 #pragma once
 
@@ -35,13 +36,15 @@ class StatementPdfRenderer {
       : style_(style), labels_(std::move(labels)) {}
 
   // The page has the size of `options.format`, in portrait; the title is the
-  // label of `titleKey` in the labels' language and scope.
+  // label of `titleKey` in the labels' language and scope, under the
+  // artist's name (none when empty).
   PdfRenderResult render(std::string_view text, std::string_view titleKey,
-                         const ExportOptions& options,
+                         std::string_view artistName, const ExportOptions& options,
                          const DocumentProperties& properties = {}) const;
   // The same page, begun and drawn on `canvas` (a raster canvas for a
   // thumbnail); false when the text did not fit and was cut.
-  bool draw(PdfCanvas& canvas, std::string_view text, std::string_view titleKey) const;
+  bool draw(PdfCanvas& canvas, std::string_view text, std::string_view titleKey,
+            std::string_view artistName) const;
 
  private:
   PDFStyle style_;

@@ -44,9 +44,11 @@ std::vector<std::vector<std::string>> wrappedCells(PdfCanvas& canvas, const Plac
 
 double drawRow(PdfCanvas& canvas, const std::vector<TableColumn>& columns, const Placed& placed,
                const std::vector<std::vector<std::string>>& lines, double y, double lineHeight,
-               const TextStyle& style) {
+               const TextStyle& style, std::string_view cellTag) {
+  const StructureScope row(canvas, "TR");
   std::size_t tallest = 1;
   for (std::size_t i = 0; i < lines.size(); ++i) {
+    const StructureScope cell(canvas, cellTag);
     tallest = std::max(tallest, lines[i].size());
     double lineY = y;
     for (const std::string& line : lines[i]) {
@@ -74,10 +76,11 @@ double drawTable(PdfCanvas& canvas, const PDFStyle& style, const std::vector<Tab
   const auto headingLines = wrappedCells(canvas, placed, headings, heading);
 
   const auto drawHeading = [&](double y) {
-    y = drawRow(canvas, columns, placed, headingLines, y, lineHeight, heading);
+    y = drawRow(canvas, columns, placed, headingLines, y, lineHeight, heading, "TH");
     canvas.strokeLine(frame.left, y + 2, frame.left + frame.width, y + 2, 0.6, kHeading);
     return y + rowGap + 2;
   };
+  const StructureScope table(canvas, "Table");
   double y = drawHeading(frame.top);
   for (const TableRow& row : rows) {
     const auto lines = wrappedCells(canvas, placed, row.cells, body);
@@ -85,7 +88,7 @@ double drawTable(PdfCanvas& canvas, const PDFStyle& style, const std::vector<Tab
     for (const auto& cell : lines) tallest = std::max(tallest, cell.size());
     const double rowHeight = static_cast<double>(tallest) * lineHeight;
     if (y + rowHeight > frame.bottom && frame.nextPage) y = drawHeading(frame.nextPage());
-    y = drawRow(canvas, columns, placed, lines, y, lineHeight, body);
+    y = drawRow(canvas, columns, placed, lines, y, lineHeight, body, "TD");
     canvas.strokeLine(frame.left, y + rowGap / 2, frame.left + frame.width, y + rowGap / 2, 0.3,
                       kRule);
     y += rowGap;

@@ -106,7 +106,7 @@ TEST_F(TextsPageTest, TheRoomLeftOnThePageIsToldBeforeThePageCutsTheText) {
   const gui::Words words(*store);
   EXPECT_EQ(page().roomLabel()->text(), words.format("desktop.texts.room", {"100"}));
   std::string text;
-  for (int i = 0; i < 45; ++i) text += "A line of the biography.\n";
+  for (int i = 0; i < 40; ++i) text += "A line of the biography.\n";
   store->setText(SaveSection::bio, text);
   pump();
   EXPECT_EQ(page().roomLabel()->property("level").toString(), QStringLiteral("near"));

@@ -258,3 +258,20 @@ std::string qpdfProblems(const std::vector<std::uint8_t>& pdf) {
 }
 
 }  // namespace quorvane::testing
+
+namespace quorvane::testing {
+
+ReadStructure readStructure(const std::vector<std::uint8_t>& pdf) {
+  TempDir dir;
+  const std::string path = dir.file("tagged.pdf");
+  std::ofstream(path, std::ios::binary)
+      .write(reinterpret_cast<const char*>(pdf.data()), static_cast<std::streamsize>(pdf.size()));
+  ReadStructure read;
+  read.info = commandOutput("pdfinfo '" + path + "' 2>&1");
+  read.tree = commandOutput("pdfinfo -struct-text '" + path + "' 2>&1");
+  read.uncompressed =
+      commandOutput("qpdf --qdf --object-streams=disable '" + path + "' - 2>/dev/null");
+  return read;
+}
+
+}  // namespace quorvane::testing

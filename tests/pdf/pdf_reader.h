@@ -77,4 +77,15 @@ struct ReadLink {
 };
 std::vector<ReadLink> readLinks(const std::vector<std::uint8_t>& pdf, int index);
 
+// What a screen reader and a preflight tool find: pdfinfo's summary
+// ("Tagged: yes"), the structure tree with its text (pdfinfo -struct-text),
+// and the whole file as qpdf writes it out uncompressed, to look for its
+// dictionaries' entries.
+struct ReadStructure {
+  std::string info;
+  std::string tree;
+  std::string uncompressed;
+};
+ReadStructure readStructure(const std::vector<std::uint8_t>& pdf);
+
 }  // namespace quorvane::testing

@@ -220,7 +220,7 @@ TEST_F(PortfolioTest, CaptionsSayWhatTheCatalogueKindNeeds) {
   project.currency = "EUR";
   const PortfolioPdfRenderer renderer(PDFStyle{}, PdfStrings("fr", "portfolio", {}), {}, optimizer,
                                       std::nullopt);
-  const std::string title = "\u2068Tide\u2069, 2026";
+  const std::string title = "Tide, 2026";
   const std::vector<std::string> plain{title, "Oil on linen", "120 × 90\u00a0cm"};
   EXPECT_EQ(renderer.captionLines(project, artwork, UnitSystem::cm, 3), plain) << "a portfolio";
   project.kind = ProjectKind::catalogue;
@@ -246,8 +246,10 @@ TEST_F(PortfolioTest, CaptionsSayWhatTheCatalogueKindNeeds) {
             (std::vector<std::string>{"N° 3", title, "Oil on linen", "120 × 90\u00a0cm"}))
       << "the number first; never a price or an availability";
   artwork.title.clear();
-  EXPECT_EQ(renderer.captionLines(project, artwork, UnitSystem::cm, 3)[1],
-            "\u2068Sans titre\u2069, 2026");
+  EXPECT_EQ(renderer.captionLines(project, artwork, UnitSystem::cm, 3)[1], "Sans titre, 2026");
+  artwork.title = "المد";
+  EXPECT_EQ(renderer.captionLines(project, artwork, UnitSystem::cm, 3)[1], "\u2068المد\u2069, 2026")
+      << "a right-to-left title keeps the year after it";
 }
 
 // However long a title is, every word of it and the year after it are on
@@ -415,6 +417,48 @@ TEST_F(PortfolioTest, EachCatalogueEndsWithTheListItsReadersLookFor) {
 
 // A reader finds their way: the outline, the contents page's links, a table
 // of objects that qpdf and a print shop's preflight accept.
+
+// A screen reader finds the parts as headings, each work as a figure read
+// as its caption, in the document's language; a preflight tool finds XMP
+// metadata that agrees with the properties, and the sRGB output intent.
+TEST_F(PortfolioTest, TheDocumentIsTaggedInReadingOrderInItsLanguage) {
+  addArtwork("a1", *testing::encodedImage(".jpg", 300, 200));
+  snapshot.artworks.images[0].title = "Tide I";
+  snapshot.artworks.images[0].year = "2026";
+  snapshot.artworks.images[0].medium = "Oil on linen";
+  options.exportLocale = "fr";
+  const PortfolioPdfRenderer renderer(
+      PDFStyle{}, PdfStrings("fr", "portfolio", {}),
+      [this](const Artwork& artwork) { return std::optional(imageBytes[artwork.id]); }, optimizer,
+      std::nullopt);
+  DocumentProperties properties;
+  properties.title = "Marées";
+  properties.author = "Zoë Müller";
+  properties.language = "fr";
+  const auto pdf = renderer.render(project, snapshot, options, true, {}, {}, properties).data;
+  EXPECT_EQ(qpdfProblems(pdf), "");
+  const testing::ReadStructure read = testing::readStructure(pdf);
+  EXPECT_TRUE(contains(read.info, "Tagged:          yes")) << read.info;
+  const std::string& tree = read.tree;
+  const std::size_t cover = tree.find("\"Zoë Müller\""), statement = tree.find("\"Démarche\""),
+                    figure = tree.find("Figure"), contact = tree.rfind("H1");
+  EXPECT_TRUE(cover < figure && figure < contact) << tree;
+  EXPECT_NE(statement, 0u);
+  EXPECT_TRUE(contains(tree, "H1 (block)\n    \"Biographie\"")) << tree;
+  EXPECT_TRUE(contains(tree, "LI")) << "the CV's entries are a list: " << tree;
+
+  const std::string& file = read.uncompressed;
+  EXPECT_TRUE(contains(file, "/Lang (fr)")) << "the language a reader reads it in";
+  EXPECT_TRUE(contains(file, "/Marked true"));
+  EXPECT_TRUE(contains(file, "/Alt (Tide I, 2026, Oil on linen)"))
+      << "each work's figure is read as its caption";
+  EXPECT_TRUE(contains(file, "/OutputIntents")) << "an sRGB output intent";
+  EXPECT_TRUE(contains(file, "/DestOutputProfile"));
+  EXPECT_TRUE(contains(file, "<rdf:li xml:lang=\"x-default\">Marées</rdf:li>"))
+      << "XMP metadata that says what the properties say";
+  EXPECT_TRUE(contains(file, "<rdf:li>Zoë Müller</rdf:li>"));
+  EXPECT_TRUE(contains(file, "<dc:language><rdf:Bag><rdf:li>fr</rdf:li>"));
+}
 
 TEST_F(PortfolioTest, TheOutlineHasEveryPartAndUnderThemTheWorksAndCvSectionsAtBothQualities) {
   snapshot.projectStatement = "A year on one shore.";
