@@ -2,11 +2,17 @@
 // arbitrary point, through the mending of a PDF's cross-reference table.
 // Whatever it is given, what comes out is as long as what went in and
 // differs only inside entries of a table: nothing moves, nothing is lost.
+// The same bytes, taken as a document's last part, go through the adding
+// of what cairo cannot write: it is done or, when the bytes are not what
+// cairo writes, they are left exactly as they were.
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
+#include <string>
 #include <vector>
 
+#include "pdf/pdf_tail_amendment.h"
 #include "pdf/pdf_xref_repair.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
@@ -35,5 +41,15 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     const bool digitOrType = (out[i] >= '0' && out[i] <= '9') || (out[i] == 'f' && pdf[i] == 'n');
     if (!digitOrType) std::abort();
   }
+
+  std::vector<std::uint8_t> tail(pdf, pdf + length);
+  const bool amended = amendPdfTail(tail, data[0], [](std::uint64_t first) {
+    TailAdditions additions;
+    additions.catalogueEntries = "/Lang (en) /Metadata " + std::to_string(first) + " 0 R";
+    additions.objects.push_back("<< /Length 0 >>\nstream\n\nendstream");
+    additions.figureAlternatives.push_back("(a figure)");
+    return additions;
+  });
+  if (!amended && !std::equal(tail.begin(), tail.end(), pdf, pdf + length)) std::abort();
   return 0;
 }

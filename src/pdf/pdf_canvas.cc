@@ -2,7 +2,9 @@
 
 #include <cairo-pdf.h>
 #include <cairo.h>
+#include <fontconfig/fontconfig.h>
 #include <pango/pangocairo.h>
+#include <pango/pangofc-fontmap.h>
 
 #include <algorithm>
 #include <cmath>
@@ -62,6 +64,36 @@ cairo_status_t writeTo(void* closure, const unsigned char* data, unsigned int le
   auto* repair = static_cast<PdfXrefRepair*>(closure);
   return repair->write(std::span<const std::uint8_t>(data, length)) ? CAIRO_STATUS_SUCCESS
                                                                     : CAIRO_STATUS_WRITE_ERROR;
+}
+
+// The fonts of the documents: every installed face but those whose glyphs
+// are colour bitmaps. A colour emoji face would put each emoji in the PDF as
+// a small picture, blurred in print and lost to the text layer; without it,
+// fontconfig falls back to a face that draws the emoji as outlines
+// (Symbola), printed sharp and kept as text.
+FcConfig* documentFontConfig() {
+  static FcConfig* const config = [] {
+    FcConfig* made = FcInitLoadConfig();
+    constexpr const char* kWithoutColourFaces =
+        "<?xml version=\"1.0\"?><!DOCTYPE fontconfig SYSTEM \"fonts.dtd\"><fontconfig>"
+        "<selectfont><rejectfont><pattern><patelt name=\"color\"><bool>true</bool></patelt>"
+        "</pattern></rejectfont></selectfont></fontconfig>";
+    if (made != nullptr) {
+      FcConfigParseAndLoadFromMemory(made, reinterpret_cast<const FcChar8*>(kWithoutColourFaces),
+                                     FcTrue);
+      FcConfigBuildFonts(made);
+    }
+    return made;
+  }();
+  return config;
+}
+
+PangoFontMap* documentFontMap() {
+  PangoFontMap* map = pango_cairo_font_map_new();
+  if (FcConfig* config = documentFontConfig(); config != nullptr && PANGO_IS_FC_FONT_MAP(map)) {
+    pango_fc_font_map_set_config(PANGO_FC_FONT_MAP(map), config);
+  }
+  return map;
 }
 
 // A name as a quoted value of cairo's tag attributes.
@@ -283,10 +315,10 @@ void PdfCanvas::startText() {
     // Pages drawn as pixels come many at a time (thumbnails); a font map
     // costs more than drawing the page, so each thread keeps one for them.
     // A PDF keeps its own: its fonts are embedded from it as it finishes.
-    thread_local const GObject<PangoFontMap> shared(pango_cairo_font_map_new());
+    thread_local const GObject<PangoFontMap> shared(documentFontMap());
     impl_->fontMap.reset(PANGO_FONT_MAP(g_object_ref(shared.get())));
   } else {
-    impl_->fontMap.reset(pango_cairo_font_map_new());
+    impl_->fontMap.reset(documentFontMap());
   }
   impl_->pango.reset(pango_font_map_create_context(impl_->fontMap.get()));
   // Measured as drawn: no hinting, no rounding to whole device pixels.

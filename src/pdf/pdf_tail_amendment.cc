@@ -75,7 +75,10 @@ bool amendPdfTail(std::vector<std::uint8_t>& tail, std::uint64_t tailStart,
   constexpr std::string_view kCatalogue = "/Type /Catalog";
   const std::size_t catalogueType = text.find(kCatalogue, catalogueAt);
   const std::size_t catalogueEnd = text.find("endobj", catalogueAt);
-  if (catalogueType == std::string_view::npos || catalogueType > catalogueEnd) return false;
+  if (catalogueType == std::string_view::npos || catalogueType > catalogueEnd ||
+      catalogueType + kCatalogue.size() > tableAt) {
+    return false;
+  }
 
   const TailAdditions additions = amend(*size);
   std::vector<Insertion> insertions;

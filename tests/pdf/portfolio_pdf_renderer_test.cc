@@ -418,6 +418,20 @@ TEST_F(PortfolioTest, EachCatalogueEndsWithTheListItsReadersLookFor) {
 // A reader finds their way: the outline, the contents page's links, a table
 // of objects that qpdf and a print shop's preflight accept.
 
+// An emoji, Arabic or Chinese in a title prints as itself, kept as text:
+// not a box of hex digits, not a colour bitmap pasted in as a picture.
+TEST_F(PortfolioTest, EveryCharacterATitleHoldsPrintsAsText) {
+  addArtwork("a1", *testing::encodedImage(".jpg", 300, 200));
+  snapshot.artworks.images[0].title = "Tide 🌊 المد 潮";
+  options.includeCV = options.includeBiography = options.includeStatement = false;
+  const auto pdf = render().data;
+  const auto pages = readPdf(pdf);
+  const std::string& work = pages[2].text;
+  // Arabic comes back letter by letter in the order drawn; each is there.
+  for (const char* part : {"🌊", "م", "د", "潮"}) EXPECT_TRUE(contains(work, part)) << work;
+  EXPECT_EQ(embeddedImages(pdf).size(), 1u) << "the work's image, and no picture of a glyph";
+}
+
 // A screen reader finds the parts as headings, each work as a figure read
 // as its caption, in the document's language; a preflight tool finds XMP
 // metadata that agrees with the properties, and the sRGB output intent.
