@@ -1,6 +1,7 @@
 // Feeds arbitrary bytes to the walk over an image file's structure that
 // tells a whole original from one cut short, as each format it knows: it
-// must read nothing outside the bytes and end, whatever they claim.
+// must read nothing outside the bytes and end, whatever they claim. The
+// search for a JPEG's Adobe segment is fed the same bytes.
 #include <array>
 #include <cstddef>
 #include <cstdint>
@@ -16,5 +17,6 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   if (size == 0) return 0;
   const std::string_view type = kTypes[data[0] % kTypes.size()];
   quorvane::reachesItsEnd(type, std::span(data + 1, size - 1));
+  quorvane::jpegHasAdobeSegment(std::span(data + 1, size - 1));
   return 0;
 }

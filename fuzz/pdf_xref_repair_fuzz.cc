@@ -25,10 +25,10 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   const std::size_t length = size - 2;
 
   std::vector<std::uint8_t> out;
-  PdfXrefRepair repair([&](std::span<const std::uint8_t> bytes) {
+  PdfXrefRepair repair(PdfSink{[&](std::span<const std::uint8_t> bytes) {
     out.insert(out.end(), bytes.begin(), bytes.end());
     return true;
-  });
+  }});
   for (std::size_t at = 0; at < length; at += chunk) {
     if (at >= holdFrom) repair.holdBack();
     if (!repair.write({pdf + at, std::min(chunk, length - at)})) std::abort();

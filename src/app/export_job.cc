@@ -22,15 +22,27 @@ std::vector<PdfWarning> writeDocument(PdfRenderService& renderer, const ExportWo
   // told they were written: a PDF surface put in error keeps (and, destroyed
   // so, leaks) what it gathered for its pages. The rendering stops at the
   // next page instead.
-  const PdfSink sink = [&](std::span<const std::uint8_t> bytes) {
+  const auto guarded = [&](const std::function<void()>& write) {
     if (cancellation.isCancelled() || writeError) return true;
     try {
-      file.write(bytes);
+      write();
     } catch (const std::exception&) {
       writeError = std::current_exception();
     }
     return true;
   };
+  const PdfSink sink{
+      [&](std::span<const std::uint8_t> bytes) { return guarded([&] { file.write(bytes); }); },
+      // Mends bytes already written (the images' colour), then goes back
+      // to the end.
+      [&](std::uint64_t offset, std::span<const std::uint8_t> bytes) {
+        return guarded([&] {
+          const std::uint64_t end = file.position();
+          file.seek(offset);
+          file.write(bytes);
+          file.seek(end);
+        });
+      }};
   // Called between pages, from C++: a cancel or a failed write unwinds the
   // rendering there.
   const PdfRenderService::Progress pageDone = [&](std::size_t done, std::size_t total) {

@@ -233,7 +233,7 @@ PdfRenderResult PdfRenderService::draw(const RenderRequest& request, const Proje
     }
   }
   // The small documents are made in memory, then handed on.
-  if (sink && !sink(result.data)) throw std::runtime_error("the document could not be written");
+  if (sink && !sink.write(result.data)) throw std::runtime_error("the document could not be written");
   if (sink) result.data.clear();
   return result;
 }

@@ -135,8 +135,8 @@ void installExportCommand(CLI::App& command, CliContext& context) {
       ->check(CLI::IsMember(rawValues<PdfFormat>()));
   command
       .add_option("--quality", given->quality,
-                  "web (images re-encoded at 1600 px: small files) or print (originals as "
-                  "supplied)")
+                  "web (images re-encoded at 1600 px in sRGB: small files) or print "
+                  "(originals as supplied, in their own colour profiles)")
       ->check(CLI::IsMember(rawValues<ExportImageQuality>()));
   command.add_flag("--force", given->force, "Replace the file when it exists already");
   command.add_flag("--no-toc", given->noToc, "Leave out the contents page");

@@ -90,4 +90,14 @@ struct PixelSize {
   bool operator==(const PixelSize&) const = default;
 };
 
+// A JPEG a PDF can carry as it is, and how its values are to be read.
+struct EmbeddableJpeg {
+  PixelSize size;
+  int components = 3;                   // 1 grey, 3 RGB, 4 CMYK
+  std::vector<std::uint8_t> iccProfile;  // the profile the file embeds; empty for none
+  bool invertedCmyk = false;             // Photoshop's CMYK, each ink stored inverted
+
+  bool operator==(const EmbeddableJpeg&) const = default;
+};
+
 }  // namespace quorvane

@@ -1,5 +1,7 @@
 #include "images/image_optimizer.h"
 
+#include "images/image_structure.h"
+
 #include <vips/vips.h>
 
 #include <algorithm>
@@ -296,7 +298,7 @@ std::optional<PixelSize> ImageOptimizer::pixelSize(std::span<const std::uint8_t>
   return size;
 }
 
-std::optional<PixelSize> ImageOptimizer::embeddableJpegSize(
+std::optional<EmbeddableJpeg> ImageOptimizer::embeddableJpeg(
     std::span<const std::uint8_t> data) const {
   if (allowedMimeType(data) != std::optional<std::string>("image/jpeg")) return std::nullopt;
   const ImagePtr header = openHeader(data);
@@ -305,14 +307,27 @@ std::optional<PixelSize> ImageOptimizer::embeddableJpegSize(
   const int bands = vips_image_get_bands(image);
   const VipsInterpretation interpretation = vips_image_get_interpretation(image);
   const bool plainColour = (bands == 3 && interpretation == VIPS_INTERPRETATION_sRGB) ||
-                           (bands == 1 && interpretation == VIPS_INTERPRETATION_B_W);
+                           (bands == 1 && interpretation == VIPS_INTERPRETATION_B_W) ||
+                           (bands == 4 && interpretation == VIPS_INTERPRETATION_CMYK);
   int orientation = 1;
   if (vips_image_get_typeof(image, VIPS_META_ORIENTATION) != 0) {
     vips_image_get_int(image, VIPS_META_ORIENTATION, &orientation);
   }
-  const PixelSize size{vips_image_get_width(image), vips_image_get_height(image)};
-  if (!plainColour || orientation != 1 || size.width < 1 || size.height < 1) return std::nullopt;
-  return size;
+  EmbeddableJpeg jpeg;
+  jpeg.size = {vips_image_get_width(image), vips_image_get_height(image)};
+  if (!plainColour || orientation != 1 || jpeg.size.width < 1 || jpeg.size.height < 1) {
+    return std::nullopt;
+  }
+  jpeg.components = bands;
+  const void* profile = nullptr;
+  std::size_t length = 0;
+  if (vips_image_get_typeof(image, VIPS_META_ICC_NAME) != 0 &&
+      vips_image_get_blob(image, VIPS_META_ICC_NAME, &profile, &length) == 0 && length > 0) {
+    const auto* bytes = static_cast<const std::uint8_t*>(profile);
+    jpeg.iccProfile.assign(bytes, bytes + length);
+  }
+  jpeg.invertedCmyk = bands == 4 && jpegHasAdobeSegment(data);
+  return jpeg;
 }
 
 RgbPixels ImageOptimizer::decodeToFit(std::span<const std::uint8_t> source, int maxWidth,

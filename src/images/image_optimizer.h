@@ -83,10 +83,12 @@ class ImageOptimizer {
   // nothing when the bytes are no image we decode or the size is unusable.
   std::optional<PixelSize> pixelSize(std::span<const std::uint8_t> data) const;
 
-  // The size of a JPEG that a PDF can carry exactly as it is: upright (no
-  // EXIF turn), RGB or grey. Nothing for anything else (CMYK, a turned
-  // photo, another format), which must be re-encoded first.
-  std::optional<PixelSize> embeddableJpegSize(std::span<const std::uint8_t> data) const;
+  // What a PDF needs to carry a JPEG exactly as it is — upright (no EXIF
+  // turn), grey, RGB or CMYK: its size, its inks, the colour profile it
+  // embeds (empty for none) and whether its CMYK is stored inverted.
+  // Nothing for anything else (a turned photo, another format), which must
+  // be re-encoded first.
+  std::optional<EmbeddableJpeg> embeddableJpeg(std::span<const std::uint8_t> data) const;
 
   // The image decoded to fit inside `maxWidth` × `maxHeight` (its shape
   // kept, shrunk on load, upright, sRGB, flattened onto white). Throws

@@ -38,6 +38,28 @@ bool jpegReachesEnd(Span d) {
   }
 }
 
+// Walks the segments before the first scan, each skipped by its length.
+bool adobeSegmentBeforeScan(Span d) {
+  const std::size_t n = d.size();
+  if (n < 4 || d[0] != 0xFF || d[1] != 0xD8) return false;
+  std::size_t i = 2;
+  while (i < n && d[i] == 0xFF) {
+    while (i < n && d[i] == 0xFF) ++i;  // fill bytes
+    if (i >= n) return false;
+    const std::uint8_t marker = d[i++];
+    if (marker == 0xDA || marker == 0xD9) return false;  // the scan (or the end) came first
+    if (marker == 0x01 || (marker >= 0xD0 && marker <= 0xD7)) continue;
+    if (n - i < 2) return false;
+    const std::size_t length = bigEndian16(d, i);
+    if (length < 2 || length > n - i) return false;
+    if (marker == 0xEE && length >= 7 && std::memcmp(d.data() + i + 2, "Adobe", 5) == 0) {
+      return true;
+    }
+    i += length;
+  }
+  return false;
+}
+
 bool pngReachesEnd(Span d) {
   static constexpr std::uint8_t kSignature[] = {0x89, 'P', 'N', 'G', '\r', '\n', 0x1A, '\n'};
   if (d.size() < 8 || std::memcmp(d.data(), kSignature, 8) != 0) return false;
@@ -198,6 +220,10 @@ bool reachesItsEnd(std::string_view mimeType, std::span<const std::uint8_t> byte
     return heifReachesEnd(bytes);
   }
   return true;
+}
+
+bool jpegHasAdobeSegment(std::span<const std::uint8_t> bytes) {
+  return adobeSegmentBeforeScan(bytes);
 }
 
 }  // namespace quorvane

@@ -16,4 +16,9 @@ namespace quorvane {
 // not know passes.
 bool reachesItsEnd(std::string_view mimeType, std::span<const std::uint8_t> bytes);
 
+// Whether a JPEG has an Adobe segment (APP14) before its first scan: the
+// mark of Photoshop's CMYK JPEGs, which store each ink inverted, so a PDF
+// must be told to read them back the other way round.
+bool jpegHasAdobeSegment(std::span<const std::uint8_t> bytes);
+
 }  // namespace quorvane

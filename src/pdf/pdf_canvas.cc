@@ -60,11 +60,6 @@ FontDescription fontFor(const TextStyle& style) {
   return font;
 }
 
-cairo_status_t writeTo(void* closure, const unsigned char* data, unsigned int length) {
-  auto* repair = static_cast<PdfXrefRepair*>(closure);
-  return repair->write(std::span<const std::uint8_t>(data, length)) ? CAIRO_STATUS_SUCCESS
-                                                                    : CAIRO_STATUS_WRITE_ERROR;
-}
 
 // The fonts of the documents: every installed face but those whose glyphs
 // are colour bitmaps. A colour emoji face would put each emoji in the PDF as
@@ -174,10 +169,22 @@ PageSize pageSize(PdfFormat format, DocumentOrientation orientation) {
   return size;
 }
 
+// What cairo's writes pass through on their way to the sink.
+struct CanvasWriteTarget {
+  PdfXrefRepair* repair = nullptr;
+  PdfImageColours* colours = nullptr;
+};
+
 struct PdfCanvas::Impl {
   std::vector<std::uint8_t> bytes;  // without a sink of the caller's
   // Between cairo and the sink: mends the table cairo 1.16 writes.
   std::optional<PdfXrefRepair> repair;
+  // Writes over what the sink took, when it can.
+  std::function<bool(std::uint64_t, std::span<const std::uint8_t>)> overwrite;
+  // The images whose colour cairo can't declare, found as they pass.
+  PdfImageColours imageColours;
+  std::uint64_t firstProfileObject = 0;
+  CanvasWriteTarget writeTarget;
   // Destroyed in reverse order: the surface (which, unfinished, finishes
   // as it goes, writing its fonts) before the font map its fonts come from,
   // also when a rendering is abandoned half-way.
@@ -331,14 +338,36 @@ void PdfCanvas::startText() {
   pango_context_set_base_dir(impl_->pango.get(), PANGO_DIRECTION_LTR);
 }
 
+namespace {
+
+cairo_status_t writeTo(void* closure, const unsigned char* data, unsigned int length) {
+  auto* target = static_cast<CanvasWriteTarget*>(closure);
+  const std::span<const std::uint8_t> bytes(data, length);
+  target->colours->observe(bytes, target->repair->position());
+  return target->repair->write(bytes) ? CAIRO_STATUS_SUCCESS : CAIRO_STATUS_WRITE_ERROR;
+}
+
+PdfSink inMemory(std::vector<std::uint8_t>& bytes) {
+  return PdfSink{[&bytes](std::span<const std::uint8_t> data) {
+                   bytes.insert(bytes.end(), data.begin(), data.end());
+                   return true;
+                 },
+                 [&bytes](std::uint64_t offset, std::span<const std::uint8_t> data) {
+                   if (offset > bytes.size() || data.size() > bytes.size() - offset) return false;
+                   std::copy(data.begin(), data.end(), bytes.begin() + offset);
+                   return true;
+                 }};
+}
+
+}  // namespace
+
 PdfCanvas::PdfCanvas(PageSize size, PdfSink sink) : impl_(std::make_unique<Impl>()), size_(size) {
-  impl_->repair.emplace(sink ? std::move(sink)
-                             : [bytes = &impl_->bytes](std::span<const std::uint8_t> data) {
-                                 bytes->insert(bytes->end(), data.begin(), data.end());
-                                 return true;
-                               });
-  impl_->surface.reset(
-      cairo_pdf_surface_create_for_stream(writeTo, &*impl_->repair, size.width, size.height));
+  if (!sink) sink = inMemory(impl_->bytes);
+  impl_->overwrite = sink.overwrite;
+  impl_->repair.emplace(std::move(sink));
+  impl_->writeTarget = {&*impl_->repair, &impl_->imageColours};
+  impl_->surface.reset(cairo_pdf_surface_create_for_stream(writeTo, &impl_->writeTarget, size.width,
+                                                           size.height));
   if (cairo_surface_status(impl_->surface.get()) != CAIRO_STATUS_SUCCESS) {
     throw std::runtime_error("cairo could not create a PDF surface");
   }
@@ -504,8 +533,8 @@ void PdfCanvas::strokeLine(double x1, double y1, double x2, double y2, double li
 }
 
 void PdfCanvas::drawJpeg(std::span<const std::uint8_t> jpeg, std::int64_t pixelWidth,
-                         std::int64_t pixelHeight, double x, double y, double width,
-                         double height) {
+                         std::int64_t pixelHeight, double x, double y, double width, double height,
+                         const JpegColour& colour) {
   if (jpeg.empty() || pixelWidth <= 0 || pixelHeight <= 0) return;
   if (impl_->pixelsPerPoint > 0) {
     drawDecoded(jpeg, x, y, width, height);
@@ -517,6 +546,7 @@ void PdfCanvas::drawJpeg(std::span<const std::uint8_t> jpeg, std::int64_t pixelW
   auto* copy = static_cast<unsigned char*>(g_malloc(jpeg.size()));
   std::memcpy(copy, jpeg.data(), jpeg.size());
   cairo_surface_set_mime_data(stand.get(), CAIRO_MIME_TYPE_JPEG, copy, jpeg.size(), g_free, copy);
+  if (impl_->overwrite) impl_->imageColours.expect(std::span(copy, jpeg.size()), colour);
   cairo_t* cr = impl_->cairo.get();
   cairo_save(cr);
   cairo_translate(cr, x, y);
@@ -670,15 +700,32 @@ std::vector<std::uint8_t> PdfCanvas::finish() {
     throw std::runtime_error(std::string("cairo could not draw the PDF: ") +
                              cairo_status_to_string(drawing));
   }
+  const std::uint64_t pagesEnd = impl_->repair->position();
   impl_->repair->holdBack();
   impl_->repair->amendTail([impl = impl_.get()](std::uint64_t first) {
-    return documentAdditions(impl->properties, impl->created, impl->figureAlternatives, first);
+    TailAdditions additions =
+        documentAdditions(impl->properties, impl->created, impl->figureAlternatives, first);
+    impl->firstProfileObject = first + additions.objects.size();
+    for (std::string& profile : impl->imageColours.profileObjects()) {
+      additions.objects.push_back(std::move(profile));
+    }
+    return additions;
   });
   cairo_surface_finish(impl_->surface.get());
   cairo_status_t status = cairo_surface_status(impl_->surface.get());
   impl_->surface.reset();
   if (status == CAIRO_STATUS_SUCCESS && !impl_->repair->finish()) {
     status = CAIRO_STATUS_WRITE_ERROR;
+  }
+  // The images' own colours, once their profiles are in the file.
+  if (status == CAIRO_STATUS_SUCCESS && impl_->repair->amended()) {
+    for (const auto& edit : impl_->imageColours.edits(impl_->firstProfileObject, pagesEnd)) {
+      const auto* data = reinterpret_cast<const std::uint8_t*>(edit.bytes.data());
+      if (!impl_->overwrite(edit.offset, std::span(data, edit.bytes.size()))) {
+        status = CAIRO_STATUS_WRITE_ERROR;
+        break;
+      }
+    }
   }
   if (status != CAIRO_STATUS_SUCCESS) {
     throw std::runtime_error(std::string("cairo could not write the PDF: ") +

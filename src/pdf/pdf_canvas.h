@@ -16,10 +16,13 @@
 #include <span>
 #include <string>
 #include <string_view>
+#include <type_traits>
+#include <utility>
 #include <vector>
 
 #include "images/image_optimizer.h"
 #include "model/enums.h"
+#include "pdf/pdf_image_colour.h"
 
 namespace quorvane {
 
@@ -75,8 +78,25 @@ struct OutlineEntry {
   bool operator==(const OutlineEntry&) const = default;
 };
 
-// Where the bytes of a PDF go as they are made; false stops the writing.
-using PdfSink = std::function<bool(std::span<const std::uint8_t>)>;
+// Where the bytes of a PDF go as they are made: `write` takes the next
+// ones (false stops the writing); `overwrite`, where there is one, writes
+// again over bytes already taken — as many as it is given, `offset` bytes
+// into the file — so a finished file can be mended in place.
+struct PdfSink {
+  using Write = std::function<bool(std::span<const std::uint8_t>)>;
+  using Overwrite = std::function<bool(std::uint64_t offset, std::span<const std::uint8_t>)>;
+
+  PdfSink() = default;
+  template <typename F>
+    requires std::is_invocable_r_v<bool, F&, std::span<const std::uint8_t>>
+  PdfSink(F write, Overwrite overwrite = {})  // NOLINT: a write alone is a sink
+      : write(std::move(write)), overwrite(std::move(overwrite)) {}
+
+  explicit operator bool() const { return static_cast<bool>(write); }
+
+  Write write;
+  Overwrite overwrite;
+};
 
 // Decodes an image to fit a box of pixels, for a page drawn as an image;
 // nothing when it can't (the image is then left out).
@@ -142,9 +162,12 @@ class PdfCanvas {
 
   // Places a JPEG in the rectangle, its bytes embedded as they are (no
   // decoding, no re-encoding): `pixelWidth` × `pixelHeight` must be the
-  // JPEG's own size.
+  // JPEG's own size. The PDF reads its values as `colour` says (its own
+  // profile, inverted CMYK) when the sink can be overwritten; else as
+  // device grey, RGB or CMYK.
   void drawJpeg(std::span<const std::uint8_t> jpeg, std::int64_t pixelWidth,
-                std::int64_t pixelHeight, double x, double y, double width, double height);
+                std::int64_t pixelHeight, double x, double y, double width, double height,
+                const JpegColour& colour = {});
 
   // Navigation and structure. A raster canvas has none of it and ignores
   // these calls.

@@ -13,9 +13,11 @@ std::optional<PreparedPdfImage> preparePdfImage(
   PreparedPdfImage prepared;
   prepared.sourceByteSize = static_cast<std::int64_t>(source.size());
   if (!policy) {
-    if (const auto size = optimizer.embeddableJpegSize(source)) {
-      prepared.preparedPixelWidth = size->width;
-      prepared.preparedPixelHeight = size->height;
+    if (auto embeddable = optimizer.embeddableJpeg(source)) {
+      prepared.preparedPixelWidth = embeddable->size.width;
+      prepared.preparedPixelHeight = embeddable->size.height;
+      prepared.colour = {embeddable->components, std::move(embeddable->iccProfile),
+                         embeddable->invertedCmyk};
       prepared.jpeg = std::move(source);
       return prepared;
     }

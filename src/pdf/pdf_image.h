@@ -2,9 +2,10 @@
 //
 // Web-optimised exports re-encode every image (1600 px on the long edge,
 // JPEG quality 0.78). Print-quality exports embed the supplied JPEG bytes
-// untouched when a PDF can carry them as they are (upright, RGB or grey);
-// any other image (CMYK, a turned photo, PNG, HEIC, TIFF) goes in as its
-// print derivative.
+// untouched when a PDF can carry them as they are (upright grey, RGB or
+// CMYK), read through their own colour profile; any other image (a turned
+// photo, PNG, HEIC, TIFF) goes in as its print derivative, in sRGB, as do
+// all images of a web-optimised export.
 #pragma once
 
 #include <cstdint>
@@ -13,6 +14,7 @@
 
 #include "images/image_optimizer.h"
 #include "model/enums.h"
+#include "pdf/pdf_image_colour.h"
 
 namespace quorvane {
 
@@ -32,6 +34,7 @@ struct PreparedPdfImage {
   std::int64_t sourceByteSize = 0;
   std::int64_t preparedPixelWidth = 0;
   std::int64_t preparedPixelHeight = 0;
+  JpegColour colour;  // how the page reads `jpeg`: the original's own, or sRGB
 };
 
 // Nothing when the bytes can't be decoded or re-encoded: the page then goes

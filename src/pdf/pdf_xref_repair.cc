@@ -148,7 +148,7 @@ bool PdfXrefRepair::write(std::span<const std::uint8_t> bytes) {
     held_.insert(held_.end(), bytes.begin(), bytes.end());
     return true;
   }
-  return downstream_(bytes);
+  return downstream_.write(bytes);
 }
 
 void PdfXrefRepair::holdBack() {
@@ -199,11 +199,11 @@ void PdfXrefRepair::mendTable() {
 bool PdfXrefRepair::finish() {
   if (!holding_) return true;
   mendTable();
-  if (amend_) amendPdfTail(held_, heldFrom_, amend_);
+  if (amend_) amended_ = amendPdfTail(held_, heldFrom_, amend_);
   holding_ = false;
   std::vector<std::uint8_t> tail = std::move(held_);
   held_.clear();
-  return tail.empty() || downstream_(tail);
+  return tail.empty() || downstream_.write(tail);
 }
 
 }  // namespace quorvane

@@ -51,6 +51,11 @@ class PdfXrefRepair {
   // what was held back (see pdf_tail_amendment.h).
   void amendTail(TailAmender amend) { amend_ = std::move(amend); }
 
+  // Whether `finish` added what the amender returned.
+  bool amended() const { return amended_; }
+  // Bytes seen so far: where the next write begins in the file.
+  std::uint64_t position() const { return position_; }
+
   // Entries turned into free ones by `finish`.
   std::size_t freedEntries() const { return freed_; }
 
@@ -81,6 +86,7 @@ class PdfXrefRepair {
   std::vector<std::uint8_t> held_;
   std::size_t freed_ = 0;
   TailAmender amend_;
+  bool amended_ = false;
 };
 
 }  // namespace quorvane

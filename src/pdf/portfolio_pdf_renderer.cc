@@ -352,7 +352,7 @@ void PortfolioPdfRenderer::drawArtwork(PdfCanvas& canvas, const Project& project
     }
     canvas.beginFigure(alternative);
     canvas.drawJpeg(image->jpeg, image->preparedPixelWidth, image->preparedPixelHeight, imageLeft,
-                    top, drawnWidth, drawnHeight);
+                    top, drawnWidth, drawnHeight, image->colour);
     canvas.endStructure();
     imageBottom = top + drawnHeight;
   }
@@ -660,7 +660,8 @@ void PortfolioPdfRenderer::drawArtworkPage(PdfCanvas& canvas, const Project& pro
   std::optional<PreparedPdfImage> image;
   if (std::optional<std::vector<std::uint8_t>> bytes = imageDataForArtwork_(artwork)) {
     if (const std::optional<PixelSize> size = optimizer_.pixelSize(*bytes)) {
-      image = PreparedPdfImage{std::move(*bytes), std::nullopt, 0, size->width, size->height};
+      image = PreparedPdfImage{std::move(*bytes), std::nullopt, 0, size->width, size->height,
+                               JpegColour{}};
     }
   }
   drawArtwork(canvas, project, snapshot, artwork, number, image ? &*image : nullptr);

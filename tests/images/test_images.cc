@@ -99,6 +99,46 @@ ImageBytes cmykJpeg(int width, int height) {
   return *write(cmyk.get(), ".jpg");
 }
 
+ImageBytes flatJpegIn(const std::string& profile, std::array<int, 3> rgb, int width, int height) {
+  ImagePtr image = gradient(width, height);
+  VipsImage* out = nullptr;
+  const std::array<double, 3> zero{0, 0, 0};
+  const std::array<double, 3> values{double(rgb[0]), double(rgb[1]), double(rgb[2])};
+  check(vips_linear(image.get(), &out, zero.data(), values.data(), 3, "uchar", TRUE, nullptr),
+        "linear");
+  image.reset(out);
+  check(vips_icc_transform(image.get(), &out, profile.c_str(), "input_profile", "srgb", nullptr),
+        "icc_transform");
+  ImagePtr converted(out);
+  if (profile == "cmyk") return *write(converted.get(), ".jpg[Q=95]");
+  // The values as given, read through the profile.
+  const void* data = nullptr;
+  std::size_t length = 0;
+  check(vips_image_get_blob(converted.get(), VIPS_META_ICC_NAME, &data, &length), "profile");
+  check(vips_copy(image.get(), &out, nullptr), "copy");
+  ImagePtr tagged(out);
+  vips_image_set_blob_copy(tagged.get(), VIPS_META_ICC_NAME, data, length);
+  return *write(tagged.get(), ".jpg[Q=95]");
+}
+
+std::array<int, 3> srgbCentre(const ImageBytes& bytes) {
+  static const ImageOptimizer initialisesVips;
+  VipsImage* out = vips_image_new_from_buffer(bytes.data(), bytes.size(), "", nullptr);
+  if (out == nullptr) check(-1, "load");
+  ImagePtr image(out);
+  check(vips_icc_transform(image.get(), &out, "srgb", "embedded", TRUE, nullptr), "to sRGB");
+  ImagePtr srgb(out);
+  double* pixel = nullptr;
+  int bands = 0;
+  check(vips_getpoint(srgb.get(), &pixel, &bands, vips_image_get_width(srgb.get()) / 2,
+                      vips_image_get_height(srgb.get()) / 2, nullptr),
+        "getpoint");
+  std::array<int, 3> centre{static_cast<int>(pixel[0]), static_cast<int>(pixel[1]),
+                            static_cast<int>(pixel[2])};
+  g_free(pixel);
+  return centre;
+}
+
 ImageBytes transparentPng(int width, int height) {
   ImagePtr image = gradient(width, height, 4);
   VipsImage* out = nullptr;

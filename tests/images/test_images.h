@@ -2,6 +2,7 @@
 // from bytes of a known shape.
 #pragma once
 
+#include <array>
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -24,6 +25,15 @@ ImageBytes halfBlackHalfWhiteJpeg(int width, int height, int orientation);
 
 // A CMYK JPEG of one flat colour.
 ImageBytes cmykJpeg(int width, int height);
+
+// A JPEG of one flat colour whose values `rgb` are in the colour space
+// `profile` names — libvips' own "p3" (Display P3), "cmyk" (the colour
+// converted to CMYK, stored inverted as Photoshop does) — with that
+// profile embedded.
+ImageBytes flatJpegIn(const std::string& profile, std::array<int, 3> rgb, int width, int height);
+
+// The sRGB values of an encoded image's centre, through its own profile.
+std::array<int, 3> srgbCentre(const ImageBytes& bytes);
 
 // A fully transparent RGBA PNG.
 ImageBytes transparentPng(int width, int height);

@@ -59,10 +59,10 @@ BrokenPdf brokenPdf(std::size_t padding = 0) {
 std::vector<std::uint8_t> passThrough(const std::string& pdf, std::size_t chunk,
                                       std::size_t holdFrom, std::size_t* freed = nullptr) {
   std::vector<std::uint8_t> out;
-  PdfXrefRepair repair([&](std::span<const std::uint8_t> bytes) {
+  PdfXrefRepair repair(PdfSink{[&](std::span<const std::uint8_t> bytes) {
     out.insert(out.end(), bytes.begin(), bytes.end());
     return true;
-  });
+  }});
   const auto feed = [&](std::size_t from, std::size_t to) {
     for (std::size_t at = from; at < to; at += chunk) {
       const std::size_t size = std::min(chunk, to - at);

@@ -2,7 +2,10 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <array>
 #include <map>
+#include <tuple>
 
 #include "images/test_images.h"
 #include "pdf/pdf_reader.h"
@@ -185,6 +188,72 @@ TEST_F(PortfolioTest, WebQualityReencodesTo1600PixelsPrintQualityEmbedsTheBytesA
   EXPECT_NE(print[1].data, turned);
   EXPECT_EQ(print[2].encoding, "jpeg");
   EXPECT_EQ(print[2].width, 500);
+}
+
+// The colour most of a page's non-white pixels have: a flat image's.
+std::array<int, 3> dominantColour(const testing::PagePixels& page) {
+  std::map<std::array<int, 3>, int> counts;
+  for (std::size_t i = 0; i + 2 < page.rgb.size(); i += 3) {
+    const std::array<int, 3> c{page.rgb[i], page.rgb[i + 1], page.rgb[i + 2]};
+    if (c[0] + c[1] + c[2] < 720) ++counts[c];
+  }
+  std::array<int, 3> best{};
+  int most = 0;
+  for (const auto& [colour, count] : counts) {
+    if (count > most) std::tie(best, most) = std::tie(colour, count);
+  }
+  return best;
+}
+
+TEST_F(PortfolioTest, EachOriginalPrintsInItsOwnColourWithOneProfileObjectEach) {
+  const std::map<std::string, testing::ImageBytes> originals{
+      {"p3 red", testing::flatJpegIn("p3", {230, 40, 40}, 300, 200)},
+      {"p3 green", testing::flatJpegIn("p3", {40, 200, 90}, 300, 200)},
+      {"cmyk", testing::flatJpegIn("cmyk", {40, 90, 200}, 300, 200)}};
+  for (const auto& [id, bytes] : originals) addArtwork(id, bytes);
+
+  for (const auto quality : {ExportImageQuality::printQuality, ExportImageQuality::webOptimized}) {
+    options.imageQuality = quality;
+    const auto pdf = render().data;
+    EXPECT_EQ(qpdfProblems(pdf), "");
+    const auto pages = readPdf(pdf);
+    for (const auto& [id, bytes] : originals) {
+      const auto page = std::find_if(pages.begin(), pages.end(), [&](const ReadPage& p) {
+        return contains(p.text, "Work " + id) && !contains(p.text, "Contents");
+      });
+      ASSERT_NE(page, pages.end()) << id;
+      const auto drawn = dominantColour(
+          testing::rasterisePage(pdf, static_cast<int>(page - pages.begin()), 100, 141));
+      // A CMYK profile is a table whose conversions differ a little from
+      // one colour engine to the next (poppler's and libvips' both use
+      // lcms, with their own settings); a CMYK read the wrong way round
+      // is a negative, hundreds of levels away.
+      const bool cmyk = id == "cmyk";
+      if (cmyk && quality != ExportImageQuality::printQuality) continue;
+      const auto expected = testing::srgbCentre(bytes);
+      for (int c = 0; c < 3; ++c) {
+        EXPECT_NEAR(drawn[c], expected[c], cmyk ? 24 : 6)
+            << id << " channel " << c << " at "
+            << (quality == ExportImageQuality::printQuality ? "print quality" : "web quality");
+      }
+    }
+    if (quality != ExportImageQuality::printQuality) continue;
+    std::size_t held = 0;
+    for (const auto& image : embeddedImages(pdf)) {
+      held += std::count_if(originals.begin(), originals.end(),
+                            [&](const auto& original) { return original.second == image.data; });
+    }
+    EXPECT_EQ(held, originals.size()) << "each original's bytes, untouched";
+    const std::string text(pdf.begin(), pdf.end());
+    const auto count = [&](const std::string& what) {
+      std::size_t n = 0;
+      for (auto at = text.find(what); at != std::string::npos; at = text.find(what, at + 1)) ++n;
+      return n;
+    };
+    EXPECT_EQ(count("/Alternate /DeviceRGB"), 1u) << "both P3 works share one profile";
+    EXPECT_EQ(count("/Alternate /DeviceCMYK"), 1u);
+    EXPECT_EQ(count("/Decode [1 0 1 0 1 0 1 0]"), 1u) << "Photoshop's CMYK, read inverted";
+  }
 }
 
 TEST_F(PortfolioTest, WhatDoesNotFitBecomesAWarningNeverAFailure) {
