@@ -354,6 +354,7 @@ void AppStore::loadPreferences() {
       preferences.boolean(key::kExportIncludeProjectStatement).value_or(true);
   options.includeTableOfContents =
       preferences.boolean(key::kExportIncludeTableOfContents).value_or(true);
+  options.includeCoverImage = preferences.boolean(key::kExportIncludeCoverImage).value_or(true);
   options.showBiographyTitle = preferences.boolean(key::kExportShowBiographyTitle);
   options.showStatementTitle = preferences.boolean(key::kExportShowStatementTitle);
   options.showProjectStatementTitle = preferences.boolean(key::kExportShowProjectStatementTitle);
@@ -1333,7 +1334,8 @@ bool AppStore::setExportOptions(const ExportOptions& options) {
       .set(key::kExportIncludeBiography, options.includeBiography)
       .set(key::kExportIncludeStatement, options.includeStatement)
       .set(key::kExportIncludeProjectStatement, options.includeProjectStatement)
-      .set(key::kExportIncludeTableOfContents, options.includeTableOfContents);
+      .set(key::kExportIncludeTableOfContents, options.includeTableOfContents)
+      .set(key::kExportIncludeCoverImage, options.includeCoverImage);
   setOptional(key::kExportShowBiographyTitle, options.showBiographyTitle);
   setOptional(key::kExportShowStatementTitle, options.showStatementTitle);
   setOptional(key::kExportShowProjectStatementTitle, options.showProjectStatementTitle);

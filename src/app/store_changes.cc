@@ -79,7 +79,8 @@ std::vector<std::uint64_t> areaHashes(const AppState& s, std::uint64_t previewRe
   settings.add(s.uiLanguage).add(raw(s.themeMode)).add(std::uint64_t{s.isEditTitlesEnabled});
   const ExportOptions& o = s.exportOptions;
   for (const bool flag : {o.includeCV, o.includeBiography, o.includeStatement,
-                          o.includeProjectStatement, o.includeTableOfContents}) {
+                          o.includeProjectStatement, o.includeTableOfContents,
+                          o.includeCoverImage}) {
     settings.add(std::uint64_t{flag});
   }
   for (const auto& title :

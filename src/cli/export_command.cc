@@ -30,7 +30,7 @@ constexpr ExportKind kKinds[] = {
 struct ExportOptionsGiven {
   std::string kind;
   std::optional<std::string> output, locale, format, quality;
-  bool noToc = false, noCV = false, noBio = false, noStatement = false, noProjectStatement = false,
+  bool noToc = false, noCoverImage = false, noCV = false, noBio = false, noStatement = false, noProjectStatement = false,
        showTitles = false, hideTitles = false, force = false;
 };
 
@@ -42,6 +42,7 @@ ExportOptions optionsFor(const ExportOptionsGiven& given, const AppState& state)
   if (given.format) options.format = *fromRawValue<PdfFormat>(*given.format);
   if (given.quality) options.imageQuality = *fromRawValue<ExportImageQuality>(*given.quality);
   if (given.noToc) options.includeTableOfContents = false;
+  if (given.noCoverImage) options.includeCoverImage = false;
   if (given.noCV) options.includeCV = false;
   if (given.noBio) options.includeBiography = false;
   if (given.noStatement) options.includeStatement = false;
@@ -140,6 +141,8 @@ void installExportCommand(CLI::App& command, CliContext& context) {
       ->check(CLI::IsMember(rawValues<ExportImageQuality>()));
   command.add_flag("--force", given->force, "Replace the file when it exists already");
   command.add_flag("--no-toc", given->noToc, "Leave out the contents page");
+  command.add_flag("--no-cover-image", given->noCoverImage,
+                   "Leave the first work's image off the cover");
   command.add_flag("--no-cv", given->noCV, "Leave out the CV");
   command.add_flag("--no-bio", given->noBio, "Leave out the biography");
   command.add_flag("--no-statement", given->noStatement, "Leave out the artist statement");

@@ -131,6 +131,7 @@ json toJson(const ExportOptions& options) {
               {"includeStatement", options.includeStatement},
               {"includeProjectStatement", options.includeProjectStatement},
               {"includeTableOfContents", options.includeTableOfContents},
+              {"includeCoverImage", options.includeCoverImage},
               {"format", rawValue(options.format)},
               {"exportLocale", options.exportLocale},
               {"imageQuality", rawValue(options.imageQuality)}};

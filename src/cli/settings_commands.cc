@@ -168,6 +168,7 @@ const std::vector<Setting>& settings() {
     list.push_back(
         exportSwitch("export.include-project-statement", &ExportOptions::includeProjectStatement));
     list.push_back(exportSwitch("export.include-toc", &ExportOptions::includeTableOfContents));
+    list.push_back(exportSwitch("export.cover-image", &ExportOptions::includeCoverImage));
     list.push_back(titleSwitch("export.show-bio-title", &ExportOptions::showBiographyTitle));
     list.push_back(titleSwitch("export.show-statement-title", &ExportOptions::showStatementTitle));
     list.push_back(titleSwitch("export.show-project-statement-title",

@@ -102,6 +102,7 @@ ExportSheet::ExportSheet(DesktopContext context, QWidget* parent)
       qualityLabel_(new QLabel(this)),
       includeHeading_(new QLabel(this)),
       includeToc_(switchBox(this, "includeTableOfContents")),
+      includeCover_(switchBox(this, "includeCoverImage")),
       includeProjectStatement_(switchBox(this, "includeProjectStatement")),
       includeStatement_(switchBox(this, "includeStatement")),
       includeBiography_(switchBox(this, "includeBiography")),
@@ -162,7 +163,7 @@ ExportSheet::ExportSheet(DesktopContext context, QWidget* parent)
   includeLayout->setSpacing(4);
   includeLayout->addWidget(includeHeading_);
   for (QCheckBox* box :
-       {includeToc_, includeProjectStatement_, includeStatement_, includeBiography_, includeCV_}) {
+       {includeToc_, includeCover_, includeProjectStatement_, includeStatement_, includeBiography_, includeCV_}) {
     includeLayout->addWidget(box);
   }
 
@@ -231,7 +232,7 @@ ExportSheet::ExportSheet(DesktopContext context, QWidget* parent)
     connect(box, &QComboBox::activated, this, &ExportSheet::optionsEdited);
   }
   for (QCheckBox* box :
-       {includeToc_, includeProjectStatement_, includeStatement_, includeBiography_, includeCV_,
+       {includeToc_, includeCover_, includeProjectStatement_, includeStatement_, includeBiography_, includeCV_,
         showProjectStatementTitle_, showStatementTitle_, showBiographyTitle_}) {
     connect(box, &QCheckBox::toggled, this, &ExportSheet::optionsEdited);
   }
@@ -323,6 +324,7 @@ void ExportSheet::retranslate() {
   includeHeading_->setText(words("desktop.export.include").toUpper());
   titlesHeading_->setText(words("desktop.export.titles").toUpper());
   includeToc_->setText(words("desktop.export.include.toc"));
+  includeCover_->setText(words("desktop.export.include.cover_image"));
   includeProjectStatement_->setText(words("document.kind.project_statement"));
   includeStatement_->setText(words("document.kind.statement"));
   includeBiography_->setText(words("document.kind.biography"));
@@ -335,7 +337,7 @@ void ExportSheet::retranslate() {
   labels_->setAccessibleName(words("desktop.labels.open"));
   cancel_->setText(words("common.cancel"));
   for (QCheckBox* box :
-       {includeToc_, includeProjectStatement_, includeStatement_, includeBiography_, includeCV_,
+       {includeToc_, includeCover_, includeProjectStatement_, includeStatement_, includeBiography_, includeCV_,
         showProjectStatementTitle_, showStatementTitle_, showBiographyTitle_}) {
     box->setAccessibleName(box->text());
   }
@@ -400,6 +402,7 @@ void ExportSheet::fill() {
   paper_->setCurrentIndex(std::max(0, paper_->findData(qstr(rawValue(options.format)))));
   quality_->setCurrentIndex(std::max(0, quality_->findData(qstr(rawValue(options.imageQuality)))));
   includeToc_->setChecked(options.includeTableOfContents);
+  includeCover_->setChecked(options.includeCoverImage);
   includeProjectStatement_->setChecked(options.includeProjectStatement);
   includeStatement_->setChecked(options.includeStatement);
   includeBiography_->setChecked(options.includeBiography);
@@ -442,6 +445,7 @@ void ExportSheet::optionsEdited() {
   options.imageQuality = fromRawValue<ExportImageQuality>(utf8(quality_->currentData().toString()))
                              .value_or(ExportImageQuality::printQuality);
   options.includeTableOfContents = includeToc_->isChecked();
+  options.includeCoverImage = includeCover_->isChecked();
   options.includeProjectStatement = includeProjectStatement_->isChecked();
   options.includeStatement = includeStatement_->isChecked();
   options.includeBiography = includeBiography_->isChecked();

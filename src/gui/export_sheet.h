@@ -76,6 +76,7 @@ class ExportSheet final : public QWidget {
   QComboBox* paperChooser() const { return paper_; }
   QComboBox* qualityChooser() const { return quality_; }
   QCheckBox* tableOfContentsSwitch() const { return includeToc_; }
+  QCheckBox* coverImageSwitch() const { return includeCover_; }
   QLabel* warningsLabel() const { return warnings_; }
   QLabel* pagesLabel() const { return pages_; }
   QPdfDocument& previewDocument() const { return *preview_document_; }
@@ -124,6 +125,7 @@ class ExportSheet final : public QWidget {
   QLabel* qualityLabel_;
   QLabel* includeHeading_;
   QCheckBox* includeToc_;
+  QCheckBox* includeCover_;
   QCheckBox* includeProjectStatement_;
   QCheckBox* includeStatement_;
   QCheckBox* includeBiography_;

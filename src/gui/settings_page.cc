@@ -48,6 +48,7 @@ SettingsPage::SettingsPage(AppStore& store, QWidget* parent)
       paperLabel_(new QLabel(this)),
       paper_(settingsBox(this, "defaultPaper")),
       contents_(new QCheckBox(this)),
+      cover_(new QCheckBox(this)),
       labels_(new QPushButton(this)),
       backupHeading_(new QLabel(this)),
       reminders_(new QCheckBox(this)),
@@ -72,6 +73,7 @@ SettingsPage::SettingsPage(AppStore& store, QWidget* parent)
   dataHelp_->setMaximumWidth(560);
   delete_->setObjectName(QStringLiteral("danger"));
   contents_->setObjectName(QStringLiteral("defaultContents"));
+  cover_->setObjectName(QStringLiteral("defaultCoverImage"));
   reminders_->setObjectName(QStringLiteral("remindersEnabled"));
   largeEdits_->setObjectName(QStringLiteral("remindBeforeLargeEdits"));
   languageLabel_->setBuddy(language_);
@@ -87,6 +89,7 @@ SettingsPage::SettingsPage(AppStore& store, QWidget* parent)
   exports->addRow(exportLanguageLabel_, exportLanguage_);
   exports->addRow(paperLabel_, paper_);
   exports->addRow(new QLabel(this), contents_);
+  exports->addRow(new QLabel(this), cover_);
   exports->addRow(new QLabel(this), labels_);
   auto* backups = settingsForm();
   backups->addRow(new QLabel(this), reminders_);
@@ -131,6 +134,7 @@ SettingsPage::SettingsPage(AppStore& store, QWidget* parent)
   connect(exportLanguage_, &QComboBox::activated, this, &SettingsPage::exportDefaultsEdited);
   connect(paper_, &QComboBox::activated, this, &SettingsPage::exportDefaultsEdited);
   connect(contents_, &QCheckBox::toggled, this, &SettingsPage::exportDefaultsEdited);
+  connect(cover_, &QCheckBox::toggled, this, &SettingsPage::exportDefaultsEdited);
   connect(labels_, &QPushButton::clicked, this, &SettingsPage::labelsRequested);
   connect(reminders_, &QCheckBox::toggled, this, [this](bool on) {
     if (!filling_) store_.setBackupRemindersEnabled(on);
@@ -164,6 +168,8 @@ void SettingsPage::retranslate() {
   paper_->setAccessibleName(words("desktop.export.paper"));
   contents_->setText(words("desktop.export.include.toc"));
   contents_->setAccessibleName(contents_->text());
+  cover_->setText(words("desktop.export.include.cover_image"));
+  cover_->setAccessibleName(cover_->text());
   labels_->setText(words("desktop.labels.open"));
   labels_->setAccessibleName(labels_->text());
   backupHeading_->setText(words("backup.settings.title"));
@@ -209,7 +215,7 @@ void SettingsPage::retranslate() {
     widest = std::max(widest, label->sizeHint().width());
   }
   for (QLabel* label : labels) label->setMinimumWidth(widest);
-  for (QCheckBox* box : {contents_, reminders_, largeEdits_}) box->setContentsMargins(0, 0, 0, 0);
+  for (QCheckBox* box : {contents_, cover_, reminders_, largeEdits_}) box->setContentsMargins(0, 0, 0, 0);
   fill();
 }
 
@@ -224,6 +230,7 @@ void SettingsPage::fill() {
   select(exportLanguage_, qstr(state.exportOptions.exportLocale));
   select(paper_, qstr(rawValue(state.exportOptions.format)));
   contents_->setChecked(state.exportOptions.includeTableOfContents);
+  cover_->setChecked(state.exportOptions.includeCoverImage);
   const BackupReminderState& backup = state.backupReminderState;
   reminders_->setChecked(backup.remindersEnabled);
   select(frequency_, qstr(rawValue(backup.frequency)));
@@ -240,6 +247,7 @@ void SettingsPage::exportDefaultsEdited() {
   options.format =
       fromRawValue<PdfFormat>(utf8(paper_->currentData().toString())).value_or(PdfFormat::a4);
   options.includeTableOfContents = contents_->isChecked();
+  options.includeCoverImage = cover_->isChecked();
   if (options != store_.state().exportOptions) store_.setExportOptions(options);
 }
 

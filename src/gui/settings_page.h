@@ -27,6 +27,7 @@ class SettingsPage final : public QWidget {
   QComboBox* exportLanguageBox() const { return exportLanguage_; }
   QComboBox* paperBox() const { return paper_; }
   QCheckBox* contentsSwitch() const { return contents_; }
+  QCheckBox* coverImageSwitch() const { return cover_; }
   QCheckBox* remindersSwitch() const { return reminders_; }
   QComboBox* frequencyBox() const { return frequency_; }
   QCheckBox* largeEditsSwitch() const { return largeEdits_; }
@@ -56,6 +57,7 @@ class SettingsPage final : public QWidget {
   QLabel* paperLabel_;
   QComboBox* paper_;
   QCheckBox* contents_;
+  QCheckBox* cover_;
   QPushButton* labels_;
   QLabel* backupHeading_;
   QCheckBox* reminders_;

@@ -278,6 +278,8 @@ struct ExportOptions {
   bool includeStatement = true;
   bool includeProjectStatement = true;
   bool includeTableOfContents = true;
+  // A portfolio's or catalogue's cover shows the first work's image.
+  bool includeCoverImage = true;
   // Absent while the user has made no choice; the renderer decides then.
   std::optional<bool> showBiographyTitle;
   std::optional<bool> showStatementTitle;

@@ -534,7 +534,7 @@ void PdfCanvas::strokeLine(double x1, double y1, double x2, double y2, double li
 
 void PdfCanvas::drawJpeg(std::span<const std::uint8_t> jpeg, std::int64_t pixelWidth,
                          std::int64_t pixelHeight, double x, double y, double width, double height,
-                         const JpegColour& colour) {
+                         const JpegColour& colour, std::string_view identity) {
   if (jpeg.empty() || pixelWidth <= 0 || pixelHeight <= 0) return;
   if (impl_->pixelsPerPoint > 0) {
     drawDecoded(jpeg, x, y, width, height);
@@ -547,6 +547,12 @@ void PdfCanvas::drawJpeg(std::span<const std::uint8_t> jpeg, std::int64_t pixelW
   std::memcpy(copy, jpeg.data(), jpeg.size());
   cairo_surface_set_mime_data(stand.get(), CAIRO_MIME_TYPE_JPEG, copy, jpeg.size(), g_free, copy);
   if (impl_->overwrite) impl_->imageColours.expect(std::span(copy, jpeg.size()), colour);
+  if (!identity.empty()) {
+    auto* id = static_cast<unsigned char*>(g_malloc(identity.size()));
+    std::memcpy(id, identity.data(), identity.size());
+    cairo_surface_set_mime_data(stand.get(), CAIRO_MIME_TYPE_UNIQUE_ID, id, identity.size(),
+                                g_free, id);
+  }
   cairo_t* cr = impl_->cairo.get();
   cairo_save(cr);
   cairo_translate(cr, x, y);

@@ -164,10 +164,11 @@ class PdfCanvas {
   // decoding, no re-encoding): `pixelWidth` × `pixelHeight` must be the
   // JPEG's own size. The PDF reads its values as `colour` says (its own
   // profile, inverted CMYK) when the sink can be overwritten; else as
-  // device grey, RGB or CMYK.
+  // device grey, RGB or CMYK. JPEGs drawn with the same non-empty
+  // `identity` must be the same bytes: the file holds them once.
   void drawJpeg(std::span<const std::uint8_t> jpeg, std::int64_t pixelWidth,
                 std::int64_t pixelHeight, double x, double y, double width, double height,
-                const JpegColour& colour = {});
+                const JpegColour& colour = {}, std::string_view identity = {});
 
   // Navigation and structure. A raster canvas has none of it and ignores
   // these calls.

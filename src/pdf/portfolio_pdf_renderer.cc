@@ -173,12 +173,20 @@ class PortfolioPdfRenderer::ImageFeed {
 
   // The image of artwork `index`; asked for in increasing order.
   std::optional<PreparedPdfImage> take(std::size_t index) {
+    if (first_ && index == 0) return std::exchange(first_, std::nullopt);
     while (next_ < artworks_.size() && next_ < index + window_) launch(next_++);
     const auto it = pending_.find(index);
     if (it == pending_.end()) return std::nullopt;
     std::optional<PreparedPdfImage> image = it->second.get();
     pending_.erase(it);
     return image;
+  }
+
+  // The first artwork's image, for the cover, kept until its own page
+  // takes it: one preparation, the same bytes on both pages.
+  const PreparedPdfImage* first() {
+    if (!first_) first_ = take(0);
+    return first_ ? &*first_ : nullptr;
   }
 
  private:
@@ -206,10 +214,12 @@ class PortfolioPdfRenderer::ImageFeed {
   // Images are made side by side, each on one thread.
   std::optional<OneThreadPerDerivation> oneThreadEach_;
   std::map<std::size_t, std::future<std::optional<PreparedPdfImage>>> pending_;
+  std::optional<PreparedPdfImage> first_;
 };
 
 void PortfolioPdfRenderer::drawCover(PdfCanvas& canvas, const Project& project,
-                                     const StudioSnapshot& snapshot) const {
+                                     const StudioSnapshot& snapshot,
+                                     const PreparedPdfImage* image) const {
   canvas.beginPage();
   const PageSize page = canvas.size();
   const double height = page.height > 0 ? page.height : 842;
@@ -223,8 +233,9 @@ void PortfolioPdfRenderer::drawCover(PdfCanvas& canvas, const Project& project,
 
   // The artist's name is the largest thing on the page, then the title,
   // then what the document is and its year, on one line: a block set on
-  // the left margin, its top a little above the middle of the page. Long
-  // names and titles wrap inside the margins.
+  // the left margin, its top a little above the middle of the page — or,
+  // under a work's image, below the image. Long names and titles wrap
+  // inside the margins.
   const std::vector<std::string> nameLines = canvas.wrapParagraph(name, width, nameStyle, 3);
   const std::string title = trimmedWhitespaceAndNewlines(project.projectTitle);
   const std::vector<std::string> titleLines =
@@ -243,7 +254,29 @@ void PortfolioPdfRenderer::drawCover(PdfCanvas& canvas, const Project& project,
 
   const double nameAdvance = nameStyle.size * 1.15;
   const double titleAdvance = titleStyle.size * 1.35;
+  const double blockHeight = static_cast<double>(nameLines.size()) * nameAdvance +
+                             nameStyle.size + static_cast<double>(titleLines.size()) * titleAdvance +
+                             (footer.empty() ? 0 : smallStyle.size * 2);
   double y = height * 0.38;
+
+  // The image hangs from the top margin on the same left edge, as large as
+  // the room above the block allows, at most a little over half the page.
+  struct Placed {
+    double width, height;
+  };
+  std::optional<Placed> placed;
+  if (image != nullptr && image->preparedPixelWidth > 0 && image->preparedPixelHeight > 0) {
+    const double gap = nameStyle.size * 1.3;
+    const double room =
+        std::min(height * 0.55, height - style_.margin - blockHeight - gap) - style_.margin;
+    const double w = static_cast<double>(image->preparedPixelWidth);
+    const double h = static_cast<double>(image->preparedPixelHeight);
+    const double scale = std::min(width / w, room / h);
+    if (scale > 0 && room >= height * 0.2) {
+      placed = Placed{w * scale, h * scale};
+      y = std::max(y, style_.margin + placed->height + gap);
+    }
+  }
   {
     const StructureScope heading(canvas, "H1");
     for (const std::string& line : nameLines) {
@@ -264,6 +297,16 @@ void PortfolioPdfRenderer::drawCover(PdfCanvas& canvas, const Project& project,
   if (!footer.empty()) {
     const StructureScope paragraph(canvas, "P");
     canvas.drawText(footer, left, y + smallStyle.size * 0.6, smallStyle);
+  }
+  if (placed) {
+    // Read after the names, as the work it is.
+    const Artwork& work = snapshot.artworks.images.front();
+    canvas.beginFigure(joinedNonEmpty({trimmedWhitespaceAndNewlines(work.title),
+                                       trimmedWhitespaceAndNewlines(work.year)},
+                                      ", "));
+    canvas.drawJpeg(image->jpeg, image->preparedPixelWidth, image->preparedPixelHeight, left,
+                    style_.margin, placed->width, placed->height, image->colour, work.id);
+    canvas.endStructure();
   }
 }
 
@@ -352,7 +395,7 @@ void PortfolioPdfRenderer::drawArtwork(PdfCanvas& canvas, const Project& project
     }
     canvas.beginFigure(alternative);
     canvas.drawJpeg(image->jpeg, image->preparedPixelWidth, image->preparedPixelHeight, imageLeft,
-                    top, drawnWidth, drawnHeight, image->colour);
+                    top, drawnWidth, drawnHeight, image->colour, artwork.id);
     canvas.endStructure();
     imageBottom = top + drawnHeight;
   }
@@ -690,7 +733,8 @@ PdfRenderResult PortfolioPdfRenderer::render(const Project& project, const Studi
     const bool withContents = options.includeTableOfContents && planned.bodyPages > 1;
     const int pageOffset = withContents ? 1 : 0;
     canvas.beginStructure("Document");
-    drawCover(canvas, project, snapshot);
+    const bool coverImage = options.includeCoverImage && !snapshot.artworks.images.empty();
+    drawCover(canvas, project, snapshot, coverImage ? images.first() : nullptr);
     if (withContents) drawContents(canvas, planned, pageOffset);
     drawBody(canvas, project, snapshot, options, &images, pageOffset, true, drawn, progress);
   }

@@ -108,7 +108,9 @@ class PortfolioPdfRenderer {
   void drawBody(PdfCanvas& canvas, const Project& project, const StudioSnapshot& snapshot,
                 const ExportOptions& options, ImageFeed* images, int pageOffset, bool outer,
                 Layout& layout, const Progress& progress = {}) const;
-  void drawCover(PdfCanvas& canvas, const Project& project, const StudioSnapshot& snapshot) const;
+  // The cover; with `image`, the first work's image above the names.
+  void drawCover(PdfCanvas& canvas, const Project& project, const StudioSnapshot& snapshot,
+                 const PreparedPdfImage* image = nullptr) const;
   void drawContents(PdfCanvas& canvas, const Layout& layout, int pageOffset) const;
   void drawContact(PdfCanvas& canvas, const ArtistDetails& details) const;
   // The lists a catalogue ends with: a price catalogue's price list, an

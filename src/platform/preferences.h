@@ -49,6 +49,7 @@ inline constexpr std::string_view kExportIncludeProjectStatement =
     "quorvane.export.includeProjectStatement";
 inline constexpr std::string_view kExportIncludeTableOfContents =
     "quorvane.export.includeTableOfContents";
+inline constexpr std::string_view kExportIncludeCoverImage = "quorvane.export.includeCoverImage";
 inline constexpr std::string_view kExportShowBiographyTitle = "quorvane.export.showBiographyTitle";
 inline constexpr std::string_view kExportShowStatementTitle = "quorvane.export.showStatementTitle";
 inline constexpr std::string_view kExportShowProjectStatementTitle =

@@ -484,6 +484,9 @@ TEST_F(DesktopTest, SettingsChangeTheExportDefaultsTheRemindersAndDeleteOnlyWhen
   EXPECT_EQ(store->state().exportOptions.format, PdfFormat::letter);
   EXPECT_FALSE(store->state().exportOptions.includeTableOfContents);
   EXPECT_EQ(preferences.string(preference_key::kExportLocale), "de");
+  settings.coverImageSwitch()->setChecked(false);
+  EXPECT_EQ(preferences.boolean(preference_key::kExportIncludeCoverImage), false);
+  EXPECT_FALSE(window->exportSheet().coverImageSwitch()->isChecked());
   // The export sheet starts from them.
   EXPECT_EQ(store->exportLanguage(), "de");
 

@@ -131,6 +131,39 @@ TEST_F(PortfolioTest, EachLineOfTheContactDetailsIsALineOfItsOwn) {
   EXPECT_TRUE(contains(contact, "Torstraße 12\nHinterhaus\n10435 Berlin\nGermany")) << contact;
 }
 
+// The first work's image stands above the names, which stay inside the
+// page however long; the file holds the image once for both its pages.
+TEST_F(PortfolioTest, TheCoverShowsTheFirstWorkAboveTheNamesHeldOnceInTheFile) {
+  const auto photo = testing::flatJpegIn("p3", {30, 60, 160}, 900, 1200);  // portrait
+  addArtwork("a1", photo);
+  addArtwork("a2", *testing::encodedImage(".jpg", 300, 200));
+  snapshot.details.firstName = std::string(60, 'N');
+  project.projectTitle = std::string(200, 'T');
+  for (const auto quality : {ExportImageQuality::printQuality, ExportImageQuality::webOptimized}) {
+    options.imageQuality = quality;
+    options.includeCoverImage = false;
+    const auto without = render().data;
+    options.includeCoverImage = true;
+    const auto with = render().data;
+    EXPECT_EQ(embeddedImages(with).size(), embeddedImages(without).size() + 1);
+    EXPECT_LT(with.size(), without.size() + 2000) << "the cover uses the work's own image";
+    EXPECT_EQ(qpdfProblems(with), "");
+
+    const ReadPage cover = readPdf(with).front();
+    EXPECT_GE(cover.ink.left, 40);
+    EXPECT_LE(cover.ink.right, cover.width - 40);
+    EXPECT_LE(cover.ink.bottom, cover.height - 40);
+    // The image's blue fills the top of the page, the names are below it.
+    const auto pixels = testing::rasterisePage(with, 0, 100, 141);
+    const auto at = [&](int x, int y) {
+      const std::size_t i = (static_cast<std::size_t>(y) * 100 + x) * 3;
+      return std::array<int, 3>{pixels.rgb[i], pixels.rgb[i + 1], pixels.rgb[i + 2]};
+    };
+    EXPECT_GT(at(20, 30)[2], at(20, 30)[0] + 60) << "blue at the top left";
+    EXPECT_GT(cover.ink.top, cover.height * 0.4) << "the names begin under the image";
+  }
+}
+
 TEST_F(PortfolioTest, TheCoverPrintsTheYearOnceWhenTheTitleEndsWithIt) {
   const auto timesOnCover = [&](const std::string& title, const std::string& year) {
     project.projectTitle = title;
@@ -171,6 +204,7 @@ TEST_F(PortfolioTest, WebQualityReencodesTo1600PixelsPrintQualityEmbedsTheBytesA
   addArtwork("photo", photo);
   addArtwork("turned", turned);
   addArtwork("png", png);
+  options.includeCoverImage = false;  // one image a page
 
   options.imageQuality = ExportImageQuality::webOptimized;
   const auto web = embeddedImages(render().data);
@@ -211,6 +245,7 @@ TEST_F(PortfolioTest, EachOriginalPrintsInItsOwnColourWithOneProfileObjectEach) 
       {"p3 green", testing::flatJpegIn("p3", {40, 200, 90}, 300, 200)},
       {"cmyk", testing::flatJpegIn("cmyk", {40, 90, 200}, 300, 200)}};
   for (const auto& [id, bytes] : originals) addArtwork(id, bytes);
+  options.includeCoverImage = false;
 
   for (const auto quality : {ExportImageQuality::printQuality, ExportImageQuality::webOptimized}) {
     options.imageQuality = quality;
@@ -493,6 +528,7 @@ TEST_F(PortfolioTest, EveryCharacterATitleHoldsPrintsAsText) {
   addArtwork("a1", *testing::encodedImage(".jpg", 300, 200));
   snapshot.artworks.images[0].title = "Tide 🌊 المد 潮";
   options.includeCV = options.includeBiography = options.includeStatement = false;
+  options.includeCoverImage = false;
   const auto pdf = render().data;
   const auto pages = readPdf(pdf);
   const std::string& work = pages[2].text;
