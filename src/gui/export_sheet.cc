@@ -321,6 +321,7 @@ void ExportSheet::retranslate() {
   languageLabel_->setText(words("desktop.export.language"));
   paperLabel_->setText(words("desktop.export.paper"));
   qualityLabel_->setText(words("desktop.export.quality"));
+  quality_->setToolTip(words("desktop.export.quality.hint"));
   includeHeading_->setText(words("desktop.export.include").toUpper());
   titlesHeading_->setText(words("desktop.export.titles").toUpper());
   includeToc_->setText(words("desktop.export.include.toc"));
