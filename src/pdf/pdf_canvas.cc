@@ -399,6 +399,7 @@ void PdfCanvas::beginPage() {
       }
     } else {
       cairo_show_page(impl_->cairo.get());
+      impl_->imageColours.pageWritten();
     }
   }
   ++pages_;
@@ -698,6 +699,7 @@ std::vector<std::uint8_t> PdfCanvas::finish() {
   // fonts, outline, the table — is held back to be mended.
   while (!impl_->openStructure.empty()) endStructure();
   cairo_show_page(impl_->cairo.get());
+  impl_->imageColours.pageWritten();
   // A drawing that failed leaves the context in error, drawing nothing
   // more: a document short of pages must fail, not be written.
   const cairo_status_t drawing = cairo_status(impl_->cairo.get());

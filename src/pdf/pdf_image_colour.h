@@ -55,6 +55,11 @@ class PdfImageColours {
   // Each write cairo makes, starting `offset` bytes into the file.
   void observe(std::span<const std::uint8_t> bytes, std::uint64_t offset);
 
+  // cairo has written a page and its images. A JPEG expected and not seen
+  // was drawn under an identity written before, and cairo lets its bytes
+  // go now: it is never looked for again.
+  void pageWritten() { expected_.clear(); }
+
   // The distinct profiles, each a whole object body, to be numbered in
   // this order.
   std::vector<std::string> profileObjects() const;
