@@ -30,226 +30,42 @@
 //   project being left is lost or written into the wrong place.
 #pragma once
 
-#include <atomic>
 #include <cstdint>
 #include <functional>
 #include <map>
 #include <memory>
 #include <optional>
-#include <set>
 #include <string>
 #include <thread>
 #include <vector>
 
 #include "app/all_backups.h"
+#include "app/app_state.h"
+#include "app/app_store_services.h"
 #include "app/backup_reminders.h"
-#include "app/export_job.h"
-#include "app/finalization_pause.h"
-#include "app/image_intake_job.h"
-#include "app/library_tidy.h"
-#include "app/original_check.h"
-#include "app/package_export.h"
-#include "app/page_thumbnails.h"
 #include "app/pdf_render_service.h"
-#include "app/save_pipeline.h"
-#include "app/save_section.h"
 #include "app/store_changes.h"
-#include "app/thumbnail_refresh.h"
+#include "app/store_commands.h"
 #include "app/web_cv_import.h"
-#include "images/image_optimizer.h"
-#include "model/control_characters.h"
-#include "model/records.h"
-#include "packages/transfer_service.h"
-#include "pdf/statement_pdf_renderer.h"
-#include "platform/clock.h"
 #include "platform/executor.h"
-#include "platform/logger.h"
-#include "platform/preferences.h"
-#include "storage/files_media_store.h"
-#include "storage/snapshot_repository.h"
 
 namespace quorvane {
 
-enum class ThemeMode { system, light, dark };
-template <>
-struct RawValueTable<ThemeMode> {
-  static constexpr std::array<RawCase<ThemeMode>, 3> cases{{
-      {ThemeMode::system, "system"},
-      {ThemeMode::light, "light"},
-      {ThemeMode::dark, "dark"},
-  }};
-};
-
-enum class ToastStyle { info, error, success };
-enum class ToastAction { openExport, showOversizedImages };
-enum class ToastPlacement { top, center };
-
-struct ToastMessage {
-  std::string id;
-  std::optional<std::string> title;
-  std::string text;
-  ToastStyle style = ToastStyle::info;
-  std::optional<ToastAction> action;
-  ToastPlacement placement = ToastPlacement::top;
-
-  bool operator==(const ToastMessage&) const = default;
-};
-
-struct OversizedImageNotice {
-  std::string id;
-  std::string displayName;
-  std::int64_t byteSize = 0;
-  std::optional<Bytes> previewData;
-
-  bool operator==(const OversizedImageNotice&) const = default;
-};
-
-// Progress of the images of an imported package being finished in the
-// background.
-struct ImportFinalizationStatus {
-  std::size_t done = 0;
-  std::size_t total = 0;
-  bool isPaused = false;
-  std::optional<std::string> message;  // why it is paused, in words
-
-  bool operator==(const ImportFinalizationStatus&) const = default;
-};
-
-// What the screens show; changed only on the main executor.
-struct AppState {
-  Project project;
-  StudioSnapshot snapshot;
-  std::vector<ProjectSummary> projects;  // live projects, most recently changed first
-  // Deleted projects, most recently deleted first: their rows stay, so each
-  // can be restored as it was.
-  std::vector<ProjectSummary> deletedProjects;
-  std::optional<std::string> uiLanguage;
-  ThemeMode themeMode = ThemeMode::system;
-  bool isEditTitlesEnabled = false;
-  ExportOptions exportOptions;
-  bool isSaving = false;
-  bool isSaveWaiting = false;
-  std::map<SaveSection, bool> savedFlags;
-  std::string imageSizeWarning;
-  std::optional<std::string> lastErrorMessage;
-  std::optional<ToastMessage> errorToast;  // the toast on screen, whatever its style
-  std::vector<OversizedImageNotice> oversizedImageNotices;
-  bool showOversizedImagesHelper = false;
-  std::optional<ImportFinalizationStatus> importFinalizationStatus;
-  // Page thumbnails: bumped when a new one is ready (views reload it), and
-  // the signature of the source each was drawn from.
-  std::map<std::string, std::int64_t> artworkPdfThumbVersionByID;
-  std::map<std::string, std::string> artworkPdfThumbGeneratedSignatureByID;
-  std::map<SaveSection, std::int64_t> documentPdfThumbVersionBySection;
-  std::map<SaveSection, std::string> documentPdfThumbGeneratedSignatureBySection;
-  bool isImportingProjectPackage = false;
-  std::int64_t completePortfolioExportCount = 0;
-  std::optional<Date> lastProjectDataExportAt;
-  std::optional<Date> lastProjectDataImportAt;
-  BackupReminderState backupReminderState;
-  std::optional<BackupReminderLevel> activeBackupReminderLevel;
-  bool showBackupReminderSheet = false;
-  std::optional<std::vector<std::uint8_t>> pdfPreviewData;
-  std::vector<PdfWarning> pdfWarnings;
-  bool isPdfRendering = false;
-  std::optional<std::string> worksInspectorArtworkID;
-  SaveSection activeStatementSection = SaveSection::statement;
-  // The project a web CV import is writing into; its saves are held back.
-  std::optional<std::string> webCVImportTargetID;
-  // Said once something the user wrote held characters that are no text
-  // (control characters), which were taken out.
-  std::optional<std::string> inputNotice;
-};
-
-// The collaborators of the store, owned by whoever builds it.
-struct AppStoreServices {
-  SnapshotRepository& snapshots;
-  IncrementalSnapshotRepository& sectionSaves;
-  LabelOverrideRepository& labels;
-  FilesMediaStore& media;
-  const ImageOptimizer& images;
-  Preferences& preferences;
-  Executor& main;
-  Executor& saveQueue;
-  const Clock& clock;
-  Logger& logger;
-  std::function<std::string()> makeUuid;
-  // The region of the user's locale ("US", "FR"), for the initial unit.
-  std::function<std::optional<std::string>()> regionCode;
-  // Returns once every write handed to `saveQueue` has run.
-  std::function<void()> drainSaveQueue;
-  // Renders documents; previews run on `pdfRenderQueue`
-  // ("app.quorvane.pdf-render"). Without them nothing can be rendered.
-  PdfRenderService* renderer = nullptr;
-  Executor* pdfRenderQueue = nullptr;
-  // Project packages: the service, and the import save of the library.
-  // Without them no package can be written or read.
-  const QuorvaneTransferService* transfer = nullptr;
-  AtomicProjectImportRepository* imports = nullptr;
-  // Where images are read and derived for `addImagesInBackground`
-  // ("app.quorvane.image-intake"); without it they are added at once.
-  Executor* imageQueue = nullptr;
-  // Where page thumbnails are drawn ("app.quorvane.pdf-thumbs"); without it
-  // (the command line) none are drawn in the background.
-  Executor* thumbnailQueue = nullptr;
-  // Where a board's pictures are decoded ("app.quorvane.board-pictures"),
-  // apart from the drawing of pages so that scrolling never waits behind
-  // it; without it, the thumbnail queue.
-  Executor* pictureQueue = nullptr;
-  // The web CV import's reads and writes of the library, and where its
-  // files are read (the real file system when absent). Without the first
-  // no web CV can be imported.
-  WebCVRepository* webCV = nullptr;
-  FileSystem* files = nullptr;
-  // Overrides the interface language for this run (the command line's --lang).
-  std::optional<std::string> languageOverride;
-  // The folder of the library (its database, media and lock): no export is
-  // ever written into it.
-  std::optional<std::string> libraryDirectory;
-};
-
-// The project fields a user sets; absent fields stay as they are (or take
-// the defaults, for a new project).
-struct ProjectChanges {
-  std::optional<std::string> name;
-  std::optional<ProjectKind> kind;
-  std::optional<CatalogueKind> catalogueKind;
-  std::optional<std::string> title;
-  std::optional<std::string> year;
-  std::optional<std::string> locale;
-  std::optional<std::string> currency;  // empty removes it
-  std::optional<UnitSystem> unit;
-  std::optional<DocumentOrientation> orientation;
-  std::optional<ArtworkLayoutMode> layout;
-};
-
-// What an artist writes about a work; the image fields are the store's.
-struct ArtworkMetadata {
-  std::string title;
-  std::string medium;
-  std::string year;
-  std::string width;
-  std::string height;
-  std::string depth;
-  std::string text;
-  std::optional<ArtworkStatus> status;
-  std::optional<std::int64_t> priceCents;
-  std::optional<std::string> priceCurrency;
-
-  static ArtworkMetadata of(const Artwork& artwork);
-  bool operator==(const ArtworkMetadata&) const = default;
-};
-
-// The outcome of one file of `addImages`.
-struct ImageAddResult {
-  std::string path;
-  std::optional<std::string> artworkId;  // absent when the file was not added
-  std::string message;                   // why not, or the size warning
-
-  bool operator==(const ImageAddResult&) const = default;
-};
-
+class ExportJob;
+class ImageIntakeJob;
+class SavePipeline;
+struct LoadedProject;
 struct MergedPackage;
+struct TextPageFill;
+struct TidyReport;
+enum class TextShape;
+enum class ThermalState;
+class FinalizationRoom;
+class ThumbnailRoom;
+class WebCVRoom;
+class PackagesRoom;
+class DocumentsRoom;
+class IntakeRoom;
 
 class AppStore {
  public:
@@ -396,9 +212,7 @@ class AppStore {
   void markProjectDataExported(Date at);
   void markProjectDataImported(Date at);
   // Why the latest write of the preferences failed, when one did.
-  std::optional<std::string> preferencesWriteFailure() const {
-    return services_.preferences.lastWriteFailure();
-  }
+  std::optional<std::string> preferencesWriteFailure() const;
 
   // Documents. `renderPDF` renders now, for an export (a complete portfolio
   // is counted); nothing, with an error toast, when it fails.
@@ -486,9 +300,7 @@ class AppStore {
   // a print could use, and why.
   std::vector<MissingOriginal> missingOriginals() const;
   // The works that kept the last package export from being written.
-  const std::vector<MissingOriginal>& lastBackupMissingOriginals() const {
-    return lastBackupMissingOriginals_;
-  }
+  const std::vector<MissingOriginal>& lastBackupMissingOriginals() const;
   // The file name a package of the open project is given.
   std::string projectPackageFileName() const;
   // Reads the package at `path` into the library as a new project (see
@@ -543,10 +355,10 @@ class AppStore {
   // saying why, and goes on by itself when that passes. Without an
   // `imageQueue`, the images are finished at once.
   void startImportFinalization();
-  bool isImportFinalizationRunning() const { return finalization_.has_value(); }
+  bool isImportFinalizationRunning() const;
   // Why the last import failed: the package's fault (its case name) or the
   // disk's, in words.
-  const std::optional<std::string>& lastImportFailure() const { return lastImportFailure_; }
+  const std::optional<std::string>& lastImportFailure() const;
 
   // Empties the library and the media folder, then starts a new project.
   bool deleteAllUserData();
@@ -575,9 +387,7 @@ class AppStore {
   bool applyWebCVImportInBackground(const PreparedWebCVImport& prepared,
                                     const WebCVImportSelection& selection,
                                     std::function<void(bool)> done);
-  const std::optional<WebCVImportErrorCode>& lastWebCVImportError() const {
-    return lastWebCVImportError_;
-  }
+  const std::optional<WebCVImportErrorCode>& lastWebCVImportError() const;
 
   void dismissToast();
 
@@ -604,7 +414,6 @@ class AppStore {
   };
   using PictureLoaded = std::function<void(const std::optional<BoardPicture>&)>;
   void loadBoardPicture(const std::string& artworkId, int longEdge, PictureLoaded done);
-  PageThumbnails* pageThumbnails() { return thumbnails_.get(); }
   // Draws, here and now, every thumbnail of the open project that is
   // missing or stale (the command line's `thumbnails`); `progress` is told
   // after each page.
@@ -678,33 +487,9 @@ class AppStore {
   std::string cleaned(std::string_view text, TextShape shape);
   ProjectChanges cleaned(const ProjectChanges& changes);
   ArtworkMetadata cleaned(const ArtworkMetadata& metadata);
+  // A currency that is no code is refused, with a toast; true then.
+  bool refuseUnknownCurrency(const std::optional<std::string>& currency);
   bool failSettingsWrite();
-  // A render that failed, through the one toast path.
-  void failRender(const std::exception_ptr& failure);
-  std::string imageFailureText(const class ImageIntakeError& error, const std::string& path) const;
-  // Commits the staged files of `artworks`, puts the artworks into the open
-  // project (replacing those of the same id) and saves them at once. On a
-  // failure the files and the artworks are as they were, and the error's
-  // text is returned (and shown).
-  std::optional<std::string> putImagesInPlace(OriginalMediaImportTransaction& transaction,
-                                              const std::vector<Artwork>& artworks);
-  // Where a rollback that could not put every file back kept them, in
-  // words (empty when it could).
-  std::string keptFilesText(const OriginalMediaImportTransaction& transaction) const;
-  // The end of an intake: oversized images listed, the last failure shown.
-  void announceIntake(const std::vector<OversizedImageNotice>& oversized,
-                      const std::optional<std::string>& lastFailure, std::size_t fileCount);
-  std::int64_t nextSortIndex() const;
-  // The ends of an export: counted and logged, or the failure shown.
-  void exportWritten(const RenderRequest& request, const std::string& path);
-  void exportFailed(const std::exception& error, const std::string& path);
-  // A print-quality document of works whose originals can't be used printed
-  // their screen copies: said as a warning (the works named by
-  // `missingOriginals`).
-  void noteMissingOriginals(const RenderRequest& request, const ExportOptions& options,
-                            std::vector<PdfWarning>& warnings) const;
-  // Refuses (with a toast) what can't be exported at all.
-  bool canExportTo(const std::string& path);
 
   AppStoreServices services_;
   AppState state_;
@@ -714,7 +499,6 @@ class AppStore {
   PublishedDigest published_;
   bool publishing_ = false;    // observers are being told
   bool publishAgain_ = false;  // the state changed while they were
-  std::uint64_t previewRevision_ = 0;
   std::thread::id mainThread_ = std::this_thread::get_id();
   std::size_t nextObserver_ = 1;
   std::uint64_t changeCount_ = 0;
@@ -722,106 +506,26 @@ class AppStore {
   bool isUnsaved_ = false;                           // the open project is not in the library yet
   std::map<std::string, std::size_t> silentWrites_;  // project id → writes not counted
   std::map<SaveSection, std::uint64_t> stampedContent_;  // content at its last stamp
-  // The number of the latest preview asked for, read on the render queue
-  // too: a render overtaken before it starts is not made at all.
-  std::shared_ptr<std::atomic<std::uint64_t>> latestPreviewRequestID_ =
-      std::make_shared<std::atomic<std::uint64_t>>(0);
-  std::optional<std::string> lastImportFailure_;
-  std::optional<WebCVImportErrorCode> lastWebCVImportError_;
-  // Web CV import: the checks before writing and the holding back of saves;
-  // what to write, or nothing when it can't start.
-  std::optional<WebCVWrite> beginWebCVImport(const PreparedWebCVImport& prepared,
-                                             const WebCVImportSelection& selection);
-  void finishWebCVImport(const PreparedWebCVImport& prepared, const WebCVWrite& write,
-                         const std::optional<WebCVWritten>& written, std::exception_ptr failure);
-  void failPreparingWebCVImport(const std::exception_ptr& failure);
-  void logPreparedWebCVImport(const PreparedWebCVImport& prepared);
-  bool failWebCVImport(WebCVImportErrorCode code, const std::string& detail,
-                       const std::optional<WebCVImportExplanation>& explanation = std::nullopt);
-  // Puts what the import wrote into `library` (the project's content as the
-  // library now holds it) and, unless edited meanwhile, into the screen's.
-  void takeImportedContent(const PreparedWebCVImport& prepared, const WebCVWrite& write,
-                           std::int64_t atMs, std::pair<Project, StudioSnapshot>& library);
-  // The package of the open project at `path`, unrecorded; throws.
-  // What a package export of the open project holds, its edits written.
-  PackageExport packageExportInput();
-  // The ends of an import shared by both routes: a new project in the
-  // library (opened with `open`), or why not in `lastImportFailure_`.
-  // `done` is told the last step's key ("import.toast.step.done") once the
-  // project is in the library, before the success toast.
-  std::optional<std::string> importMerged(const MergedPackage& merged, bool open,
-                                          const std::function<void(std::string_view)>& done);
-  void importFailed(const std::exception_ptr& failure);
-  // Refuses (with a toast) a package that can't be written at `path`.
-  bool canWritePackageTo(const std::string& path);
-  AllBackupsPlan allBackupsPlan(const std::string& folder, const PackageExportOptions& options);
-  void allBackupsWritten(const AllBackups& report);
-  // The ends of a package export: recorded, or the failure shown.
-  void packageWritten(const WrittenPackage& written, const std::string& path);
-  void packageFailed(const std::exception& error, const std::string& path);
-  std::vector<MissingOriginal> lastBackupMissingOriginals_;
-  // Import finalisation, shared by the two ways of running it.
-  struct FinalizationRun {
-    std::vector<std::string> work;                 // artwork ids awaiting their image, in order
-    std::vector<std::string> processed;            // finished, or failed and reported
-    std::size_t next = 0;                          // into `work`
-    bool inFlight = false;                         // an image is being made
-    std::optional<Date> lastPublished;             // when its progress was last told
-    std::map<std::string, std::string> originals;  // artwork id → its original
-    std::optional<std::string> originalOf(const std::string& id) const {
-      const auto found = originals.find(id);
-      return found == originals.end() ? std::nullopt : std::optional<std::string>(found->second);
-    }
-  };
-  static constexpr Milliseconds kFinalizationPublishInterval{250};
-  // Reads the pending ids, asks the library which still await their
-  // image and publishes the status; nothing when none does.
-  std::optional<FinalizationRun> beginFinalization();
-  // Makes the image of `id` from its `original` and writes it into its
-  // artwork; on any thread. The artwork's image fields, or nothing when it
-  // has no original or is gone. Throws when the image can't be made or
-  // written.
-  static std::optional<Artwork> finishAndStore(FilesMediaStore& media, const ImageOptimizer& images,
-                                               IncrementalSnapshotRepository& library,
-                                               const std::string& id,
-                                               const std::optional<std::string>& original);
-  // One id done (finished with `fields`, or failed and reported): the
-  // open project shows it, the status counts it.
-  void imageFinished(FinalizationRun& run, const std::string& id,
-                     const std::optional<Artwork>& fields);
-  // The processed ids off the pending list (ids added meanwhile stay).
-  void endFinalizationRun(const FinalizationRun& run);
-  // Applies the pause rule to the status, with its diagnostics; true when
-  // the work may go on.
-  bool evaluateFinalizationPause();
-  // Hands the next image to the worker unless one is there or it waits.
-  void advanceFinalization();
-  // Page thumbnails: the source of a key now, and the pages a change made
-  // stale (called from `publish`).
-  std::optional<ThumbnailSource> thumbnailSource(const std::string& key);
-  // The signatures of every page of the open project now.
-  std::optional<std::string> currentThumbnailSignature(const std::string& key);
-  void refreshThumbnails();
   // Runs `read` on the save queue after the pending saves, and `done` with
   // its result on the main executor (a failure is shown, `done` told the
   // empty result).
   template <typename Result>
   void readAfterSaves(std::function<Result(SnapshotRepository&)> read,
                       std::function<void(const Result&)> done);
-  // The web image of `artworkId` decoded on the picture queue.
-  void loadWebPicture(const std::string& artworkId, int longEdge, PictureLoaded done);
-  Executor* pictureWorker() const;
-  void thumbnailReady(const std::string& key);
-  PageLabels currentPageLabels();
-  std::unique_ptr<PageThumbnails> thumbnails_;
-  ThumbnailRefresh thumbnailRefresh_;
-  std::string thumbnailProjectId_;  // the project the refresh last looked at
-  // The label overrides the pages read, kept between edits (a window
-  // publishes at every keystroke); dropped when labels are written.
-  std::optional<PageLabels> pageLabels_;
-  std::string pageLabelsLocale_;
-  FinalizationConditions finalizationConditions_;
-  std::optional<FinalizationRun> finalization_;
+  // Each capability's own state and helpers (app/store/*_room.h); they
+  // reach the shared state above through the store.
+  friend class DocumentsRoom;
+  friend class FinalizationRoom;
+  friend class IntakeRoom;
+  friend class PackagesRoom;
+  friend class ThumbnailRoom;
+  friend class WebCVRoom;
+  std::unique_ptr<DocumentsRoom> documents_;
+  std::unique_ptr<FinalizationRoom> finalization_;
+  std::unique_ptr<IntakeRoom> intake_;
+  std::unique_ptr<PackagesRoom> packages_;
+  std::unique_ptr<ThumbnailRoom> thumbnails_;
+  std::unique_ptr<WebCVRoom> webCVImport_;
   std::shared_ptr<AppStore*> self_;  // render results reach the store through it while it lives
 };
 

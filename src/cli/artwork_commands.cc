@@ -174,11 +174,7 @@ void setArtwork(CliContext& context, ArtworkOptions o) {
     changed = true;
   }
   if (o.priceCurrency) {
-    const auto code = currencyCode(*o.priceCurrency);
-    if (!code && !o.priceCurrency->empty()) {
-      throw CliError(context.format("cli.error.bad_currency", {*o.priceCurrency}));
-    }
-    metadata.priceCurrency = code;
+    metadata.priceCurrency = o.priceCurrency;
     changed = true;
   }
   if (!changed) throw CliError(context.text("cli.error.nothing_to_change"));

@@ -50,13 +50,7 @@ ProjectChanges changesFrom(const ProjectOptions& options, CliContext& context) {
   changes.title = options.title;
   changes.year = options.year;
   changes.locale = options.locale;
-  if (options.currency) {
-    const auto code = currencyCode(*options.currency);
-    if (!code && !options.currency->empty()) {
-      throw CliError(context.format("cli.error.bad_currency", {*options.currency}));
-    }
-    changes.currency = code.value_or("");
-  }
+  changes.currency = options.currency;
   changes.unit = parsed<UnitSystem>(options.unit);
   changes.orientation = parsed<DocumentOrientation>(options.orientation);
   changes.layout = parsed<ArtworkLayoutMode>(options.layout);

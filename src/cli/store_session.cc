@@ -1,4 +1,5 @@
 #include "cli/store_session.h"
+#include "app/library_tidy.h"
 
 #include <unistd.h>
 
@@ -198,36 +199,19 @@ StoreSession::StoreSession(CliContext& context)
   preferences_ = std::make_unique<Preferences>(
       preferencesFilePath(), realFileSystem(), logger_, systemClock(),
       changes ? Preferences::Access::write : Preferences::Access::read);
-  renderer_ = std::make_unique<PdfRenderService>(*storage_.repository, *storage_.repository,
-                                                 *storage_.media, optimizer_, logger_);
   std::optional<std::string> language;
   if (!context.languageOption.empty()) language = context.languageOption;
-  webCV_ = std::make_unique<SQLiteWebCVRepository>(*storage_.repository);
-  store_ = std::make_unique<AppStore>(AppStoreServices{
-      .snapshots = *storage_.repository,
-      .sectionSaves = *storage_.repository,
-      .labels = *storage_.repository,
-      .media = *storage_.media,
-      .images = optimizer_,
-      .preferences = *preferences_,
-      .main = mainLoop_,
-      .saveQueue = saveQueue_,
-      .clock = systemClock(),
-      .logger = logger_,
-      .makeUuid = makeUuid,
-      .regionCode = systemRegionCode,
-      .drainSaveQueue = [this] { saveQueue_.drain(); },
-      .renderer = renderer_.get(),
-      .pdfRenderQueue = &pdfQueue_,
-      .transfer = &transfer_,
-      .imports = storage_.repository.get(),
-      .webCV = webCV_.get(),
-      .languageOverride = language,
-      .libraryDirectory = dataDirectory(),
-  });
+  assembly_ =
+      std::make_unique<StoreAssembly>(storage_, StoreFace{.main = mainLoop_,
+                                                          .preferences = *preferences_,
+                                                          .logger = logger_,
+                                                          .libraryDirectory = dataDirectory(),
+                                                          .languageOverride = language,
+                                                          .drawsPagesAhead = false});
+  AppStore& store = assembly_->store();
   if (changes) {
     const TidyReport tidied =
-        store_->tidyAfterInterruptedRuns({dataDirectory(), preferencesDirectory()});
+        store.tidyAfterInterruptedRuns({dataDirectory(), preferencesDirectory()});
     if (tidied.strayMediaFolder) {
       context.err << "quorvane: "
                   << context.plural(
@@ -238,28 +222,28 @@ StoreSession::StoreSession(CliContext& context)
     }
     // The machine's state, for the diagnostics of images of an import
     // finished after the command (see `finish`).
-    store_->thermalStateChanged(readThermalState());
-    store_->lowPowerModeChanged(readLowPowerMode());
+    store.thermalStateChanged(readThermalState());
+    store.lowPowerModeChanged(readLowPowerMode());
   }
   const std::optional<std::string> project =
       context.projectOption.empty() ? std::nullopt : std::optional(context.projectOption);
-  if (!store_->start(project)) {
-    throw CliError(store_->state().lastErrorMessage.value_or("the library could not be opened"));
+  if (!store.start(project)) {
+    throw CliError(store.state().lastErrorMessage.value_or("the library could not be opened"));
   }
 }
 
 StoreSession::~StoreSession() {
-  store_->quit();
-  saveQueue_.drain();
+  store().quit();
+  assembly_->drainSaves();
   mainLoop_.runUntilIdle();
-  store_.reset();
+  assembly_.reset();
 }
 
 void StoreSession::writeNow() {
-  const std::optional<ToastMessage> before = store_->state().errorToast;
-  store_->quit();
+  const std::optional<ToastMessage> before = store().state().errorToast;
+  store().quit();
   mainLoop_.runUntilIdle();
-  const std::optional<ToastMessage>& after = store_->state().errorToast;
+  const std::optional<ToastMessage>& after = store().state().errorToast;
   if (after && after != before && after->style == ToastStyle::error) {
     throw CliError(after->text);  // a write failed: the user must know
   }
@@ -279,10 +263,10 @@ void StoreSession::writeNow() {
 
 void StoreSession::finish() {
   writeNow();
-  if (const auto& notice = store_->state().inputNotice) {
+  if (const auto& notice = store().state().inputNotice) {
     context_.err << context_.format("cli.warning", {*notice}) << '\n';
   }
-  if (store_->changeCount() > 0) remindOfBackup();
+  if (store().changeCount() > 0) remindOfBackup();
   if (context_.access == StorageAccess::write) finishLeftImages();
 }
 
@@ -290,9 +274,9 @@ void StoreSession::finishLeftImages() {
   // Images of an import that a stopped run left unfinished: the command's
   // own work is written first, then a slice of them is finished, so that no
   // command waits long for work it was not asked to do.
-  if (store_->importImagesAwaiting() == 0) return;
-  store_->finishImportedImages({}, kLeftImagesSlice);
-  const std::size_t left = store_->importImagesAwaiting();
+  if (store().importImagesAwaiting() == 0) return;
+  store().finishImportedImages({}, kLeftImagesSlice);
+  const std::size_t left = store().importImagesAwaiting();
   if (left == 0) return;
   context_.err << "quorvane: "
                << context_.plural("cli.finalization.left", static_cast<std::int64_t>(left),
@@ -301,8 +285,8 @@ void StoreSession::finishLeftImages() {
 }
 
 void StoreSession::remindOfBackup() {
-  store_->evaluateBackupReminder();
-  const std::optional<BackupReminderLevel> level = store_->state().activeBackupReminderLevel;
+  store().evaluateBackupReminder();
+  const std::optional<BackupReminderLevel> level = store().state().activeBackupReminderLevel;
   if (!level) return;
   context_.err << context_.format("cli.backup.reminder_line",
                                   {context_.text("backup.reminder.title"),
@@ -310,7 +294,7 @@ void StoreSession::remindOfBackup() {
                << '\n'
                << "  " << context_.format("cli.backup.export_hint", {kBackupCommand}) << '\n';
   // Said once: the terminal has no sheet to leave open.
-  store_->dismissBackupReminder(*level, true);
+  store().dismissBackupReminder(*level, true);
 }
 
 std::string libraryMediaDirectory() { return dataDirectory() + "/media"; }

@@ -15,7 +15,7 @@
 #include <string>
 
 #include "app/app_store.h"
-#include "images/image_optimizer.h"
+#include "app/store_assembly.h"
 #include "platform/executor.h"
 #include "platform/logger.h"
 #include "platform/main_loop.h"
@@ -66,7 +66,7 @@ class StoreSession {
   StoreSession(const StoreSession&) = delete;
   StoreSession& operator=(const StoreSession&) = delete;
 
-  AppStore& store() { return *store_; }
+  AppStore& store() { return assembly_->store(); }
 
   // Ends a successful command: writes every edit, then, when data changed,
   // prints the backup reminder that is due. A command line has no sheet to
@@ -91,14 +91,7 @@ class StoreSession {
   BootedStorage storage_;
   std::unique_ptr<Preferences> preferences_;
   MainLoop mainLoop_;
-  SerialQueue saveQueue_{"app.quorvane.snapshot-save"};
-  ImageOptimizer optimizer_;
-  std::unique_ptr<PdfRenderService> renderer_;
-  QuorvaneTransferService transfer_{TransferLimits{}, logger_};
-  std::unique_ptr<SQLiteWebCVRepository> webCV_;
-  // After the renderer: destroyed (and drained) before it.
-  SerialQueue pdfQueue_{"app.quorvane.pdf-render"};
-  std::unique_ptr<AppStore> store_;
+  std::unique_ptr<StoreAssembly> assembly_;
   bool preferenceFailureTold_ = false;
 };
 

@@ -1,4 +1,5 @@
 #include "gui/desktop_session.h"
+#include "app/library_tidy.h"
 
 #include <unistd.h>
 
@@ -60,56 +61,33 @@ DesktopSession::DesktopSession(QObject& mainContext, Logger& logger, const LockW
     // The temporary library says why, so the user can put it right.
     if (notice.key == kFallbackTemporaryNotice && storage_.problem) {
       text += "\n\n" + fillPlaceholders(uiText(storage_.problem->key, language),
-                                         storage_.problem->arguments);
+                                        storage_.problem->arguments);
     }
     notices_.push_back(std::move(text));
   }
-  renderer_ = std::make_unique<PdfRenderService>(*storage_.repository, *storage_.repository,
-                                                 *storage_.media, optimizer_, logger_);
-  webCV_ = std::make_unique<SQLiteWebCVRepository>(*storage_.repository);
-  store_ = std::make_unique<AppStore>(AppStoreServices{
-      .snapshots = *storage_.repository,
-      .sectionSaves = *storage_.repository,
-      .labels = *storage_.repository,
-      .media = *storage_.media,
-      .images = optimizer_,
-      .preferences = *preferences_,
-      .main = main_,
-      .saveQueue = saveQueue_,
-      .clock = systemClock(),
-      .logger = logger_,
-      .makeUuid = makeUuid,
-      .regionCode = systemRegionCode,
-      .drainSaveQueue = [this] { saveQueue_.drain(); },
-      .renderer = renderer_.get(),
-      .pdfRenderQueue = &pdfQueue_,
-      .transfer = &transfer_,
-      .imports = storage_.repository.get(),
-      .imageQueue = &imageQueue_,
-      .thumbnailQueue = &thumbnailQueue_,
-      .pictureQueue = &pictureQueue_,
-      .webCV = webCV_.get(),
-      .files = nullptr,
-      .languageOverride = std::nullopt,
-      .libraryDirectory = dataDirectory(),
-  });
+  assembly_ =
+      std::make_unique<StoreAssembly>(storage_, StoreFace{.main = main_,
+                                                          .preferences = *preferences_,
+                                                          .logger = logger_,
+                                                          .libraryDirectory = dataDirectory(),
+                                                          .languageOverride = std::nullopt,
+                                                          .drawsPagesAhead = true});
+  AppStore& store = assembly_->store();
   if (!storage_.isFallback && !storage_.isWriteProtected) {
-    store_->tidyAfterInterruptedRuns({dataDirectory(), preferencesDirectory()});
+    store.tidyAfterInterruptedRuns({dataDirectory(), preferencesDirectory()});
   }
-  conditions_ = std::make_unique<SystemConditionsWatch>(*store_, main_);
-  if (!store_->start()) {
+  conditions_ = std::make_unique<SystemConditionsWatch>(store, main_);
+  if (!store.start()) {
     throw DesktopStartError(
-        store_->state().lastErrorMessage.value_or("the library could not be opened"));
+        store.state().lastErrorMessage.value_or("the library could not be opened"));
   }
-  store_->startImportFinalization();
-  store_->evaluateBackupReminder();
+  store.startImportFinalization();
+  store.evaluateBackupReminder();
 }
 
 DesktopSession::~DesktopSession() {
   conditions_.reset();
-  store_->quit();
-  saveQueue_.drain();
-  store_.reset();
+  assembly_.reset();
 }
 
 }  // namespace quorvane::gui

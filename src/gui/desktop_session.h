@@ -10,6 +10,7 @@
 #include <string>
 
 #include "app/app_store.h"
+#include "app/store_assembly.h"
 #include "app/system_conditions_watch.h"
 #include "gui/qt_main_executor.h"
 #include "platform/library_lock.h"
@@ -38,9 +39,9 @@ class DesktopSession {
   DesktopSession(const DesktopSession&) = delete;
   DesktopSession& operator=(const DesktopSession&) = delete;
 
-  AppStore& store() { return *store_; }
+  AppStore& store() { return assembly_->store(); }
   Preferences& preferences() { return *preferences_; }
-  PdfRenderService& renderer() { return *renderer_; }
+  PdfRenderService& renderer() { return assembly_->renderer(); }
   // Notices about the storage to show once the window is up (a recovery,
   // a temporary library), in words.
   const std::vector<std::string>& notices() const { return notices_; }
@@ -51,17 +52,7 @@ class DesktopSession {
   BootedStorage storage_;
   std::unique_ptr<Preferences> preferences_;
   QtMainExecutor main_;
-  SerialQueue saveQueue_{"app.quorvane.snapshot-save"};
-  ImageOptimizer optimizer_;
-  std::unique_ptr<PdfRenderService> renderer_;
-  QuorvaneTransferService transfer_{TransferLimits{}, logger_};
-  std::unique_ptr<SQLiteWebCVRepository> webCV_;
-  SerialQueue pdfQueue_{"app.quorvane.pdf-render"};
-  SerialQueue imageQueue_{"app.quorvane.image-intake"};
-  // Pages drawn ahead of need give way to the preview the user waits for.
-  WorkerPool thumbnailQueue_{"app.quorvane.pdf-thumbs", 2, QueuePriority::background};
-  SerialQueue pictureQueue_{"app.quorvane.board-pictures"};
-  std::unique_ptr<AppStore> store_;
+  std::unique_ptr<StoreAssembly> assembly_;
   std::unique_ptr<SystemConditionsWatch> conditions_;  // tells store_ of heat and power
   std::vector<std::string> notices_;
 };

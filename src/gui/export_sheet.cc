@@ -1,4 +1,5 @@
 #include "gui/export_sheet.h"
+#include "app/export_job.h"
 
 #include <QApplication>
 #include <QBuffer>
@@ -162,8 +163,8 @@ ExportSheet::ExportSheet(DesktopContext context, QWidget* parent)
   includeLayout->setContentsMargins(0, 0, 0, 0);
   includeLayout->setSpacing(4);
   includeLayout->addWidget(includeHeading_);
-  for (QCheckBox* box :
-       {includeToc_, includeCover_, includeProjectStatement_, includeStatement_, includeBiography_, includeCV_}) {
+  for (QCheckBox* box : {includeToc_, includeCover_, includeProjectStatement_, includeStatement_,
+                         includeBiography_, includeCV_}) {
     includeLayout->addWidget(box);
   }
 
@@ -232,8 +233,8 @@ ExportSheet::ExportSheet(DesktopContext context, QWidget* parent)
     connect(box, &QComboBox::activated, this, &ExportSheet::optionsEdited);
   }
   for (QCheckBox* box :
-       {includeToc_, includeCover_, includeProjectStatement_, includeStatement_, includeBiography_, includeCV_,
-        showProjectStatementTitle_, showStatementTitle_, showBiographyTitle_}) {
+       {includeToc_, includeCover_, includeProjectStatement_, includeStatement_, includeBiography_,
+        includeCV_, showProjectStatementTitle_, showStatementTitle_, showBiographyTitle_}) {
     connect(box, &QCheckBox::toggled, this, &ExportSheet::optionsEdited);
   }
   connect(export_, &QPushButton::clicked, this, &ExportSheet::exportDocument);
@@ -338,8 +339,8 @@ void ExportSheet::retranslate() {
   labels_->setAccessibleName(words("desktop.labels.open"));
   cancel_->setText(words("common.cancel"));
   for (QCheckBox* box :
-       {includeToc_, includeCover_, includeProjectStatement_, includeStatement_, includeBiography_, includeCV_,
-        showProjectStatementTitle_, showStatementTitle_, showBiographyTitle_}) {
+       {includeToc_, includeCover_, includeProjectStatement_, includeStatement_, includeBiography_,
+        includeCV_, showProjectStatementTitle_, showStatementTitle_, showBiographyTitle_}) {
     box->setAccessibleName(box->text());
   }
   export_->setAccessibleName(export_->text());

@@ -1,4 +1,5 @@
 #include "gui/image_intake_controller.h"
+#include "app/image_intake_job.h"
 
 #include <algorithm>
 

@@ -166,9 +166,10 @@ Inspector::Inspector(AppStore& store, QWidget* parent)
   layout->setContentsMargins(0, 0, 0, 0);
   layout->addWidget(stack_);
 
-  for (QLineEdit* field : {title_, medium_, currency_}) {
+  for (QLineEdit* field : {title_, medium_}) {
     connect(field, &QLineEdit::textEdited, this, &Inspector::edited);
   }
+  connect(currency_, &QLineEdit::editingFinished, this, &Inspector::commitCurrency);
   connect(text_, &QPlainTextEdit::textChanged, this, &Inspector::edited);
   for (QLineEdit* field : {year_, width_, height_, depth_, price_}) {
     connect(field, &QLineEdit::editingFinished, this, &Inspector::commitNumbers);
@@ -308,12 +309,16 @@ void Inspector::edited() {
   metadata.text = utf8(text_->toPlainText());
   const QString status = status_->currentData().toString();
   metadata.status = status.isEmpty() ? std::nullopt : fromRawValue<ArtworkStatus>(utf8(status));
-  const std::string currency = utf8(currency_->text().trimmed());
-  if (currency.empty()) {
-    metadata.priceCurrency.reset();
-  } else if (const auto code = currencyCode(currency)) {
-    metadata.priceCurrency = code;
-  }
+  if (metadata != ArtworkMetadata::of(*artwork)) store_.updateArtwork(*artworkId_, metadata);
+}
+
+void Inspector::commitCurrency() {
+  if (filling_ || !artworkId_) return;
+  const Artwork* artwork = findArtwork(store_, *artworkId_);
+  if (artwork == nullptr) return;
+  // The store keeps a code upper-cased and says when the text is none.
+  ArtworkMetadata metadata = ArtworkMetadata::of(*artwork);
+  metadata.priceCurrency = utf8(currency_->text());
   if (metadata != ArtworkMetadata::of(*artwork)) store_.updateArtwork(*artworkId_, metadata);
 }
 
@@ -327,9 +332,9 @@ void Inspector::commitNumbers() {
   markRefused(year_, yearHint_, !yearReads, "desktop.inspector.year_invalid");
   if (yearReads) metadata.year = year;
   bool sizesRead = true;
-  for (const auto& [field, value] : {std::pair{width_, &metadata.width},
-                                     std::pair{height_, &metadata.height},
-                                     std::pair{depth_, &metadata.depth}}) {
+  for (const auto& [field, value] :
+       {std::pair{width_, &metadata.width}, std::pair{height_, &metadata.height},
+        std::pair{depth_, &metadata.depth}}) {
     const std::string size = utf8(field->text());
     const bool reads = isReadableDimension(size);
     sizesRead = sizesRead && reads;

@@ -43,6 +43,7 @@ class Inspector final : public QWidget {
   QLabel* previewLabel() const { return preview_; }
   // Saves the numbers typed (as leaving their field does): Ctrl+S counts.
   void commitNumbers();
+  void commitCurrency();
 
  private:
   void storeChanged(const StoreChanges& changes);

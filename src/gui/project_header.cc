@@ -142,16 +142,12 @@ ProjectHeader::ProjectHeader(DesktopContext context, QWidget* parent)
     changes.year = utf8(text);
     send(changes);
   });
-  connect(currency_, &QLineEdit::textEdited, this, [this](const QString& text) {
-    const std::string currency = utf8(text.trimmed());
+  // Sent once the field is left: "EU" on the way to "EUR" is no code yet.
+  connect(currency_, &QLineEdit::editingFinished, this, [this] {
+    const std::string currency = utf8(currency_->text());
+    if (currency == context_.store.state().project.currency.value_or("")) return;
     ProjectChanges changes;
-    if (currency.empty()) {
-      changes.currency = std::string();  // none
-    } else if (const auto code = currencyCode(currency)) {
-      changes.currency = code;
-    } else {
-      return;  // not a code yet ("EU")
-    }
+    changes.currency = currency;
     send(changes);
   });
   connect(language_, &QComboBox::activated, this, [this] {

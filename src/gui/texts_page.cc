@@ -13,6 +13,7 @@
 
 #include "app/text_stats.h"
 #include "gui/words.h"
+#include "pdf/statement_pdf_renderer.h"
 
 namespace quorvane::gui {
 namespace {

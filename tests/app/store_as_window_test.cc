@@ -10,6 +10,8 @@
 
 #include "app/app_store.h"
 #include "app/app_store_fixture.h"
+#include "app/export_job.h"
+#include "app/image_intake_job.h"
 
 namespace quorvane {
 namespace {

@@ -19,6 +19,7 @@
 #include <QTest>
 #include <QToolButton>
 
+#include "app/save_pipeline.h"
 #include "gui/dashboard.h"
 #include "gui/delete_all_dialog.h"
 #include "gui/deleted_projects_page.h"

@@ -5,34 +5,55 @@
 #include "app/all_backups.h"
 #include "app/app_store.h"
 #include "app/failure_text.h"
+#include "app/save_pipeline.h"
+#include "app/store/background.h"
+#include "app/store/packages_room.h"
 
 namespace quorvane {
 
-AllBackupsPlan AppStore::allBackupsPlan(const std::string& folder,
-                                        const PackageExportOptions& options) {
+AllBackupsPlan PackagesRoom::allBackupsPlan(const std::string& folder,
+                                            const PackageExportOptions& options) {
   AllBackupsPlan plan;
   plan.folder = folder;
-  plan.labels = services_.labels.allLabelOverrides();
-  plan.reminder = reminders_.state();
-  plan.lastProjectDataExportAt = reminders_.lastProjectDataExportAt();
-  plan.lastProjectDataImportAt = reminders_.lastProjectDataImportAt();
-  plan.exportLanguage = state_.exportOptions.exportLocale;
-  plan.language = language();
-  plan.now = services_.clock.now();
+  plan.labels = store_.services_.labels.allLabelOverrides();
+  plan.reminder = store_.reminders_.state();
+  plan.lastProjectDataExportAt = store_.reminders_.lastProjectDataExportAt();
+  plan.lastProjectDataImportAt = store_.reminders_.lastProjectDataImportAt();
+  plan.exportLanguage = store_.state_.exportOptions.exportLocale;
+  plan.language = store_.language();
+  plan.now = store_.services_.clock.now();
   plan.options = options;
   return plan;
 }
 
+void PackagesRoom::allBackupsWritten(const AllBackups& report) {
+  std::size_t failed = 0;
+  for (const ProjectBackup& backup : report.projects) {
+    store_.services_.logger.log(
+        "app package written path=" + backup.path +
+        (backup.written ? " bytes=" + std::to_string(backup.written->bytes) : " failed"));
+    if (!backup.written) ++failed;
+  }
+  if (failed > 0) {
+    store_.fail(store_.text("backup.all.some_failed",
+                            {std::to_string(failed), std::to_string(report.projects.size())}));
+    return;
+  }
+  store_.markProjectDataExported(store_.services_.clock.now());
+}
+
+// ---- The store's routes ------------------------------------------------------
+
 std::optional<AllBackups> AppStore::exportAllProjectPackages(const std::string& folder,
                                                              const PackageExportOptions& options,
                                                              const AllBackupsProgress& progress) {
-  if (!canWritePackageTo(folder + "/x.quorvane")) return std::nullopt;
+  if (!packages_->canWriteTo(folder + "/x.quorvane")) return std::nullopt;
   try {
     settleSaves();
     const AllBackups report =
-        writeAllBackups(allBackupsPlan(folder, options), services_.snapshots, *services_.transfer,
-                        services_.media, services_.images, progress);
-    allBackupsWritten(report);
+        writeAllBackups(packages_->allBackupsPlan(folder, options), services_.snapshots,
+                        *services_.transfer, services_.media, services_.images, progress);
+    packages_->allBackupsWritten(report);
     return report;
   } catch (const std::exception& error) {
     failWith(error);
@@ -44,13 +65,13 @@ void AppStore::exportAllProjectPackagesInBackground(const std::string& folder,
                                                     PackageExportOptions options,
                                                     AllBackupsProgress progress,
                                                     AllBackupsWritten done) {
-  if (!canWritePackageTo(folder + "/x.quorvane")) {
+  if (!packages_->canWriteTo(folder + "/x.quorvane")) {
     if (done) done(std::nullopt);
     return;
   }
   AllBackupsPlan plan;
   try {
-    plan = allBackupsPlan(folder, options);
+    plan = packages_->allBackupsPlan(folder, options);
   } catch (const std::exception& error) {
     failWith(error);
     if (done) done(std::nullopt);
@@ -58,56 +79,24 @@ void AppStore::exportAllProjectPackagesInBackground(const std::string& folder,
   }
   // The edits waiting in their debounce go first on the same queue.
   pipeline_->firePendingSaves();
-  const std::weak_ptr<AppStore*> weak = self_;
-  Executor& main = services_.main;
   SnapshotRepository& library = services_.snapshots;
   const QuorvaneTransferService* transfer = services_.transfer;
   FilesMediaStore& media = services_.media;
   const ImageOptimizer& images = services_.images;
-  services_.saveQueue.post([weak, &main, &library, transfer, &media, &images, plan, progress,
-                            done] {
-    std::optional<AllBackups> report;
-    std::exception_ptr failure;
-    try {
-      report = writeAllBackups(plan, library, *transfer, media, images,
-                               [&main, weak, progress](std::size_t project, std::size_t projects,
-                                                       const TransferProgress& at) {
-                                 if (!progress) return;
-                                 main.post([weak, progress, project, projects, at] {
-                                   if (weak.lock()) progress(project, projects, at);
-                                 });
-                               });
-    } catch (...) {
-      failure = std::current_exception();
-    }
-    main.post([weak, report, failure, done] {
-      const auto self = weak.lock();
-      if (!self) return;
-      AppStore& store = **self;
-      if (report) {
-        store.allBackupsWritten(*report);
-      } else {
-        store.fail(failureText(failure, store.language()));
-      }
-      if (done) done(report);
-    });
-  });
-}
-
-void AppStore::allBackupsWritten(const AllBackups& report) {
-  std::size_t failed = 0;
-  for (const ProjectBackup& backup : report.projects) {
-    services_.logger.log(
-        "app package written path=" + backup.path +
-        (backup.written ? " bytes=" + std::to_string(backup.written->bytes) : " failed"));
-    if (!backup.written) ++failed;
-  }
-  if (failed > 0) {
-    fail(text("backup.all.some_failed",
-              {std::to_string(failed), std::to_string(report.projects.size())}));
-    return;
-  }
-  markProjectDataExported(services_.clock.now());
+  runInBackground(
+      self_, services_.saveQueue, services_.main,
+      [&library, transfer, &media, &images, plan,
+       told = toldOnMain(self_, services_.main, std::move(progress))] {
+        return writeAllBackups(plan, library, *transfer, media, images, told);
+      },
+      [done](AppStore& store, const Outcome<AllBackups>& outcome) {
+        if (outcome.value) {
+          store.packages_->allBackupsWritten(*outcome.value);
+        } else {
+          store.fail(failureText(outcome.failure, store.language()));
+        }
+        if (done) done(outcome.value);
+      });
 }
 
 std::optional<std::string> AppStore::gatherVaultOnlyArtworks() {

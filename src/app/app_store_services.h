@@ -1,0 +1,73 @@
+// The collaborators of the store, owned by whoever builds it (the command
+// line, the window, a test).
+#pragma once
+
+#include <functional>
+#include <optional>
+#include <string>
+
+namespace quorvane {
+
+class Clock;
+class Executor;
+class FileSystem;
+class FilesMediaStore;
+class ImageOptimizer;
+class IncrementalSnapshotRepository;
+class LabelOverrideRepository;
+class Logger;
+class PdfRenderService;
+class Preferences;
+class QuorvaneTransferService;
+class SnapshotRepository;
+class AtomicProjectImportRepository;
+class WebCVRepository;
+
+// The collaborators of the store, owned by whoever builds it.
+struct AppStoreServices {
+  SnapshotRepository& snapshots;
+  IncrementalSnapshotRepository& sectionSaves;
+  LabelOverrideRepository& labels;
+  FilesMediaStore& media;
+  const ImageOptimizer& images;
+  Preferences& preferences;
+  Executor& main;
+  Executor& saveQueue;
+  const Clock& clock;
+  Logger& logger;
+  std::function<std::string()> makeUuid;
+  // The region of the user's locale ("US", "FR"), for the initial unit.
+  std::function<std::optional<std::string>()> regionCode;
+  // Returns once every write handed to `saveQueue` has run.
+  std::function<void()> drainSaveQueue;
+  // Renders documents; previews run on `pdfRenderQueue`
+  // ("app.quorvane.pdf-render"). Without them nothing can be rendered.
+  PdfRenderService* renderer = nullptr;
+  Executor* pdfRenderQueue = nullptr;
+  // Project packages: the service, and the import save of the library.
+  // Without them no package can be written or read.
+  const QuorvaneTransferService* transfer = nullptr;
+  AtomicProjectImportRepository* imports = nullptr;
+  // Where images are read and derived for `addImagesInBackground`
+  // ("app.quorvane.image-intake"); without it they are added at once.
+  Executor* imageQueue = nullptr;
+  // Where page thumbnails are drawn ("app.quorvane.pdf-thumbs"); without it
+  // (the command line) none are drawn in the background.
+  Executor* thumbnailQueue = nullptr;
+  // Where a board's pictures are decoded ("app.quorvane.board-pictures"),
+  // apart from the drawing of pages so that scrolling never waits behind
+  // it; without it, the thumbnail queue.
+  Executor* pictureQueue = nullptr;
+  // The web CV import's reads and writes of the library, and where its
+  // files are read (the real file system when absent). Without the first
+  // no web CV can be imported.
+  WebCVRepository* webCV = nullptr;
+  FileSystem* files = nullptr;
+  // Overrides the interface language for this run (the command line's --lang).
+  std::optional<std::string> languageOverride;
+  // The folder of the library (its database, media and lock): no export is
+  // ever written into it.
+  std::optional<std::string> libraryDirectory;
+};
+
+}  // namespace quorvane

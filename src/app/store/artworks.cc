@@ -1,0 +1,151 @@
+// The works of the open project: their words, their order, their removal
+// to the Vault and their return from it.
+#include "app/app_store.h"
+#include "app/save_pipeline.h"
+#include "app/store/background.h"
+
+#include <algorithm>
+
+#include "app/store/store_helpers.h"
+#include "pdf/localization.h"
+
+namespace quorvane {
+
+bool AppStore::updateArtwork(const std::string& artworkId, const ArtworkMetadata& given) {
+  const ArtworkMetadata metadata = cleaned(given);
+  if (refuseUnknownCurrency(metadata.priceCurrency)) return false;
+  Artwork* target = artwork(artworkId);
+  if (target == nullptr) return failWithKey("app.error.no_such_artwork", {artworkId});
+  target->title = metadata.title;
+  target->medium = metadata.medium;
+  target->year = metadata.year;
+  target->artworkWidth = metadata.width;
+  target->artworkHeight = metadata.height;
+  target->artworkDepth = metadata.depth;
+  target->artworkText = metadata.text;
+  target->status = metadata.status;
+  target->priceCents = metadata.priceCents;
+  target->priceCurrency = nonEmpty(metadata.priceCurrency);
+  scheduleSave(SaveSection::artworks);
+  return true;
+}
+
+bool AppStore::reorderArtworks(const std::vector<std::string>& artworkIds) {
+  auto& images = state_.snapshot.artworks.images;
+  std::vector<std::string> current;
+  for (const Artwork& a : images) current.push_back(a.id);
+  std::vector<std::string> wanted = artworkIds;
+  std::sort(current.begin(), current.end());
+  std::sort(wanted.begin(), wanted.end());
+  if (current != wanted) return failWithKey("app.error.order_mismatch");
+  std::vector<Artwork> ordered;
+  for (const std::string& id : artworkIds) {
+    ordered.push_back(*artwork(id));
+    ordered.back().sortIndex = static_cast<std::int64_t>(ordered.size() - 1);
+  }
+  images = std::move(ordered);
+  scheduleSave(SaveSection::artworks);
+  return true;
+}
+
+bool AppStore::removeArtwork(const std::string& artworkId) {
+  auto& images = state_.snapshot.artworks.images;
+  const auto it = std::find_if(images.begin(), images.end(),
+                               [&](const Artwork& a) { return a.id == artworkId; });
+  if (it == images.end()) return failWithKey("app.error.no_such_artwork", {artworkId});
+  images.erase(it);
+  if (state_.worksInspectorArtworkID == artworkId) state_.worksInspectorArtworkID.reset();
+  scheduleSave(SaveSection::artworks);
+  return true;
+}
+
+std::vector<ReusableArtworkAsset> AppStore::vault() {
+  try {
+    // Pending artworks of this project must not show as still to be added.
+    settleSaves();
+    return services_.snapshots.reusableArtworks(state_.project.id);
+  } catch (const std::exception& error) {
+    failWith(error);
+    return {};
+  }
+}
+
+template <typename Result>
+void AppStore::readAfterSaves(std::function<Result(SnapshotRepository&)> read,
+                              std::function<void(const Result&)> done) {
+  pipeline_->firePendingSaves();
+  SnapshotRepository& snapshots = services_.snapshots;
+  // On the save queue, so that it reads what the saves before it wrote.
+  runInBackground(
+      self_, services_.saveQueue, services_.main, [&snapshots, read] { return read(snapshots); },
+      [done](AppStore& store, const Outcome<Result>& outcome) {
+        try {
+          outcome.get();
+        } catch (const std::exception& failure) {
+          store.failWith(failure);
+        }
+        if (done) done(outcome.value.value_or(Result{}));
+      });
+}
+
+void AppStore::vaultInBackground(std::function<void(std::vector<ReusableArtworkAsset>)> done) {
+  readAfterSaves<std::vector<ReusableArtworkAsset>>(
+      [projectId = state_.project.id](SnapshotRepository& snapshots) {
+        return snapshots.reusableArtworks(projectId);
+      },
+      [done = std::move(done)](const std::vector<ReusableArtworkAsset>& artworks) {
+        if (done) done(artworks);
+      });
+}
+
+void AppStore::libraryCountsInBackground(std::function<void(const LibraryKPIOverview&)> done) {
+  readAfterSaves<LibraryKPIOverview>(
+      [](SnapshotRepository& snapshots) { return snapshots.libraryCounts(); }, std::move(done));
+}
+
+bool AppStore::addFromVault(const std::string& artworkId) {
+  if (artwork(artworkId) != nullptr)
+    return failWithKey("app.error.already_in_project", {artworkId});
+  const std::vector<ReusableArtworkAsset> assets = vault();
+  const auto it = std::find_if(assets.begin(), assets.end(), [&](const ReusableArtworkAsset& a) {
+    return a.id == artworkId || a.artwork.id == artworkId;
+  });
+  if (it == assets.end()) return failWithKey("app.error.not_in_vault", {artworkId});
+  Artwork added = it->artwork;
+  std::int64_t nextIndex = 0;
+  for (const Artwork& existing : state_.snapshot.artworks.images) {
+    nextIndex = std::max(nextIndex, existing.sortIndex + 1);
+  }
+  added.sortIndex = nextIndex;
+  state_.snapshot.artworks.images.push_back(std::move(added));
+  scheduleSave(SaveSection::artworks);
+  return true;
+}
+
+std::size_t AppStore::addFromVault(const std::vector<std::string>& artworkIds) {
+  std::size_t added = 0;
+  for (const std::string& id : artworkIds) {
+    if (!addFromVault(id)) break;
+    ++added;
+  }
+  if (added > 0) {
+    showToast(ToastStyle::success,
+              uiPlural("app.vault.added", language(), static_cast<std::int64_t>(added),
+                       {std::to_string(added), state_.project.projectName}));
+  }
+  return added;
+}
+
+void AppStore::setUnit(UnitSystem unit) {
+  ProjectChanges changes;
+  changes.unit = unit;
+  updateProject(changes);
+}
+
+void AppStore::setLayoutMode(ArtworkLayoutMode mode) {
+  ProjectChanges changes;
+  changes.layout = mode;
+  updateProject(changes);
+}
+
+}  // namespace quorvane

@@ -1,0 +1,54 @@
+// The values the store's commands take and give: what a user changes in a
+// project or a work, and what became of an image added.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+
+#include "model/records.h"
+
+namespace quorvane {
+
+// The project fields a user sets; absent fields stay as they are (or take
+// the defaults, for a new project).
+struct ProjectChanges {
+  std::optional<std::string> name;
+  std::optional<ProjectKind> kind;
+  std::optional<CatalogueKind> catalogueKind;
+  std::optional<std::string> title;
+  std::optional<std::string> year;
+  std::optional<std::string> locale;
+  std::optional<std::string> currency;  // empty removes it
+  std::optional<UnitSystem> unit;
+  std::optional<DocumentOrientation> orientation;
+  std::optional<ArtworkLayoutMode> layout;
+};
+
+// What an artist writes about a work; the image fields are the store's.
+struct ArtworkMetadata {
+  std::string title;
+  std::string medium;
+  std::string year;
+  std::string width;
+  std::string height;
+  std::string depth;
+  std::string text;
+  std::optional<ArtworkStatus> status;
+  std::optional<std::int64_t> priceCents;
+  std::optional<std::string> priceCurrency;
+
+  static ArtworkMetadata of(const Artwork& artwork);
+  bool operator==(const ArtworkMetadata&) const = default;
+};
+
+// The outcome of one file of `addImages`.
+struct ImageAddResult {
+  std::string path;
+  std::optional<std::string> artworkId;  // absent when the file was not added
+  std::string message;                   // why not, or the size warning
+
+  bool operator==(const ImageAddResult&) const = default;
+};
+
+}  // namespace quorvane
