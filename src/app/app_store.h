@@ -195,6 +195,10 @@ class AppStore {
   // means each project's own. False, with an error toast, when the
   // preferences could not be written (the setting holds for this run).
   bool setExportOptions(const ExportOptions& options);
+  // The title above the text of `section` (bio, statement or
+  // projectStatement) shown or not, as the user decided; a title never
+  // decided prints as each document has it by default.
+  bool setTitleShown(SaveSection section, bool shown);
   bool setUiLanguage(const std::optional<std::string>& language);
   bool setThemeMode(ThemeMode mode);
   bool setEditTitlesEnabled(bool enabled);

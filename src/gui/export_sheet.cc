@@ -30,6 +30,7 @@
 #include "gui/labels_dialog.h"
 #include "gui/scrolling.h"
 #include "gui/words.h"
+#include "model/document_kind_words.h"
 #include "pdf/localization.h"
 
 namespace quorvane::gui {
@@ -232,10 +233,19 @@ ExportSheet::ExportSheet(DesktopContext context, QWidget* parent)
   for (QComboBox* box : {language_, paper_, quality_}) {
     connect(box, &QComboBox::activated, this, &ExportSheet::optionsEdited);
   }
-  for (QCheckBox* box :
-       {includeToc_, includeCover_, includeProjectStatement_, includeStatement_, includeBiography_,
-        includeCV_, showProjectStatementTitle_, showStatementTitle_, showBiographyTitle_}) {
+  for (QCheckBox* box : {includeToc_, includeCover_, includeProjectStatement_, includeStatement_,
+                         includeBiography_, includeCV_}) {
     connect(box, &QCheckBox::toggled, this, &ExportSheet::optionsEdited);
+  }
+  for (const auto& [box, section] :
+       {std::pair{showProjectStatementTitle_, SaveSection::projectStatement},
+        std::pair{showStatementTitle_, SaveSection::statement},
+        std::pair{showBiographyTitle_, SaveSection::bio}}) {
+    connect(box, &QCheckBox::clicked, this, [this, section = section](bool shown) {
+      if (filling_ || !context_.store.setTitleShown(section, shown)) return;
+      result_->clear();
+      refreshPreview();
+    });
   }
   connect(export_, &QPushButton::clicked, this, &ExportSheet::exportDocument);
   connect(labels_, &QPushButton::clicked, this, &ExportSheet::openLabels);
@@ -360,25 +370,16 @@ void ExportSheet::rebuildItems() {
   filling_ = true;
   const Words words(context_.store);
   const AppState& state = context_.store.state();
-  const bool catalogue = state.project.kind == ProjectKind::catalogue;
   document_chooser_->clear();
-  const std::pair<ExportDocument, const char*> documents[] = {
-      {ExportDocument::portfolio,
-       catalogue ? "document.kind.price_catalogue" : "document.kind.portfolio"},
+  const std::pair<ExportDocument, std::string_view> documents[] = {
+      {ExportDocument::portfolio, projectKindKey(state.project.kind, state.project.catalogueKind)},
       {ExportDocument::cv, "document.kind.cv"},
       {ExportDocument::biography, "document.kind.biography"},
       {ExportDocument::statement, "document.kind.statement"},
       {ExportDocument::projectStatement, "document.kind.project_statement"},
   };
   for (const auto& [document, key] : documents) {
-    QString name = words(key);
-    if (document == ExportDocument::portfolio && catalogue) {
-      name = words(state.project.catalogueKind == CatalogueKind::raisonne ? "document.kind.raisonne"
-                   : state.project.catalogueKind == CatalogueKind::exhibition
-                       ? "document.kind.exhibition_catalogue"
-                       : "document.kind.price_catalogue");
-    }
-    document_chooser_->addItem(name, static_cast<int>(document));
+    document_chooser_->addItem(words(key), static_cast<int>(document));
   }
   language_->clear();
   language_->addItem(
@@ -452,14 +453,6 @@ void ExportSheet::optionsEdited() {
   options.includeStatement = includeStatement_->isChecked();
   options.includeBiography = includeBiography_->isChecked();
   options.includeCV = includeCV_->isChecked();
-  // A title switch the user never touched stays undecided.
-  const auto titleChoice = [](QCheckBox* box, const std::optional<bool>& before) {
-    return before || !box->isChecked() ? std::optional<bool>(box->isChecked()) : before;
-  };
-  options.showProjectStatementTitle =
-      titleChoice(showProjectStatementTitle_, options.showProjectStatementTitle);
-  options.showStatementTitle = titleChoice(showStatementTitle_, options.showStatementTitle);
-  options.showBiographyTitle = titleChoice(showBiographyTitle_, options.showBiographyTitle);
   if (options == context_.store.state().exportOptions) return;
   context_.store.setExportOptions(options);
   result_->clear();

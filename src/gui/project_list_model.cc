@@ -8,22 +8,13 @@
 #include <algorithm>
 
 #include "gui/words.h"
+#include "model/document_kind_words.h"
 
 namespace quorvane::gui {
 
 QString projectKindText(const AppStore& store, ProjectKind kind,
                         std::optional<CatalogueKind> catalogueKind) {
-  const Words words(store);
-  if (kind == ProjectKind::portfolio) return words("document.kind.portfolio");
-  switch (catalogueKind.value_or(CatalogueKind::price)) {
-    case CatalogueKind::price:
-      return words("document.kind.price_catalogue");
-    case CatalogueKind::exhibition:
-      return words("document.kind.exhibition_catalogue");
-    case CatalogueKind::raisonne:
-      return words("document.kind.raisonne");
-  }
-  return words("document.kind.portfolio");
+  return Words(store)(projectKindKey(kind, catalogueKind));
 }
 
 std::vector<ProjectSummary> sidebarOrder(std::vector<ProjectSummary> projects) {

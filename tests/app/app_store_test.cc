@@ -424,10 +424,44 @@ TEST_F(AppStoreTest, SettingsAndExportOptionsAreRememberedAndTellWhatTheyMakeSta
   EXPECT_TRUE(store.setLabelOverride({"cv", "en", "pdf.cv.section.education", "Studies"}));
   EXPECT_TRUE(logged(logger, "app documents stale reason=pdf_labels_changed scope=cv"));
 
+  // Deciding one text's title leaves the others undecided.
+  EXPECT_TRUE(store.setTitleShown(SaveSection::statement, true));
+  EXPECT_FALSE(store.setTitleShown(SaveSection::cv, true));
+  options.showStatementTitle = true;
+  EXPECT_EQ(store.state().exportOptions.showProjectStatementTitle, std::nullopt);
+
   const AppState& state = open().state();
   EXPECT_EQ(state.exportOptions, options);
   EXPECT_TRUE(state.isEditTitlesEnabled);
   EXPECT_EQ(state.uiLanguage, "de");
+}
+
+TEST_F(AppStoreTest, CurrenciesAreKeptAsCodesWhateverFaceTypedThem) {
+  AppStore& store = open();
+  const std::string id = store.addImages({writeImage("a.jpg", 40, 30)})[0].artworkId.value();
+  ProjectChanges changes;
+  changes.currency = " usd ";
+  EXPECT_TRUE(store.updateProject(changes));
+  EXPECT_EQ(store.state().project.currency, "USD");
+  ArtworkMetadata metadata = ArtworkMetadata::of(store.state().snapshot.artworks.images[0]);
+  metadata.priceCurrency = "chf";
+  EXPECT_TRUE(store.updateArtwork(id, metadata));
+  EXPECT_EQ(store.state().snapshot.artworks.images[0].priceCurrency, "CHF");
+
+  // Text that is no code changes nothing and says why.
+  changes.currency = "EURO";
+  EXPECT_FALSE(store.updateProject(changes));
+  EXPECT_EQ(store.state().project.currency, "USD");
+  EXPECT_EQ(store.state().errorToast->text,
+            "\u201cEURO\u201d is not a currency code: use three letters, such as EUR or USD.");
+  metadata.priceCurrency = "€";
+  EXPECT_FALSE(store.updateArtwork(id, metadata));
+  EXPECT_EQ(store.state().snapshot.artworks.images[0].priceCurrency, "CHF");
+
+  // Empty is none.
+  changes.currency = "";
+  EXPECT_TRUE(store.updateProject(changes));
+  EXPECT_EQ(store.state().project.currency, std::nullopt);
 }
 
 TEST_F(AppStoreTest, MessagesSpeakTheInterfaceLanguage) {

@@ -302,10 +302,5 @@ TEST(ResolveIdTest, AnIdOrTheOneIdItBeginsIsMeantAndTwoAreRefused) {
   }
 }
 
-TEST(CurrencyCodeTest, ThreeLettersUpperCased) {
-  EXPECT_EQ(currencyCode("eur"), "EUR");
-  EXPECT_EQ(currencyCode("EURO"), std::nullopt);
-}
-
 }  // namespace
 }  // namespace quorvane

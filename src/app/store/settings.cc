@@ -77,6 +77,24 @@ bool AppStore::setExportOptions(const ExportOptions& options) {
   return written || failSettingsWrite();
 }
 
+bool AppStore::setTitleShown(SaveSection section, bool shown) {
+  ExportOptions options = state_.exportOptions;
+  switch (section) {
+    case SaveSection::bio:
+      options.showBiographyTitle = shown;
+      break;
+    case SaveSection::statement:
+      options.showStatementTitle = shown;
+      break;
+    case SaveSection::projectStatement:
+      options.showProjectStatementTitle = shown;
+      break;
+    default:
+      return false;
+  }
+  return setExportOptions(options);
+}
+
 bool AppStore::setUiLanguage(const std::optional<std::string>& language) {
   const bool written = language && !language->empty()
                            ? services_.preferences.setString(preference_key::kUiLanguage, *language)

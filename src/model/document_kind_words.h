@@ -1,0 +1,16 @@
+// The words that name what a project prints as, one key per kind: a
+// portfolio, or a price, exhibition or raisonné catalogue.
+#pragma once
+
+#include <optional>
+#include <string_view>
+
+#include "model/enums.h"
+
+namespace quorvane {
+
+// "document.kind.portfolio", "document.kind.raisonne", …; a catalogue of
+// no stated kind is a price catalogue.
+std::string_view projectKindKey(ProjectKind kind, std::optional<CatalogueKind> catalogueKind);
+
+}  // namespace quorvane
