@@ -320,8 +320,9 @@ class AppStore {
   // into the library on the save queue (the library's one writer, after
   // the pending saves) while the window stays live; each step is shown as
   // a toast, `progress` and `done` (the new project's id, or nothing, the
-  // failure shown) are told on the main executor. False at once, with the
-  // reason shown, when an import is already running.
+  // failure shown) are told on the main executor; the images of the new
+  // project are then finished in the background (startImportFinalization).
+  // False at once, with the reason shown, when an import is already running.
   using PackageImported = std::function<void(const std::optional<std::string>&)>;
   // The name of the live project the package at `path` already is (the
   // same name and the same works), if any — asked before an import makes

@@ -635,7 +635,6 @@ void MainWindow::importBackup(const QString& given) {
         if (!window) return;
         window->endBackupProgress();
         if (!projectId) return;  // the store said why
-        window->context_.store.startImportFinalization();
         window->showProjectTab(ProjectTab::works);
       },
       cancel);

@@ -268,6 +268,7 @@ TEST_F(PackageRoutesTest, OneImportAtATime) {
 }
 
 TEST_F(PackageRoutesTest, BehindAWindowAPackageIsWrittenAndReadOffTheMainThreadStepByStep) {
+  useImageQueue = true;
   AppStore& store = open();
   store.renameProject("Tides");
   store.addImages({writeImage("a.jpg", 40, 30), writeImage("b.jpg", 30, 40)});
@@ -313,7 +314,9 @@ TEST_F(PackageRoutesTest, BehindAWindowAPackageIsWrittenAndReadOffTheMainThreadS
   EXPECT_EQ(store.state().project.id, *imported);
   EXPECT_EQ(store.state().snapshot.biography, "Née à Lyon.");
   EXPECT_EQ(store.state().snapshot.artworks.images.size(), 2u);
+  // Its images are being finished, in the background, without being asked.
   EXPECT_EQ(pending().size(), 2u);
+  EXPECT_TRUE(store.isImportFinalizationRunning());
   const std::vector<std::string> steps{"Importing artworks in progress...",
                                        "Importing CV/Bio in progress...", "Import complete.",
                                        "Project imported."};

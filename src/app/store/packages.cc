@@ -338,6 +338,8 @@ bool AppStore::importProjectPackageInBackground(const std::string& path, bool op
         } catch (...) {
           store.packages_->importFailed(std::current_exception());
         }
+        // The imported images are finished in the background from now on.
+        if (importedId) store.startImportFinalization();
         if (done) done(importedId);
       });
   publish();
