@@ -50,28 +50,8 @@ json toJson(const ProjectSummary& summary) {
 }
 
 json toJson(const Artwork& artwork) {
-  json object{{"id", artwork.id},
-              {"title", artwork.title},
-              {"medium", artwork.medium},
-              {"year", artwork.year},
-              {"artworkWidth", artwork.artworkWidth},
-              {"artworkHeight", artwork.artworkHeight},
-              {"artworkDepth", artwork.artworkDepth},
-              {"artworkText", artwork.artworkText},
-              {"mimeType", artwork.mimeType},
-              {"sizeWarning", artwork.sizeWarning},
-              {"sizeWarningDismissed", artwork.sizeWarningDismissed},
-              {"nearLimit", artwork.nearLimit},
-              {"sortIndex", artwork.sortIndex}};
+  json object = artworkToJson(artwork);
   putOptional(object, "imagePath", artwork.imagePath);
-  putOptional(object, "imageByteSize", artwork.imageByteSize);
-  putOptional(object, "originalByteSize", artwork.originalByteSize);
-  putOptional(object, "width", artwork.width);
-  putOptional(object, "height", artwork.height);
-  putOptional(object, "aspect", artwork.aspect);
-  putRaw(object, "status", artwork.status);
-  putOptional(object, "priceCents", artwork.priceCents);
-  putOptional(object, "priceCurrency", artwork.priceCurrency);
   return object;
 }
 

@@ -3,6 +3,7 @@
 #include "model/bounded_json.h"
 
 #include <array>
+#include <cmath>
 #include <nlohmann/json.hpp>
 
 namespace quorvane {
@@ -120,6 +121,32 @@ ArtistDetails decodeArtistDetails(std::string_view text) {
 
 CVData decodeCVData(std::string_view text) {
   return decodeOrDefault<CVData>(text, &cvDataFromJson);
+}
+
+Json artworkToJson(const Artwork& a) {
+  Json json{{"id", a.id},
+            {"title", a.title},
+            {"medium", a.medium},
+            {"year", a.year},
+            {"artworkWidth", a.artworkWidth},
+            {"artworkHeight", a.artworkHeight},
+            {"artworkDepth", a.artworkDepth},
+            {"artworkText", a.artworkText},
+            {"mimeType", a.mimeType},
+            {"sizeWarning", a.sizeWarning},
+            {"sizeWarningDismissed", a.sizeWarningDismissed},
+            {"nearLimit", a.nearLimit},
+            {"sortIndex", a.sortIndex}};
+  if (a.imageByteSize) json["imageByteSize"] = *a.imageByteSize;
+  if (a.originalByteSize) json["originalByteSize"] = *a.originalByteSize;
+  if (a.width) json["width"] = *a.width;
+  if (a.height) json["height"] = *a.height;
+  // JSON has no NaN or infinity: an aspect that is none is left out.
+  if (a.aspect && std::isfinite(*a.aspect)) json["aspect"] = *a.aspect;
+  if (a.status) json["status"] = rawValue(*a.status);
+  if (a.priceCents) json["priceCents"] = *a.priceCents;
+  if (a.priceCurrency) json["priceCurrency"] = *a.priceCurrency;
+  return json;
 }
 
 }  // namespace quorvane

@@ -20,6 +20,10 @@ namespace quorvane {
 nlohmann::json artistDetailsToJson(const ArtistDetails& details);
 std::optional<ArtistDetails> artistDetailsFromJson(const nlohmann::json& json);
 
+// A work's own fields, as the command line prints them and a package holds
+// them (each adds where its image is); absent values are left out.
+nlohmann::json artworkToJson(const Artwork& artwork);
+
 nlohmann::json cvDataToJson(const CVData& cv);
 std::optional<CVData> cvDataFromJson(const nlohmann::json& json);
 

@@ -371,28 +371,7 @@ ProjectData projectDataFromJson(const nlohmann::json& json) {
 }
 
 nlohmann::json toJson(const ArtworkEntry& entry) {
-  const Artwork& a = entry.artwork;
-  nlohmann::json json{{"id", a.id},
-                      {"title", a.title},
-                      {"medium", a.medium},
-                      {"year", a.year},
-                      {"artworkWidth", a.artworkWidth},
-                      {"artworkHeight", a.artworkHeight},
-                      {"artworkDepth", a.artworkDepth},
-                      {"artworkText", a.artworkText},
-                      {"mimeType", a.mimeType},
-                      {"sizeWarning", a.sizeWarning},
-                      {"sizeWarningDismissed", a.sizeWarningDismissed},
-                      {"nearLimit", a.nearLimit},
-                      {"sortIndex", a.sortIndex}};
-  if (a.imageByteSize) json["imageByteSize"] = *a.imageByteSize;
-  if (a.originalByteSize) json["originalByteSize"] = *a.originalByteSize;
-  if (a.width) json["width"] = *a.width;
-  if (a.height) json["height"] = *a.height;
-  if (a.aspect && std::isfinite(*a.aspect)) json["aspect"] = *a.aspect;
-  if (a.status) json["status"] = rawValue(*a.status);
-  if (a.priceCents) json["priceCents"] = *a.priceCents;
-  putOptional(json, "priceCurrency", a.priceCurrency);
+  nlohmann::json json = artworkToJson(entry.artwork);
   putOptional(json, "originalMediaFile", entry.originalMediaFile);
   return json;
 }
