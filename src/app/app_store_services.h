@@ -6,11 +6,12 @@
 #include <optional>
 #include <string>
 
+#include "platform/file_system.h"
+
 namespace quorvane {
 
 class Clock;
 class Executor;
-class FileSystem;
 class FilesMediaStore;
 class ImageOptimizer;
 class IncrementalSnapshotRepository;
@@ -58,11 +59,12 @@ struct AppStoreServices {
   // apart from the drawing of pages so that scrolling never waits behind
   // it; without it, the thumbnail queue.
   Executor* pictureQueue = nullptr;
-  // The web CV import's reads and writes of the library, and where its
-  // files are read (the real file system when absent). Without the first
-  // no web CV can be imported.
+  // The web CV import's reads and writes of the library; without it no web
+  // CV can be imported.
   WebCVRepository* webCV = nullptr;
-  FileSystem* files = nullptr;
+  // Where the store reads and removes files of its own (a web CV export, a
+  // round trip's package): the real file system unless a test fails it.
+  FileSystem* files = &realFileSystem();
   // Overrides the interface language for this run (the command line's --lang).
   std::optional<std::string> languageOverride;
   // The folder of the library (its database, media and lock): no export is

@@ -39,7 +39,6 @@ StoreAssembly::StoreAssembly(BootedStorage& storage, StoreFace face)
       .thumbnailQueue = thumbnailQueue_.get(),
       .pictureQueue = pictureQueue_.get(),
       .webCV = webCV_.get(),
-      .files = nullptr,
       .languageOverride = face.languageOverride,
       .libraryDirectory = face.libraryDirectory,
   });

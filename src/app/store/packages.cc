@@ -1,7 +1,5 @@
 // The store's routes to project packages: the open project written as a
 // package, and a package read in as a new project.
-#include <filesystem>
-
 #include "app/app_store.h"
 #include "app/failure_text.h"
 #include "app/image_intake.h"
@@ -18,6 +16,18 @@
 #include "platform/paths.h"
 
 namespace quorvane {
+namespace {
+
+// The size of a package for the diagnostics; "?" when it can't be read.
+std::string packageSizeText(FileSystem& files, const std::string& path) {
+  try {
+    return std::to_string(files.fileSize(path));
+  } catch (const std::exception&) {
+    return "?";
+  }
+}
+
+}  // namespace
 
 PackageExport PackagesRoom::exportInput() {
   store_.settleSaves();
@@ -217,15 +227,18 @@ AppStore::RoundTripReport AppStore::roundTripProjectPackage(const std::string& f
   try {
     OpenedPackage opened = services_.transfer->openPackage(path);
     checkOriginals(*opened.archive, opened.content, services_.transfer->limits());
-    std::filesystem::remove(path);
+    services_.files->removeAll(path);
     return {true,
             text("roundtrip.ok", {std::to_string(state_.snapshot.artworks.images.size()),
                                   std::to_string(opened.content.snapshot.artworks.images.size()),
                                   std::to_string(opened.content.mediaPathByArtworkId.size()),
                                   std::to_string(expected)})};
   } catch (const std::exception& error) {
-    std::error_code ignored;
-    std::filesystem::remove(path, ignored);
+    try {
+      services_.files->removeAll(path);
+    } catch (const std::exception&) {
+      // Left for the user to remove: the round trip's own failure is what to say.
+    }
     return {false, text("error.roundtrip_failed", {error.what()})};
   }
 }
@@ -250,10 +263,8 @@ std::optional<std::string> AppStore::importProjectPackage(
   };
   Logger& log = services_.logger;
   try {
-    std::error_code sizeError;
-    const auto bytes = std::filesystem::file_size(path, sizeError);
     log.log("app importProjectPackage(async) start bytes=" +
-            (sizeError ? std::string("?") : std::to_string(bytes)));
+            packageSizeText(*services_.files, path));
     tell("import.toast.step.parsing");
     OpenedPackage opened = services_.transfer->openPackage(path);
     tell("import.toast.step.hydrating");
@@ -298,10 +309,8 @@ bool AppStore::importProjectPackageInBackground(const std::string& path, bool op
     return false;
   }
   state_.isImportingProjectPackage = true;
-  std::error_code sizeError;
-  const auto bytes = std::filesystem::file_size(path, sizeError);
   services_.logger.log("app importProjectPackage(async) start bytes=" +
-                       (sizeError ? std::string("?") : std::to_string(bytes)));
+                       packageSizeText(*services_.files, path));
   showToast(ToastStyle::info, text("import.toast.step.parsing"));
   // The edits waiting in their debounce go first on the same queue.
   pipeline_->firePendingSaves();

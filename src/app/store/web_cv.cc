@@ -177,7 +177,7 @@ std::optional<PreparedWebCVImport> AppStore::prepareWebCVImport(const std::strin
     // hold the same, or applying would find it changed. A project not in the
     // library yet stays out of it: looking at a plan writes nothing.
     if (!isUnsaved_) settleSaves();
-    FileSystem& files = services_.files ? *services_.files : realFileSystem();
+    FileSystem& files = *services_.files;
     PreparedWebCVImport prepared = quorvane::prepareWebCVImport(
         files, isUnsaved_ ? nullptr : services_.webCV, path, state_.project.id,
         state_.snapshot.details, state_.snapshot.cv, language());
@@ -200,7 +200,7 @@ bool AppStore::prepareWebCVImportInBackground(
   // What waits in its debounce goes first on the same queue: the plan then
   // reads from the library what the user sees.
   if (!isUnsaved_) pipeline_->firePendingSaves();
-  FileSystem& files = services_.files ? *services_.files : realFileSystem();
+  FileSystem& files = *services_.files;
   WebCVRepository* repository = isUnsaved_ ? nullptr : services_.webCV;
   runInBackground(
       self_, services_.saveQueue, services_.main,
