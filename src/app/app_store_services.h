@@ -41,14 +41,13 @@ struct AppStoreServices {
   std::function<std::optional<std::string>()> regionCode;
   // Returns once every write handed to `saveQueue` has run.
   std::function<void()> drainSaveQueue;
-  // Renders documents; previews run on `pdfRenderQueue`
-  // ("app.quorvane.pdf-render"). Without them nothing can be rendered.
-  PdfRenderService* renderer = nullptr;
-  Executor* pdfRenderQueue = nullptr;
+  // Renders documents; previews and exports run on `pdfRenderQueue`
+  // ("app.quorvane.pdf-render").
+  PdfRenderService& renderer;
+  Executor& pdfRenderQueue;
   // Project packages: the service, and the import save of the library.
-  // Without them no package can be written or read.
-  const QuorvaneTransferService* transfer = nullptr;
-  AtomicProjectImportRepository* imports = nullptr;
+  const QuorvaneTransferService& transfer;
+  AtomicProjectImportRepository& imports;
   // Where images are read and derived for `addImagesInBackground`
   // ("app.quorvane.image-intake"); without it they are added at once.
   Executor* imageQueue = nullptr;
@@ -59,9 +58,8 @@ struct AppStoreServices {
   // apart from the drawing of pages so that scrolling never waits behind
   // it; without it, the thumbnail queue.
   Executor* pictureQueue = nullptr;
-  // The web CV import's reads and writes of the library; without it no web
-  // CV can be imported.
-  WebCVRepository* webCV = nullptr;
+  // The web CV import's reads and writes of the library.
+  WebCVRepository& webCV;
   // Where the store reads and removes files of its own (a web CV export, a
   // round trip's package): the real file system unless a test fails it.
   FileSystem* files = &realFileSystem();

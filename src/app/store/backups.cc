@@ -52,7 +52,7 @@ std::optional<AllBackups> AppStore::exportAllProjectPackages(const std::string& 
     settleSaves();
     const AllBackups report =
         writeAllBackups(packages_->allBackupsPlan(folder, options), services_.snapshots,
-                        *services_.transfer, services_.media, services_.images, progress);
+                        services_.transfer, services_.media, services_.images, progress);
     packages_->allBackupsWritten(report);
     return report;
   } catch (const std::exception& error) {
@@ -80,7 +80,7 @@ void AppStore::exportAllProjectPackagesInBackground(const std::string& folder,
   // The edits waiting in their debounce go first on the same queue.
   pipeline_->firePendingSaves();
   SnapshotRepository& library = services_.snapshots;
-  const QuorvaneTransferService* transfer = services_.transfer;
+  const QuorvaneTransferService* transfer = &services_.transfer;
   FilesMediaStore& media = services_.media;
   const ImageOptimizer& images = services_.images;
   runInBackground(

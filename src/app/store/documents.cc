@@ -52,8 +52,6 @@ void DocumentsRoom::noteMissingOriginals(const RenderRequest& request, const Exp
 }
 
 bool DocumentsRoom::canExportTo(const std::string& path) {
-  if (store_.services_.renderer == nullptr)
-    return store_.fail(store_.text("app.error.render_failed", {"no renderer"}));
   if (store_.services_.libraryDirectory &&
       isInsideDirectory(path, *store_.services_.libraryDirectory)) {
     return store_.fail(
@@ -78,13 +76,9 @@ void DocumentsRoom::failRender(const std::exception_ptr& failure) {
 
 std::optional<PdfRenderResult> AppStore::renderPDF(const RenderRequest& request,
                                                    const ExportOptions& options) {
-  if (services_.renderer == nullptr) {
-    fail(text("app.error.render_failed", {"no renderer"}));
-    return std::nullopt;
-  }
   try {
     PdfRenderResult result =
-        services_.renderer->render(request, state_.project, state_.snapshot, options);
+        services_.renderer.render(request, state_.project, state_.snapshot, options);
     if (request.kind == RenderKind::portfolio) {
       ++state_.completePortfolioExportCount;
       services_.preferences.setInteger(preference_key::kCompletePortfolioExportCount,
@@ -103,13 +97,9 @@ std::optional<PdfRenderResult> AppStore::renderPDF(const RenderRequest& request,
 
 std::optional<RgbPixels> AppStore::renderPageImage(const RenderRequest& request,
                                                    const ExportOptions& options, int longEdge) {
-  if (services_.renderer == nullptr) {
-    fail("no renderer");
-    return std::nullopt;
-  }
   try {
-    return services_.renderer->renderPageImage(request, state_.project, state_.snapshot, options,
-                                               longEdge);
+    return services_.renderer.renderPageImage(request, state_.project, state_.snapshot, options,
+                                              longEdge);
   } catch (const std::exception& error) {
     failWith(error);
     return std::nullopt;
@@ -124,7 +114,7 @@ std::optional<std::vector<PdfWarning>> AppStore::exportPDF(const RenderRequest& 
   if (!documents_->canExportTo(path)) return std::nullopt;
   try {
     const ExportWork work{request, state_.project, state_.snapshot, options, path, replaceExisting};
-    std::vector<PdfWarning> warnings = writeDocument(*services_.renderer, work, progress);
+    std::vector<PdfWarning> warnings = writeDocument(services_.renderer, work, progress);
     documents_->exportWritten(request, path);
     documents_->noteMissingOriginals(request, options, warnings);
     return warnings;
@@ -139,11 +129,6 @@ std::shared_ptr<ExportJob> AppStore::exportPDFInBackground(const RenderRequest& 
                                                            const std::string& path,
                                                            Progress progress, Exported done,
                                                            bool replaceExisting) {
-  if (services_.pdfRenderQueue == nullptr && services_.renderer != nullptr) {
-    const auto warnings = exportPDF(request, options, path, progress, replaceExisting);
-    if (done) done(warnings);
-    return nullptr;
-  }
   if (!documents_->canExportTo(path)) {
     if (done) done(std::nullopt);
     return nullptr;
@@ -151,7 +136,7 @@ std::shared_ptr<ExportJob> AppStore::exportPDFInBackground(const RenderRequest& 
   ExportWork work{request, state_.project, state_.snapshot, options, path, replaceExisting};
   const std::weak_ptr<AppStore*> weak = self_;
   return ExportJob::start(
-      *services_.renderer, *services_.pdfRenderQueue, services_.main, std::move(work),
+      services_.renderer, services_.pdfRenderQueue, services_.main, std::move(work),
       std::move(progress), [weak, request, options, path, done](const ExportOutcome& outcome) {
         const auto self = weak.lock();
         if (!self) return;
@@ -209,19 +194,18 @@ std::string AppStore::exportName(RenderKind kind, const std::string& exportLocal
 }
 
 void AppStore::requestPreview(const RenderRequest& request) {
-  if (services_.renderer == nullptr || services_.pdfRenderQueue == nullptr) return;
   const std::uint64_t id = ++*documents_->latestPreviewRequest;
   state_.isPdfRendering = true;
   // Page thumbnails made stale by the same option change would draw beside
   // the preview and slow it down; they wait until it is shown.
   if (PageThumbnails* drawer = thumbnails_->drawer()) drawer->holdNewDraws(true);
   publish();
-  PdfRenderService* renderer = services_.renderer;
+  PdfRenderService* renderer = &services_.renderer;
   // A preview is looked at on a screen: its pictures are the stored web
   // derivatives as they are, so an option changed answers in the time the
   // pages take to lay out, not the time twenty images take to re-encode.
   runInBackground(
-      self_, *services_.pdfRenderQueue, services_.main,
+      self_, services_.pdfRenderQueue, services_.main,
       [renderer, request, id, latest = documents_->latestPreviewRequest, project = state_.project,
        snapshot = state_.snapshot, options = state_.exportOptions] {
         if (id != latest->load()) return std::optional<PdfRenderResult>();  // overtaken

@@ -169,7 +169,7 @@ void AppStore::systemLocaleChanged() {
 
 void AppStore::memoryPressure() {
   services_.logger.log("app memory pressure");
-  if (services_.renderer != nullptr) services_.renderer->clearCache();
+  services_.renderer.clearCache();
 }
 
 bool AppStore::deleteAllUserData() {

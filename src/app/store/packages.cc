@@ -105,9 +105,6 @@ void PackagesRoom::importFailed(const std::exception_ptr& failure) {
 }
 
 bool PackagesRoom::canWriteTo(const std::string& path) {
-  if (store_.services_.transfer == nullptr) {
-    return store_.fail(store_.text("app.error.export_failed", {path, "no package service"}));
-  }
   if (store_.services_.libraryDirectory &&
       isInsideDirectory(path, *store_.services_.libraryDirectory)) {
     return store_.fail(
@@ -158,7 +155,7 @@ std::optional<WrittenPackage> AppStore::exportProjectPackage(const std::string& 
   try {
     PackageExport input = packages_->exportInput();
     const WrittenPackage written =
-        writeProjectPackage(*services_.transfer, services_.media, services_.images, input, path,
+        writeProjectPackage(services_.transfer, services_.media, services_.images, input, path,
                             services_.clock.now(), options, progress);
     packages_->written(written, path);
     return written;
@@ -183,7 +180,7 @@ void AppStore::exportProjectPackageInBackground(const std::string& path,
     packages_->failed(error, path);
     return finish(std::nullopt);
   }
-  const QuorvaneTransferService* transfer = services_.transfer;
+  const QuorvaneTransferService* transfer = &services_.transfer;
   FilesMediaStore& media = services_.media;
   const ImageOptimizer& images = services_.images;
   runInBackground(
@@ -210,7 +207,6 @@ std::vector<MissingOriginal> AppStore::missingOriginals() const {
 }
 
 AppStore::RoundTripReport AppStore::roundTripProjectPackage(const std::string& folder) {
-  if (services_.transfer == nullptr) return {false, text("error.roundtrip_export_failed")};
   const std::string path = folder + "/roundtrip.quorvane";
   std::size_t expected = 0;
   for (const Artwork& artwork : state_.snapshot.artworks.images) {
@@ -218,15 +214,15 @@ AppStore::RoundTripReport AppStore::roundTripProjectPackage(const std::string& f
   }
   try {
     PackageExport input = packages_->exportInput();
-    writeProjectPackage(*services_.transfer, services_.media, services_.images, input, path,
+    writeProjectPackage(services_.transfer, services_.media, services_.images, input, path,
                         services_.clock.now(), {true, false, {}});
   } catch (const std::exception& error) {
     services_.logger.log(failureDiagnostic(error));
     return {false, text("error.roundtrip_export_failed")};
   }
   try {
-    OpenedPackage opened = services_.transfer->openPackage(path);
-    checkOriginals(*opened.archive, opened.content, services_.transfer->limits());
+    OpenedPackage opened = services_.transfer.openPackage(path);
+    checkOriginals(*opened.archive, opened.content, services_.transfer.limits());
     services_.files->removeAll(path);
     return {true,
             text("roundtrip.ok", {std::to_string(state_.snapshot.artworks.images.size()),
@@ -247,11 +243,6 @@ std::optional<std::string> AppStore::importProjectPackage(
     const std::string& path, bool open, const std::function<void(const std::string&)>& step,
     const TransferProgressFn& progress) {
   packages_->lastImportFailure.reset();
-  if (services_.transfer == nullptr || services_.imports == nullptr) {
-    packages_->lastImportFailure = "no package service";
-    failWithKey("error.import_invalid_project");
-    return std::nullopt;
-  }
   if (state_.isImportingProjectPackage) {
     failWithKey("cv.import.error.busy");
     return std::nullopt;
@@ -266,14 +257,14 @@ std::optional<std::string> AppStore::importProjectPackage(
     log.log("app importProjectPackage(async) start bytes=" +
             packageSizeText(*services_.files, path));
     tell("import.toast.step.parsing");
-    OpenedPackage opened = services_.transfer->openPackage(path);
+    OpenedPackage opened = services_.transfer.openPackage(path);
     tell("import.toast.step.hydrating");
     settleSaves();
     const MergedPackage merged =
         mergeIntoLibrary(opened,
-                         PackageMergeServices{*services_.imports, services_.labels, services_.media,
+                         PackageMergeServices{services_.imports, services_.labels, services_.media,
                                               services_.images, log, services_.makeUuid},
-                         services_.transfer->limits(), text("app.project.imported_name"), progress);
+                         services_.transfer.limits(), text("app.project.imported_name"), progress);
     tell("import.toast.step.applying");
     return packages_->importMerged(merged, open, tell);
   } catch (...) {
@@ -283,9 +274,8 @@ std::optional<std::string> AppStore::importProjectPackage(
 }
 
 std::optional<std::string> AppStore::projectAlreadyInLibrary(const std::string& path) {
-  if (services_.transfer == nullptr) return std::nullopt;
   try {
-    const OpenedPackage opened = services_.transfer->openPackage(path);
+    const OpenedPackage opened = services_.transfer.openPackage(path);
     settleSaves();
     const auto same = sameProjectInLibrary(opened.content, services_.snapshots);
     if (same) return same->projectName;
@@ -299,11 +289,6 @@ bool AppStore::importProjectPackageInBackground(const std::string& path, bool op
                                                 TransferProgressFn progress, PackageImported done,
                                                 Cancellation cancel) {
   packages_->lastImportFailure.reset();
-  if (services_.transfer == nullptr || services_.imports == nullptr) {
-    packages_->lastImportFailure = "no package service";
-    failWithKey("error.import_invalid_project");
-    return false;
-  }
   if (state_.isImportingProjectPackage) {
     failWithKey("cv.import.error.busy");
     return false;
@@ -314,9 +299,9 @@ bool AppStore::importProjectPackageInBackground(const std::string& path, bool op
   showToast(ToastStyle::info, text("import.toast.step.parsing"));
   // The edits waiting in their debounce go first on the same queue.
   pipeline_->firePendingSaves();
-  const QuorvaneTransferService* transfer = services_.transfer;
-  const PackageMergeServices merge{*services_.imports, services_.labels, services_.media,
-                                   services_.images,   services_.logger, services_.makeUuid};
+  const QuorvaneTransferService* transfer = &services_.transfer;
+  const PackageMergeServices merge{services_.imports, services_.labels, services_.media,
+                                   services_.images,  services_.logger, services_.makeUuid};
   const std::function<void(std::string)> step =
       toldOnMain(self_, services_.main, std::function<void(std::string)>([this](std::string key) {
                    showToast(ToastStyle::info, text(key));

@@ -24,7 +24,7 @@ RenderKind kindOfSection(const std::string& section) {
 
 ThumbnailRoom::ThumbnailRoom(AppStore& store) : store_(store) {
   const AppStoreServices& services = store.services_;
-  if (services.thumbnailQueue == nullptr || services.renderer == nullptr) return;
+  if (services.thumbnailQueue == nullptr) return;
   drawer_ = std::make_unique<PageThumbnails>(
       services.media, services.main, *services.thumbnailQueue, services.logger,
       [this](const std::string& key) { return source(key); },
@@ -46,7 +46,6 @@ PageLabels ThumbnailRoom::currentLabels() {
 }
 
 std::optional<ThumbnailSource> ThumbnailRoom::source(const std::string& key) {
-  if (store_.services_.renderer == nullptr) return std::nullopt;
   const std::optional<std::string> section = sectionOfThumbKey(key);
   RenderRequest request{section ? kindOfSection(*section) : RenderKind::singleArtwork,
                         section ? std::nullopt : std::optional(key)};
@@ -56,7 +55,7 @@ std::optional<ThumbnailSource> ThumbnailRoom::source(const std::string& key) {
   const std::optional<std::string> signature = currentSignature(key);
   if (!signature) return std::nullopt;
   // Drawn on the worker from a copy of the project as it is now.
-  PdfRenderService& renderer = *store_.services_.renderer;
+  PdfRenderService& renderer = store_.services_.renderer;
   const ImageOptimizer& images = store_.services_.images;
   return ThumbnailSource{*signature, [&renderer, &images, request, project = store_.state_.project,
                                       snapshot = store_.state_.snapshot, options] {

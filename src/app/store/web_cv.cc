@@ -67,7 +67,7 @@ std::optional<WebCVWrite> WebCVRoom::begin(const PreparedWebCVImport& prepared,
     refuse(WebCVImportErrorCode::busy, "");
     return std::nullopt;
   }
-  if (!store_.services_.webCV || prepared.projectId != store_.state_.project.id) {
+  if (prepared.projectId != store_.state_.project.id) {
     refuse(WebCVImportErrorCode::context, "not the open project");
     return std::nullopt;
   }
@@ -168,10 +168,6 @@ const std::optional<WebCVImportErrorCode>& AppStore::lastWebCVImportError() cons
 std::optional<PreparedWebCVImport> AppStore::prepareWebCVImport(const std::string& path) {
   checkMainThread();
   webCVImport_->lastError.reset();
-  if (!services_.webCV) {
-    webCVImport_->refuse(WebCVImportErrorCode::context, "no library");
-    return std::nullopt;
-  }
   try {
     // The plan compares the file with what the user sees; the library must
     // hold the same, or applying would find it changed. A project not in the
@@ -179,7 +175,7 @@ std::optional<PreparedWebCVImport> AppStore::prepareWebCVImport(const std::strin
     if (!isUnsaved_) settleSaves();
     FileSystem& files = *services_.files;
     PreparedWebCVImport prepared = quorvane::prepareWebCVImport(
-        files, isUnsaved_ ? nullptr : services_.webCV, path, state_.project.id,
+        files, isUnsaved_ ? nullptr : &services_.webCV, path, state_.project.id,
         state_.snapshot.details, state_.snapshot.cv, language());
     webCVImport_->logPrepared(prepared);
     return prepared;
@@ -193,15 +189,11 @@ bool AppStore::prepareWebCVImportInBackground(
     const std::string& path, std::function<void(std::optional<PreparedWebCVImport>)> done) {
   checkMainThread();
   webCVImport_->lastError.reset();
-  if (!services_.webCV) {
-    webCVImport_->refuse(WebCVImportErrorCode::context, "no library");
-    return false;
-  }
   // What waits in its debounce goes first on the same queue: the plan then
   // reads from the library what the user sees.
   if (!isUnsaved_) pipeline_->firePendingSaves();
   FileSystem& files = *services_.files;
-  WebCVRepository* repository = isUnsaved_ ? nullptr : services_.webCV;
+  WebCVRepository* repository = isUnsaved_ ? nullptr : &services_.webCV;
   runInBackground(
       self_, services_.saveQueue, services_.main,
       [&files, repository, path, projectId = state_.project.id, details = state_.snapshot.details,
@@ -231,7 +223,7 @@ bool AppStore::applyWebCVImport(const PreparedWebCVImport& prepared,
     // then makes the import stop as stale rather than being overwritten.
     pipeline_->flushPendingSaves();
     if (services_.drainSaveQueue) services_.drainSaveQueue();
-    written = writeWebCVImport(*services_.webCV, prepared, *write,
+    written = writeWebCVImport(services_.webCV, prepared, *write,
                                millisecondsSince1970(services_.clock.now()));
   } catch (...) {
     failure = std::current_exception();
@@ -248,7 +240,7 @@ bool AppStore::applyWebCVImportInBackground(const PreparedWebCVImport& prepared,
   publish();
   // Handed to the save queue after every write fired before: they run first.
   pipeline_->firePendingSaves();
-  WebCVRepository& repository = *services_.webCV;
+  WebCVRepository& repository = services_.webCV;
   const std::int64_t now = millisecondsSince1970(services_.clock.now());
   runInBackground(
       self_, services_.saveQueue, services_.main,
