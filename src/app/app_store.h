@@ -109,16 +109,19 @@ class AppStore {
   // The language documents are printed in now: the chosen export language,
   // else the open project's own.
   std::string exportLanguage() const;
+  // Runs the face's executors until `finished` says so: how a face that
+  // waits for an asynchronous command (app/waiting_commands.h) waits.
+  // Throws std::logic_error for a face that can't wait.
+  void runUntil(const std::function<bool()>& finished);
   // Data changes made through this store since it started.
   std::uint64_t changeCount() const { return changeCount_; }
 
   // Projects.
   std::optional<std::string> createProject(const ProjectChanges& changes);
-  bool openProject(const std::string& projectId);
-  // `openProject` without waiting on the main executor (for a window): the
-  // pending saves are handed to the save queue, the project is read there
-  // after them and opened on the main executor, which takes other commands
-  // meanwhile; `done` is told whether it opened (a failure is also a toast).
+  // Opens a live project: the pending saves are handed to the save queue,
+  // the project is read there after them and opened on the main executor,
+  // which takes other commands meanwhile; `done` is told whether it opened
+  // (a failure is also a toast).
   void openProjectInBackground(const std::string& projectId, std::function<void(bool)> done);
   bool updateProject(const ProjectChanges& changes);
   bool renameProject(const std::string& name);
@@ -154,8 +157,8 @@ class AppStore {
   // `artworkIds` must name every artwork of the project exactly once.
   bool reorderArtworks(const std::vector<std::string>& artworkIds);
   bool removeArtwork(const std::string& artworkId);
-  std::vector<ReusableArtworkAsset> vault();
-  // `vault` the same way: read on the save queue after the pending saves.
+  // The works of the library the open project does not show, read on the
+  // save queue after the pending saves.
   void vaultInBackground(std::function<void(std::vector<ReusableArtworkAsset>)> done);
   // The library's figures (artworks, texts and CVs written), read on the
   // save queue after the pending saves; `done` runs on the main executor.
@@ -222,27 +225,21 @@ class AppStore {
   // is counted); nothing, with an error toast, when it fails.
   std::optional<PdfRenderResult> renderPDF(const RenderRequest& request,
                                            const ExportOptions& options);
-  // Writes the document to `path` as it is made, atomically (the file
-  // appears whole, or not at all; a file it replaces keeps its permissions);
-  // its warnings, or nothing with an error toast. A path in the library's
-  // folder is refused: an export must never take the place of the library.
-  // Without `replaceExisting`, a file already at `path` is never replaced
-  // (checked in the same step that puts the export there).
   // One page of the open project as the export would lay it out with
   // `options` — an artwork's page, or the first page of a text or the CV —
   // drawn as pixels `longEdge` on its longer side; nothing, with the error
   // shown, when it can't be drawn.
   std::optional<RgbPixels> renderPageImage(const RenderRequest& request,
                                            const ExportOptions& options, int longEdge);
-  std::optional<std::vector<PdfWarning>> exportPDF(const RenderRequest& request,
-                                                   const ExportOptions& options,
-                                                   const std::string& path,
-                                                   const Progress& progress = {},
-                                                   bool replaceExisting = true);
-  // `exportPDF` on the render queue (for a window): progress and `done`
-  // (the warnings, or nothing after a failure, shown as a toast, or a
-  // cancel) run on the main executor. Cancelling the returned job leaves
-  // nothing at `path`.
+  // Writes the document to `path` on the render queue as it is made,
+  // atomically (the file appears whole, or not at all; a file it replaces
+  // keeps its permissions). A path in the library's folder is refused: an
+  // export must never take the place of the library. Without
+  // `replaceExisting`, a file already at `path` is never replaced (checked
+  // in the same step that puts the export there). Progress and `done` (the
+  // warnings, or nothing after a failure, shown as a toast, or a cancel) run
+  // on the main executor. Cancelling the returned job leaves nothing at
+  // `path`.
   using Exported = std::function<void(const std::optional<std::vector<PdfWarning>>&)>;
   std::shared_ptr<ExportJob> exportPDFInBackground(const RenderRequest& request,
                                                    const ExportOptions& options,
@@ -260,8 +257,8 @@ class AppStore {
   // request wins.
   void requestPreview(const RenderRequest& request);
 
-  // Project packages (backups). `exportProjectPackage` writes the open
-  // project (its pending edits first) at `path`, whole or not at all (an
+  // Project packages (backups). A package export writes the open project
+  // (its pending edits first) at `path`, whole or not at all (an
   // older file replaced only with `options.replaceExisting`), and reads it
   // back before it takes its name (packages/transfer_service.h); what was
   // written, or nothing with an error toast. Every work with an image goes
@@ -270,15 +267,10 @@ class AppStore {
   // `lastBackupMissingOriginals`), unless `allowMissingOriginals`, when the
   // result names the works written without their image. The export is
   // recorded: the backup reminders start afresh. `progress` is told as the
-  // originals go in, then as they are checked.
-  std::optional<WrittenPackage> exportProjectPackage(const std::string& path,
-                                                     const PackageExportOptions& options = {},
-                                                     const TransferProgressFn& progress = {});
-  // `exportProjectPackage` for a window: the pending edits are written
-  // first, then the originals are looked at and copied into the package on
-  // the save queue (after those writes), with `progress` and `done` (what
-  // was written, or nothing after a failure, shown as a toast) told on the
-  // main executor.
+  // originals go in, then as they are checked. The originals are looked at
+  // and copied into the package on the save queue (after the pending
+  // writes), with `progress` and `done` (what was written, or nothing after
+  // a failure, shown as a toast) told on the main executor.
   using PackageWritten = std::function<void(const std::optional<WrittenPackage>&)>;
   void exportProjectPackageInBackground(const std::string& path, PackageExportOptions options,
                                         TransferProgressFn progress, PackageWritten done);
@@ -286,13 +278,8 @@ class AppStore {
   // (app/all_backups.h): what was written, what was not and why (also
   // said in a toast), and the works only the Vault holds. Recorded as a
   // backup when every project was written. Nothing, with a toast, when it
-  // can't start.
-  std::optional<AllBackups> exportAllProjectPackages(const std::string& folder,
-                                                     const PackageExportOptions& options = {},
-                                                     const AllBackupsProgress& progress = {});
-  // The same for a window: the packages are written on the save queue
-  // (after the pending edits); `progress` and `done` are told on the main
-  // executor.
+  // can't start. The packages are written on the save queue (after the
+  // pending edits); `progress` and `done` are told on the main executor.
   using AllBackupsWritten = std::function<void(const std::optional<AllBackups>&)>;
   void exportAllProjectPackagesInBackground(const std::string& folder, PackageExportOptions options,
                                             AllBackupsProgress progress, AllBackupsWritten done);
@@ -379,16 +366,13 @@ class AppStore {
   // releases the saves held back meanwhile; false, with the project as it
   // was, when it fails (`stale` when the project changed since preparing,
   // `busy` while another import runs). Replacing nothing changes nothing.
-  std::optional<PreparedWebCVImport> prepareWebCVImport(const std::string& path);
-  // The same with the file read and planned on the save queue, after the
-  // writes pending now; `done` is told on the main executor, with nothing
-  // when it failed (said as above). False at once when it can't start.
+  // The file is read and planned on the save queue, after the writes
+  // pending now; `done` is told on the main executor, with nothing when it
+  // failed (said as above). False at once when it can't start.
   bool prepareWebCVImportInBackground(const std::string& path,
                                       std::function<void(std::optional<PreparedWebCVImport>)> done);
-  bool applyWebCVImport(const PreparedWebCVImport& prepared, const WebCVImportSelection& selection);
-  // The same with the database work on the save queue; `done` is told on
-  // the main executor. False at once (and `done` never told) when it can't
-  // start.
+  // The groups are written on the save queue; `done` is told on the main
+  // executor. False at once (and `done` never told) when it can't start.
   bool applyWebCVImportInBackground(const PreparedWebCVImport& prepared,
                                     const WebCVImportSelection& selection,
                                     std::function<void(bool)> done);
@@ -488,6 +472,8 @@ class AppStore {
   // Leaving a project never written: it goes from the list.
   void forgetIfUnsaved();
   bool rememberCurrentProject();
+  // The Vault, read here and now (for `addFromVault`).
+  std::vector<ReusableArtworkAsset> readVault();
   // What the user wrote, without control characters (see inputNotice).
   std::string cleaned(std::string_view text, TextShape shape);
   ProjectChanges cleaned(const ProjectChanges& changes);

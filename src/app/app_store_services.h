@@ -41,6 +41,9 @@ struct AppStoreServices {
   std::function<std::optional<std::string>()> regionCode;
   // Returns once every write handed to `saveQueue` has run.
   std::function<void()> drainSaveQueue;
+  // For a face that waits for a command (app/waiting_commands.h): runs its
+  // executors until `finished` says so.
+  std::function<void(const std::function<bool()>& finished)> runUntil;
   // Renders documents; previews and exports run on `pdfRenderQueue`
   // ("app.quorvane.pdf-render").
   PdfRenderService& renderer;

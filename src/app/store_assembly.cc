@@ -31,6 +31,7 @@ StoreAssembly::StoreAssembly(BootedStorage& storage, StoreFace face)
       .makeUuid = makeUuid,
       .regionCode = systemRegionCode,
       .drainSaveQueue = [this] { saveQueue_.drain(); },
+      .runUntil = face.runUntil,
       .renderer = *renderer_,
       .pdfRenderQueue = pdfQueue_,
       .transfer = transfer_,

@@ -5,6 +5,7 @@
 // drawn ahead of need.
 #pragma once
 
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -28,6 +29,8 @@ struct StoreFace {
   std::string libraryDirectory;
   // Overrides the interface language for this run (the command line's --lang).
   std::optional<std::string> languageOverride;
+  // Runs the main executor until `finished` says so (app/waiting_commands.h).
+  std::function<void(const std::function<bool()>& finished)> runUntil;
   // Page thumbnails and board pictures on queues of their own: a window
   // shows them; a command has no use for pages drawn ahead of need.
   bool drawsPagesAhead = false;

@@ -6,6 +6,7 @@
 #include <nlohmann/json.hpp>
 
 #include "app/app_store.h"
+#include "app/waiting_commands.h"
 #include "cli/command.h"
 #include "cli/command_support.h"
 #include "cli/record_output.h"
@@ -279,7 +280,7 @@ void installVaultCommand(CLI::App& command, CliContext& context) {
   command.callback([&context, &command] {
     if (!command.get_subcommands().empty()) return;
     context.onlyReads();
-    const auto assets = context.store().vault();
+    const auto assets = vault(context.store());
     if (context.json) {
       nlohmann::json json = nlohmann::json::array();
       for (const ReusableArtworkAsset& asset : assets) {
@@ -302,7 +303,7 @@ void installVaultCommand(CLI::App& command, CliContext& context) {
   add->add_option("id", *added, "The artwork's id, as 'quorvane vault' lists it")->required();
   add->callback([&context, added] {
     std::vector<std::string> ids;
-    for (const ReusableArtworkAsset& asset : context.store().vault()) ids.push_back(asset.id);
+    for (const ReusableArtworkAsset& asset : vault(context.store())) ids.push_back(asset.id);
     context.check(context.store().addFromVault(resolveId(context, *added, ids)));
   });
 }

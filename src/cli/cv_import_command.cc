@@ -9,6 +9,7 @@
 #include <string>
 
 #include "app/app_store.h"
+#include "app/waiting_commands.h"
 #include "cli/command.h"
 #include "cli/command_support.h"
 #include "cli/text_width.h"
@@ -174,7 +175,7 @@ void importCV(CliContext& context, const CVImportOptions& options) {
   const bool applies = !options.dryRun && (options.identity || options.cv);
   if (!applies) context.onlyReads();
   AppStore& store = context.store();
-  const std::optional<PreparedWebCVImport> prepared = store.prepareWebCVImport(options.file);
+  const std::optional<PreparedWebCVImport> prepared = prepareWebCVImport(store, options.file);
   context.check(prepared.has_value());
   if (!applies) {
     printPlan(context, prepared->plan);
@@ -184,7 +185,7 @@ void importCV(CliContext& context, const CVImportOptions& options) {
   selection.identity =
       parsed<WebCVImportChoice>(options.identity).value_or(WebCVImportChoice::keep);
   selection.cv = parsed<WebCVImportChoice>(options.cv).value_or(WebCVImportChoice::keep);
-  context.check(store.applyWebCVImport(*prepared, selection));
+  context.check(applyWebCVImport(store, *prepared, selection));
   context.writeNow();
   // A group named but already as the file has it is left as it is.
   const bool identityReplaced =

@@ -8,6 +8,7 @@
 
 #include "app/app_store.h"
 #include "app/failure_text.h"
+#include "app/waiting_commands.h"
 #include "cli/command.h"
 #include "cli/command_support.h"
 #include "platform/file_system.h"
@@ -30,8 +31,8 @@ constexpr ExportKind kKinds[] = {
 struct ExportOptionsGiven {
   std::string kind;
   std::optional<std::string> output, locale, format, quality;
-  bool noToc = false, noCoverImage = false, noCV = false, noBio = false, noStatement = false, noProjectStatement = false,
-       showTitles = false, hideTitles = false, force = false;
+  bool noToc = false, noCoverImage = false, noCV = false, noBio = false, noStatement = false,
+       noProjectStatement = false, showTitles = false, hideTitles = false, force = false;
 };
 
 // The remembered options, changed by what this command was given.
@@ -87,8 +88,8 @@ void exportDocument(CliContext& context, const ExportOptionsGiven& given) {
                       << "\x1b[K" << std::flush;
   };
   const std::optional<std::vector<PdfWarning>> result =
-      store.exportPDF({kind->render, {}}, options, path,
-                      showProgress ? progress : AppStore::Progress(), given.force);
+      exportPDF(store, {kind->render, {}}, options, path,
+                showProgress ? progress : AppStore::Progress(), given.force);
   if (showProgress) *context.terminal << "\r\x1b[K" << std::flush;
   context.check(result.has_value());
   nlohmann::json warnings = nlohmann::json::array();

@@ -9,6 +9,7 @@
 #include "app/app_store.h"
 #include "app/failure_text.h"
 #include "app/package_export.h"
+#include "app/waiting_commands.h"
 #include "cli/command.h"
 #include "cli/command_support.h"
 #include "cli/progress_line.h"
@@ -72,8 +73,8 @@ void exportAll(CliContext& context, const PackageOptions& options) {
   std::optional<AllBackups> report;
   {
     ProgressLine line(context.json ? nullptr : context.terminal);
-    report = store.exportAllProjectPackages(
-        folder, {options.force, options.allowMissing, {}},
+    report = exportAllProjectPackages(
+        store, folder, {options.force, options.allowMissing, {}},
         [&](std::size_t project, std::size_t projects, const TransferProgress& at) {
           line.show(
               context.format("cli.package.all.progress",
@@ -162,8 +163,8 @@ void exportPackage(CliContext& context, const PackageOptions& options) {
   std::optional<WrittenPackage> written;
   {
     ProgressLine line(context.json ? nullptr : context.terminal);
-    written = store.exportProjectPackage(path, {options.force, options.allowMissing, {}},
-                                         progressOn(context, line));
+    written = exportProjectPackage(store, path, {options.force, options.allowMissing, {}},
+                                   progressOn(context, line));
   }
   if (!written && !store.lastBackupMissingOriginals().empty()) {
     throw CliError(store.state().lastErrorMessage.value_or("") + "\n" +

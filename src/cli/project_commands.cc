@@ -4,6 +4,7 @@
 
 #include "app/app_store.h"
 #include "app/text_stats.h"
+#include "app/waiting_commands.h"
 #include "cli/command.h"
 #include "cli/command_support.h"
 #include "cli/record_output.h"
@@ -197,7 +198,7 @@ void installProjectSubcommands(CLI::App& command, CliContext& context) {
     AppStore& store = context.store();
     std::vector<std::string> ids;
     for (const ProjectSummary& summary : store.state().projects) ids.push_back(summary.id);
-    context.check(store.openProject(resolveId(context, *openId, ids)));
+    context.check(openProject(store, resolveId(context, *openId, ids)));
     context.err << context.format("cli.project.opened", {store.state().project.projectName})
                 << '\n';
   });

@@ -201,12 +201,16 @@ StoreSession::StoreSession(CliContext& context)
       changes ? Preferences::Access::write : Preferences::Access::read);
   std::optional<std::string> language;
   if (!context.languageOption.empty()) language = context.languageOption;
+  const auto runUntil = [this](const std::function<bool()>& finished) {
+    mainLoop_.runUntil(finished);
+  };
   assembly_ =
       std::make_unique<StoreAssembly>(storage_, StoreFace{.main = mainLoop_,
                                                           .preferences = *preferences_,
                                                           .logger = logger_,
                                                           .libraryDirectory = dataDirectory(),
                                                           .languageOverride = language,
+                                                          .runUntil = runUntil,
                                                           .drawsPagesAhead = false});
   AppStore& store = assembly_->store();
   if (changes) {

@@ -3,6 +3,9 @@
 
 #include <unistd.h>
 
+#include <QCoreApplication>
+#include <QEventLoop>
+
 #include "pdf/localization.h"
 #include "platform/paths.h"
 #include "platform/uuid.h"
@@ -41,6 +44,12 @@ std::unique_ptr<LibraryLock> lockLibrary(const LockWait& wait) {
   }
 }
 
+// The window never waits for a command; its screenshot tour does, by
+// running the event loop.
+void runEventsUntil(const std::function<bool()>& finished) {
+  while (!finished()) QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
+}
+
 }  // namespace
 
 DesktopSession::DesktopSession(QObject& mainContext, Logger& logger, const LockWait& wait)
@@ -71,6 +80,7 @@ DesktopSession::DesktopSession(QObject& mainContext, Logger& logger, const LockW
                                                           .logger = logger_,
                                                           .libraryDirectory = dataDirectory(),
                                                           .languageOverride = std::nullopt,
+                                                          .runUntil = runEventsUntil,
                                                           .drawsPagesAhead = true});
   AppStore& store = assembly_->store();
   if (!storage_.isFallback && !storage_.isWriteProtected) {

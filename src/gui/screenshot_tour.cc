@@ -1,4 +1,5 @@
 #include "gui/screenshot_tour.h"
+#include "app/waiting_commands.h"
 
 #include <QApplication>
 #include <QCoreApplication>
@@ -187,7 +188,7 @@ int takeScreenshots(MainWindow& window, const QString& folder) {
   }
   // A project deleted, and where it can be restored from.
   if (!store.state().projects.empty()) {
-    store.openProject(store.state().projects.back().id);
+    openProject(store, store.state().projects.back().id);
     store.deleteProject();
     store.dismissToast();  // the page itself is the subject
   }

@@ -53,6 +53,22 @@ void MainLoop::run() {
   }
 }
 
+void MainLoop::runUntil(const std::function<bool()>& finished) {
+  Entry entry;
+  while (!finished()) {
+    if (takeDue(std::chrono::steady_clock::now(), entry)) {
+      if (!entry.cancelled->load()) entry.task();
+      continue;
+    }
+    std::unique_lock lock(mutex_);
+    if (queue_.empty()) {
+      changed_.wait(lock);
+    } else {
+      changed_.wait_until(lock, queue_.begin()->first.first);
+    }
+  }
+}
+
 void MainLoop::quit() {
   {
     const std::lock_guard lock(mutex_);

@@ -6,6 +6,7 @@
 #include <chrono>
 #include <condition_variable>
 #include <cstdint>
+#include <functional>
 #include <map>
 #include <memory>
 #include <mutex>
@@ -25,6 +26,10 @@ class MainLoop final : public Executor {
   void runUntilIdle();
   // Runs tasks as they fall due until `quit` is called.
   void run();
+  // Runs tasks as they fall due, waiting for those other threads post,
+  // until `finished` says so (checked after each task): how a command waits
+  // for work it handed to a queue.
+  void runUntil(const std::function<bool()>& finished);
   // Makes `run` return after the task in progress; safe from any thread.
   void quit();
 

@@ -147,6 +147,7 @@ class AppStoreTest : public ::testing::Test {
         .makeUuid = [this] { return "ID-" + std::to_string(++uuids); },
         .regionCode = [this] { return region; },
         .drainSaveQueue = [this] { saveQueue.runUntilIdle(); },
+        .runUntil = [this](const std::function<bool()>& finished) { runUntil(finished); },
         .renderer = *renderer,
         .pdfRenderQueue = pdfQueue,
         .transfer = transfer,
@@ -159,6 +160,18 @@ class AppStoreTest : public ::testing::Test {
     });
     started = store->start(projectId);
     return *store;
+  }
+  // What a waiting face does: each queue's next task, as its thread would
+  // run it, until `finished`; a test fails rather than wait for work that
+  // never comes.
+  void runUntil(const std::function<bool()>& finished) {
+    while (!finished()) {
+      if (saveQueue.runOne() || pdfQueue.runOne() || imageQueue.runOne() ||
+          thumbnailQueue.runOne() || main.runOne()) {
+        continue;
+      }
+      FAIL() << "the command was never done: nothing is left to run";
+    }
   }
   // Lets the debounce pass and every write run.
   void settle() {

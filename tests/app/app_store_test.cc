@@ -8,6 +8,7 @@
 
 #include "app/app_store_fixture.h"
 #include "app/image_intake.h"
+#include "app/waiting_commands.h"
 #include "model/export_file_names.h"
 #include "pdf/pdf_reader.h"
 
@@ -297,9 +298,9 @@ TEST_F(AppStoreTest, ArtworksAreEditedReorderedRemovedAndBroughtBackFromTheVault
   EXPECT_EQ(images[1].priceCents, 120000);
   EXPECT_EQ(images[1].status, ArtworkStatus::sold);
 
-  const auto vault = again.vault();
-  ASSERT_EQ(vault.size(), 1u);
-  EXPECT_EQ(vault[0].artwork.id, a);
+  const auto kept = vault(again);
+  ASSERT_EQ(kept.size(), 1u);
+  EXPECT_EQ(kept[0].artwork.id, a);
   EXPECT_TRUE(again.addFromVault(a));
   EXPECT_FALSE(again.addFromVault(a));
   settle();
@@ -315,11 +316,11 @@ TEST_F(AppStoreTest, AnEditIsWrittenBeforeTheStoreMovesToAnotherProject) {
   const std::string second = *store.createProject(named("Second", ProjectKind::catalogue));
   EXPECT_EQ(store.state().project.catalogueKind, CatalogueKind::price);
   store.setText(SaveSection::bio, "Second bio");
-  EXPECT_TRUE(store.openProject(first));
+  EXPECT_TRUE(openProject(store, first));
   EXPECT_EQ(store.state().snapshot.biography, "First bio");
-  EXPECT_TRUE(store.openProject(second));
+  EXPECT_TRUE(openProject(store, second));
   EXPECT_EQ(store.state().snapshot.biography, "Second bio");
-  EXPECT_FALSE(store.openProject("elsewhere"));
+  EXPECT_FALSE(openProject(store, "elsewhere"));
   EXPECT_EQ(store.state().project.id, second);
 }
 
@@ -352,7 +353,7 @@ TEST_F(AppStoreTest, DuplicatingCopiesTextsAndSharesArtworksDeletingOpensAnother
   EXPECT_EQ(store.state().errorToast->text, "Project duplicated.");
   store.setText(SaveSection::bio, "Changed in the copy");
   settle();
-  EXPECT_TRUE(store.openProject(original));
+  EXPECT_TRUE(openProject(store, original));
   EXPECT_EQ(store.state().snapshot.biography, "Bio");
   EXPECT_EQ(sql("SELECT count(*) FROM project_artworks"), "2");
   EXPECT_EQ(sql("SELECT count(*) FROM artworks"), "1");
@@ -387,7 +388,7 @@ TEST_F(AppStoreTest, ADeletedProjectIsListedAndComesBackAsItWas) {
   EXPECT_EQ(store.state().errorToast->text, "“Tides” is back in your projects.");
   EXPECT_TRUE(store.state().deletedProjects.empty());
   EXPECT_EQ(store.state().project.id, other) << "the open project stays open";
-  ASSERT_TRUE(store.openProject(tides));
+  ASSERT_TRUE(openProject(store, tides));
   EXPECT_EQ(store.state().snapshot.biography, "Née à Lyon.");
   EXPECT_EQ(store.state().snapshot.artworks.images.size(), 1u);
 }

@@ -11,6 +11,7 @@
 #include "app/app_store.h"
 #include "app/app_store_fixture.h"
 #include "app/system_conditions_watch.h"
+#include "app/waiting_commands.h"
 #include "storage/sql_helpers.h"
 
 namespace quorvane {
@@ -31,7 +32,7 @@ class PackageRoutesTest : public AppStoreTest {
     store.setText(SaveSection::bio, "Née à Lyon.");
     settle();
     const std::string path = dir.file("Tides.quorvane");
-    EXPECT_TRUE(store.exportProjectPackage(path));
+    EXPECT_TRUE(exportProjectPackage(store, path));
     return path;
   }
   std::vector<std::string> pending() {
@@ -85,7 +86,7 @@ TEST_F(PackageRoutesTest, AStopBeforeTheImagesWereFinishedIsMadeGoodByTheNextRun
   EXPECT_TRUE(logged(logger, "finalization resume pendingIDs count=4"));
   EXPECT_TRUE(logged(logger, "finalization resume dropped stale IDs count=1"));
   EXPECT_TRUE(pending().empty());
-  ASSERT_TRUE(next.openProject(id));
+  ASSERT_TRUE(openProject(next, id));
   for (const Artwork& artwork : next.state().snapshot.artworks.images) {
     EXPECT_EQ(artwork.imagePath, "sqlite-media://" + artwork.id)
         << "a project not open is finished too";
@@ -383,7 +384,7 @@ TEST_F(PackageRoutesTest, ABackupNeverLeavesAnOriginalOutWithoutSayingSo) {
 
   const std::string path = dir.file("out/Tides.quorvane");
   fs::create_directories(dir.file("out"));
-  EXPECT_FALSE(store.exportProjectPackage(path));
+  EXPECT_FALSE(exportProjectPackage(store, path));
   EXPECT_EQ(
       store.lastBackupMissingOriginals(),
       (std::vector<MissingOriginal>{{works[0].id, "Deleted", OriginalFault::missing, 1},
@@ -397,7 +398,7 @@ TEST_F(PackageRoutesTest, ABackupNeverLeavesAnOriginalOutWithoutSayingSo) {
   EXPECT_TRUE(fs::is_empty(dir.file("out"))) << "nothing written, nothing left";
   EXPECT_FALSE(store.state().lastProjectDataExportAt) << "no backup recorded";
 
-  const auto written = store.exportProjectPackage(path, {false, true, {}});
+  const auto written = exportProjectPackage(store, path, {false, true, {}});
   ASSERT_TRUE(written) << "asked for: written without those images";
   EXPECT_EQ(written->withoutImages.size(), 3u);
   EXPECT_TRUE(store.lastBackupMissingOriginals().empty());
@@ -412,12 +413,12 @@ TEST_F(PackageRoutesTest, ABackupNeverLeavesAnOriginalOutWithoutSayingSo) {
   // A print that can't use an original says so, and which.
   ExportOptions options = store.state().exportOptions;
   options.imageQuality = ExportImageQuality::printQuality;
-  const auto warnings = store.exportPDF({RenderKind::portfolio, {}}, options, dir.file("p.pdf"));
+  const auto warnings = exportPDF(store, {RenderKind::portfolio, {}}, options, dir.file("p.pdf"));
   ASSERT_TRUE(warnings);
   EXPECT_EQ(std::count(warnings->begin(), warnings->end(), PdfWarning::originalMissing), 1);
   EXPECT_EQ(store.missingOriginals().size(), 3u);
   options.imageQuality = ExportImageQuality::webOptimized;
-  EXPECT_EQ(store.exportPDF({RenderKind::portfolio, {}}, options, dir.file("w.pdf")),
+  EXPECT_EQ(exportPDF(store, {RenderKind::portfolio, {}}, options, dir.file("w.pdf")),
             std::vector<PdfWarning>{})
       << "screen copies are what a web document prints";
 }
@@ -436,7 +437,7 @@ TEST_F(PackageRoutesTest, EveryKindOfImageTheLibraryTakesIsBackedUpAndComesBack)
   ASSERT_GT(fs::file_size(paths[2]), 4096u) << "a TIFF larger than any header";
 
   const std::string path = dir.file("kinds.quorvane");
-  const auto written = store.exportProjectPackage(path);
+  const auto written = exportProjectPackage(store, path);
   ASSERT_TRUE(written) << store.state().lastErrorMessage.value_or("");
   EXPECT_TRUE(written->withoutImages.empty());
   ASSERT_TRUE(store.importProjectPackage(path, true));
@@ -630,7 +631,7 @@ TEST_F(PackageRoutesTest, ABackupOrAnImportTheDiskCannotHoldSaysSoAndWritesNothi
   settle();
   mediaFiles.available = 1000;  // the folder a backup goes to, full before it starts
   fs::create_directories(dir.file("full"));
-  EXPECT_FALSE(store->exportProjectPackage(dir.file("full/Tides.quorvane")));
+  EXPECT_FALSE(exportProjectPackage(*store, dir.file("full/Tides.quorvane")));
   const std::string told = store->state().lastErrorMessage.value_or("");
   EXPECT_TRUE(told.ends_with(" MB and 0.0 MB are free.")) << told;
   EXPECT_TRUE(fs::is_empty(dir.file("full")));

@@ -12,6 +12,7 @@
 #include "app/app_store_fixture.h"
 #include "app/export_job.h"
 #include "app/image_intake_job.h"
+#include "app/waiting_commands.h"
 
 namespace quorvane {
 namespace {
@@ -181,7 +182,7 @@ TEST_F(StoreAsWindowTest, ImagesStillComingWhenAnotherProjectIsOpenedAreNotAdded
   EXPECT_TRUE((*results)[0].artworkId);
   EXPECT_FALSE((*results)[1].artworkId);
   EXPECT_TRUE(store.state().snapshot.artworks.images.empty());
-  EXPECT_TRUE(store.openProject(first));
+  EXPECT_TRUE(openProject(store, first));
   EXPECT_EQ(store.state().snapshot.artworks.images.size(), 1u);
   EXPECT_EQ(mediaNames(media).size(), 2u) << "the second image left nothing";
 }
@@ -306,7 +307,7 @@ TEST_F(StoreAsWindowTest, SwitchingProjectsAndOpeningTheVaultNeverWaitOnTheMainT
   const std::string artwork = artworkIds()[0];
   const std::string second = *store.createProject(testing::named("Second"));
   settle();
-  ASSERT_TRUE(store.openProject(first));
+  ASSERT_TRUE(openProject(store, first));
 
   store.removeArtwork(artwork);  // its save is pending
   std::optional<std::vector<ReusableArtworkAsset>> vault;

@@ -6,6 +6,7 @@
 #include <fstream>
 
 #include "app/app_store_fixture.h"
+#include "app/waiting_commands.h"
 #include "model/record_json.h"
 #include "storage/sql_helpers.h"
 #include "webcv/web_cv_file.h"
@@ -84,10 +85,10 @@ TEST_F(WebCVImportTest, EachChoiceOfTheTwoGroupsWritesExactlyThoseGroups) {
       const std::string detailsBefore = detailsJson(id);
       const std::string cvBefore = cvJson(id);
 
-      const auto prepared = current.prepareWebCVImport(example());
+      const auto prepared = prepareWebCVImport(current, example());
       ASSERT_TRUE(prepared) << label;
       main.advanceBy(1h);
-      ASSERT_TRUE(current.applyWebCVImport(*prepared, {identity, cv})) << label;
+      ASSERT_TRUE(applyWebCVImport(current, *prepared, {identity, cv})) << label;
 
       ArtistDetails expectedDetails = details;
       if (identity == WebCVImportChoice::replace) {
@@ -129,11 +130,11 @@ TEST_F(WebCVImportTest, ReplacingASharedCVGivesThisProjectItsOwnAndLeavesTheOthe
   settle();
   ASSERT_EQ(cvAssetOf(borrower), sharedAsset);
 
-  const auto prepared = store.prepareWebCVImport(example());
+  const auto prepared = prepareWebCVImport(store, example());
   ASSERT_TRUE(prepared);
   EXPECT_TRUE(prepared->plan.cvShared);
   ASSERT_TRUE(
-      store.applyWebCVImport(*prepared, {WebCVImportChoice::keep, WebCVImportChoice::replace}));
+      applyWebCVImport(store, *prepared, {WebCVImportChoice::keep, WebCVImportChoice::replace}));
 
   EXPECT_TRUE(cvAssetOf(borrower).starts_with("asset:cv:"));
   EXPECT_EQ(cvJson(borrower), encodeCVData(prepared->plan.proposedCV));
@@ -154,7 +155,7 @@ TEST_F(WebCVImportTest, ReplacingASharedCVGivesThisProjectItsOwnAndLeavesTheOthe
 TEST_F(WebCVImportTest, AChangeBetweenPreparingAndApplyingStopsItAsStale) {
   AppStore& store = projectWithContent();
   const std::string id = store.state().project.id;
-  auto prepared = store.prepareWebCVImport(example());
+  auto prepared = prepareWebCVImport(store, example());
   ASSERT_TRUE(prepared);
 
   // Another writer changed the library (the details row), not the screen.
@@ -165,7 +166,7 @@ TEST_F(WebCVImportTest, AChangeBetweenPreparingAndApplyingStopsItAsStale) {
   const std::string before = dump();
   const StudioSnapshot shown = store.state().snapshot;
   EXPECT_FALSE(
-      store.applyWebCVImport(*prepared, {WebCVImportChoice::replace, WebCVImportChoice::replace}));
+      applyWebCVImport(store, *prepared, {WebCVImportChoice::replace, WebCVImportChoice::replace}));
   EXPECT_EQ(store.lastWebCVImportError(), WebCVImportErrorCode::stale);
   EXPECT_EQ(store.state().lastErrorMessage,
             "The project’s data has changed. Close this window and select the file again.");
@@ -173,13 +174,13 @@ TEST_F(WebCVImportTest, AChangeBetweenPreparingAndApplyingStopsItAsStale) {
   EXPECT_EQ(store.state().snapshot, shown);
 
   // An edit on the screen after preparing is stale too (it would be lost).
-  prepared = store.prepareWebCVImport(example());
+  prepared = prepareWebCVImport(store, example());
   ASSERT_TRUE(prepared);
   CVData cv = store.state().snapshot.cv;
   cv.press.push_back({{"title", "Typed meanwhile"}});
   store.setCV(cv);
   EXPECT_FALSE(
-      store.applyWebCVImport(*prepared, {WebCVImportChoice::keep, WebCVImportChoice::replace}));
+      applyWebCVImport(store, *prepared, {WebCVImportChoice::keep, WebCVImportChoice::replace}));
   EXPECT_EQ(store.lastWebCVImportError(), WebCVImportErrorCode::stale);
   settle();
   EXPECT_EQ(cvJson(id), encodeCVData(cv)) << "the edit is written, not replaced";
@@ -203,13 +204,13 @@ TEST_F(WebCVImportTest, AFailureInAnyStatementLeavesTheLibraryAsItWas) {
       ASSERT_TRUE(store.reuseText(TextAssetType::cv, asset));
       settle();
     }
-    const auto prepared = store.prepareWebCVImport(example());
+    const auto prepared = prepareWebCVImport(store, example());
     ASSERT_TRUE(prepared);
     const std::string before = dump();
     const StudioSnapshot shown = store.state().snapshot;
     failStatementsWhere(trigger);
-    EXPECT_FALSE(
-        store.applyWebCVImport(*prepared, {WebCVImportChoice::replace, WebCVImportChoice::replace}))
+    EXPECT_FALSE(applyWebCVImport(store, *prepared,
+                                  {WebCVImportChoice::replace, WebCVImportChoice::replace}))
         << trigger;
     EXPECT_EQ(store.lastWebCVImportError(), WebCVImportErrorCode::readOrSave) << trigger;
     EXPECT_EQ(dump(), before) << trigger;
@@ -217,8 +218,8 @@ TEST_F(WebCVImportTest, AFailureInAnyStatementLeavesTheLibraryAsItWas) {
     EXPECT_FALSE(store.state().webCVImportTargetID);
     stopFailing();
     // Nothing changed, so the same plan still applies.
-    EXPECT_TRUE(
-        store.applyWebCVImport(*prepared, {WebCVImportChoice::replace, WebCVImportChoice::replace}))
+    EXPECT_TRUE(applyWebCVImport(store, *prepared,
+                                 {WebCVImportChoice::replace, WebCVImportChoice::replace}))
         << trigger;
     EXPECT_NE(dump(), before);
     freshLibrary();
@@ -228,7 +229,7 @@ TEST_F(WebCVImportTest, AFailureInAnyStatementLeavesTheLibraryAsItWas) {
 TEST_F(WebCVImportTest, WhileAnImportRunsASecondIsBusyAndTheProjectsSavesWait) {
   AppStore& store = projectWithContent();
   const std::string id = store.state().project.id;
-  const auto prepared = store.prepareWebCVImport(example());
+  const auto prepared = prepareWebCVImport(store, example());
   ASSERT_TRUE(prepared);
   std::optional<bool> done;
   ASSERT_TRUE(store.applyWebCVImportInBackground(
@@ -237,7 +238,7 @@ TEST_F(WebCVImportTest, WhileAnImportRunsASecondIsBusyAndTheProjectsSavesWait) {
   EXPECT_EQ(store.state().webCVImportTargetID, id);
 
   EXPECT_FALSE(
-      store.applyWebCVImport(*prepared, {WebCVImportChoice::replace, WebCVImportChoice::keep}));
+      applyWebCVImport(store, *prepared, {WebCVImportChoice::replace, WebCVImportChoice::keep}));
   EXPECT_EQ(store.lastWebCVImportError(), WebCVImportErrorCode::busy);
   EXPECT_EQ(store.state().lastErrorMessage, "An import is already in progress.");
 
@@ -262,7 +263,7 @@ TEST_F(WebCVImportTest, WhileAnImportRunsASecondIsBusyAndTheProjectsSavesWait) {
 TEST_F(WebCVImportTest, AnEditOfAGroupDuringTheImportIsNewerAndIsWrittenAfterIt) {
   AppStore& store = projectWithContent();
   const std::string id = store.state().project.id;
-  const auto prepared = store.prepareWebCVImport(example());
+  const auto prepared = prepareWebCVImport(store, example());
   ASSERT_TRUE(prepared);
   ASSERT_TRUE(store.applyWebCVImportInBackground(
       *prepared, {WebCVImportChoice::replace, WebCVImportChoice::replace}, {}));
@@ -284,22 +285,22 @@ TEST_F(WebCVImportTest, ReplacingWhatIsAlreadyThereWritesNothing) {
   const std::string asset = cvAssetOf(owner);
   ASSERT_TRUE(store.createProject(named("Borrower")));
   ASSERT_TRUE(store.reuseText(TextAssetType::cv, asset));
-  const auto first = store.prepareWebCVImport(example());
+  const auto first = prepareWebCVImport(store, example());
   ASSERT_TRUE(first);
   ASSERT_TRUE(
-      store.applyWebCVImport(*first, {WebCVImportChoice::replace, WebCVImportChoice::keep}));
+      applyWebCVImport(store, *first, {WebCVImportChoice::replace, WebCVImportChoice::keep}));
   settle();
   const std::string before = dump();
   const Project project = store.state().project;
 
-  const auto again = store.prepareWebCVImport(example());
+  const auto again = prepareWebCVImport(store, example());
   ASSERT_TRUE(again);
   EXPECT_TRUE(again->plan.cvShared);
   EXPECT_FALSE(again->plan.identityChanges);
   // The identity is as the file has it already; the CV, kept, stays shared.
   ASSERT_TRUE(
-      store.applyWebCVImport(*again, {WebCVImportChoice::replace, WebCVImportChoice::keep}));
-  ASSERT_TRUE(store.applyWebCVImport(*again, {WebCVImportChoice::keep, WebCVImportChoice::keep}));
+      applyWebCVImport(store, *again, {WebCVImportChoice::replace, WebCVImportChoice::keep}));
+  ASSERT_TRUE(applyWebCVImport(store, *again, {WebCVImportChoice::keep, WebCVImportChoice::keep}));
   settle();
   EXPECT_EQ(dump(), before);
   EXPECT_EQ(store.state().project, project) << "its times are untouched";
@@ -308,12 +309,12 @@ TEST_F(WebCVImportTest, ReplacingWhatIsAlreadyThereWritesNothing) {
 TEST_F(WebCVImportTest, OnAFirstStartLookingWritesNothingAndApplyingKeepsTheProject) {
   AppStore& store = open();
   const std::string id = store.state().project.id;
-  const auto prepared = store.prepareWebCVImport(example());
+  const auto prepared = prepareWebCVImport(store, example());
   ASSERT_TRUE(prepared);
   EXPECT_EQ(prepared->plan.defaults,
             (WebCVImportSelection{WebCVImportChoice::replace, WebCVImportChoice::replace}));
   EXPECT_EQ(sql("SELECT count(*) FROM projects"), "0");
-  ASSERT_TRUE(store.applyWebCVImport(*prepared, prepared->plan.defaults));
+  ASSERT_TRUE(applyWebCVImport(store, *prepared, prepared->plan.defaults));
   EXPECT_EQ(sql("SELECT count(*) FROM projects"), "1");
   EXPECT_EQ(detailsJson(id), encodeArtistDetails(prepared->plan.proposedDetails));
   EXPECT_EQ(cvJson(id), encodeCVData(prepared->plan.proposedCV));
@@ -323,12 +324,12 @@ TEST_F(WebCVImportTest, FilesThatCantBeImportedSayWhyAndChangeNothing) {
   AppStore& store = projectWithContent();
   const std::string before = dump();
   std::ofstream(dir.file("wrong.json")) << R"({"kind":"other","schemaVersion":1})";
-  EXPECT_FALSE(store.prepareWebCVImport(dir.file("wrong.json")));
+  EXPECT_FALSE(prepareWebCVImport(store, dir.file("wrong.json")));
   EXPECT_EQ(store.lastWebCVImportError(), WebCVImportErrorCode::invalid);
-  EXPECT_FALSE(store.prepareWebCVImport(dir.file("missing.json")));
+  EXPECT_FALSE(prepareWebCVImport(store, dir.file("missing.json")));
   EXPECT_EQ(store.lastWebCVImportError(), WebCVImportErrorCode::readOrSave);
   std::filesystem::resize_file(example(), kWebCVMaximumFileBytes + 1);
-  EXPECT_FALSE(store.prepareWebCVImport(dir.file("cv-session.json")));
+  EXPECT_FALSE(prepareWebCVImport(store, dir.file("cv-session.json")));
   EXPECT_EQ(store.lastWebCVImportError(), WebCVImportErrorCode::size);
   EXPECT_EQ(store.state().lastErrorMessage, "This file is too large. The limit is 10 MiB.");
 
@@ -336,16 +337,16 @@ TEST_F(WebCVImportTest, FilesThatCantBeImportedSayWhyAndChangeNothing) {
   std::ofstream(dir.file("long.json"))
       << R"({"kind":"quorvane.cv-session","schemaVersion":1,"details":{"firstName":")"
       << std::string(2000, 'a') << R"("},"cv":{}})";
-  const auto prepared = store.prepareWebCVImport(dir.file("long.json"));
+  const auto prepared = prepareWebCVImport(store, dir.file("long.json"));
   ASSERT_TRUE(prepared);
   EXPECT_FALSE(prepared->plan.canReplace(WebCVImportGroup::identity));
   EXPECT_FALSE(
-      store.applyWebCVImport(*prepared, {WebCVImportChoice::replace, WebCVImportChoice::keep}));
+      applyWebCVImport(store, *prepared, {WebCVImportChoice::replace, WebCVImportChoice::keep}));
   EXPECT_EQ(store.state().lastErrorMessage,
             "Artist identity can only be kept: see “Things to check”.");
   EXPECT_EQ(dump(), before);
   EXPECT_TRUE(
-      store.applyWebCVImport(*prepared, {WebCVImportChoice::keep, WebCVImportChoice::replace}))
+      applyWebCVImport(store, *prepared, {WebCVImportChoice::keep, WebCVImportChoice::replace}))
       << "the other group can still be replaced";
 }
 

@@ -59,7 +59,7 @@ bool AppStore::removeArtwork(const std::string& artworkId) {
   return true;
 }
 
-std::vector<ReusableArtworkAsset> AppStore::vault() {
+std::vector<ReusableArtworkAsset> AppStore::readVault() {
   try {
     // Pending artworks of this project must not show as still to be added.
     settleSaves();
@@ -106,7 +106,7 @@ void AppStore::libraryCountsInBackground(std::function<void(const LibraryKPIOver
 bool AppStore::addFromVault(const std::string& artworkId) {
   if (artwork(artworkId) != nullptr)
     return failWithKey("app.error.already_in_project", {artworkId});
-  const std::vector<ReusableArtworkAsset> assets = vault();
+  const std::vector<ReusableArtworkAsset> assets = readVault();
   const auto it = std::find_if(assets.begin(), assets.end(), [&](const ReusableArtworkAsset& a) {
     return a.id == artworkId || a.artwork.id == artworkId;
   });

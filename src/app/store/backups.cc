@@ -44,23 +44,6 @@ void PackagesRoom::allBackupsWritten(const AllBackups& report) {
 
 // ---- The store's routes ------------------------------------------------------
 
-std::optional<AllBackups> AppStore::exportAllProjectPackages(const std::string& folder,
-                                                             const PackageExportOptions& options,
-                                                             const AllBackupsProgress& progress) {
-  if (!packages_->canWriteTo(folder + "/x.quorvane")) return std::nullopt;
-  try {
-    settleSaves();
-    const AllBackups report =
-        writeAllBackups(packages_->allBackupsPlan(folder, options), services_.snapshots,
-                        services_.transfer, services_.media, services_.images, progress);
-    packages_->allBackupsWritten(report);
-    return report;
-  } catch (const std::exception& error) {
-    failWith(error);
-    return std::nullopt;
-  }
-}
-
 void AppStore::exportAllProjectPackagesInBackground(const std::string& folder,
                                                     PackageExportOptions options,
                                                     AllBackupsProgress progress,

@@ -103,6 +103,12 @@ std::size_t AppStore::observeChanges(ChangeObserver observer) {
 
 void AppStore::stopObserving(std::size_t token) { observers_.erase(token); }
 
+void AppStore::runUntil(const std::function<bool()>& finished) {
+  checkMainThread();
+  if (!services_.runUntil) throw std::logic_error("this face can't wait for a command");
+  services_.runUntil(finished);
+}
+
 void AppStore::checkMainThread() const {
   if (std::this_thread::get_id() != mainThread_) {
     throw std::logic_error("the store's published state was touched off its main thread");

@@ -106,24 +106,6 @@ std::optional<RgbPixels> AppStore::renderPageImage(const RenderRequest& request,
   }
 }
 
-std::optional<std::vector<PdfWarning>> AppStore::exportPDF(const RenderRequest& request,
-                                                           const ExportOptions& options,
-                                                           const std::string& path,
-                                                           const Progress& progress,
-                                                           bool replaceExisting) {
-  if (!documents_->canExportTo(path)) return std::nullopt;
-  try {
-    const ExportWork work{request, state_.project, state_.snapshot, options, path, replaceExisting};
-    std::vector<PdfWarning> warnings = writeDocument(services_.renderer, work, progress);
-    documents_->exportWritten(request, path);
-    documents_->noteMissingOriginals(request, options, warnings);
-    return warnings;
-  } catch (const std::exception& error) {
-    documents_->exportFailed(error, path);
-    return std::nullopt;
-  }
-}
-
 std::shared_ptr<ExportJob> AppStore::exportPDFInBackground(const RenderRequest& request,
                                                            const ExportOptions& options,
                                                            const std::string& path,

@@ -147,24 +147,6 @@ std::string AppStore::projectPackageFileName() const {
                          services_.clock.now());
 }
 
-std::optional<WrittenPackage> AppStore::exportProjectPackage(const std::string& path,
-                                                             const PackageExportOptions& options,
-                                                             const TransferProgressFn& progress) {
-  packages_->lastBackupMissingOriginals.clear();
-  if (!packages_->canWriteTo(path)) return std::nullopt;
-  try {
-    PackageExport input = packages_->exportInput();
-    const WrittenPackage written =
-        writeProjectPackage(services_.transfer, services_.media, services_.images, input, path,
-                            services_.clock.now(), options, progress);
-    packages_->written(written, path);
-    return written;
-  } catch (const std::exception& error) {
-    packages_->failed(error, path);
-    return std::nullopt;
-  }
-}
-
 void AppStore::exportProjectPackageInBackground(const std::string& path,
                                                 PackageExportOptions options,
                                                 TransferProgressFn progress, PackageWritten done) {

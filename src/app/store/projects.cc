@@ -91,28 +91,11 @@ std::optional<std::string> AppStore::createProject(const ProjectChanges& given) 
   }
 }
 
-bool AppStore::openProject(const std::string& projectId) {
-  if (projectId == state_.project.id && !isUnsaved_) {
-    // It may have been open for this run only.
-    return rememberCurrentProject() || failSettingsWrite();
-  }
-  try {
-    settleSaves();
-    reloadSummaries();
-    if (openLoaded(projectId, true)) return true;
-    if (isUnsaved_) {  // still on the project not yet written: keep showing it
-      state_.projects.insert(state_.projects.begin(), ProjectSummary::of(state_.project));
-    }
-    return failWithKey("app.error.no_such_project", {projectId});
-  } catch (const std::exception& error) {
-    return failWith(error);
-  }
-}
-
 void AppStore::openProjectInBackground(const std::string& projectId,
                                        std::function<void(bool)> done) {
   if (projectId == state_.project.id && !isUnsaved_) {
-    const bool opened = openProject(projectId);
+    // It may have been open for this run only.
+    const bool opened = rememberCurrentProject() || failSettingsWrite();
     if (done) done(opened);
     return;
   }

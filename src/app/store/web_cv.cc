@@ -165,26 +165,6 @@ const std::optional<WebCVImportErrorCode>& AppStore::lastWebCVImportError() cons
   return webCVImport_->lastError;
 }
 
-std::optional<PreparedWebCVImport> AppStore::prepareWebCVImport(const std::string& path) {
-  checkMainThread();
-  webCVImport_->lastError.reset();
-  try {
-    // The plan compares the file with what the user sees; the library must
-    // hold the same, or applying would find it changed. A project not in the
-    // library yet stays out of it: looking at a plan writes nothing.
-    if (!isUnsaved_) settleSaves();
-    FileSystem& files = *services_.files;
-    PreparedWebCVImport prepared = quorvane::prepareWebCVImport(
-        files, isUnsaved_ ? nullptr : &services_.webCV, path, state_.project.id,
-        state_.snapshot.details, state_.snapshot.cv, language());
-    webCVImport_->logPrepared(prepared);
-    return prepared;
-  } catch (...) {
-    webCVImport_->failPreparing(std::current_exception());
-  }
-  return std::nullopt;
-}
-
 bool AppStore::prepareWebCVImportInBackground(
     const std::string& path, std::function<void(std::optional<PreparedWebCVImport>)> done) {
   checkMainThread();
@@ -210,26 +190,6 @@ bool AppStore::prepareWebCVImportInBackground(
         if (done) done(outcome.value);
       });
   return true;
-}
-
-bool AppStore::applyWebCVImport(const PreparedWebCVImport& prepared,
-                                const WebCVImportSelection& selection) {
-  const std::optional<WebCVWrite> write = webCVImport_->begin(prepared, selection);
-  if (!write) return false;
-  std::optional<WebCVWritten> written;
-  std::exception_ptr failure;
-  try {
-    // Whatever waits to be written goes first: an edit made after preparing
-    // then makes the import stop as stale rather than being overwritten.
-    pipeline_->flushPendingSaves();
-    if (services_.drainSaveQueue) services_.drainSaveQueue();
-    written = writeWebCVImport(services_.webCV, prepared, *write,
-                               millisecondsSince1970(services_.clock.now()));
-  } catch (...) {
-    failure = std::current_exception();
-  }
-  webCVImport_->finish(prepared, *write, written, failure);
-  return written.has_value();
 }
 
 bool AppStore::applyWebCVImportInBackground(const PreparedWebCVImport& prepared,
