@@ -1,6 +1,6 @@
 // The one owner of the application's live state and its one command
-// surface: the command line (and later the desktop interface) read `state()`
-// and change anything only through the commands below.
+// surface: the command line and the window read `state()` and change
+// anything only through the commands below.
 //
 // Every command runs on the main executor and changes the published state
 // there, at once; the change reaches the library through the save pipeline
@@ -8,26 +8,8 @@
 // nothing, shows an error toast through the one toast path and returns false
 // (or nothing); `state().lastErrorMessage` holds its text.
 //
-// Decisions worth knowing:
-// - A new project takes the unit of "quorvane.initialUnit" (decided once
-//   from the region: US → inches, else centimetres), the interface language
-//   as its document language, and the artist details of the most recently
-//   changed project, since they describe the same person.
-// - Duplicating a project copies its texts, CV and details into assets of
-//   its own and shares its artworks: an artwork is one work of the library,
-//   whichever projects show it.
-// - Removing an artwork from a project keeps it in the library (the Vault)
-//   with its files; deleting a project archives it.
-// - Significant changes, for the backup reminders: every section write that
-//   reaches the library counts one (a burst of typing is one write), and
-//   each image added or replaced counts one more, a batch of twenty images
-//   being twenty works to lose.
-// - Whatever the user writes (texts, titles, details, CV entries, labels)
-//   is kept without control characters: NUL and the like are no text, stop
-//   a PDF short and upset a terminal.
-// - Switching, creating, duplicating or deleting a project, reusing a text
-//   and deleting all data first write every pending save, so no edit of the
-//   project being left is lost or written into the wrong place.
+// Each capability lives in a file of its own under app/store/, with the
+// rules it keeps written at its top (docs/architecture.md shows the rooms).
 #pragma once
 
 #include <cstdint>
@@ -323,10 +305,7 @@ class AppStore {
   // Exports the open project into a package in `folder` and reads it back
   // (nothing recorded, nothing imported): "Round-trip OK. Artworks: 3 -> 3.
   // Images restored: 2/2." or why not.
-  struct RoundTripReport {
-    bool ok = false;
-    std::string message;
-  };
+  using RoundTripReport = quorvane::RoundTripReport;
   RoundTripReport roundTripProjectPackage(const std::string& folder);
   // Finishes the images of imported packages still pending (see
   // app/import_finalization.h), one by one, each written into its artwork
@@ -396,22 +375,13 @@ class AppStore {
   // open project's, the missing page is scheduled). Decoded on the picture
   // queue; `done` runs on the main executor, with nothing when the artwork
   // has neither (or is gone).
-  struct BoardPicture {
-    RgbPixels pixels;
-    bool isPage = false;  // the page as printed, not the bare image
-    bool operator==(const BoardPicture&) const = default;
-  };
+  using BoardPicture = quorvane::BoardPicture;
   using PictureLoaded = std::function<void(const std::optional<BoardPicture>&)>;
   void loadBoardPicture(const std::string& artworkId, int longEdge, PictureLoaded done);
   // Draws, here and now, every thumbnail of the open project that is
   // missing or stale (the command line's `thumbnails`); `progress` is told
   // after each page.
-  struct ThumbnailReport {
-    std::size_t fresh = 0;
-    std::size_t rebuilt = 0;
-    std::size_t failed = 0;
-    bool operator==(const ThumbnailReport&) const = default;
-  };
+  using ThumbnailReport = quorvane::ThumbnailReport;
   ThumbnailReport buildThumbnails(const Progress& progress = {});
 
   // What the platform tells a window. Leaving the application hands every

@@ -1,11 +1,14 @@
 // The values the store's commands take and give: what a user changes in a
-// project or a work, and what became of an image added.
+// project or a work, what became of an image added, and the reports of a
+// few commands.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <optional>
 #include <string>
 
+#include "images/image_optimizer.h"
 #include "model/records.h"
 
 namespace quorvane {
@@ -49,6 +52,27 @@ struct ImageAddResult {
   std::string message;                   // why not, or the size warning
 
   bool operator==(const ImageAddResult&) const = default;
+};
+
+// A package written and read back: whether all came back, in words.
+struct RoundTripReport {
+  bool ok = false;
+  std::string message;
+};
+
+// A work's picture for a board's cell.
+struct BoardPicture {
+  RgbPixels pixels;
+  bool isPage = false;  // the page as printed, not the bare image
+  bool operator==(const BoardPicture&) const = default;
+};
+
+// The page thumbnails drawn by `buildThumbnails`.
+struct ThumbnailReport {
+  std::size_t fresh = 0;
+  std::size_t rebuilt = 0;
+  std::size_t failed = 0;
+  bool operator==(const ThumbnailReport&) const = default;
 };
 
 }  // namespace quorvane

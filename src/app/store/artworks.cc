@@ -1,5 +1,6 @@
 // The works of the open project: their words, their order, their removal
-// to the Vault and their return from it.
+// to the Vault and their return from it. Removing an artwork from a
+// project keeps it in the library (the Vault) with its files.
 #include "app/app_store.h"
 #include "app/save_pipeline.h"
 #include "app/store/background.h"

@@ -1,5 +1,13 @@
 // The heart of the store: its state and observers, the one toast path,
 // the save protocol and the cleaning of what the user writes.
+//
+// - Significant changes, for the backup reminders: every section write that
+//   reaches the library counts one (a burst of typing is one write), and
+//   each image added or replaced counts one more, a batch of twenty images
+//   being twenty works to lose.
+// - Whatever the user writes (texts, titles, details, CV entries, labels)
+//   is kept without control characters: NUL and the like are no text, stop
+//   a PDF short and upset a terminal. A currency is kept as its code.
 #include "app/app_store.h"
 #include "app/save_pipeline.h"
 #include "app/store/documents_room.h"

@@ -1,4 +1,15 @@
 // Projects: created, opened, changed, duplicated, deleted and restored.
+//
+// - A new project takes the unit of "quorvane.initialUnit" (decided once
+//   from the region: US → inches, else centimetres), the interface language
+//   as its document language, and the artist details of the most recently
+//   changed project, since they describe the same person.
+// - Duplicating a project copies its texts, CV and details into assets of
+//   its own and shares its artworks: an artwork is one work of the library,
+//   whichever projects show it. Deleting a project archives it.
+// - Switching, creating, duplicating or deleting a project first writes
+//   every pending save, so no edit of the project being left is lost or
+//   written into the wrong place.
 #include "app/app_store.h"
 #include "app/save_pipeline.h"
 #include "app/store/background.h"
