@@ -129,9 +129,7 @@ class AppStore {
   // takes other commands meanwhile. `progress` and `done` run on the main
   // executor. Cancelling the returned job keeps the images already in
   // place; the others leave no file behind. Images still arriving when
-  // another project has been opened are not added. Without an image
-  // queue, the images are added at once and `done` told before returning
-  // (nothing is returned then).
+  // another project has been opened are not added.
   using ImagesAdded = std::function<void(const std::vector<ImageAddResult>&)>;
   std::shared_ptr<ImageIntakeJob> addImagesInBackground(const std::vector<std::string>& paths,
                                                         Progress progress, ImagesAdded done);
@@ -308,24 +306,17 @@ class AppStore {
   using RoundTripReport = quorvane::RoundTripReport;
   RoundTripReport roundTripProjectPackage(const std::string& folder);
   // Finishes the images of imported packages still pending (see
-  // app/import_finalization.h), one by one, each written into its artwork
-  // as it is done, and publishes `importFinalizationStatus`; `progress` is
-  // told after each. With a `budget`, it stops once that much time has
-  // passed (the rest wait for the next run). Ids whose artworks are gone
-  // (or have no original) are dropped; an image that can't be finished is
-  // reported and dropped. How many were finished.
-  std::size_t finishImportedImages(const Progress& progress = {},
-                                   std::optional<Milliseconds> budget = std::nullopt);
+  // app/import_finalization.h), one by one on `imageQueue`, each written
+  // into its artwork as it is done, and publishes `importFinalizationStatus`.
+  // Ids whose artworks are gone (or have no original) are dropped; an image
+  // that can't be finished is reported and dropped. A run for a window waits
+  // while the application is in the background or the machine is hot (see
+  // app/finalization_pause.h), saying why in the status, and goes on by
+  // itself when that passes; when it ends, images of an import made
+  // meanwhile get a run of their own. One run at a time.
+  void startImportFinalization(FinalizationRequest request = {});
   // How many imported images wait to be finished (or to be looked at).
   std::size_t importImagesAwaiting() const;
-  // The same for a window: each image is made and written on `imageQueue`,
-  // so the screens stay live; when a run ends, images of an import made
-  // meanwhile get one of their own. It waits while the
-  // application is in the background or the machine is hot (see
-  // app/finalization_pause.h), with `importFinalizationStatus` paused and
-  // saying why, and goes on by itself when that passes. Without an
-  // `imageQueue`, the images are finished at once.
-  void startImportFinalization();
   bool isImportFinalizationRunning() const;
   // Why the last import failed: the package's fault (its case name) or the
   // disk's, in words.

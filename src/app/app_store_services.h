@@ -51,9 +51,9 @@ struct AppStoreServices {
   // Project packages: the service, and the import save of the library.
   const QuorvaneTransferService& transfer;
   AtomicProjectImportRepository& imports;
-  // Where images are read and derived for `addImagesInBackground`
-  // ("app.quorvane.image-intake"); without it they are added at once.
-  Executor* imageQueue = nullptr;
+  // Where images are read and derived ("app.quorvane.image-intake"): images
+  // added, and the imported ones finished.
+  Executor& imageQueue;
   // Where page thumbnails are drawn ("app.quorvane.pdf-thumbs"); without it
   // (the command line) none are drawn in the background.
   Executor* thumbnailQueue = nullptr;

@@ -36,7 +36,7 @@ StoreAssembly::StoreAssembly(BootedStorage& storage, StoreFace face)
       .pdfRenderQueue = pdfQueue_,
       .transfer = transfer_,
       .imports = *storage.repository,
-      .imageQueue = &imageQueue_,
+      .imageQueue = imageQueue_,
       .thumbnailQueue = thumbnailQueue_.get(),
       .pictureQueue = pictureQueue_.get(),
       .webCV = *webCV_,

@@ -5,11 +5,13 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <optional>
 #include <string>
 
 #include "images/image_optimizer.h"
 #include "model/records.h"
+#include "platform/executor.h"
 
 namespace quorvane {
 
@@ -73,6 +75,18 @@ struct ThumbnailReport {
   std::size_t rebuilt = 0;
   std::size_t failed = 0;
   bool operator==(const ThumbnailReport&) const = default;
+};
+
+// A run finishing the images of imported packages.
+struct FinalizationRequest {
+  // The user waits for the images (the command line): nothing holds them
+  // back, and `done` is told how many were finished.
+  bool userWaits = false;
+  // The run stops once this much time has passed; the rest wait for the
+  // next run.
+  std::optional<Milliseconds> budget;
+  std::function<void(std::size_t done, std::size_t total)> progress;
+  std::function<void(std::size_t finished)> done;
 };
 
 }  // namespace quorvane

@@ -64,4 +64,12 @@ bool applyWebCVImport(AppStore& store, const PreparedWebCVImport& prepared,
   });
 }
 
+std::size_t finishImportedImages(AppStore& store, const AppStore::Progress& progress,
+                                 std::optional<Milliseconds> budget) {
+  return waitFor<std::size_t>(store, [&](std::function<void(std::size_t)> done) {
+    store.startImportFinalization(
+        {.userWaits = true, .budget = budget, .progress = progress, .done = std::move(done)});
+  });
+}
+
 }  // namespace quorvane

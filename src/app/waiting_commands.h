@@ -38,5 +38,9 @@ std::optional<AllBackups> exportAllProjectPackages(AppStore& store, const std::s
 std::optional<PreparedWebCVImport> prepareWebCVImport(AppStore& store, const std::string& path);
 bool applyWebCVImport(AppStore& store, const PreparedWebCVImport& prepared,
                       const WebCVImportSelection& selection);
+// Finishes the imported images still pending, the user waiting: with a
+// `budget`, until that much time has passed. How many were finished.
+std::size_t finishImportedImages(AppStore& store, const AppStore::Progress& progress = {},
+                                 std::optional<Milliseconds> budget = std::nullopt);
 
 }  // namespace quorvane

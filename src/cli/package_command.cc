@@ -280,7 +280,7 @@ void checkPackage(CliContext& context, const PackageOptions& options) {
 // The images of imported packages still to be prepared, all of them now.
 std::size_t finishImages(CliContext& context) {
   ProgressLine line(context.json ? nullptr : context.terminal);
-  return context.store().finishImportedImages([&](std::size_t done, std::size_t total) {
+  return finishImportedImages(context.store(), [&](std::size_t done, std::size_t total) {
     line.show(
         context.format("cli.package.finishing", {std::to_string(done), std::to_string(total)}));
   });

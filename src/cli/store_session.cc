@@ -1,5 +1,6 @@
 #include "cli/store_session.h"
 #include "app/library_tidy.h"
+#include "app/waiting_commands.h"
 
 #include <unistd.h>
 
@@ -279,7 +280,7 @@ void StoreSession::finishLeftImages() {
   // own work is written first, then a slice of them is finished, so that no
   // command waits long for work it was not asked to do.
   if (store().importImagesAwaiting() == 0) return;
-  store().finishImportedImages({}, kLeftImagesSlice);
+  finishImportedImages(store(), {}, kLeftImagesSlice);
   const std::size_t left = store().importImagesAwaiting();
   if (left == 0) return;
   context_.err << "quorvane: "

@@ -152,7 +152,7 @@ class AppStoreTest : public ::testing::Test {
         .pdfRenderQueue = pdfQueue,
         .transfer = transfer,
         .imports = *repository,
-        .imageQueue = useImageQueue ? &imageQueue : nullptr,
+        .imageQueue = imageQueue,
         .thumbnailQueue = useThumbnailQueue ? &thumbnailQueue : nullptr,
         .webCV = *webCV,
         .languageOverride = language,
@@ -201,7 +201,6 @@ class AppStoreTest : public ::testing::Test {
   ReadHookedFileSystem mediaFiles;
   FilesMediaStore media{dir.file("media"), mediaFiles};
   ManualExecutor imageQueue;
-  bool useImageQueue = false;
   ManualExecutor thumbnailQueue;
   bool useThumbnailQueue = false;
   ImageOptimizer optimizer;

@@ -61,7 +61,7 @@ TEST_F(PackageRoutesTest, AnExportIsRecordedAndAnImportIsANewProjectWhoseImagesA
   EXPECT_FALSE(store.state().snapshot.artworks.images[0].imagePath) << "not finished yet";
 
   int told = 0;
-  EXPECT_EQ(store.finishImportedImages([&](std::size_t, std::size_t) { ++told; }), 3u);
+  EXPECT_EQ(finishImportedImages(store, [&](std::size_t, std::size_t) { ++told; }), 3u);
   EXPECT_EQ(told, 3);
   EXPECT_TRUE(pending().empty());
   for (const Artwork& artwork : store.state().snapshot.artworks.images) {
@@ -82,7 +82,7 @@ TEST_F(PackageRoutesTest, AStopBeforeTheImagesWereFinishedIsMadeGoodByTheNextRun
   preferences.setStrings(preference_key::kPendingFinalizationArtworkIds, left);
 
   AppStore& next = open();  // the run that was stopped is gone; a new one starts
-  EXPECT_EQ(next.finishImportedImages(), 3u);
+  EXPECT_EQ(finishImportedImages(next), 3u);
   EXPECT_TRUE(logged(logger, "finalization resume pendingIDs count=4"));
   EXPECT_TRUE(logged(logger, "finalization resume dropped stale IDs count=1"));
   EXPECT_TRUE(pending().empty());
@@ -99,10 +99,8 @@ TEST_F(PackageRoutesTest, AStopBeforeTheImagesWereFinishedIsMadeGoodByTheNextRun
 TEST_F(PackageRoutesTest, ImagesLeftByARunCutShortOrImportedDuringARunAreAllFinished) {
   const std::string path = exportedPackage();
   ASSERT_TRUE(store->importProjectPackage(path, false));
-  EXPECT_EQ(store->finishImportedImages({}, Milliseconds(0)), 0u) << "no time: none made";
+  EXPECT_EQ(finishImportedImages(*store, {}, Milliseconds(0)), 0u) << "no time: none made";
   EXPECT_EQ(store->importImagesAwaiting(), 3u);
-
-  useImageQueue = true;
   AppStore& store = open();
   store.startImportFinalization();
   imageQueue.runUntilIdle();
@@ -121,7 +119,6 @@ TEST_F(PackageRoutesTest, ImagesLeftByARunCutShortOrImportedDuringARunAreAllFini
 }
 
 TEST_F(PackageRoutesTest, BehindAWindowTheImagesWaitWhileTheAppIsAwayOrTheMachineIsHot) {
-  useImageQueue = true;
   const std::string path = exportedPackage();
   const std::string id = *store->importProjectPackage(path, true);
   AppStore& store = *this->store;
@@ -181,7 +178,6 @@ TEST_F(PackageRoutesTest, BehindAWindowTheImagesWaitWhileTheAppIsAwayOrTheMachin
 // the window looks every half-minute, and the images wait or go on by
 // themselves, whatever the machine was like at start.
 TEST_F(PackageRoutesTest, TheMachinesHeatIsWatchedWhileTheWindowIsOpen) {
-  useImageQueue = true;
   const std::string path = exportedPackage();
   ASSERT_TRUE(store->importProjectPackage(path, true));
   AppStore& store = *this->store;
@@ -229,7 +225,6 @@ TEST_F(PackageRoutesTest, TheMachinesHeatIsWatchedWhileTheWindowIsOpen) {
 }
 
 TEST_F(PackageRoutesTest, AnArtworkEditedOrDeletedWhileItsImageIsMadeKeepsTheEdit) {
-  useImageQueue = true;
   const std::string path = exportedPackage();
   ASSERT_TRUE(store->importProjectPackage(path, true));
   AppStore& store = *this->store;
@@ -269,7 +264,6 @@ TEST_F(PackageRoutesTest, OneImportAtATime) {
 }
 
 TEST_F(PackageRoutesTest, BehindAWindowAPackageIsWrittenAndReadOffTheMainThreadStepByStep) {
-  useImageQueue = true;
   AppStore& store = open();
   store.renameProject("Tides");
   store.addImages({writeImage("a.jpg", 40, 30), writeImage("b.jpg", 30, 40)});
@@ -441,7 +435,7 @@ TEST_F(PackageRoutesTest, EveryKindOfImageTheLibraryTakesIsBackedUpAndComesBack)
   ASSERT_TRUE(written) << store.state().lastErrorMessage.value_or("");
   EXPECT_TRUE(written->withoutImages.empty());
   ASSERT_TRUE(store.importProjectPackage(path, true));
-  EXPECT_EQ(store.finishImportedImages(), paths.size());
+  EXPECT_EQ(finishImportedImages(store), paths.size());
   for (const Artwork& artwork : store.state().snapshot.artworks.images) {
     EXPECT_TRUE(artwork.imagePath) << "every image came back";
   }

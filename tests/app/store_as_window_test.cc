@@ -111,7 +111,6 @@ class StoreAsWindowTest : public AppStoreTest {
 };
 
 TEST_F(StoreAsWindowTest, ImagesArriveOneByOneWhileTheStoreTakesOtherCommandsAndACancelKeepsThem) {
-  useImageQueue = true;
   AppStore& store = open();
   store.renameProject("Atlas");
   settle();
@@ -166,7 +165,6 @@ TEST_F(StoreAsWindowTest, ImagesArriveOneByOneWhileTheStoreTakesOtherCommandsAnd
 }
 
 TEST_F(StoreAsWindowTest, ImagesStillComingWhenAnotherProjectIsOpenedAreNotAddedToIt) {
-  useImageQueue = true;
   AppStore& store = open();
   store.renameProject("First");
   const std::string first = store.state().project.id;

@@ -18,7 +18,6 @@ namespace quorvane::testing {
 class DesktopTest : public AppStoreTest {
  protected:
   void SetUp() override {
-    useImageQueue = true;
     language.reset();  // the window's own choice, as a person makes it
     open();
     ASSERT_TRUE(started);

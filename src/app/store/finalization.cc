@@ -1,6 +1,7 @@
-// The store's finishing of imported images (app/import_finalization.h):
-// at once for the command line, on the image queue for a window, pausing
-// while the application is away or the machine is hot.
+// The store's finishing of imported images (app/import_finalization.h),
+// image by image on the image queue. A run for a window pauses while the
+// application is away or the machine is hot; a run the user waits for (the
+// command line) goes on whatever the machine says, within its time budget.
 #include "app/app_store.h"
 #include "app/failure_text.h"
 #include "app/image_intake.h"
@@ -87,45 +88,30 @@ std::optional<Artwork> FinalizationRoom::finishAndStore(
   return std::move(finished.fields);
 }
 
-std::size_t FinalizationRoom::finishNow(const Progress& progress,
-                                        std::optional<Milliseconds> budget) {
-  std::optional<Run> run = begin();
-  if (!run) return 0;
-  // Someone is waiting at the terminal for these images: nothing holds
-  // them back.
-  FinalizationConditions conditions = conditions_;
-  conditions.override = true;
-  store_.services_.logger.log(finalizationRunStateLine(run->work.size(), conditions));
-  const std::optional<Date> until =
-      budget ? std::optional<Date>(store_.services_.clock.now() + *budget) : std::nullopt;
-  std::size_t finished = 0;
-  for (const std::string& id : run->work) {
-    if (until && store_.services_.clock.now() >= *until) break;
-    std::optional<Artwork> fields;
-    try {
-      fields = finishAndStore(store_.services_.media, store_.services_.images,
-                              store_.services_.sectionSaves, id, run->originalOf(id));
-      ++finished;
-    } catch (const std::exception& error) {
-      store_.services_.logger.log("finalization failed artworkId=" + id + " " +
-                                  failureDiagnostic(error));
-    }
-    imageFinished(*run, id, fields);
-    if (progress) progress(store_.state_.importFinalizationStatus->done, run->work.size());
-  }
-  end(*run);
-  return finished;
-}
-
-void FinalizationRoom::start() {
-  if (run_) return;
-  if (store_.services_.imageQueue == nullptr) {
-    finishNow({}, std::nullopt);
+void FinalizationRoom::start(Request request) {
+  if (run_) {
+    // One run at a time: the one going on finishes these images too.
+    if (request.done) request.done(0);
     return;
   }
   run_ = begin();
-  if (!run_) return;
+  if (!run_) {
+    if (request.done) request.done(0);
+    return;
+  }
+  run_->userWaits = request.userWaits;
+  if (request.budget) run_->until = store_.services_.clock.now() + *request.budget;
+  run_->progress = std::move(request.progress);
+  run_->done = std::move(request.done);
   conditionsChanged();
+}
+
+FinalizationConditions FinalizationRoom::effectiveConditions() const {
+  FinalizationConditions conditions = conditions_;
+  // Someone is waiting at the terminal for these images: nothing holds
+  // them back.
+  conditions.override = run_ && run_->userWaits;
+  return conditions;
 }
 
 void FinalizationRoom::conditionsChanged() {
@@ -136,8 +122,9 @@ bool FinalizationRoom::evaluatePause() {
   if (!run_ || !store_.state_.importFinalizationStatus) return true;
   const std::size_t pending = run_->work.size() - run_->next;
   Logger& log = store_.services_.logger;
-  log.log(finalizationRunStateLine(pending, conditions_));
-  const std::optional<std::string> reason = finalizationPauseReason(conditions_);
+  const FinalizationConditions conditions = effectiveConditions();
+  log.log(finalizationRunStateLine(pending, conditions));
+  const std::optional<std::string> reason = finalizationPauseReason(conditions);
   ImportFinalizationStatus& status = *store_.state_.importFinalizationStatus;
   const bool wasPaused = status.isPaused;
   status.isPaused = reason.has_value();
@@ -151,15 +138,20 @@ bool FinalizationRoom::evaluatePause() {
 
 void FinalizationRoom::advance() {
   if (!run_ || run_->inFlight) return;
-  if (run_->next >= run_->work.size()) {
+  const bool outOfTime = run_->until && store_.services_.clock.now() >= *run_->until;
+  if (run_->next >= run_->work.size() || outOfTime) {
     const Run run = std::move(*run_);
     run_.reset();
     end(run);
-    // Images of an import made while this run went on get a run of their own.
-    if (store_.importImagesAwaiting() > 0) store_.startImportFinalization();
+    if (run.done) {
+      run.done(run.finished);
+    } else if (store_.importImagesAwaiting() > 0) {
+      // Images of an import made while this run went on get a run of their own.
+      store_.startImportFinalization();
+    }
     return;
   }
-  if (finalizationPauseReason(conditions_)) return;
+  if (finalizationPauseReason(effectiveConditions())) return;
   const std::string id = run_->work[run_->next++];
   const std::optional<std::string> original = run_->originalOf(id);
   run_->inFlight = true;
@@ -167,7 +159,7 @@ void FinalizationRoom::advance() {
   const ImageOptimizer& images = store_.services_.images;
   IncrementalSnapshotRepository& library = store_.services_.sectionSaves;
   runInBackground(
-      store_.self_, *store_.services_.imageQueue, store_.services_.main,
+      store_.self_, store_.services_.imageQueue, store_.services_.main,
       [&media, &images, &library, id, original] {
         return finishAndStore(media, images, library, id, original);
       },
@@ -177,6 +169,7 @@ void FinalizationRoom::advance() {
         std::optional<Artwork> fields;
         try {
           fields = outcome.get();
+          ++room.run_->finished;
         } catch (const std::exception& error) {
           store.services_.logger.log("finalization failed artworkId=" + id + " " +
                                      failureDiagnostic(error));
@@ -185,6 +178,9 @@ void FinalizationRoom::advance() {
         }
         room.run_->inFlight = false;
         room.imageFinished(*room.run_, id, fields);
+        if (room.run_->progress) {
+          room.run_->progress(store.state_.importFinalizationStatus->done, room.run_->work.size());
+        }
         room.advance();
       });
 }
@@ -196,20 +192,15 @@ std::optional<std::string> FinalizationRoom::Run::originalOf(const std::string& 
 
 // ---- The store's routes ------------------------------------------------------
 
-std::size_t AppStore::finishImportedImages(const Progress& progress,
-                                           std::optional<Milliseconds> budget) {
-  return finalization_->finishNow(progress, budget);
-}
-
 std::size_t AppStore::importImagesAwaiting() const {
   const std::optional<std::vector<std::string>> pending =
       services_.preferences.strings(preference_key::kPendingFinalizationArtworkIds);
   return pending ? pending->size() : 0;
 }
 
-void AppStore::startImportFinalization() {
+void AppStore::startImportFinalization(FinalizationRequest request) {
   checkMainThread();
-  finalization_->start();
+  finalization_->start(std::move(request));
 }
 
 bool AppStore::isImportFinalizationRunning() const { return finalization_->isRunning(); }

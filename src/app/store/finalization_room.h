@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "app/finalization_pause.h"
+#include "app/store_commands.h"
 #include "model/date.h"
 #include "model/records.h"
 #include "platform/executor.h"
@@ -24,16 +25,12 @@ class IncrementalSnapshotRepository;
 
 class FinalizationRoom {
  public:
-  using Progress = std::function<void(std::size_t done, std::size_t total)>;
+  using Request = FinalizationRequest;
 
   explicit FinalizationRoom(AppStore& store) : store_(store) {}
 
-  // Every pending image now, on this thread (with a `budget`, until it is
-  // spent); how many were finished.
-  std::size_t finishNow(const Progress& progress, std::optional<Milliseconds> budget);
-  // The same on the image queue, image by image, pausing as the conditions
-  // ask.
-  void start();
+  // A run over the images pending now, image by image on the image queue.
+  void start(Request request);
   bool isRunning() const { return run_.has_value(); }
   // The conditions changed: the pause rule is applied again.
   void conditionsChanged();
@@ -47,8 +44,15 @@ class FinalizationRoom {
     bool inFlight = false;                         // an image is being made
     std::optional<Date> lastPublished;             // when its progress was last told
     std::map<std::string, std::string> originals;  // artwork id → its original
+    std::size_t finished = 0;                      // made and written
+    bool userWaits = false;
+    std::optional<Date> until;  // the end of its time budget
+    std::function<void(std::size_t done, std::size_t total)> progress;
+    std::function<void(std::size_t finished)> done;
     std::optional<std::string> originalOf(const std::string& id) const;
   };
+  // The machine's conditions as this run takes them.
+  FinalizationConditions effectiveConditions() const;
   static constexpr Milliseconds kPublishInterval{250};
 
   // Reads the pending ids, asks the library which still await their

@@ -205,11 +205,6 @@ std::vector<ImageAddResult> AppStore::addImages(const std::vector<std::string>& 
 
 std::shared_ptr<ImageIntakeJob> AppStore::addImagesInBackground(
     const std::vector<std::string>& paths, Progress progress, ImagesAdded done) {
-  if (services_.imageQueue == nullptr) {
-    const std::vector<ImageAddResult> results = addImages(paths, progress);
-    if (done) done(results);
-    return nullptr;
-  }
   struct Batch {
     std::string projectId;
     std::vector<ImageAddResult> results;
@@ -279,7 +274,7 @@ std::shared_ptr<ImageIntakeJob> AppStore::addImagesInBackground(
     store.intake_->announce(batch->oversized, batch->lastFailure, batch->results.size());
     if (done) done(batch->results);
   };
-  return ImageIntakeJob::start(services_.media, services_.images, *services_.imageQueue,
+  return ImageIntakeJob::start(services_.media, services_.images, services_.imageQueue,
                                services_.main, std::move(files), take, finish);
 }
 
