@@ -274,32 +274,20 @@ class AppStore {
   const std::vector<MissingOriginal>& lastBackupMissingOriginals() const;
   // The file name a package of the open project is given.
   std::string projectPackageFileName() const;
-  // Reads the package at `path` into the library as a new project (see
-  // app/package_import.h); its id, or nothing with an error toast ("This
-  // file could not be imported…", the reason in `lastImportFailure`).
-  // `step` is told each step's words, `progress` each original copied
-  // out. One import at a time. With `open`, the new project is opened.
-  std::optional<std::string> importProjectPackage(
-      const std::string& path, bool open,
-      const std::function<void(const std::string& step)>& step = {},
-      const TransferProgressFn& progress = {});
-  // `importProjectPackage` for a window: the package is read and merged
-  // into the library on the save queue (the library's one writer, after
-  // the pending saves) while the window stays live; each step is shown as
-  // a toast, `progress` and `done` (the new project's id, or nothing, the
-  // failure shown) are told on the main executor; the images of the new
-  // project are then finished in the background (startImportFinalization).
-  // False at once, with the reason shown, when an import is already running.
-  using PackageImported = std::function<void(const std::optional<std::string>&)>;
   // The name of the live project the package at `path` already is (the
   // same name and the same works), if any — asked before an import makes
   // a second copy of it. Nothing too when the package can't be read (the
   // import says why).
   std::optional<std::string> projectAlreadyInLibrary(const std::string& path);
-  // `cancel` stops it between two originals: nothing is added.
-  bool importProjectPackageInBackground(const std::string& path, bool open,
-                                        TransferProgressFn progress, PackageImported done,
-                                        Cancellation cancel = {});
+  // Reads a package into the library as a new project (see
+  // app/package_import.h): read and merged on the save queue (the
+  // library's one writer, after the pending saves) while the main executor
+  // takes other commands; each step is shown as a toast and told to
+  // `request.step`, the progress and the end (the new project's id, or
+  // nothing with an error toast, "This file could not be imported…", the
+  // reason in `lastImportFailure`) on the main executor. One import at a
+  // time: false at once, with the reason shown, when one is running.
+  bool importProjectPackageInBackground(PackageImportRequest request);
   // Exports the open project into a package in `folder` and reads it back
   // (nothing recorded, nothing imported): "Round-trip OK. Artworks: 3 -> 3.
   // Images restored: 2/2." or why not.
@@ -439,6 +427,8 @@ class AppStore {
   std::string cleaned(std::string_view text, TextShape shape);
   ProjectChanges cleaned(const ProjectChanges& changes);
   ArtworkMetadata cleaned(const ArtworkMetadata& metadata);
+  // A step of a package import, as a toast and to `step`.
+  void tellImportStep(std::string_view key, const PackageImportRequest::Step& step);
   // A currency that is no code is refused, with a toast; true then.
   bool refuseUnknownCurrency(const std::optional<std::string>& currency);
   bool failSettingsWrite();

@@ -11,6 +11,8 @@
 
 #include "images/image_optimizer.h"
 #include "model/records.h"
+#include "packages/transfer_service.h"
+#include "platform/cancellation.h"
 #include "platform/executor.h"
 
 namespace quorvane {
@@ -84,9 +86,27 @@ struct FinalizationRequest {
   bool userWaits = false;
   // The run stops once this much time has passed; the rest wait for the
   // next run.
-  std::optional<Milliseconds> budget;
-  std::function<void(std::size_t done, std::size_t total)> progress;
-  std::function<void(std::size_t finished)> done;
+  std::optional<Milliseconds> budget = {};
+  std::function<void(std::size_t done, std::size_t total)> progress = {};
+  std::function<void(std::size_t finished)> done = {};
+};
+
+// A package to read into the library as a new project.
+struct PackageImportRequest {
+  using Step = std::function<void(const std::string& words)>;
+  std::string path = {};
+  bool open = true;  // the new project is opened
+  // Told as the originals are copied out, on the main executor.
+  std::function<void(const TransferProgress&)> progress = {};
+  // Each step's words, as the toasts say them ("Reading package...").
+  Step step = {};
+  // The new project's id, or nothing (the failure shown).
+  std::function<void(const std::optional<std::string>&)> done = {};
+  // Stops it between two originals: nothing is added.
+  Cancellation cancel = {};
+  // The new project's images are finished in the background afterwards
+  // (a window); a face that waits finishes them as it chooses.
+  bool finishImagesAfter = true;
 };
 
 }  // namespace quorvane

@@ -64,6 +64,23 @@ bool applyWebCVImport(AppStore& store, const PreparedWebCVImport& prepared,
   });
 }
 
+std::optional<std::string> importProjectPackage(AppStore& store, const std::string& path, bool open,
+                                                const PackageImportRequest::Step& step,
+                                                const TransferProgressFn& progress) {
+  using Imported = std::optional<std::string>;
+  return waitFor<Imported>(store, [&](std::function<void(Imported)> done) {
+    const bool started =
+        store.importProjectPackageInBackground({.path = path,
+                                                .open = open,
+                                                .progress = progress,
+                                                .step = step,
+                                                .done = [done](const Imported& id) { done(id); },
+                                                .cancel = {},
+                                                .finishImagesAfter = false});
+    if (!started) done(std::nullopt);
+  });
+}
+
 std::size_t finishImportedImages(AppStore& store, const AppStore::Progress& progress,
                                  std::optional<Milliseconds> budget) {
   return waitFor<std::size_t>(store, [&](std::function<void(std::size_t)> done) {

@@ -38,6 +38,11 @@ std::optional<AllBackups> exportAllProjectPackages(AppStore& store, const std::s
 std::optional<PreparedWebCVImport> prepareWebCVImport(AppStore& store, const std::string& path);
 bool applyWebCVImport(AppStore& store, const PreparedWebCVImport& prepared,
                       const WebCVImportSelection& selection);
+// Reads a package into the library as a new project; its id, or nothing
+// (the failure shown, its reason in `lastImportFailure`).
+std::optional<std::string> importProjectPackage(AppStore& store, const std::string& path, bool open,
+                                                const PackageImportRequest::Step& step = {},
+                                                const TransferProgressFn& progress = {});
 // Finishes the imported images still pending, the user waiting: with a
 // `budget`, until that much time has passed. How many were finished.
 std::size_t finishImportedImages(AppStore& store, const AppStore::Progress& progress = {},

@@ -291,8 +291,8 @@ void importPackage(CliContext& context, const PackageOptions& options) {
   std::optional<std::string> id;
   {
     ProgressLine line(context.json ? nullptr : context.terminal);
-    id = store.importProjectPackage(
-        options.file, options.open,
+    id = importProjectPackage(
+        store, options.file, options.open,
         [&](const std::string& step) {
           line.clear();
           if (!context.json) context.err << step << '\n';

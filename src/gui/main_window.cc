@@ -624,20 +624,26 @@ void MainWindow::importBackup(const QString& given) {
   Cancellation cancel;
   startBackupProgress("desktop.backup.importing", cancel);
   QPointer<MainWindow> window(this);
-  const bool started = context_.store.importProjectPackageInBackground(
-      utf8(path), true,
-      [window](const TransferProgress& at) {
-        if (!window || !window->isBackupRunning()) return;
-        window->workStrip_->setProgress(static_cast<int>(at.artworks),
-                                        static_cast<int>(at.totalArtworks));
-      },
-      [window](const std::optional<std::string>& projectId) {
-        if (!window) return;
-        window->endBackupProgress();
-        if (!projectId) return;  // the store said why
-        window->showProjectTab(ProjectTab::works);
-      },
-      cancel);
+  const bool started = context_.store.importProjectPackageInBackground({
+      .path = utf8(path),
+      .open = true,
+      .progress =
+          [window](const TransferProgress& at) {
+            if (!window || !window->isBackupRunning()) return;
+            window->workStrip_->setProgress(static_cast<int>(at.artworks),
+                                            static_cast<int>(at.totalArtworks));
+          },
+      .step = {},
+      .done =
+          [window](const std::optional<std::string>& projectId) {
+            if (!window) return;
+            window->endBackupProgress();
+            if (!projectId) return;  // the store said why
+            window->showProjectTab(ProjectTab::works);
+          },
+      .cancel = cancel,
+      .finishImagesAfter = true,
+  });
   if (!started) endBackupProgress();
 }
 

@@ -49,8 +49,8 @@ TEST_F(PackageRoutesTest, AnExportIsRecordedAndAnImportIsANewProjectWhoseImagesA
   EXPECT_EQ(store.state().errorToast->text, "Backup exported successfully.");
 
   std::vector<std::string> steps;
-  const std::optional<std::string> id = store.importProjectPackage(
-      path, true, [&](const std::string& step) { steps.push_back(step); });
+  const std::optional<std::string> id = importProjectPackage(
+      store, path, true, [&](const std::string& step) { steps.push_back(step); });
   ASSERT_TRUE(id);
   EXPECT_EQ(steps,
             (std::vector<std::string>{"Reading package...", "Importing artworks in progress...",
@@ -75,7 +75,7 @@ TEST_F(PackageRoutesTest, AnExportIsRecordedAndAnImportIsANewProjectWhoseImagesA
 
 TEST_F(PackageRoutesTest, AStopBeforeTheImagesWereFinishedIsMadeGoodByTheNextRun) {
   const std::string path = exportedPackage();
-  const std::string id = *store->importProjectPackage(path, false);  // stays on "Tides"
+  const std::string id = *importProjectPackage(*store, path, false);  // stays on "Tides"
   std::vector<std::string> left = pending();
   ASSERT_EQ(left.size(), 3u);
   left.push_back("AN-ARTWORK-SINCE-DELETED");
@@ -98,7 +98,7 @@ TEST_F(PackageRoutesTest, AStopBeforeTheImagesWereFinishedIsMadeGoodByTheNextRun
 // finished by a run of its own, never forgotten.
 TEST_F(PackageRoutesTest, ImagesLeftByARunCutShortOrImportedDuringARunAreAllFinished) {
   const std::string path = exportedPackage();
-  ASSERT_TRUE(store->importProjectPackage(path, false));
+  ASSERT_TRUE(importProjectPackage(*store, path, false));
   EXPECT_EQ(finishImportedImages(*store, {}, Milliseconds(0)), 0u) << "no time: none made";
   EXPECT_EQ(store->importImagesAwaiting(), 3u);
   AppStore& store = open();
@@ -106,7 +106,7 @@ TEST_F(PackageRoutesTest, ImagesLeftByARunCutShortOrImportedDuringARunAreAllFini
   imageQueue.runUntilIdle();
   main.runUntilIdle();
   EXPECT_EQ(store.state().importFinalizationStatus->done, 1u);
-  ASSERT_TRUE(store.importProjectPackage(path, false));  // three more, while the run goes on
+  ASSERT_TRUE(importProjectPackage(store, path, false));  // three more, while the run goes on
   EXPECT_EQ(store.importImagesAwaiting(), 6u);
   for (int round = 0; round < 10; ++round) {
     imageQueue.runUntilIdle();
@@ -120,7 +120,7 @@ TEST_F(PackageRoutesTest, ImagesLeftByARunCutShortOrImportedDuringARunAreAllFini
 
 TEST_F(PackageRoutesTest, BehindAWindowTheImagesWaitWhileTheAppIsAwayOrTheMachineIsHot) {
   const std::string path = exportedPackage();
-  const std::string id = *store->importProjectPackage(path, true);
+  const std::string id = *importProjectPackage(*store, path, true);
   AppStore& store = *this->store;
 
   store.applicationBecameInactive();
@@ -179,7 +179,7 @@ TEST_F(PackageRoutesTest, BehindAWindowTheImagesWaitWhileTheAppIsAwayOrTheMachin
 // themselves, whatever the machine was like at start.
 TEST_F(PackageRoutesTest, TheMachinesHeatIsWatchedWhileTheWindowIsOpen) {
   const std::string path = exportedPackage();
-  ASSERT_TRUE(store->importProjectPackage(path, true));
+  ASSERT_TRUE(importProjectPackage(*store, path, true));
   AppStore& store = *this->store;
   ThermalState heat = ThermalState::critical;  // hot at launch
   int looks = 0;
@@ -226,7 +226,7 @@ TEST_F(PackageRoutesTest, TheMachinesHeatIsWatchedWhileTheWindowIsOpen) {
 
 TEST_F(PackageRoutesTest, AnArtworkEditedOrDeletedWhileItsImageIsMadeKeepsTheEdit) {
   const std::string path = exportedPackage();
-  ASSERT_TRUE(store->importProjectPackage(path, true));
+  ASSERT_TRUE(importProjectPackage(*store, path, true));
   AppStore& store = *this->store;
   const std::string first = store.state().snapshot.artworks.images[0].id;
   store.startImportFinalization();  // the first image goes to the worker
@@ -252,9 +252,9 @@ TEST_F(PackageRoutesTest, OneImportAtATime) {
   std::optional<std::string> second = "not tried";
   std::optional<std::string> said;
   const std::optional<std::string> first =
-      store->importProjectPackage(path, false, [&](const std::string&) {
+      importProjectPackage(*store, path, false, [&](const std::string&) {
         if (second != "not tried") return;
-        second = store->importProjectPackage(path, false);
+        second = importProjectPackage(*store, path, false);
         said = store->state().lastErrorMessage;
       });
   ASSERT_TRUE(first);
@@ -296,10 +296,10 @@ TEST_F(PackageRoutesTest, BehindAWindowAPackageIsWrittenAndReadOffTheMainThreadS
   store.setText(SaveSection::statement, "Written just before.");  // pending when the import starts
   std::optional<std::string> imported = "not yet";
   ASSERT_TRUE(store.importProjectPackageInBackground(
-      path, true, {}, [&](const std::optional<std::string>& id) { imported = id; }));
+      {.path = path, .done = [&](const std::optional<std::string>& id) { imported = id; }}));
   EXPECT_TRUE(store.state().isImportingProjectPackage);
   EXPECT_EQ(toasts.back(), "Reading package...");
-  EXPECT_FALSE(store.importProjectPackageInBackground(path, true, {}, {}));
+  EXPECT_FALSE(store.importProjectPackageInBackground({.path = path}));
   EXPECT_EQ(store.state().lastErrorMessage, "An import is already in progress.");
   EXPECT_EQ(imported, "not yet");
   saveQueue.runUntilIdle();
@@ -327,7 +327,7 @@ TEST_F(PackageRoutesTest, BehindAWindowAPackageIsWrittenAndReadOffTheMainThreadS
   const auto projects = store.state().projects.size();
   imported = "not yet";
   ASSERT_TRUE(store.importProjectPackageInBackground(
-      bad, true, {}, [&](const std::optional<std::string>& id) { imported = id; }));
+      {.path = bad, .done = [&](const std::optional<std::string>& id) { imported = id; }}));
   saveQueue.runUntilIdle();
   main.runUntilIdle();
   EXPECT_FALSE(imported);
@@ -342,7 +342,7 @@ TEST_F(PackageRoutesTest, APackageThatFailsChangesNothingAndSaysWhy) {
   const std::string path = dir.file("holiday.quorvane");
   std::ofstream(path) << "not a package";
   const auto projects = store->state().projects;
-  EXPECT_FALSE(store->importProjectPackage(path, true));
+  EXPECT_FALSE(importProjectPackage(*store, path, true));
   EXPECT_EQ(store->lastImportFailure(), "invalidPackage");
   EXPECT_EQ(store->state().errorToast->text,
             "This file could not be imported. Please make sure it is a valid .quorvane file "
@@ -434,7 +434,7 @@ TEST_F(PackageRoutesTest, EveryKindOfImageTheLibraryTakesIsBackedUpAndComesBack)
   const auto written = exportProjectPackage(store, path);
   ASSERT_TRUE(written) << store.state().lastErrorMessage.value_or("");
   EXPECT_TRUE(written->withoutImages.empty());
-  ASSERT_TRUE(store.importProjectPackage(path, true));
+  ASSERT_TRUE(importProjectPackage(store, path, true));
   EXPECT_EQ(finishImportedImages(store), paths.size());
   for (const Artwork& artwork : store.state().snapshot.artworks.images) {
     EXPECT_TRUE(artwork.imagePath) << "every image came back";
@@ -568,7 +568,7 @@ TEST_F(PackageRoutesTest, HostilePackagesAreRefusedWithTheirCaseAndTouchNothing)
   };
   const auto refused = [&](const std::string& path, const std::string& expected,
                            const std::string& story) {
-    EXPECT_FALSE(store->importProjectPackage(path, true)) << story;
+    EXPECT_FALSE(importProjectPackage(*store, path, true)) << story;
     EXPECT_EQ(store->lastImportFailure(), expected) << story;
     EXPECT_FALSE(store->state().isImportingProjectPackage) << story;
     EXPECT_EQ(dump(), databaseBefore) << story;
@@ -617,7 +617,7 @@ TEST_F(PackageRoutesTest, HostilePackagesAreRefusedWithTheirCaseAndTouchNothing)
     declareSize(path, original, 1000);
     refused(path, "invalidMedia", "an original larger than declared");
   }
-  EXPECT_TRUE(store->importProjectPackage(good, false)) << "the package itself is fine";
+  EXPECT_TRUE(importProjectPackage(*store, good, false)) << "the package itself is fine";
 }
 
 TEST_F(PackageRoutesTest, ABackupOrAnImportTheDiskCannotHoldSaysSoAndWritesNothing) {
@@ -635,7 +635,7 @@ TEST_F(PackageRoutesTest, ABackupOrAnImportTheDiskCannotHoldSaysSoAndWritesNothi
   const std::vector<std::string> filesBefore = filesUnder(dir.path());
 
   mediaFiles.available = 10 << 20;  // less than the margin an import keeps
-  EXPECT_FALSE(store->importProjectPackage(good, false));
+  EXPECT_FALSE(importProjectPackage(*store, good, false));
   const std::string said = store->state().lastErrorMessage.value_or("");
   EXPECT_TRUE(said.starts_with(
       "This backup could not be imported: there is not enough free space: this needs "))
@@ -644,7 +644,7 @@ TEST_F(PackageRoutesTest, ABackupOrAnImportTheDiskCannotHoldSaysSoAndWritesNothi
   mediaFiles.available.reset();
 
   mediaFiles.writeError = ENOSPC;  // the disk fills as the originals are written
-  EXPECT_FALSE(store->importProjectPackage(good, false));
+  EXPECT_FALSE(importProjectPackage(*store, good, false));
   EXPECT_EQ(store->state().lastErrorMessage,
             "This backup could not be imported: the disk is full. Nothing was changed.");
   mediaFiles.writeError = 0;

@@ -221,40 +221,6 @@ AppStore::RoundTripReport AppStore::roundTripProjectPackage(const std::string& f
   }
 }
 
-std::optional<std::string> AppStore::importProjectPackage(
-    const std::string& path, bool open, const std::function<void(const std::string&)>& step,
-    const TransferProgressFn& progress) {
-  packages_->lastImportFailure.reset();
-  if (state_.isImportingProjectPackage) {
-    failWithKey("cv.import.error.busy");
-    return std::nullopt;
-  }
-  state_.isImportingProjectPackage = true;
-  publish();
-  const auto tell = [&](std::string_view key) {
-    if (step) step(text(key));
-  };
-  Logger& log = services_.logger;
-  try {
-    log.log("app importProjectPackage(async) start bytes=" +
-            packageSizeText(*services_.files, path));
-    tell("import.toast.step.parsing");
-    OpenedPackage opened = services_.transfer.openPackage(path);
-    tell("import.toast.step.hydrating");
-    settleSaves();
-    const MergedPackage merged =
-        mergeIntoLibrary(opened,
-                         PackageMergeServices{services_.imports, services_.labels, services_.media,
-                                              services_.images, log, services_.makeUuid},
-                         services_.transfer.limits(), text("app.project.imported_name"), progress);
-    tell("import.toast.step.applying");
-    return packages_->importMerged(merged, open, tell);
-  } catch (...) {
-    packages_->importFailed(std::current_exception());
-    return std::nullopt;
-  }
-}
-
 std::optional<std::string> AppStore::projectAlreadyInLibrary(const std::string& path) {
   try {
     const OpenedPackage opened = services_.transfer.openPackage(path);
@@ -267,9 +233,13 @@ std::optional<std::string> AppStore::projectAlreadyInLibrary(const std::string& 
   return std::nullopt;
 }
 
-bool AppStore::importProjectPackageInBackground(const std::string& path, bool open,
-                                                TransferProgressFn progress, PackageImported done,
-                                                Cancellation cancel) {
+void AppStore::tellImportStep(std::string_view key, const PackageImportRequest::Step& step) {
+  const std::string words = text(key);
+  showToast(ToastStyle::info, words);
+  if (step) step(words);
+}
+
+bool AppStore::importProjectPackageInBackground(PackageImportRequest request) {
   packages_->lastImportFailure.reset();
   if (state_.isImportingProjectPackage) {
     failWithKey("cv.import.error.busy");
@@ -277,24 +247,25 @@ bool AppStore::importProjectPackageInBackground(const std::string& path, bool op
   }
   state_.isImportingProjectPackage = true;
   services_.logger.log("app importProjectPackage(async) start bytes=" +
-                       packageSizeText(*services_.files, path));
-  showToast(ToastStyle::info, text("import.toast.step.parsing"));
+                       packageSizeText(*services_.files, request.path));
+  tellImportStep("import.toast.step.parsing", request.step);
   // The edits waiting in their debounce go first on the same queue.
   pipeline_->firePendingSaves();
   const QuorvaneTransferService* transfer = &services_.transfer;
   const PackageMergeServices merge{services_.imports, services_.labels, services_.media,
                                    services_.images,  services_.logger, services_.makeUuid};
-  const std::function<void(std::string)> step =
-      toldOnMain(self_, services_.main, std::function<void(std::string)>([this](std::string key) {
-                   showToast(ToastStyle::info, text(key));
-                 }));
+  const std::function<void(std::string)> tell = toldOnMain(
+      self_, services_.main,
+      std::function<void(std::string)>(
+          [this, step = request.step](const std::string& key) { tellImportStep(key, step); }));
   runInBackground(
       self_, services_.saveQueue, services_.main,
-      [transfer, merge, path, step, cancel, emptyName = text("app.project.imported_name"),
-       told = toldOnMain(self_, services_.main, std::move(progress))] {
+      [transfer, merge, path = request.path, tell, cancel = request.cancel,
+       emptyName = text("app.project.imported_name"),
+       told = toldOnMain(self_, services_.main, request.progress)] {
         if (cancel.isCancelled()) throw CancelledError();
         OpenedPackage opened = transfer->openPackage(path);
-        step("import.toast.step.hydrating");
+        tell("import.toast.step.hydrating");
         // Stopping between two originals: the media transaction takes back
         // what was staged, and the library is as before.
         const TransferProgressFn tellOrStop = [told, cancel](const TransferProgress& at) {
@@ -303,20 +274,20 @@ bool AppStore::importProjectPackageInBackground(const std::string& path, bool op
         };
         return mergeIntoLibrary(opened, merge, transfer->limits(), emptyName, tellOrStop);
       },
-      [open, done](AppStore& store, const Outcome<MergedPackage>& outcome) {
+      [request](AppStore& store, const Outcome<MergedPackage>& outcome) {
         std::optional<std::string> importedId;
         try {
           const MergedPackage& merged = outcome.get();
-          store.showToast(ToastStyle::info, store.text("import.toast.step.applying"));
-          importedId = store.packages_->importMerged(merged, open, [&store](std::string_view key) {
-            store.showToast(ToastStyle::info, store.text(key));
-          });
+          store.tellImportStep("import.toast.step.applying", request.step);
+          importedId = store.packages_->importMerged(merged, request.open,
+                                                     [&store, &request](std::string_view key) {
+                                                       store.tellImportStep(key, request.step);
+                                                     });
         } catch (...) {
           store.packages_->importFailed(std::current_exception());
         }
-        // The imported images are finished in the background from now on.
-        if (importedId) store.startImportFinalization();
-        if (done) done(importedId);
+        if (importedId && request.finishImagesAfter) store.startImportFinalization();
+        if (request.done) request.done(importedId);
       });
   publish();
   return true;
