@@ -115,20 +115,16 @@ class AppStore {
   // toast, when no deleted project has that id.
   bool restoreProject(const std::string& projectId);
 
-  // Artworks of the open project. Images are written to the library at
-  // once, files and rows together: a result with an id is in the library;
-  // should the write fail, none of the batch is, and nothing of it stays in
-  // the media folder. Replacing keeps the old image (its original and its
-  // derivatives) until the library holds the new one.
-  std::vector<ImageAddResult> addImages(const std::vector<std::string>& paths,
-                                        const Progress& progress = {});
+  // Artworks of the open project. Replacing keeps the old image (its
+  // original and its derivatives) until the library holds the new one.
   bool replaceImage(const std::string& artworkId, const std::string& path);
-  // `addImages` without holding the main executor (for a window): each
-  // file is read and derived on the image queue, then put in place on the
-  // main executor, one by one, so the board fills as they come; the store
-  // takes other commands meanwhile. `progress` and `done` run on the main
-  // executor. Cancelling the returned job keeps the images already in
-  // place; the others leave no file behind. Images still arriving when
+  // Adds images as works: each file is read and derived on the image queue,
+  // then put in place on the main executor, files and row together, one by
+  // one, so the board fills as they come; the store takes other commands
+  // meanwhile. A result with an id is in the library; one whose write
+  // failed leaves nothing in the media folder. `progress` and `done` run on
+  // the main executor. Cancelling the returned job keeps the images already
+  // in place; the others leave no file behind. Images still arriving when
   // another project has been opened are not added.
   using ImagesAdded = std::function<void(const std::vector<ImageAddResult>&)>;
   std::shared_ptr<ImageIntakeJob> addImagesInBackground(const std::vector<std::string>& paths,

@@ -1,8 +1,17 @@
 #include "app/waiting_commands.h"
 
 #include "app/export_job.h"
+#include "app/image_intake_job.h"
 
 namespace quorvane {
+
+std::vector<ImageAddResult> addImages(AppStore& store, const std::vector<std::string>& paths,
+                                      const AppStore::Progress& progress) {
+  using Results = std::vector<ImageAddResult>;
+  return waitFor<Results>(store, [&](std::function<void(Results)> done) {
+    store.addImagesInBackground(paths, progress, [done](const Results& results) { done(results); });
+  });
+}
 
 bool openProject(AppStore& store, const std::string& projectId) {
   return waitFor<bool>(store, [&](std::function<void(bool)> done) {

@@ -22,6 +22,8 @@ Result waitFor(AppStore& store, Start start) {
   return std::move(*result);
 }
 
+std::vector<ImageAddResult> addImages(AppStore& store, const std::vector<std::string>& paths,
+                                      const AppStore::Progress& progress = {});
 bool openProject(AppStore& store, const std::string& projectId);
 std::vector<ReusableArtworkAsset> vault(AppStore& store);
 std::optional<std::vector<PdfWarning>> exportPDF(AppStore& store, const RenderRequest& request,

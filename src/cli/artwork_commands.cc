@@ -59,7 +59,7 @@ void addArtworks(CliContext& context, const std::vector<std::string>& paths) {
   std::vector<ImageAddResult> results;
   {
     ProgressLine progress(context, paths.size());
-    results = store.addImages(paths, [&](std::size_t done, std::size_t total) {
+    results = addImages(store, paths, [&](std::size_t done, std::size_t total) {
       progress.update(done, total, paths[done - 1]);
     });
   }

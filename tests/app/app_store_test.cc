@@ -122,8 +122,8 @@ TEST_F(AppStoreTest, AddedImagesKeepTheOriginalOnDiskAndTheWebDerivativeInTheLib
   const std::string turned = writeImage("turned.jpg", 1200, 800, 6);  // seen upright: 800 × 1200
   const std::string flat = writeImage("flat.png", 500, 500);
   std::vector<std::size_t> progress;
-  const auto results = store.addImages(
-      {wide, turned, flat}, [&](std::size_t done, std::size_t) { progress.push_back(done); });
+  const auto results = addImages(store, {wide, turned, flat},
+                                 [&](std::size_t done, std::size_t) { progress.push_back(done); });
   ASSERT_EQ(results.size(), 3u);
   EXPECT_EQ(progress, (std::vector<std::size_t>{1, 2, 3}));
   const auto& images = store.state().snapshot.artworks.images;
@@ -164,7 +164,7 @@ TEST_F(AppStoreTest, ImagesThatCannotBeAddedAreReportedAndTheOthersStillAdded) {
   std::filesystem::resize_file(huge, kMaximumOriginalBytes + 1);  // sparse: never read
 
   const auto results =
-      store.addImages({dir.file("missing.jpg"), dir.file("notes.txt"), good, huge});
+      addImages(store, {dir.file("missing.jpg"), dir.file("notes.txt"), good, huge});
   EXPECT_FALSE(results[0].artworkId);
   EXPECT_NE(results[0].message.find("missing.jpg"), std::string::npos);
   EXPECT_FALSE(results[1].artworkId);
@@ -194,7 +194,7 @@ TEST_F(AppStoreTest, ImagesThatCannotBeAddedAreReportedAndTheOthersStillAdded) {
 
 TEST_F(AppStoreTest, AReplacementTheLibraryCannotSaveLeavesTheOldImageAndItsRowAsTheyWere) {
   AppStore& store = open();
-  const std::string id = *store.addImages({writeImage("first.png", 400, 300)})[0].artworkId;
+  const std::string id = *addImages(store, {writeImage("first.png", 400, 300)})[0].artworkId;
   settle();
   const std::string rowBefore =
       sql("SELECT originalSizeBytes || '|' || imgWidth || '|' || hex(m.blob) FROM artworks a "
@@ -228,13 +228,13 @@ TEST_F(AppStoreTest, AReplacementTheLibraryCannotSaveLeavesTheOldImageAndItsRowA
 
 TEST_F(AppStoreTest, ImagesTheLibraryCannotSaveAreNotAddedAndLeaveNoFiles) {
   AppStore& store = open();
-  store.addImages({writeImage("kept.jpg", 300, 200)});
+  addImages(store, {writeImage("kept.jpg", 300, 200)});
   settle();
   const std::vector<std::string> filesBefore = mediaNames(media);
 
   saves->failing = true;
   const auto results =
-      store.addImages({writeImage("a.jpg", 300, 200), writeImage("b.png", 200, 300)});
+      addImages(store, {writeImage("a.jpg", 300, 200), writeImage("b.png", 200, 300)});
   ASSERT_EQ(results.size(), 2u);
   for (const ImageAddResult& result : results) {
     EXPECT_FALSE(result.artworkId) << "an id is given only for an image in the library";
@@ -259,7 +259,7 @@ TEST_F(AppStoreTest, AnOriginalJustOver15MiBIsKeptWithAWarning) {
     const std::string path = dir.file("padded-" + std::to_string(size) + ".jpg");
     std::ofstream(path, std::ios::binary)
         .write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(size));
-    const auto result = store.addImages({path});
+    const auto result = addImages(store, {path});
     ASSERT_TRUE(result[0].artworkId) << result[0].message;
     const Artwork& added = store.state().snapshot.artworks.images.back();
     EXPECT_EQ(added.nearLimit, size > 15'728'640);
@@ -271,8 +271,8 @@ TEST_F(AppStoreTest, AnOriginalJustOver15MiBIsKeptWithAWarning) {
 
 TEST_F(AppStoreTest, ArtworksAreEditedReorderedRemovedAndBroughtBackFromTheVault) {
   AppStore& store = open();
-  const auto added = store.addImages(
-      {writeImage("a.jpg", 40, 30), writeImage("b.jpg", 40, 30), writeImage("c.jpg", 40, 30)});
+  const auto added = addImages(store, {writeImage("a.jpg", 40, 30), writeImage("b.jpg", 40, 30),
+                                       writeImage("c.jpg", 40, 30)});
   const std::string a = *added[0].artworkId, b = *added[1].artworkId, c = *added[2].artworkId;
   settle();
   ArtworkMetadata metadata;
@@ -347,7 +347,7 @@ TEST_F(AppStoreTest, DuplicatingCopiesTextsAndSharesArtworksDeletingOpensAnother
   const std::string original = store.state().project.id;
   store.renameProject("Atlas");
   store.setText(SaveSection::bio, "Bio");
-  store.addImages({writeImage("a.jpg", 40, 30)});
+  addImages(store, {writeImage("a.jpg", 40, 30)});
   const std::string copy = *store.duplicateProject();
   EXPECT_EQ(store.state().project.projectName, "Atlas (copy)");
   EXPECT_EQ(store.state().errorToast->text, "Project duplicated.");
@@ -373,7 +373,7 @@ TEST_F(AppStoreTest, ADeletedProjectIsListedAndComesBackAsItWas) {
   AppStore& store = open();
   store.renameProject("Tides");
   store.setText(SaveSection::bio, "Née à Lyon.");
-  store.addImages({writeImage("a.jpg", 40, 30)});
+  addImages(store, {writeImage("a.jpg", 40, 30)});
   settle();
   const std::string tides = store.state().project.id;
   EXPECT_TRUE(store.deleteProject());
@@ -395,7 +395,7 @@ TEST_F(AppStoreTest, ADeletedProjectIsListedAndComesBackAsItWas) {
 
 TEST_F(AppStoreTest, DeletingAllDataEmptiesLibraryAndMediaButKeepsSettings) {
   AppStore& store = open();
-  store.addImages({writeImage("a.jpg", 40, 30)});
+  addImages(store, {writeImage("a.jpg", 40, 30)});
   store.setThemeMode(ThemeMode::dark);
   settle();
   EXPECT_TRUE(store.deleteAllUserData());
@@ -439,7 +439,7 @@ TEST_F(AppStoreTest, SettingsAndExportOptionsAreRememberedAndTellWhatTheyMakeSta
 
 TEST_F(AppStoreTest, CurrenciesAreKeptAsCodesWhateverFaceTypedThem) {
   AppStore& store = open();
-  const std::string id = store.addImages({writeImage("a.jpg", 40, 30)})[0].artworkId.value();
+  const std::string id = addImages(store, {writeImage("a.jpg", 40, 30)})[0].artworkId.value();
   ProjectChanges changes;
   changes.currency = " usd ";
   EXPECT_TRUE(store.updateProject(changes));
@@ -468,7 +468,7 @@ TEST_F(AppStoreTest, CurrenciesAreKeptAsCodesWhateverFaceTypedThem) {
 TEST_F(AppStoreTest, MessagesSpeakTheInterfaceLanguage) {
   language = "fr";
   AppStore& store = open();
-  store.addImages({writeImage("a.jpg", 40, 30)});
+  addImages(store, {writeImage("a.jpg", 40, 30)});
   store.duplicateProject();
   EXPECT_EQ(store.state().errorToast->title, "Succès");
   EXPECT_EQ(store.state().errorToast->text, "Projet dupliqué.");
@@ -485,9 +485,10 @@ TEST_F(AppStoreTest, EachWrittenSectionIsOneSignificantChange) {
   }
   settle();
   EXPECT_EQ(store.state().backupReminderState.changesSinceLastExport, before + 1);
-  store.addImages({writeImage("a.jpg", 40, 30), writeImage("b.jpg", 40, 30)});
+  // Two images are two works to lose, however many writes they took.
+  addImages(store, {writeImage("a.jpg", 40, 30), writeImage("b.jpg", 40, 30)});
   settle();
-  EXPECT_EQ(store.state().backupReminderState.changesSinceLastExport, before + 1 + 2 + 1);
+  EXPECT_EQ(store.state().backupReminderState.changesSinceLastExport, before + 1 + 2);
 }
 
 TEST_F(AppStoreTest, OfTwoPreviewsAskedInQuickSuccessionOnlyTheSecondIsPublished) {
@@ -510,7 +511,7 @@ TEST_F(AppStoreTest, OfTwoPreviewsAskedInQuickSuccessionOnlyTheSecondIsPublished
 
 TEST_F(AppStoreTest, APreviewShowsTheStoredWebPicturesAsTheyAreAndIsNeverTakenForAFile) {
   AppStore& store = open();
-  store.addImages({writeImage("a.jpg", 900, 600)});
+  addImages(store, {writeImage("a.jpg", 900, 600)});
   settle();
   const std::string id = store.state().snapshot.artworks.images.at(0).id;
   const std::optional<Bytes> web = media.readFile(media.webDerivativePath(id));
@@ -598,7 +599,7 @@ TEST_F(AppStoreTest, EachEditStampsItsSectionAndTheLibraryKeepsAndCountsTheTimes
   const Date later = main.now();
   store.setText(SaveSection::bio, "Born in Lyon, lives in Turin.");
   store.setText(SaveSection::statement, "");  // the same as before: no edit
-  store.addImages({writeImage("a.jpg", 40, 30)});
+  addImages(store, {writeImage("a.jpg", 40, 30)});
   settle();
   EXPECT_EQ(store.state().snapshot.biographyCreatedAt, first) << "created at the first edit only";
   EXPECT_EQ(store.state().snapshot.biographyUpdatedAt, later);

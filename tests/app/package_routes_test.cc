@@ -27,8 +27,8 @@ class PackageRoutesTest : public AppStoreTest {
   std::string exportedPackage() {
     AppStore& store = open();
     store.renameProject("Tides");
-    store.addImages(
-        {writeImage("a.jpg", 40, 30), writeImage("b.jpg", 30, 40), writeImage("c.png", 50, 20)});
+    addImages(store, {writeImage("a.jpg", 40, 30), writeImage("b.jpg", 30, 40),
+                      writeImage("c.png", 50, 20)});
     store.setText(SaveSection::bio, "Née à Lyon.");
     settle();
     const std::string path = dir.file("Tides.quorvane");
@@ -266,7 +266,7 @@ TEST_F(PackageRoutesTest, OneImportAtATime) {
 TEST_F(PackageRoutesTest, BehindAWindowAPackageIsWrittenAndReadOffTheMainThreadStepByStep) {
   AppStore& store = open();
   store.renameProject("Tides");
-  store.addImages({writeImage("a.jpg", 40, 30), writeImage("b.jpg", 30, 40)});
+  addImages(store, {writeImage("a.jpg", 40, 30), writeImage("b.jpg", 30, 40)});
   store.setText(SaveSection::bio, "Née à Lyon.");  // still in its debounce
   std::vector<std::string> toasts;
   const std::size_t token = store.observe([&] {
@@ -359,8 +359,8 @@ TEST_F(PackageRoutesTest, APackageThatFailsChangesNothingAndSaysWhy) {
 // to a file that is not the library's.
 TEST_F(PackageRoutesTest, ABackupNeverLeavesAnOriginalOutWithoutSayingSo) {
   AppStore& store = open();
-  store.addImages({writeImage("a.jpg", 40, 30), writeImage("b.jpg", 30, 40),
-                   writeImage("c.png", 50, 20), writeImage("d.jpg", 20, 20)});
+  addImages(store, {writeImage("a.jpg", 40, 30), writeImage("b.jpg", 30, 40),
+                    writeImage("c.png", 50, 20), writeImage("d.jpg", 20, 20)});
   const std::vector<Artwork> works = store.state().snapshot.artworks.images;
   const std::vector<std::string> titles{"Deleted", "Linked", "Resized", "Sound"};
   for (std::size_t i = 0; i < works.size(); ++i) {
@@ -425,7 +425,7 @@ TEST_F(PackageRoutesTest, EveryKindOfImageTheLibraryTakesIsBackedUpAndComesBack)
   for (const std::string name : {"a.jpg", "b.png", "c.tif", "d.gif", "e.webp", "f.heic"}) {
     if (testing::encodedImage(name.substr(1), 8, 8)) paths.push_back(writeImage(name, 320, 240));
   }
-  store.addImages(paths);
+  addImages(store, paths);
   settle();
   ASSERT_EQ(store.state().snapshot.artworks.images.size(), paths.size());
   ASSERT_GT(fs::file_size(paths[2]), 4096u) << "a TIFF larger than any header";

@@ -7,6 +7,7 @@
 
 #include "app/app_store.h"
 #include "app/app_store_fixture.h"
+#include "app/waiting_commands.h"
 #include "pdf/pdf_reader.h"
 
 namespace quorvane {
@@ -58,7 +59,7 @@ constexpr double kLooksTheSame = 1.0;
 
 TEST_F(PageImageTest, AnArtworkPageLooksLikeItsPageInThePdf) {
   AppStore& store = open();
-  store.addImages({writeImage("tide.jpg", 900, 600)});
+  addImages(store, {writeImage("tide.jpg", 900, 600)});
   const std::string id = store.state().snapshot.artworks.images[0].id;
   ArtworkMetadata metadata = ArtworkMetadata::of(store.state().snapshot.artworks.images[0]);
   metadata.title = "Tide Pool, Morning";

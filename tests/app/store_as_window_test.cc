@@ -187,8 +187,8 @@ TEST_F(StoreAsWindowTest, ImagesStillComingWhenAnotherProjectIsOpenedAreNotAdded
 
 TEST_F(StoreAsWindowTest, ObserversAreToldWhichRowsWereInsertedMovedRemovedAndChanged) {
   AppStore& store = open();
-  store.addImages(
-      {writeImage("a.jpg", 40, 30), writeImage("b.jpg", 40, 30), writeImage("c.jpg", 40, 30)});
+  addImages(store, {writeImage("a.jpg", 40, 30), writeImage("b.jpg", 40, 30),
+                    writeImage("c.jpg", 40, 30)});
   const std::vector<std::string> ids = artworkIds();
   watch();
   store.reorderArtworks({ids[2], ids[0], ids[1]});
@@ -217,7 +217,7 @@ TEST_F(StoreAsWindowTest, AnExportCancelledHalfWayLeavesNothingAtItsDestination)
   AppStore& store = open();
   std::vector<std::string> paths;
   for (int i = 0; i < 6; ++i) paths.push_back(writeImage(std::to_string(i) + ".jpg", 64, 48));
-  store.addImages(paths);
+  addImages(store, paths);
   const std::string folder = dir.file("out");
   std::filesystem::create_directory(folder);
   const std::string path = folder + "/portfolio.pdf";
@@ -299,7 +299,7 @@ TEST_F(StoreAsWindowTest, ThePublishedStateIsTouchedOnlyOnTheMainThread) {
 TEST_F(StoreAsWindowTest, SwitchingProjectsAndOpeningTheVaultNeverWaitOnTheMainThread) {
   AppStore& store = open();
   store.renameProject("First");
-  store.addImages({writeImage("a.jpg", 40, 30)});
+  addImages(store, {writeImage("a.jpg", 40, 30)});
   settle();
   const std::string first = store.state().project.id;
   const std::string artwork = artworkIds()[0];
@@ -350,7 +350,7 @@ namespace {
 // second change before the first.
 TEST_F(StoreAsWindowTest, ACommandFromAnObserverIsToldAfterTheChangeInProgress) {
   AppStore& store = open();
-  store.addImages({writeImage("a.jpg", 200, 200), writeImage("b.jpg", 200, 200)});
+  addImages(store, {writeImage("a.jpg", 200, 200), writeImage("b.jpg", 200, 200)});
   main.runUntilIdle();
   const std::string removed = store.state().snapshot.artworks.images[0].id;
   bool inspected = false;

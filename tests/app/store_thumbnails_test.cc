@@ -8,6 +8,7 @@
 
 #include "app/app_store.h"
 #include "app/app_store_fixture.h"
+#include "app/waiting_commands.h"
 
 namespace quorvane {
 namespace {
@@ -38,7 +39,7 @@ class StoreThumbnailsTest : public AppStoreTest {
 
 TEST_F(StoreThumbnailsTest, AnEditRedrawsItsPageOnlyAndTheNewVersionIsPublished) {
   AppStore& store = open();
-  store.addImages({writeImage("a.jpg", 300, 200), writeImage("b.jpg", 200, 300)});
+  addImages(store, {writeImage("a.jpg", 300, 200), writeImage("b.jpg", 200, 300)});
   drawAll();
   const std::string first = store.state().snapshot.artworks.images[0].id;
   const std::string second = store.state().snapshot.artworks.images[1].id;
@@ -71,7 +72,7 @@ TEST_F(StoreThumbnailsTest, AnEditRedrawsItsPageOnlyAndTheNewVersionIsPublished)
 
 TEST_F(StoreThumbnailsTest, SettingsAndLabelsRedrawEveryPageTheyTouch) {
   AppStore& store = open();
-  store.addImages({writeImage("a.jpg", 300, 200)});
+  addImages(store, {writeImage("a.jpg", 300, 200)});
   store.setText(SaveSection::bio, "Born in Lyon.");
   drawAll();
   EXPECT_EQ(store.state().documentPdfThumbVersionBySection.at(SaveSection::bio), 1);
@@ -99,7 +100,7 @@ using namespace std::chrono_literals;
 
 TEST_F(StoreThumbnailsTest, PagesMadeStaleByAnOptionWaitUntilThePreviewIsShown) {
   AppStore& store = open();
-  store.addImages({writeImage("a.jpg", 300, 200)});
+  addImages(store, {writeImage("a.jpg", 300, 200)});
   drawAll();
   const std::string id = store.state().snapshot.artworks.images[0].id;
   ASSERT_EQ(store.state().artworkPdfThumbVersionByID.at(id), 1);
@@ -142,7 +143,7 @@ class BoardPictureTest : public testing::AppStoreTest {
 
 TEST_F(BoardPictureTest, TheBareImageStandsInUntilThePageIsDrawnThenThePageIsShown) {
   open();
-  store->addImages({writeImage("wide.jpg", 600, 300)});
+  addImages(*store, {writeImage("wide.jpg", 600, 300)});
   const std::string id = store->state().snapshot.artworks.images[0].id;
   logger.lines.clear();
 
@@ -168,7 +169,7 @@ TEST_F(BoardPictureTest, TheBareImageStandsInUntilThePageIsDrawnThenThePageIsSho
 
 TEST_F(BoardPictureTest, CoversOfOtherProjectsLoadAndAWorkWithoutFilesGivesNothing) {
   open();
-  store->addImages({writeImage("cover.jpg", 300, 300)});
+  addImages(*store, {writeImage("cover.jpg", 300, 300)});
   const std::string cover = store->state().snapshot.artworks.images[0].id;
   store->createProject(testing::named("Second"));
   ASSERT_TRUE(store->state().snapshot.artworks.images.empty());
@@ -185,13 +186,13 @@ TEST_F(BoardPictureTest, CoversOfOtherProjectsLoadAndAWorkWithoutFilesGivesNothi
 TEST_F(BoardPictureTest, WithoutAWorkerNothingIsDecodedOnTheMainThread) {
   useThumbnailQueue = false;
   open();
-  store->addImages({writeImage("a.jpg", 300, 300)});
+  addImages(*store, {writeImage("a.jpg", 300, 300)});
   EXPECT_FALSE(picture(store->state().snapshot.artworks.images[0].id));
 }
 
 TEST_F(BoardPictureTest, ProjectSummariesCarryKindCoverAndCountFromTheLibrary) {
   open();
-  store->addImages({writeImage("a.jpg", 200, 200), writeImage("b.jpg", 200, 200)});
+  addImages(*store, {writeImage("a.jpg", 200, 200), writeImage("b.jpg", 200, 200)});
   const std::string firstCover = store->state().snapshot.artworks.images[0].id;
   store->setProjectKind(ProjectKind::catalogue, CatalogueKind::exhibition);
   settle();
@@ -215,7 +216,7 @@ TEST_F(BoardPictureTest, ProjectSummariesCarryKindCoverAndCountFromTheLibrary) {
 
 TEST_F(BoardPictureTest, LibraryCountsAreReadAfterThePendingSaves) {
   open();
-  store->addImages({writeImage("a.jpg", 200, 200)});
+  addImages(*store, {writeImage("a.jpg", 200, 200)});
   store->setText(SaveSection::bio, "Born by the sea.");  // not written yet
   std::optional<LibraryKPIOverview> counts;
   store->libraryCountsInBackground([&](const LibraryKPIOverview& read) { counts = read; });

@@ -3,8 +3,8 @@
 //
 // - Significant changes, for the backup reminders: every section write that
 //   reaches the library counts one (a burst of typing is one write), and
-//   each image added or replaced counts one more, a batch of twenty images
-//   being twenty works to lose.
+//   each image added or replaced counts one, its own write not again: twenty
+//   images are twenty works to lose.
 // - Whatever the user writes (texts, titles, details, CV entries, labels)
 //   is kept without control characters: NUL and the like are no text, stop
 //   a PDF short and upset a terminal. A currency is kept as its code.

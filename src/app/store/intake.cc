@@ -82,8 +82,13 @@ std::optional<std::string> IntakeRoom::putInPlace(OriginalMediaImportTransaction
   }
   store_.stampSection(SaveSection::artworks);
   store_.ensurePersisted();
+  // Each image counts once as a change (by whoever adds it), its write not
+  // again: twenty images are twenty works to lose, however they were written.
+  std::size_t& silent = store_.silentWrites_[store_.state_.project.id];
+  ++silent;
   if (!store_.pipeline_->saveNow(SaveSection::artworks, store_.state_.project,
                                  store_.state_.snapshot)) {
+    if (silent > 0) --silent;
     transaction.rollback();
     images = std::move(before);
     std::tie(store_.state_.snapshot.artworksCreatedAt, store_.state_.snapshot.artworksUpdatedAt) =
@@ -136,72 +141,6 @@ std::int64_t IntakeRoom::nextSortIndex() const {
 }
 
 // ---- The store's routes ------------------------------------------------------
-
-std::vector<ImageAddResult> AppStore::addImages(const std::vector<std::string>& paths,
-                                                const Progress& progress) {
-  std::vector<ImageAddResult> results;
-  std::vector<OversizedImageNotice> oversized;
-  std::optional<std::string> lastFailure;
-  std::vector<Artwork> added;
-  std::int64_t nextIndex = 0;
-  for (const Artwork& existing : state_.snapshot.artworks.images) {
-    nextIndex = std::max(nextIndex, existing.sortIndex + 1);
-  }
-
-  // The files of every image wait in one media transaction; they take their
-  // places, and the artworks theirs in the library, together or not at all.
-  OriginalMediaImportTransaction transaction =
-      OriginalMediaImportTransaction::open(services_.media);
-  for (const std::string& path : paths) {
-    ImageAddResult result{path, std::nullopt, {}};
-    try {
-      const PreparedImage image = prepareImage(services_.media.files(), services_.images, path);
-      Artwork artwork;
-      artwork.id = services_.makeUuid();
-      artwork.sortIndex = nextIndex++;
-      stageImage(transaction, artwork.id, image);
-      applyImage(artwork, image, services_.media.webDerivativePath(artwork.id));
-      if (artwork.nearLimit) {
-        result.message = text(kNearLimitWarningKey, {megabytes(*artwork.originalByteSize)});
-      }
-      services_.logger.log("app add image id=" + artwork.id +
-                           " bytes=" + std::to_string(*artwork.originalByteSize) +
-                           " web_bytes=" + std::to_string(*artwork.imageByteSize));
-      result.artworkId = artwork.id;
-      added.push_back(std::move(artwork));
-    } catch (const ImageIntakeError& error) {
-      result.message = intake_->imageFailureText(error, path);
-      lastFailure = result.message;
-      if (error.errorCase() == ImageIntakeError::Case::tooLarge) {
-        oversized.push_back(
-            OversizedImageNotice{services_.makeUuid(), fileNameOf(path), error.byteSize(), {}});
-      }
-    }
-    results.push_back(std::move(result));
-    if (progress) progress(results.size(), paths.size());
-  }
-
-  if (!added.empty()) {
-    if (const std::optional<std::string> failure = intake_->putInPlace(transaction, added)) {
-      // None of them is in the library: each says why.
-      for (ImageAddResult& result : results) {
-        if (!result.artworkId) continue;
-        result.artworkId.reset();
-        result.message = *failure;
-      }
-      return results;
-    }
-    for (const Artwork& artwork : added) {
-      if (artwork.nearLimit) {
-        state_.imageSizeWarning =
-            text(kNearLimitWarningKey, {megabytes(*artwork.originalByteSize)});
-      }
-    }
-    countChanges(static_cast<std::int64_t>(added.size()));
-  }
-  intake_->announce(oversized, lastFailure, paths.size());
-  return results;
-}
 
 std::shared_ptr<ImageIntakeJob> AppStore::addImagesInBackground(
     const std::vector<std::string>& paths, Progress progress, ImagesAdded done) {
