@@ -404,8 +404,6 @@ class AppStore {
   // Copies the reminder state into the published state and tells observers.
   void publishBackupReminderState();
   UnitSystem initialUnit();
-  // The region of the user's locale, upper-cased; empty when unknown.
-  std::string upperCaseRegion() const;
   void adopt(LoadedProject loaded);
   bool openLoaded(const std::string& projectId, bool remember);
   // A project made for the user (at a first start, after deleting the
@@ -417,14 +415,10 @@ class AppStore {
   // Leaving a project never written: it goes from the list.
   void forgetIfUnsaved();
   bool rememberCurrentProject();
-  // The Vault, read here and now (for `addFromVault`).
-  std::vector<ReusableArtworkAsset> readVault();
   // What the user wrote, without control characters (see inputNotice).
   std::string cleaned(std::string_view text, TextShape shape);
   ProjectChanges cleaned(const ProjectChanges& changes);
   ArtworkMetadata cleaned(const ArtworkMetadata& metadata);
-  // A step of a package import, as a toast and to `step`.
-  void tellImportStep(std::string_view key, const PackageImportRequest::Step& step);
   // A currency that is no code is refused, with a toast; true then.
   bool refuseUnknownCurrency(const std::optional<std::string>& currency);
   bool failSettingsWrite();
@@ -444,12 +438,6 @@ class AppStore {
   bool isUnsaved_ = false;                           // the open project is not in the library yet
   std::map<std::string, std::size_t> silentWrites_;  // project id → writes not counted
   std::map<SaveSection, std::uint64_t> stampedContent_;  // content at its last stamp
-  // Runs `read` on the save queue after the pending saves, and `done` with
-  // its result on the main executor (a failure is shown, `done` told the
-  // empty result).
-  template <typename Result>
-  void readAfterSaves(std::function<Result(SnapshotRepository&)> read,
-                      std::function<void(const Result&)> done);
   // Each capability's own state and helpers (app/store/*_room.h); they
   // reach the shared state above through the store.
   friend class DocumentsRoom;

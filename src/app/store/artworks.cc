@@ -60,54 +60,57 @@ bool AppStore::removeArtwork(const std::string& artworkId) {
   return true;
 }
 
-std::vector<ReusableArtworkAsset> AppStore::readVault() {
-  try {
-    // Pending artworks of this project must not show as still to be added.
-    settleSaves();
-    return services_.snapshots.reusableArtworks(state_.project.id);
-  } catch (const std::exception& error) {
-    failWith(error);
-    return {};
-  }
-}
+namespace {
 
-template <typename Result>
-void AppStore::readAfterSaves(std::function<Result(SnapshotRepository&)> read,
-                              std::function<void(const Result&)> done) {
-  pipeline_->firePendingSaves();
-  SnapshotRepository& snapshots = services_.snapshots;
-  // On the save queue, so that it reads what the saves before it wrote.
+// `read` on the save queue, so that it reads what the saves before it
+// wrote, and `done` told its result on the main executor (a failure shown,
+// `done` told the empty result).
+template <typename Result, typename Read, typename Done, typename Fail>
+void readAfterSaves(const std::weak_ptr<AppStore*>& alive, const AppStoreServices& services,
+                    Read read, Done done, Fail fail) {
+  SnapshotRepository& snapshots = services.snapshots;
   runInBackground(
-      self_, services_.saveQueue, services_.main, [&snapshots, read] { return read(snapshots); },
-      [done](AppStore& store, const Outcome<Result>& outcome) {
+      alive, services.saveQueue, services.main, [&snapshots, read] { return read(snapshots); },
+      [done, fail](AppStore& store, const Outcome<Result>& outcome) {
         try {
           outcome.get();
         } catch (const std::exception& failure) {
-          store.failWith(failure);
+          fail(store, failure);
         }
         if (done) done(outcome.value.value_or(Result{}));
       });
 }
 
+}  // namespace
+
 void AppStore::vaultInBackground(std::function<void(std::vector<ReusableArtworkAsset>)> done) {
+  pipeline_->firePendingSaves();
   readAfterSaves<std::vector<ReusableArtworkAsset>>(
+      self_, services_,
       [projectId = state_.project.id](SnapshotRepository& snapshots) {
         return snapshots.reusableArtworks(projectId);
       },
-      [done = std::move(done)](const std::vector<ReusableArtworkAsset>& artworks) {
-        if (done) done(artworks);
-      });
+      std::move(done), [](AppStore& store, const std::exception& error) { store.failWith(error); });
 }
 
 void AppStore::libraryCountsInBackground(std::function<void(const LibraryKPIOverview&)> done) {
+  pipeline_->firePendingSaves();
   readAfterSaves<LibraryKPIOverview>(
-      [](SnapshotRepository& snapshots) { return snapshots.libraryCounts(); }, std::move(done));
+      self_, services_, [](SnapshotRepository& snapshots) { return snapshots.libraryCounts(); },
+      std::move(done), [](AppStore& store, const std::exception& error) { store.failWith(error); });
 }
 
 bool AppStore::addFromVault(const std::string& artworkId) {
   if (artwork(artworkId) != nullptr)
     return failWithKey("app.error.already_in_project", {artworkId});
-  const std::vector<ReusableArtworkAsset> assets = readVault();
+  std::vector<ReusableArtworkAsset> assets;
+  try {
+    // Pending artworks of this project must not show as still to be added.
+    settleSaves();
+    assets = services_.snapshots.reusableArtworks(state_.project.id);
+  } catch (const std::exception& error) {
+    return failWith(error);
+  }
   const auto it = std::find_if(assets.begin(), assets.end(), [&](const ReusableArtworkAsset& a) {
     return a.id == artworkId || a.artwork.id == artworkId;
   });

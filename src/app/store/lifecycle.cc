@@ -13,6 +13,17 @@
 #include "platform/paths.h"
 
 namespace quorvane {
+namespace {
+
+// The region of the user's locale, upper-cased; empty when unknown.
+std::string upperCaseRegion(const AppStoreServices& services) {
+  std::string region = services.regionCode ? services.regionCode().value_or("") : "";
+  std::transform(region.begin(), region.end(), region.begin(),
+                 [](unsigned char c) { return static_cast<char>(std::toupper(c)); });
+  return region;
+}
+
+}  // namespace
 
 void AppStore::loadPreferences() {
   const Preferences& preferences = services_.preferences;
@@ -36,7 +47,7 @@ void AppStore::loadPreferences() {
   options.showProjectStatementTitle = preferences.boolean(key::kExportShowProjectStatementTitle);
   // Until chosen: the paper of the region (letter in the US and Canada),
   // the project's own language (empty here), web quality.
-  const std::string region = upperCaseRegion();
+  const std::string region = upperCaseRegion(services_);
   const PdfFormat regional = region == "US" || region == "CA" ? PdfFormat::letter : PdfFormat::a4;
   options.format = fromRawValue<PdfFormat>(preferences.string(key::kExportFormat).value_or(""))
                        .value_or(regional);
@@ -51,19 +62,12 @@ void AppStore::loadPreferences() {
   publishBackupReminderState();
 }
 
-std::string AppStore::upperCaseRegion() const {
-  std::string region = services_.regionCode ? services_.regionCode().value_or("") : "";
-  std::transform(region.begin(), region.end(), region.begin(),
-                 [](unsigned char c) { return static_cast<char>(std::toupper(c)); });
-  return region;
-}
-
 UnitSystem AppStore::initialUnit() {
   const auto remembered = services_.preferences.string(preference_key::kInitialUnit);
   if (remembered) {
     if (const auto unit = fromRawValue<UnitSystem>(*remembered)) return *unit;
   }
-  const std::string region = upperCaseRegion();
+  const std::string region = upperCaseRegion(services_);
   const UnitSystem unit = region == "US" ? UnitSystem::in : UnitSystem::cm;
   services_.preferences.setString(preference_key::kInitialUnit, std::string(rawValue(unit)));
   return unit;

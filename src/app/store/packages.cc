@@ -233,9 +233,9 @@ std::optional<std::string> AppStore::projectAlreadyInLibrary(const std::string& 
   return std::nullopt;
 }
 
-void AppStore::tellImportStep(std::string_view key, const PackageImportRequest::Step& step) {
-  const std::string words = text(key);
-  showToast(ToastStyle::info, words);
+void PackagesRoom::tellStep(std::string_view key, const PackageImportRequest::Step& step) {
+  const std::string words = store_.text(key);
+  store_.showToast(ToastStyle::info, words);
   if (step) step(words);
 }
 
@@ -248,7 +248,7 @@ bool AppStore::importProjectPackageInBackground(PackageImportRequest request) {
   state_.isImportingProjectPackage = true;
   services_.logger.log("app importProjectPackage(async) start bytes=" +
                        packageSizeText(*services_.files, request.path));
-  tellImportStep("import.toast.step.parsing", request.step);
+  packages_->tellStep("import.toast.step.parsing", request.step);
   // The edits waiting in their debounce go first on the same queue.
   pipeline_->firePendingSaves();
   const QuorvaneTransferService* transfer = &services_.transfer;
@@ -257,7 +257,7 @@ bool AppStore::importProjectPackageInBackground(PackageImportRequest request) {
   const std::function<void(std::string)> tell = toldOnMain(
       self_, services_.main,
       std::function<void(std::string)>(
-          [this, step = request.step](const std::string& key) { tellImportStep(key, step); }));
+          [this, step = request.step](const std::string& key) { packages_->tellStep(key, step); }));
   runInBackground(
       self_, services_.saveQueue, services_.main,
       [transfer, merge, path = request.path, tell, cancel = request.cancel,
@@ -278,10 +278,10 @@ bool AppStore::importProjectPackageInBackground(PackageImportRequest request) {
         std::optional<std::string> importedId;
         try {
           const MergedPackage& merged = outcome.get();
-          store.tellImportStep("import.toast.step.applying", request.step);
+          store.packages_->tellStep("import.toast.step.applying", request.step);
           importedId = store.packages_->importMerged(merged, request.open,
                                                      [&store, &request](std::string_view key) {
-                                                       store.tellImportStep(key, request.step);
+                                                       store.packages_->tellStep(key, request.step);
                                                      });
         } catch (...) {
           store.packages_->importFailed(std::current_exception());

@@ -12,6 +12,7 @@
 #include "app/all_backups.h"
 #include "app/original_check.h"
 #include "app/package_export.h"
+#include "app/store_commands.h"
 
 namespace quorvane {
 
@@ -38,6 +39,8 @@ class PackagesRoom {
   std::optional<std::string> importMerged(const MergedPackage& merged, bool open,
                                           const std::function<void(std::string_view)>& done);
   void importFailed(const std::exception_ptr& failure);
+  // A step of an import, as a toast and to `step`.
+  void tellStep(std::string_view key, const PackageImportRequest::Step& step);
 
   std::optional<std::string> lastImportFailure;
   std::vector<MissingOriginal> lastBackupMissingOriginals;
