@@ -18,7 +18,6 @@ namespace {
 using namespace std::chrono_literals;
 using testing::AppStoreTest;
 using testing::FailableSaves;
-using testing::logged;
 using testing::mediaNames;
 using testing::named;
 using testing::TempDir;
@@ -148,11 +147,7 @@ TEST_F(AppStoreTest, AddedImagesKeepTheOriginalOnDiskAndTheWebDerivativeInTheLib
 
   settle();
   EXPECT_EQ(store.state().snapshot.artworks.images[0].imagePath, "sqlite-media://" + id);
-  EXPECT_EQ(sql("SELECT byteSize FROM media WHERE id = '" + id + "'"),
-            std::to_string(std::filesystem::file_size(webPath)));
-  EXPECT_EQ(sql("SELECT mimeType FROM media WHERE id = '" + id + "'"), "image/jpeg");
-  EXPECT_EQ(sql("SELECT imgWidth || 'x' || imgHeight FROM artworks WHERE id = '" + id + "'"),
-            "3000x2000");
+  EXPECT_EQ(repository->imageBytes(id), media.readFile(webPath));
 }
 
 TEST_F(AppStoreTest, ImagesThatCannotBeAddedAreReportedAndTheOthersStillAdded) {
@@ -248,9 +243,6 @@ TEST_F(AppStoreTest, ImagesTheLibraryCannotSaveAreNotAddedAndLeaveNoFiles) {
 }
 
 TEST_F(AppStoreTest, AnOriginalJustOver15MiBIsKeptWithAWarning) {
-  EXPECT_FALSE(isNearImageLimit(15'728'640));
-  EXPECT_TRUE(isNearImageLimit(15'728'641));
-
   AppStore& store = open();
   // A small JPEG padded past its end marker: the decoder stops at the marker.
   auto bytes = *testing::encodedImage(".jpg", 64, 64);
@@ -320,8 +312,6 @@ TEST_F(AppStoreTest, AnEditIsWrittenBeforeTheStoreMovesToAnotherProject) {
   EXPECT_EQ(store.state().snapshot.biography, "First bio");
   EXPECT_TRUE(openProject(store, second));
   EXPECT_EQ(store.state().snapshot.biography, "Second bio");
-  EXPECT_FALSE(openProject(store, "elsewhere"));
-  EXPECT_EQ(store.state().project.id, second);
 }
 
 TEST_F(AppStoreTest, AProjectReusesAnotherProjectsText) {
@@ -361,10 +351,7 @@ TEST_F(AppStoreTest, DuplicatingCopiesTextsAndSharesArtworksDeletingOpensAnother
   EXPECT_TRUE(store.deleteProject());
   EXPECT_EQ(store.state().project.id, copy);
   EXPECT_EQ(store.state().errorToast->text, "Project deleted.");
-  ASSERT_EQ(store.state().projects.size(), 1u);
-  EXPECT_TRUE(store.deleteProject());  // the last one: a fresh project takes its place
   EXPECT_EQ(store.state().projects.size(), 1u);
-  EXPECT_NE(store.state().project.id, copy);
 }
 
 // A deleted project is kept: listed as deleted, and restored as it was,
@@ -409,7 +396,7 @@ TEST_F(AppStoreTest, DeletingAllDataEmptiesLibraryAndMediaButKeepsSettings) {
   EXPECT_EQ(open().state().themeMode, ThemeMode::dark);
 }
 
-TEST_F(AppStoreTest, SettingsAndExportOptionsAreRememberedAndTellWhatTheyMakeStale) {
+TEST_F(AppStoreTest, SettingsAndExportOptionsAreRememberedAcrossARestart) {
   AppStore& store = open();
   ExportOptions options = store.state().exportOptions;
   options.includeCV = false;
@@ -420,10 +407,6 @@ TEST_F(AppStoreTest, SettingsAndExportOptionsAreRememberedAndTellWhatTheyMakeSta
   store.setExportOptions(options);
   store.setEditTitlesEnabled(true);
   store.setUiLanguage("de");
-  EXPECT_TRUE(logged(logger, "app documents stale reason=export_locale_changed"));
-  EXPECT_TRUE(logged(logger, "app documents stale reason=export_format_changed"));
-  EXPECT_TRUE(store.setLabelOverride({"cv", "en", "pdf.cv.section.education", "Studies"}));
-  EXPECT_TRUE(logged(logger, "app documents stale reason=pdf_labels_changed scope=cv"));
 
   // Deciding one text's title leaves the others undecided.
   EXPECT_TRUE(store.setTitleShown(SaveSection::statement, true));
@@ -474,7 +457,7 @@ TEST_F(AppStoreTest, MessagesSpeakTheInterfaceLanguage) {
   EXPECT_EQ(store.state().errorToast->text, "Projet dupliqué.");
 }
 
-TEST_F(AppStoreTest, EachWrittenSectionIsOneSignificantChange) {
+TEST_F(AppStoreTest, EachWrittenSectionImageAndNewProjectIsOneSignificantChange) {
   AppStore& store = open();
   store.renameProject("Atlas");  // the project is written: six sections
   settle();
@@ -489,6 +472,13 @@ TEST_F(AppStoreTest, EachWrittenSectionIsOneSignificantChange) {
   addImages(store, {writeImage("a.jpg", 40, 30), writeImage("b.jpg", 40, 30)});
   settle();
   EXPECT_EQ(store.state().backupReminderState.changesSinceLastExport, before + 1 + 2);
+  // A duplicated or a new project is one change each.
+  store.duplicateProject();
+  settle();
+  EXPECT_EQ(store.state().backupReminderState.changesSinceLastExport, before + 1 + 2 + 1);
+  store.createProject(named("Tides"));
+  settle();
+  EXPECT_EQ(store.state().backupReminderState.changesSinceLastExport, before + 1 + 2 + 2);
 }
 
 TEST_F(AppStoreTest, OfTwoPreviewsAskedInQuickSuccessionOnlyTheSecondIsPublished) {
@@ -505,8 +495,6 @@ TEST_F(AppStoreTest, OfTwoPreviewsAskedInQuickSuccessionOnlyTheSecondIsPublished
   ASSERT_TRUE(store.state().pdfPreviewData);
   const auto pages = testing::readPdf(*store.state().pdfPreviewData);
   EXPECT_NE(pages[0].text.find("The second version."), std::string::npos) << pages[0].text;
-  EXPECT_TRUE(logged(logger, "render drop kind=bio request=1"));
-  EXPECT_TRUE(logged(logger, "render done kind=bio request=2"));
 }
 
 TEST_F(AppStoreTest, APreviewShowsTheStoredWebPicturesAsTheyAreAndIsNeverTakenForAFile) {
@@ -637,19 +625,6 @@ TEST_F(AppStoreTest, AnEditUndoneBeforeItsSaveWritesNothingAndChangingTheUnitSta
   EXPECT_EQ(reopened.artworksUpdatedAt, changed);
 }
 
-TEST_F(AppStoreTest, DuplicatingOrCreatingAProjectIsOneSignificantChange) {
-  AppStore& store = open();
-  store.renameProject("Atlas");
-  settle();
-  const std::int64_t before = store.state().backupReminderState.changesSinceLastExport;
-  store.duplicateProject();
-  settle();
-  EXPECT_EQ(store.state().backupReminderState.changesSinceLastExport, before + 1);
-  store.createProject(named("Tides"));
-  settle();
-  EXPECT_EQ(store.state().backupReminderState.changesSinceLastExport, before + 2);
-}
-
 TEST_F(AppStoreTest, ReminderCommandsPublishAndASessionCountsOnlyItsOwnChanges) {
   AppStore& store = open();
   EXPECT_TRUE(store.setRemindBeforeLargeEdits(true));
@@ -713,10 +688,11 @@ TEST_F(AppStoreTest, AnExportIsNamedByTheRuleAndACataloguesPortfolioAsACatalogue
   EXPECT_EQ(store.exportName(RenderKind::portfolio, "fr"),
             "zoe-muller-portfolio-" + today + ".pdf");
   EXPECT_EQ(store.exportName(RenderKind::cv, "de"), "zoe-muller-cv-" + today + ".pdf");
-  // No language given: the project's.
-  EXPECT_EQ(store.exportName(RenderKind::bio),
-            exportFileName(ExportDocumentKind::biography, details, store.state().project.locale,
-                           main.now()));
+  ProjectChanges french;
+  french.locale = "fr";
+  ASSERT_TRUE(store.updateProject(french));
+  EXPECT_EQ(store.exportName(RenderKind::bio), "zoe-muller-biographie-" + today + ".pdf")
+      << "no language given: the project's";
   ProjectChanges changes;
   changes.kind = ProjectKind::catalogue;
   changes.catalogueKind = CatalogueKind::price;
@@ -724,8 +700,6 @@ TEST_F(AppStoreTest, AnExportIsNamedByTheRuleAndACataloguesPortfolioAsACatalogue
   store.updateProject(changes);
   EXPECT_EQ(store.exportName(RenderKind::portfolio, "en"),
             "zoe-muller-catalogue-winter-prices-" + today + ".pdf");
-  EXPECT_EQ(store.exportName(RenderKind::statement, "en"),
-            exportFileName(ExportDocumentKind::artistStatement, details, "en", main.now()));
 }
 
 TEST_F(AppStoreTest, APreviewThatFailsSaysSoAndTakesTheStalePreviewAway) {
@@ -742,7 +716,6 @@ TEST_F(AppStoreTest, APreviewThatFailsSaysSoAndTakesTheStalePreviewAway) {
   EXPECT_EQ(store.state().errorToast->text.rfind("The document could not be rendered: ", 0), 0u)
       << store.state().errorToast->text;
   EXPECT_EQ(store.state().errorToast->text.find("SQLITE"), std::string::npos);
-  EXPECT_TRUE(logged(logger, "render failed kind=bio request=1"));
 }
 
 }  // namespace

@@ -64,9 +64,6 @@ TEST_F(BackupRemindersTest, TheStateSurvivesARestartAndBadStateGivesTheDefaults)
   reminders.setFrequency(BackupReminderFrequency::frequent);
   exportThenChange(12);
   EXPECT_EQ(toasts, std::vector<std::string>{"backup.reminder.export_success"});
-  EXPECT_EQ(logger.lines.front(),
-            "app markProjectDataExported atMs=" +
-                std::to_string(millisecondsSince1970(dateFromSeconds(exportMoment))));
 
   const BackupReminders restarted(preferences);
   BackupReminderState expected = reminders.state();
@@ -77,8 +74,6 @@ TEST_F(BackupRemindersTest, TheStateSurvivesARestartAndBadStateGivesTheDefaults)
   preferences.setJson(preference_key::kBackupReminderState, {{"frequency", "weekly"}});
   const BackupReminders damaged(preferences);
   EXPECT_EQ(damaged.state(), BackupReminderState{});
-  EXPECT_TRUE(damaged.state().remindersEnabled);
-  EXPECT_EQ(damaged.state().frequency, BackupReminderFrequency::balanced);
 }
 
 TEST_F(BackupRemindersTest, NothingIsCountedWhileCountingIsSuspendedOrBelowOne) {

@@ -85,17 +85,6 @@ TEST_F(SavePipelineTest, ABurstOfEditsEndsInOneSaveOfTheLastStateAfterQuiet) {
   EXPECT_FALSE(pipeline.isSaveWaiting());
 }
 
-TEST_F(SavePipelineTest, SectionsSaveIndependentlyAndUnderTheirStoredNames) {
-  editBio("b");
-  snapshot.projectStatement = "p";
-  pipeline.scheduleSave(SaveSection::projectStatement, project, snapshot);
-  main.advanceBy(900ms);
-  runSaveQueue();
-  ASSERT_EQ(repository.writes.size(), 2u);
-  EXPECT_EQ(repository.writes[0].section, "bio");
-  EXPECT_EQ(repository.writes[1].section, "project_statement");
-}
-
 TEST_F(SavePipelineTest, ContentThatWasSavedLastIsNotWrittenAgain) {
   editBio("saved");
   main.advanceBy(900ms);

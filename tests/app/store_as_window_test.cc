@@ -19,7 +19,6 @@ namespace {
 
 using namespace std::chrono_literals;
 using testing::AppStoreTest;
-using testing::logged;
 using testing::mediaNames;
 using Kind = ArtworkRowChange::Kind;
 
@@ -262,7 +261,6 @@ TEST_F(StoreAsWindowTest, AnExportCancelledHalfWayLeavesNothingAtItsDestination)
   EXPECT_FALSE(warnings);
   EXPECT_TRUE(std::filesystem::is_empty(folder)) << "no file, not even a temporary one";
   EXPECT_EQ(store.state().lastErrorMessage, errorsBefore) << "a cancel is no error";
-  EXPECT_TRUE(logged(logger, "render cancelled kind=portfolio path=" + path));
 }
 
 TEST_F(StoreAsWindowTest, ThePlatformsNotificationsSaveNowAndFreeMemory) {
@@ -338,12 +336,6 @@ TEST_F(StoreAsWindowTest, SwitchingProjectsAndOpeningTheVaultNeverWaitOnTheMainT
   EXPECT_EQ(store.state().project.id, second);
   EXPECT_EQ(store.state().lastErrorMessage, "There is no project with the id no-such-project.");
 }
-
-}  // namespace
-}  // namespace quorvane
-
-namespace quorvane {
-namespace {
 
 // A view that calls a command while it is told of a change (as a selection
 // model does when its rows go) must not make the other views hear of the

@@ -14,6 +14,8 @@ TEST(MillisecondsTest, StoredAsWholeMillisecondsTruncatedTowardZero) {
   EXPECT_EQ(millisecondsSince1970(dateFromSeconds(-0.0015)), -1);
   EXPECT_EQ(millisecondsSince1970(dateFromSeconds(1772712000.1234)), 1772712000123);
   EXPECT_EQ(millisecondsSince1970(std::optional<Date>{}), std::nullopt);
+  EXPECT_EQ(millisecondsSince1970(dateFromSeconds(-9223372036854775.808)), INT64_MIN)
+      << "the lowest storable date";
 }
 
 TEST(MillisecondsTest, ReadBackAsSecondsSinceEpoch) {
@@ -23,19 +25,15 @@ TEST(MillisecondsTest, ReadBackAsSecondsSinceEpoch) {
   EXPECT_EQ(dateFromMilliseconds(std::optional<std::int64_t>{}), std::nullopt);
 }
 
-TEST(MillisecondsTest, RoundTripsEveryStoredValueOfAPlausibleRange) {
-  for (const std::int64_t ms :
-       {std::int64_t{0}, std::int64_t{1}, std::int64_t{-1}, std::int64_t{1772712000123},
-        std::int64_t{-62135596800000}, std::int64_t{253402300799999}}) {
-    EXPECT_EQ(millisecondsSince1970(dateFromMilliseconds(ms)), ms) << ms;
-  }
-}
-
 TEST(MillisecondsTest, EveryStoredCountWritesBackUnchanged) {
   // 2182187855107 / 1000 * 1000 is …106.9998 in doubles: plain truncation
   // would move such a time back by 1 ms at every save.
-  EXPECT_EQ(millisecondsSince1970(dateFromMilliseconds(2182187855107)), 2182187855107);
-  EXPECT_EQ(millisecondsSince1970(dateFromMilliseconds(-2160661102391)), -2160661102391);
+  for (const std::int64_t ms : {std::int64_t{0}, std::int64_t{1}, std::int64_t{-1},
+                                std::int64_t{1772712000123}, std::int64_t{-62135596800000},
+                                std::int64_t{253402300799999}, std::int64_t{2182187855107},
+                                std::int64_t{-2160661102391}}) {
+    EXPECT_EQ(millisecondsSince1970(dateFromMilliseconds(ms)), ms) << ms;
+  }
   for (std::int64_t ms = 1700000000000; ms < 1700000200000; ms += 7) {
     ASSERT_EQ(millisecondsSince1970(dateFromMilliseconds(ms)), ms);
   }
@@ -48,10 +46,6 @@ TEST(MillisecondsTest, CorruptStoredCountsCanBeReadAndSavedAgain) {
   constexpr std::int64_t twoTo62 = std::int64_t{1} << 62;
   EXPECT_EQ(millisecondsSince1970(dateFromMilliseconds(INT64_MAX)), twoTo62);
   EXPECT_EQ(millisecondsSince1970(dateFromMilliseconds(INT64_MIN)), -twoTo62);
-}
-
-TEST(MillisecondsTest, TheLowestStorableDateIsAccepted) {
-  EXPECT_EQ(millisecondsSince1970(dateFromSeconds(-9223372036854775.808)), INT64_MIN);
 }
 
 using MillisecondsDeathTest = ::testing::Test;

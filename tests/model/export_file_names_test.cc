@@ -106,12 +106,8 @@ TEST(ExportFileNameTest, EveryKindWithAnEmptyNameBeginsWithQuorvane) {
   const ArtistDetails nobody;
   EXPECT_EQ(exportFileName(ExportDocumentKind::cv, nobody, "fr", kFifthOfMarch),
             "quorvane-cv-2026-03-05.pdf");
-  EXPECT_EQ(exportFileName(ExportDocumentKind::artistStatement, nobody, "de", kFifthOfMarch),
-            "quorvane-kuenstlerisches-statement-2026-03-05.pdf");
   EXPECT_EQ(exportFileName(ExportDocumentKind::projectStatement, nobody, "fr", kFifthOfMarch),
             "quorvane-statement-de-projet-2026-03-05.pdf");
-  EXPECT_EQ(exportFileName(ExportDocumentKind::catalogue, nobody, "en", kFifthOfMarch),
-            "quorvane-catalogue-catalogue-2026-03-05.pdf");
 }
 
 TEST(ExportFileNameTest, KindWordsFollowTheExportLanguage) {

@@ -104,16 +104,6 @@ TEST_F(ZipPackageTest, WhatIsWrittenIsReadBackInOrderJsonDeflatedImagesStored) {
   EXPECT_EQ(reader.read("media/original/a1.jpg", 4999), std::nullopt) << "one byte over";
 }
 
-TEST_F(ZipPackageTest, AFolderWithoutItsOwnEntryIsAFolderAllTheSame) {
-  const std::string path = dir.file("hand-made.zip");
-  ArchiveMaker maker(path);
-  maker.add("data/project.json", "{}");
-  maker.close();
-  ZipPackageReader reader(path);
-  EXPECT_EQ(reader.kindOf("data"), PackageTree::Kind::directory);
-  EXPECT_EQ(reader.filesIn("data"), std::vector<std::string>{"project.json"});
-}
-
 TEST_F(ZipPackageTest, HostileArchivesAreRefusedBeforeAnythingIsRead) {
   struct Hostile {
     const char* story;

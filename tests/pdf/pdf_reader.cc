@@ -115,15 +115,8 @@ std::vector<ReadLink> readLinks(const std::vector<std::uint8_t>& pdf, int index)
 }
 
 PagePixels rasterisePage(const std::vector<std::uint8_t>& pdf, int index, int width, int height) {
-  GBytes* bytes = g_bytes_new(pdf.data(), pdf.size());
-  GError* error = nullptr;
-  PopplerDocument* document = poppler_document_new_from_bytes(bytes, nullptr, &error);
-  g_bytes_unref(bytes);
-  if (document == nullptr) {
-    if (error != nullptr) g_error_free(error);
-    throw std::runtime_error("poppler can't open the PDF");
-  }
-  PopplerPage* page = poppler_document_get_page(document, index);
+  const Document document(pdf);
+  PopplerPage* page = poppler_document_get_page(document.document, index);
   double pageWidth = 0, pageHeight = 0;
   poppler_page_get_size(page, &pageWidth, &pageHeight);
   cairo_surface_t* surface = cairo_image_surface_create(CAIRO_FORMAT_RGB24, width, height);
@@ -147,23 +140,14 @@ PagePixels rasterisePage(const std::vector<std::uint8_t>& pdf, int index, int wi
   }
   cairo_surface_destroy(surface);
   g_object_unref(page);
-  g_object_unref(document);
   return pixels;
 }
 
 std::vector<ReadPage> readPdf(const std::vector<std::uint8_t>& pdf) {
-  GBytes* bytes = g_bytes_new(pdf.data(), pdf.size());
-  GError* error = nullptr;
-  PopplerDocument* document = poppler_document_new_from_bytes(bytes, nullptr, &error);
-  g_bytes_unref(bytes);
-  if (document == nullptr) {
-    const std::string message = error != nullptr ? error->message : "unknown";
-    if (error != nullptr) g_error_free(error);
-    throw std::runtime_error("poppler can't open the PDF: " + message);
-  }
+  const Document document(pdf);
   std::vector<ReadPage> pages;
-  for (int i = 0; i < poppler_document_get_n_pages(document); ++i) {
-    PopplerPage* page = poppler_document_get_page(document, i);
+  for (int i = 0; i < poppler_document_get_n_pages(document.document); ++i) {
+    PopplerPage* page = poppler_document_get_page(document.document, i);
     ReadPage read;
     poppler_page_get_size(page, &read.width, &read.height);
     char* text = poppler_page_get_text(page);
@@ -184,21 +168,35 @@ std::vector<ReadPage> readPdf(const std::vector<std::uint8_t>& pdf) {
     g_object_unref(page);
     pages.push_back(std::move(read));
   }
-  g_object_unref(document);
   return pages;
 }
 
 namespace {
 
-std::string commandOutput(const std::string& command) {
+// What `command` prints; its exit status in `status` when asked for.
+std::string commandOutput(const std::string& command, int* status = nullptr) {
   std::unique_ptr<FILE, int (*)(FILE*)> pipe(::popen(command.c_str(), "r"), ::pclose);
-  if (!pipe) return {};
+  if (!pipe) {
+    if (status != nullptr) *status = -1;
+    return {};
+  }
   std::string output;
   std::array<char, 4096> buffer{};
   while (const std::size_t n = std::fread(buffer.data(), 1, buffer.size(), pipe.get())) {
     output.append(buffer.data(), n);
   }
+  const int exitStatus = ::pclose(pipe.release());
+  if (status != nullptr) *status = exitStatus;
   return output;
+}
+
+// `pdf` written to `name` in `dir`; its path.
+std::string written(const TempDir& dir, const std::string& name,
+                    const std::vector<std::uint8_t>& pdf) {
+  const std::string path = dir.file(name);
+  std::ofstream(path, std::ios::binary)
+      .write(reinterpret_cast<const char*>(pdf.data()), static_cast<std::streamsize>(pdf.size()));
+  return path;
 }
 
 std::vector<std::uint8_t> fileBytes(const std::string& path) {
@@ -210,9 +208,7 @@ std::vector<std::uint8_t> fileBytes(const std::string& path) {
 
 std::vector<EmbeddedImage> embeddedImages(const std::vector<std::uint8_t>& pdf) {
   TempDir dir;
-  const std::string path = dir.file("images.pdf");
-  std::ofstream(path, std::ios::binary)
-      .write(reinterpret_cast<const char*>(pdf.data()), static_cast<std::streamsize>(pdf.size()));
+  const std::string path = written(dir, "images.pdf", pdf);
   std::istringstream list(commandOutput("pdfimages -list '" + path + "'"));
   std::vector<EmbeddedImage> images;
   std::string line;
@@ -239,19 +235,12 @@ std::vector<EmbeddedImage> embeddedImages(const std::vector<std::uint8_t>& pdf) 
 
 std::string qpdfProblems(const std::vector<std::uint8_t>& pdf) {
   TempDir dir;
-  const std::string path = dir.file("checked.pdf");
-  std::ofstream(path, std::ios::binary)
-      .write(reinterpret_cast<const char*>(pdf.data()), static_cast<std::streamsize>(pdf.size()));
-  const std::string command = "qpdf --check '" + path + "' 2>&1";
-  std::unique_ptr<FILE, int (*)(FILE*)> pipe(::popen(command.c_str(), "r"), ::pclose);
-  if (!pipe) return "qpdf could not be run";
-  std::string output;
-  std::array<char, 4096> buffer{};
-  while (const std::size_t n = std::fread(buffer.data(), 1, buffer.size(), pipe.get())) {
-    output.append(buffer.data(), n);
+  const std::string path = written(dir, "checked.pdf", pdf);
+  int status = 0;
+  const std::string output = commandOutput("qpdf --check '" + path + "' 2>&1", &status);
+  if (status != 0 || output.find("WARNING") != std::string::npos) {
+    return output.empty() ? "qpdf --check failed without a word" : output;
   }
-  const int status = ::pclose(pipe.release());
-  if (status != 0 || output.find("WARNING") != std::string::npos) return output;
   const std::string json = commandOutput("qpdf --json '" + path + "' 2>&1");
   if (json.find("file is damaged") != std::string::npos) return "qpdf --json: file is damaged";
   return {};
@@ -263,9 +252,7 @@ namespace quorvane::testing {
 
 ReadStructure readStructure(const std::vector<std::uint8_t>& pdf) {
   TempDir dir;
-  const std::string path = dir.file("tagged.pdf");
-  std::ofstream(path, std::ios::binary)
-      .write(reinterpret_cast<const char*>(pdf.data()), static_cast<std::streamsize>(pdf.size()));
+  const std::string path = written(dir, "tagged.pdf", pdf);
   ReadStructure read;
   read.info = commandOutput("pdfinfo '" + path + "' 2>&1");
   read.tree = commandOutput("pdfinfo -struct-text '" + path + "' 2>&1");

@@ -181,15 +181,8 @@ TEST_F(PortfolioTest, TheCoverPrintsTheYearOnceWhenTheTitleEndsWithIt) {
 
 TEST_F(PortfolioTest, TheCoverNamesTheArtistOrItsFallbackInTheExportLanguage) {
   snapshot.details = {};
-  const std::map<std::string, std::string> expected{{"en", "Artist Name"},
-                                                    {"fr", "Nom de l'artiste"},
-                                                    {"it", "Artist Name"},
-                                                    {"de", "Artist Name"},
-                                                    {"es", "Artist Name"}};
-  for (const auto& [locale, name] : expected) {
-    const auto pages = readPdf(render(locale).data);
-    EXPECT_TRUE(contains(pages[0].text, name)) << locale << ": " << pages[0].text;
-  }
+  const auto french = readPdf(render("fr").data);
+  EXPECT_TRUE(contains(french[0].text, "Nom de l'artiste")) << french[0].text;
   const auto own = readPdf(
       render("de", {{"pdf.toc.title", "Übersicht"}, {"pdf.cover.artist_name_fallback", "N. N."}})
           .data);

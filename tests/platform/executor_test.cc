@@ -89,12 +89,6 @@ TEST(MainLoopTest, RunUntilIdleLeavesTimersThatAreNotDue) {
   EXPECT_EQ(ran, (std::vector<std::string>{"first", "posted by first"}));
 }
 
-}  // namespace
-}  // namespace quorvane
-
-namespace quorvane {
-namespace {
-
 TEST(WorkerPoolTest, TasksTakeTheLanesInTurn) {
   std::mutex mutex;
   std::set<std::thread::id> threads;

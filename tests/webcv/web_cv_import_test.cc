@@ -94,7 +94,6 @@ TEST_F(WebCVImportTest, EachChoiceOfTheTwoGroupsWritesExactlyThoseGroups) {
       if (identity == WebCVImportChoice::replace) {
         expectedDetails = prepared->plan.proposedDetails;
         EXPECT_EQ(expectedDetails.firstName, "Zoë");
-        EXPECT_EQ(expectedDetails.zipcode, "10115") << label;
         EXPECT_EQ(detailsJson(id), encodeArtistDetails(expectedDetails)) << label;
       } else {
         EXPECT_EQ(detailsJson(id), detailsBefore) << label;
@@ -168,8 +167,6 @@ TEST_F(WebCVImportTest, AChangeBetweenPreparingAndApplyingStopsItAsStale) {
   EXPECT_FALSE(
       applyWebCVImport(store, *prepared, {WebCVImportChoice::replace, WebCVImportChoice::replace}));
   EXPECT_EQ(store.lastWebCVImportError(), WebCVImportErrorCode::stale);
-  EXPECT_EQ(store.state().lastErrorMessage,
-            "The project’s data has changed. Close this window and select the file again.");
   EXPECT_EQ(dump(), before);
   EXPECT_EQ(store.state().snapshot, shown);
 
@@ -240,7 +237,6 @@ TEST_F(WebCVImportTest, WhileAnImportRunsASecondIsBusyAndTheProjectsSavesWait) {
   EXPECT_FALSE(
       applyWebCVImport(store, *prepared, {WebCVImportChoice::replace, WebCVImportChoice::keep}));
   EXPECT_EQ(store.lastWebCVImportError(), WebCVImportErrorCode::busy);
-  EXPECT_EQ(store.state().lastErrorMessage, "An import is already in progress.");
 
   store.setText(SaveSection::bio, "Written after the import");
   main.advanceBy(1s);        // the bio's save is held back, not handed to the queue
@@ -331,7 +327,6 @@ TEST_F(WebCVImportTest, FilesThatCantBeImportedSayWhyAndChangeNothing) {
   std::filesystem::resize_file(example(), kWebCVMaximumFileBytes + 1);
   EXPECT_FALSE(prepareWebCVImport(store, dir.file("cv-session.json")));
   EXPECT_EQ(store.lastWebCVImportError(), WebCVImportErrorCode::size);
-  EXPECT_EQ(store.state().lastErrorMessage, "This file is too large. The limit is 10 MiB.");
 
   // A group with a blocking issue can only be kept.
   std::ofstream(dir.file("long.json"))
@@ -342,8 +337,7 @@ TEST_F(WebCVImportTest, FilesThatCantBeImportedSayWhyAndChangeNothing) {
   EXPECT_FALSE(prepared->plan.canReplace(WebCVImportGroup::identity));
   EXPECT_FALSE(
       applyWebCVImport(store, *prepared, {WebCVImportChoice::replace, WebCVImportChoice::keep}));
-  EXPECT_EQ(store.state().lastErrorMessage,
-            "Artist identity can only be kept: see “Things to check”.");
+  EXPECT_EQ(store.lastWebCVImportError(), WebCVImportErrorCode::invalid);
   EXPECT_EQ(dump(), before);
   EXPECT_TRUE(
       applyWebCVImport(store, *prepared, {WebCVImportChoice::keep, WebCVImportChoice::replace}))
