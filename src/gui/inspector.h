@@ -36,6 +36,7 @@ class Inspector final : public QWidget {
 
   QLineEdit* titleField() const { return title_; }
   QLineEdit* priceField() const { return price_; }
+  QLineEdit* currencyField() const { return currency_; }
   QLineEdit* yearField() const { return year_; }
   QLineEdit* widthField() const { return width_; }
   // The words under the price field when what was typed can't be read.

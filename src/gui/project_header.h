@@ -31,6 +31,7 @@ class ProjectHeader final : public QWidget {
 
   QLineEdit* nameField() const { return name_; }
   QLineEdit* titleField() const { return title_; }
+  QLineEdit* currencyField() const { return currency_; }
   QComboBox* kindBox() const { return kind_; }
   QLabel* saveIndicator() const { return saving_; }
 

@@ -123,6 +123,27 @@ TEST_F(DesktopTest, NumbersAreSavedWhenTheFieldIsLeftAndWhatDoesNotReadKeepsTheS
   EXPECT_EQ(price->text(), QString("1200.50"));
   EXPECT_FALSE(price->property("invalid").toBool());
   EXPECT_FALSE(window->inspector().priceHint()->isVisibleTo(&window->inspector()));
+
+  // A currency is the store's to read: kept as a code when the field is
+  // left, refused in words otherwise ("EU" on the way to "EUR" is no code).
+  for (QLineEdit* currency :
+       {window->inspector().currencyField(), window->header().currencyField()}) {
+    currency->setFocus();
+    currency->selectAll();
+    QTest::keyClicks(currency, "chf");
+    main.runUntilIdle();
+    EXPECT_FALSE(store->state().errorToast) << "nothing said while typing";
+    year->setFocus();
+    currency->setFocus();
+    currency->selectAll();
+    QTest::keyClicks(currency, "eu");
+    year->setFocus();
+    EXPECT_EQ(store->state().lastErrorMessage,
+              "\u201ceu\u201d is not a currency code: use three letters, such as EUR or USD.");
+    store->dismissToast();
+  }
+  EXPECT_EQ(stored().priceCurrency, "CHF");
+  EXPECT_EQ(store->state().project.currency, "CHF");
 }
 
 TEST_F(DesktopTest, AWorkRemovedFromTheProjectWaitsInTheVaultAndComesBack) {
