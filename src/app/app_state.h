@@ -60,6 +60,18 @@ struct ImportFinalizationStatus {
   bool operator==(const ImportFinalizationStatus&) const = default;
 };
 
+// What the Edit menu offers, and what the last undo or redo brought back,
+// for the window to show it.
+struct UndoMenu {
+  std::optional<std::string> undoName;  // "Remove ‘Tide I’"; absent: nothing to undo
+  std::optional<std::string> redoName;
+  std::uint64_t carriedOut = 0;  // undos and redos so far
+  std::optional<SaveSection> shownSection;
+  std::optional<std::string> shownArtworkId;
+
+  bool operator==(const UndoMenu&) const = default;
+};
+
 // What the screens show; changed only on the main executor.
 struct AppState {
   Project project;
@@ -104,6 +116,7 @@ struct AppState {
   // Said once something the user wrote held characters that are no text
   // (control characters), which were taken out.
   std::optional<std::string> inputNotice;
+  UndoMenu undo;
 };
 
 }  // namespace quorvane

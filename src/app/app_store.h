@@ -48,6 +48,7 @@ class WebCVRoom;
 class PackagesRoom;
 class DocumentsRoom;
 class IntakeRoom;
+class UndoRoom;
 
 class AppStore {
  public:
@@ -97,6 +98,16 @@ class AppStore {
   void runUntil(const std::function<bool()>& finished);
   // Data changes made through this store since it started.
   std::uint64_t changeCount() const { return changeCount_; }
+
+  // Undo and redo (app/store/undo_room.h): the newest step of what the
+  // person did through the store is taken back, or done again; the Edit
+  // menu's words are in `state().undo`. False, with a toast, when there is
+  // none or what it changed has changed since (the steps behind it go).
+  // Cleared on Delete all data and on a backup import.
+  bool undo();
+  bool redo();
+  // A field was left: the next edit starts a step of its own.
+  void fieldLeft();
 
   // Projects.
   std::optional<std::string> createProject(const ProjectChanges& changes);
@@ -445,6 +456,7 @@ class AppStore {
   friend class IntakeRoom;
   friend class PackagesRoom;
   friend class ThumbnailRoom;
+  friend class UndoRoom;
   friend class WebCVRoom;
   std::unique_ptr<DocumentsRoom> documents_;
   std::unique_ptr<FinalizationRoom> finalization_;
@@ -452,6 +464,7 @@ class AppStore {
   std::unique_ptr<PackagesRoom> packages_;
   std::unique_ptr<ThumbnailRoom> thumbnails_;
   std::unique_ptr<WebCVRoom> webCVImport_;
+  std::unique_ptr<UndoRoom> undo_;
   std::shared_ptr<AppStore*> self_;  // render results reach the store through it while it lives
 };
 

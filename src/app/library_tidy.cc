@@ -93,6 +93,27 @@ void setAsideStrayMedia(FilesMediaStore& media, SnapshotRepository& repository, 
   }
 }
 
+// What a killed run kept to undo its steps: no run outlives its own.
+int removeUndoHolding(FilesMediaStore& media, Logger& logger) {
+  FileSystem& files = media.files();
+  int removed = 0;
+  try {
+    for (const std::string& name : files.listDirectory(media.directory())) {
+      const std::string path = media.pathOf(name);
+      if (!name.starts_with(kUndoHoldingPrefix) ||
+          files.entryKind(path) != FileSystem::EntryKind::directory) {
+        continue;
+      }
+      files.removeAll(path);
+      logger.log("[Quorvane][Tidy] state=undo_holding_removed dir=" + path);
+      ++removed;
+    }
+  } catch (const std::exception& error) {
+    logger.log(std::string("[Quorvane][Tidy] state=undo_holding_left error=") + error.what());
+  }
+  return removed;
+}
+
 }  // namespace
 
 TidyReport tidyLibrary(FilesMediaStore& media, SnapshotRepository& repository,
@@ -108,6 +129,7 @@ TidyReport tidyLibrary(FilesMediaStore& media, SnapshotRepository& repository,
     logger.log("[Quorvane][Tidy] state=temporary_files_removed count=" + std::to_string(removed) +
                " dir=" + folder);
   }
+  report.undoFolders = removeUndoHolding(media, logger);
   try {
     resolveTransactions(media, repository, logger, report);
     setAsideStrayMedia(media, repository, clock, logger, makeUuid, report);

@@ -6,6 +6,8 @@
 // - media transactions that were interrupted (a staging area of replaced or
 //   added images): when the library holds the new images they are kept,
 //   otherwise what was replaced is put back and what was added removed;
+// - what a killed run kept to undo its steps (".undo-<UUID>" folders):
+//   removed, as that run's history ended with it;
 // - media files of artworks that the library does not know, once they are
 //   an hour old (younger ones may belong to an import under way elsewhere),
 //   are moved into Recovery/unreferenced-media-<ms>-<UUID>/ beside the
@@ -35,6 +37,7 @@ struct TidyReport {
   int transactionsUndone = 0;
   int transactionsKept = 0;
   int strayMediaFiles = 0;
+  int undoFolders = 0;                          // images a killed run kept to undo its steps
   std::optional<std::string> strayMediaFolder;  // where they went
 
   bool operator==(const TidyReport&) const = default;

@@ -193,6 +193,41 @@ bool SavePipeline::saveNow(SaveSection section, const Project& project,
   return outcome == Outcome::written;
 }
 
+bool SavePipeline::saveWholeNow(const Project& project, const StudioSnapshot& snapshot,
+                                const std::vector<std::string>& forgotten) {
+  for (auto& [section, pending] : pending_) pending.workItem.cancel();
+  pending_.clear();
+  updateWaiting();
+  std::vector<Write> writes;
+  for (const SaveSection section : allCases<SaveSection>()) {
+    writes.push_back(Write{section, project, snapshot,
+                           sectionFingerprint(section, project, snapshot),
+                           generationOf(project.id, section), nextSequence_++});
+    beginSaving();
+  }
+  SavedProject saved;
+  std::exception_ptr error;
+  Outcome outcome = Outcome::written;
+  {
+    const std::lock_guard lock(writeMutex_);
+    try {
+      saved = repository_.saveWhole(project, snapshot, forgotten);
+      for (const Write& write : writes) lastWrittenSequences_[write.section] = write.sequence;
+    } catch (...) {
+      error = std::current_exception();
+      outcome = Outcome::failed;
+    }
+  }
+  for (std::size_t i = 0; i < writes.size(); ++i) {
+    if (outcome == Outcome::failed && i > 0) {
+      endSaving();  // one failure, told once
+    } else {
+      finish(writes[i], outcome, saved, error);
+    }
+  }
+  return outcome == Outcome::written;
+}
+
 void SavePipeline::beginWebCVImport(const std::string& projectId) {
   webCVImportTarget_ = projectId;
 }

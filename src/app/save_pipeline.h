@@ -74,6 +74,14 @@ class SavePipeline {
   // files and rows go together (a replaced image), which must know at once.
   bool saveNow(SaveSection section, const Project& project, const StudioSnapshot& snapshot);
 
+  // Writes every section of this content now, in one transaction, in place
+  // of every pending save; `forgotten` artworks leave the library with it
+  // (IncrementalSnapshotRepository::saveWhole). True when it was written;
+  // a failure is told once. For a change of several sections that must
+  // reach the library together (an undo).
+  bool saveWholeNow(const Project& project, const StudioSnapshot& snapshot,
+                    const std::vector<std::string>& forgotten = {});
+
   void beginWebCVImport(const std::string& projectId);
   // Drops the saves issued before the import of the sections it `replaced`
   // in the library. While the project is still the one edited, `imported` is

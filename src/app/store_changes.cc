@@ -51,7 +51,7 @@ std::uint64_t projectHash(const Project& p) {
 
 // One hash per area, in the order of the bits of StoreArea.
 std::vector<std::uint64_t> areaHashes(const AppState& s, std::uint64_t previewRevision) {
-  std::vector<std::uint64_t> areas(13, 0);
+  std::vector<std::uint64_t> areas(14, 0);
   areas[0] = projectHash(s.project);
   Hasher projects;
   for (const ProjectSummary& p : s.projects) {
@@ -78,9 +78,9 @@ std::vector<std::uint64_t> areaHashes(const AppState& s, std::uint64_t previewRe
   Hasher settings;
   settings.add(s.uiLanguage).add(raw(s.themeMode)).add(std::uint64_t{s.isEditTitlesEnabled});
   const ExportOptions& o = s.exportOptions;
-  for (const bool flag : {o.includeCV, o.includeBiography, o.includeStatement,
-                          o.includeProjectStatement, o.includeTableOfContents,
-                          o.includeCoverImage}) {
+  for (const bool flag :
+       {o.includeCV, o.includeBiography, o.includeStatement, o.includeProjectStatement,
+        o.includeTableOfContents, o.includeCoverImage}) {
     settings.add(std::uint64_t{flag});
   }
   for (const auto& title :
@@ -131,6 +131,9 @@ std::vector<std::uint64_t> areaHashes(const AppState& s, std::uint64_t previewRe
     thumbnails.add(raw(section)).add(static_cast<std::uint64_t>(version));
   }
   areas[12] = thumbnails.value();
+  Hasher history;
+  history.add(s.undo.undoName).add(s.undo.redoName).add(s.undo.carriedOut);
+  areas[13] = history.value();
   return areas;
 }
 

@@ -29,6 +29,7 @@ enum class StoreArea : std::uint32_t {
   reminders = 1u << 10,   // backup reminder state, level, sheet, export dates
   background = 1u << 11,  // image finalisation, oversized images, inspector
   thumbnails = 1u << 12,  // a page thumbnail's version moved
+  history = 1u << 13,     // what can be undone or redone, what came back
 };
 
 // One step of an update of the artwork list. Applied in order to the list

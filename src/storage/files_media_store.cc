@@ -224,7 +224,8 @@ void FilesMediaStore::removeOwnMedia() {
     const Kind kind = kindOf(path);
     const bool ownFile = artworkOfMediaFile(name) || temporaryFileOwner(name);
     if ((kind == Kind::file && ownFile) ||
-        (kind == Kind::directory && name.starts_with(".import-staging-"))) {
+        (kind == Kind::directory &&
+         (name.starts_with(".import-staging-") || name.starts_with(kUndoHoldingPrefix)))) {
       removeQuietly(path);  // a staging area holds nothing but ours; links in it stay unfollowed
     }
   }
@@ -437,6 +438,22 @@ void OriginalMediaImportTransaction::rollback() noexcept {
     keptFolder_ = rootPath_;
     store_->logger().log("[Quorvane][Media] rollback state=incomplete kept=" + rootPath_);
   }
+}
+
+std::int64_t OriginalMediaImportTransaction::keepReplaced(const std::string& folder) {
+  // Decided first: a run killed while they move keeps the new files.
+  if (committed_) recordOutcome(Outcome::keep);
+  FileSystem& files = store_->files();
+  files.createDirectories(folder);
+  std::int64_t bytes = 0;
+  while (!backups_.empty()) {
+    const std::string& backup = backups_.back().first;
+    const std::string name = backup.substr(backup.find_last_of('/') + 1);
+    bytes += static_cast<std::int64_t>(files.fileSize(backup));
+    files.move(backup, folder + "/" + name);
+    backups_.pop_back();
+  }
+  return bytes;
 }
 
 void OriginalMediaImportTransaction::discard() noexcept {

@@ -29,6 +29,10 @@
 
 namespace quorvane {
 
+// The folder a run keeps replaced and removed images in while they can
+// still be brought back (".undo-<UUID>"); no run outlives its own.
+inline constexpr std::string_view kUndoHoldingPrefix = ".undo-";
+
 class FilesMediaStore {
  public:
   // A store on `directory`, created with its parents, and the thumbnail
@@ -186,6 +190,11 @@ class OriginalMediaImportTransaction {
   const std::optional<std::string>& keptFolder() const { return keptFolder_; }
   // Ends a successful import: the staging area and the replaced files go.
   void discard() noexcept;
+  // Before `discard`: moves the files the commit set aside into `folder`
+  // (made when missing), where they outlive the transaction; their bytes
+  // in all. Throws when one can't be moved (the rest then go with
+  // `discard`).
+  std::int64_t keepReplaced(const std::string& folder);
 
   const std::string& rootPath() const { return rootPath_; }
   const std::vector<StagedItem>& items() const { return items_; }

@@ -117,6 +117,9 @@ class SnapshotRepository {
   // nothing written, when no such asset exists.
   virtual bool attachTextAsset(const std::string& projectId, TextAssetType type,
                                const std::string& assetId) = 0;
+  // The text asset `projectId` uses for `type`, if it has one.
+  virtual std::optional<std::string> linkedTextAsset(const std::string& projectId,
+                                                     TextAssetType type) = 0;
   // Gives `projectId` a new empty text asset of `type` of its own, linked in
   // place of the current one; returns its id.
   virtual std::string createTextAsset(const std::string& projectId, TextAssetType type) = 0;
@@ -134,6 +137,13 @@ class IncrementalSnapshotRepository {
   // `section_name`s); any other name writes everything, as `save` does.
   virtual SavedProject save(const Project& project, const StudioSnapshot& snapshot,
                             std::string_view section) = 0;
+
+  // Writes the whole snapshot, as one save of every section, and in the
+  // same transaction takes the `forgotten` artworks out of the library
+  // (their rows, media rows and links) when no project shows them any
+  // more: an image added, then taken back.
+  virtual SavedProject saveWhole(const Project& project, const StudioSnapshot& snapshot,
+                                 const std::vector<std::string>& forgotten) = 0;
 
   // Writes the image fields of one artwork (sizes, aspect, size warning) and
   // `webImage` as its media row, in one transaction, touching nothing else

@@ -128,6 +128,28 @@ SavedProject SQLiteSnapshotRepository::save(const Project& project,
                  [](SnapshotWriter& writer, std::int64_t) { writer.writeEverything(); });
 }
 
+SavedProject SQLiteSnapshotRepository::saveWhole(const Project& project,
+                                                 const StudioSnapshot& snapshot,
+                                                 const std::vector<std::string>& forgotten) {
+  return runSave(project, snapshot, true, [&](SnapshotWriter& writer, std::int64_t) {
+    writer.writeEverything();
+    for (const std::string& artworkId : forgotten) {
+      Statement shown = db_.prepare("SELECT 1 FROM project_artworks WHERE artworkId = ? LIMIT 1");
+      shown.bindText(1, artworkId);
+      if (shown.nextRow()) continue;
+      shown.reset();
+      // Children before the artwork, so that no foreign key is left dangling.
+      for (const char* sql :
+           {"DELETE FROM document_artworks WHERE artworkId = ?",
+            "DELETE FROM media WHERE artworkId = ?", "DELETE FROM artworks WHERE id = ?"}) {
+        Statement remove = db_.prepare(sql);
+        remove.bindText(1, artworkId);
+        remove.stepStrict();
+      }
+    }
+  });
+}
+
 SavedProject SQLiteSnapshotRepository::save(const Project& project, const StudioSnapshot& snapshot,
                                             std::string_view section) {
   return runSave(
@@ -431,6 +453,17 @@ bool SQLiteSnapshotRepository::attachTextAsset(const std::string& projectId, Tex
   owner.reset();
   storage_detail::upsertTextLink(db_, projectId, type, assetId, nowMs());
   return true;
+}
+
+std::optional<std::string> SQLiteSnapshotRepository::linkedTextAsset(const std::string& projectId,
+                                                                     TextAssetType type) {
+  const std::lock_guard lock(mutex_);
+  Statement select = db_.prepare(
+      "SELECT assetId FROM project_text_asset_links WHERE projectId = ? AND type = ? LIMIT 1");
+  select.bindText(1, projectId);
+  select.bindText(2, rawValue(type));
+  if (!select.nextRow()) return std::nullopt;
+  return select.textOrEmpty(0);
 }
 
 std::string SQLiteSnapshotRepository::createTextAsset(const std::string& projectId,

@@ -71,11 +71,15 @@ class SQLiteSnapshotRepository final : public SnapshotRepository,
   bool attachTextAsset(const std::string& projectId, TextAssetType type,
                        const std::string& assetId) override;
   std::string createTextAsset(const std::string& projectId, TextAssetType type) override;
+  std::optional<std::string> linkedTextAsset(const std::string& projectId,
+                                             TextAssetType type) override;
   void deleteAllLibraryData() override;
 
   // IncrementalSnapshotRepository
   SavedProject save(const Project& project, const StudioSnapshot& snapshot,
                     std::string_view section) override;
+  SavedProject saveWhole(const Project& project, const StudioSnapshot& snapshot,
+                         const std::vector<std::string>& forgotten) override;
   bool saveFinishedImage(const Artwork& artwork, std::span<const std::uint8_t> webImage) override;
 
   // AtomicProjectImportRepository

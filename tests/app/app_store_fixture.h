@@ -58,12 +58,13 @@ class ReadHookedFileSystem final : public ForwardingFileSystem {
   std::function<void(const std::string&)> onRead;
 };
 
-// The names in the media folder, sorted, without its thumbnail folder.
+// The names in the media folder, sorted, without its thumbnail folder and
+// what the run keeps for undoing.
 inline std::vector<std::string> mediaNames(const FilesMediaStore& media) {
   std::vector<std::string> names;
   for (const auto& entry : std::filesystem::directory_iterator(media.directory())) {
     const std::string name = entry.path().filename().string();
-    if (name != "derived_web") names.push_back(name);
+    if (name != "derived_web" && !name.starts_with(kUndoHoldingPrefix)) names.push_back(name);
   }
   std::sort(names.begin(), names.end());
   return names;
@@ -78,6 +79,11 @@ class FailableSaves final : public IncrementalSnapshotRepository {
                     std::string_view section) override {
     if (failing) throw DomainError("SQLiteSnapshotRepository", 13, "disk full", SQLITE_FULL);
     return target_.save(project, snapshot, section);
+  }
+  SavedProject saveWhole(const Project& project, const StudioSnapshot& snapshot,
+                         const std::vector<std::string>& forgotten) override {
+    if (failing) throw DomainError("SQLiteSnapshotRepository", 13, "disk full", SQLITE_FULL);
+    return target_.saveWhole(project, snapshot, forgotten);
   }
   bool saveFinishedImage(const Artwork& artwork, std::span<const std::uint8_t> webImage) override {
     if (failing) throw DomainError("SQLiteSnapshotRepository", 13, "disk full", SQLITE_FULL);

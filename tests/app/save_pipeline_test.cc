@@ -26,6 +26,10 @@ class RecordingRepository final : public IncrementalSnapshotRepository {
         {std::string(section), snapshot.biography, clock_.nowMs(), project.projectName});
     return SavedProject{project, {}};
   }
+  SavedProject saveWhole(const Project& project, const StudioSnapshot& snapshot,
+                         const std::vector<std::string>&) override {
+    return save(project, snapshot, "all");
+  }
   bool saveFinishedImage(const Artwork&, std::span<const std::uint8_t>) override { return false; }
   std::vector<Write> writes;
   bool failing = false;

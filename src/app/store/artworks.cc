@@ -4,6 +4,7 @@
 #include "app/app_store.h"
 #include "app/save_pipeline.h"
 #include "app/store/background.h"
+#include "app/store/undo_room.h"
 
 #include <algorithm>
 
@@ -12,11 +13,51 @@
 
 namespace quorvane {
 
+namespace {
+
+// The one field an edit changed, by name, for telling typing in a field
+// from the next field's.
+std::string changedField(const ArtworkMetadata& was, const ArtworkMetadata& is) {
+  if (was.title != is.title) return "title";
+  if (was.medium != is.medium) return "medium";
+  if (was.year != is.year) return "year";
+  if (was.width != is.width || was.height != is.height || was.depth != is.depth) return "size";
+  if (was.text != is.text) return "text";
+  if (was.status != is.status) return "status";
+  if (was.priceCents != is.priceCents || was.priceCurrency != is.priceCurrency) return "price";
+  return "none";
+}
+
+// The work a reordering moved, when it moved one: taking it out of both
+// orders leaves them the same.
+std::optional<std::string> movedArtwork(const std::vector<Artwork>& before,
+                                        const std::vector<std::string>& after) {
+  std::vector<std::string> was;
+  for (const Artwork& artwork : before) was.push_back(artwork.id);
+  const auto first = std::mismatch(was.begin(), was.end(), after.begin(), after.end());
+  if (first.first == was.end()) return std::nullopt;
+  for (const std::string& candidate : {*first.second, *first.first}) {
+    std::vector<std::string> a = was;
+    std::vector<std::string> b = after;
+    std::erase(a, candidate);
+    std::erase(b, candidate);
+    if (a == b) return candidate;
+  }
+  return std::nullopt;
+}
+
+}  // namespace
+
 bool AppStore::updateArtwork(const std::string& artworkId, const ArtworkMetadata& given) {
   const ArtworkMetadata metadata = cleaned(given);
   if (refuseUnknownCurrency(metadata.priceCurrency)) return false;
   Artwork* target = artwork(artworkId);
   if (target == nullptr) return failWithKey("app.error.no_such_artwork", {artworkId});
+  // Keystrokes in one field are one step; another field starts the next.
+  const std::string field = changedField(ArtworkMetadata::of(*target), metadata);
+  UndoRoom::Recording recording(
+      *undo_, undoStep("undo.action.edit", target->title.empty() ? metadata.title : target->title,
+                       SaveSection::artworks, artworkId, "artwork:" + artworkId + ":" + field));
   target->title = metadata.title;
   target->medium = metadata.medium;
   target->year = metadata.year;
@@ -39,6 +80,11 @@ bool AppStore::reorderArtworks(const std::vector<std::string>& artworkIds) {
   std::sort(current.begin(), current.end());
   std::sort(wanted.begin(), wanted.end());
   if (current != wanted) return failWithKey("app.error.order_mismatch");
+  const std::optional<std::string> moved = movedArtwork(images, artworkIds);
+  const Artwork* named = moved ? artwork(*moved) : nullptr;
+  UndoRoom::Recording recording(
+      *undo_, undoStep(named ? "undo.action.move" : "undo.action.reorder",
+                       named ? named->title : std::string(), SaveSection::artworks, moved));
   std::vector<Artwork> ordered;
   for (const std::string& id : artworkIds) {
     ordered.push_back(*artwork(id));
@@ -54,6 +100,8 @@ bool AppStore::removeArtwork(const std::string& artworkId) {
   const auto it = std::find_if(images.begin(), images.end(),
                                [&](const Artwork& a) { return a.id == artworkId; });
   if (it == images.end()) return failWithKey("app.error.no_such_artwork", {artworkId});
+  UndoRoom::Recording recording(
+      *undo_, undoStep("undo.action.remove", it->title, SaveSection::artworks, artworkId));
   images.erase(it);
   if (state_.worksInspectorArtworkID == artworkId) state_.worksInspectorArtworkID.reset();
   scheduleSave(SaveSection::artworks);
@@ -116,6 +164,8 @@ bool AppStore::addFromVault(const std::string& artworkId) {
   });
   if (it == assets.end()) return failWithKey("app.error.not_in_vault", {artworkId});
   Artwork added = it->artwork;
+  UndoRoom::Recording recording(
+      *undo_, undoStep("undo.action.add_from_vault", added.title, SaveSection::artworks, added.id));
   std::int64_t nextIndex = 0;
   for (const Artwork& existing : state_.snapshot.artworks.images) {
     nextIndex = std::max(nextIndex, existing.sortIndex + 1);
@@ -127,10 +177,19 @@ bool AppStore::addFromVault(const std::string& artworkId) {
 }
 
 std::size_t AppStore::addFromVault(const std::vector<std::string>& artworkIds) {
+  // Several works added at once come back out at once.
+  UndoRoom::Recording recording(
+      *undo_, artworkIds.size() == 1
+                  ? undoStep("undo.action.add_from_vault", {}, SaveSection::artworks, artworkIds[0])
+                  : undoStep("undo.action.add_several_from_vault",
+                             std::to_string(artworkIds.size()), SaveSection::artworks));
   std::size_t added = 0;
   for (const std::string& id : artworkIds) {
     if (!addFromVault(id)) break;
     ++added;
+  }
+  if (artworkIds.size() == 1 && added == 1) {
+    recording.step().subject = artwork(artworkIds[0])->title;
   }
   if (added > 0) {
     showToast(ToastStyle::success,

@@ -22,6 +22,7 @@
 #include "app/store/packages_room.h"
 #include "app/store/store_helpers.h"
 #include "app/store/thumbnail_room.h"
+#include "app/store/undo_room.h"
 #include "app/store/web_cv_room.h"
 #include "pdf/localization.h"
 
@@ -85,6 +86,7 @@ AppStore::AppStore(AppStoreServices services)
   finalization_ = std::make_unique<FinalizationRoom>(*this);
   thumbnails_ = std::make_unique<ThumbnailRoom>(*this);
   webCVImport_ = std::make_unique<WebCVRoom>(*this);
+  undo_ = std::make_unique<UndoRoom>(*this);
   packages_ = std::make_unique<PackagesRoom>(*this);
   documents_ = std::make_unique<DocumentsRoom>(*this);
   intake_ = std::make_unique<IntakeRoom>(*this);

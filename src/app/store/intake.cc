@@ -4,6 +4,7 @@
 #include "app/image_intake_job.h"
 #include "app/save_pipeline.h"
 #include "app/store/intake_room.h"
+#include "app/store/undo_room.h"
 
 #include <algorithm>
 #include <cstdio>
@@ -55,7 +56,8 @@ std::string IntakeRoom::imageFailureText(const ImageIntakeError& error,
 }
 
 std::optional<std::string> IntakeRoom::putInPlace(OriginalMediaImportTransaction& transaction,
-                                                  const std::vector<Artwork>& artworks) {
+                                                  const std::vector<Artwork>& artworks,
+                                                  const std::string& fileName) {
   auto& images = store_.state_.snapshot.artworks.images;
   try {
     transaction.commit();
@@ -67,6 +69,7 @@ std::optional<std::string> IntakeRoom::putInPlace(OriginalMediaImportTransaction
     store_.fail(message);
     return message;
   }
+  const std::shared_ptr<const ProjectContent> contentBefore = store_.undo_->content();
   // The artworks as they were, to put back should the save fail.
   std::vector<Artwork> before = images;
   const auto timesBefore =
@@ -106,6 +109,9 @@ std::optional<std::string> IntakeRoom::putInPlace(OriginalMediaImportTransaction
     }
     store_.publish();
     return message;
+  }
+  for (const Artwork& artwork : artworks) {
+    store_.undo_->imagePlaced(artwork.id, fileName, contentBefore, &transaction);
   }
   transaction.discard();
   return std::nullopt;
@@ -183,7 +189,8 @@ std::shared_ptr<ImageIntakeJob> AppStore::addImagesInBackground(
     } else {
       Artwork artwork = *intake.artwork;
       artwork.sortIndex = store.intake_->nextSortIndex();
-      if (const auto failure = store.intake_->putInPlace(*intake.transaction, {artwork})) {
+      if (const auto failure = store.intake_->putInPlace(*intake.transaction, {artwork},
+                                                         fileNameOf(intake.file.path))) {
         result.message = *failure;
         batch->lastFailure = result.message;
       } else {
@@ -238,7 +245,7 @@ bool AppStore::replaceImage(const std::string& artworkId, const std::string& pat
   applyImage(replaced, *image, services_.media.webDerivativePath(artworkId));
   // The old original and its derivatives stay until the library holds the
   // new image; should that fail, they are put back.
-  if (intake_->putInPlace(transaction, {replaced})) return false;
+  if (intake_->putInPlace(transaction, {replaced}, fileNameOf(path))) return false;
   state_.imageSizeWarning =
       replaced.nearLimit ? text(kNearLimitWarningKey, {megabytes(*replaced.originalByteSize)})
                          : std::string();

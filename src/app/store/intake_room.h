@@ -24,9 +24,11 @@ class IntakeRoom {
   // Commits the staged files of `artworks`, puts the artworks into the open
   // project (replacing those of the same id) and saves them at once. On a
   // failure the files and the artworks are as they were, and the error's
-  // text is returned (and shown).
+  // text is returned (and shown). Each is a step the person can undo, named
+  // after its title, else `fileName`.
   std::optional<std::string> putInPlace(OriginalMediaImportTransaction& transaction,
-                                        const std::vector<Artwork>& artworks);
+                                        const std::vector<Artwork>& artworks,
+                                        const std::string& fileName);
   // The end of an intake: oversized images listed, the last failure shown.
   void announce(const std::vector<OversizedImageNotice>& oversized,
                 const std::optional<std::string>& lastFailure, std::size_t fileCount);

@@ -3,6 +3,7 @@
 #include "app/app_store.h"
 #include "app/library_tidy.h"
 #include "app/save_pipeline.h"
+#include "app/store/undo_room.h"
 
 #include <algorithm>
 
@@ -179,6 +180,7 @@ void AppStore::memoryPressure() {
 bool AppStore::deleteAllUserData() {
   try {
     settleSaves();
+    undo_->clear();  // nothing of what was deleted comes back
     services_.snapshots.deleteAllLibraryData();
     services_.media.removeOwnMedia();
     services_.preferences.remove(preference_key::kCurrentProjectId);

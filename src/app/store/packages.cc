@@ -9,6 +9,7 @@
 #include "app/store/background.h"
 #include "app/store/packages_room.h"
 #include "app/store/thumbnail_room.h"
+#include "app/store/undo_room.h"
 #include "model/export_file_names.h"
 #include "packages/transfer_error.h"
 #include "pdf/localization.h"
@@ -56,6 +57,9 @@ std::optional<std::string> PackagesRoom::importMerged(
   pending.insert(pending.end(), merged.pendingArtworkIds.begin(), merged.pendingArtworkIds.end());
   store_.services_.preferences.setStrings(preference_key::kPendingFinalizationArtworkIds, pending);
   store_.countChanges(1);
+  // What came in may have changed any project's works: no step of before
+  // can be trusted to take back only its own change.
+  store_.undo_->clear();
   store_.markProjectDataImported(store_.services_.clock.now());
   store_.reloadSummaries();
   if (open) store_.openLoaded(merged.project.id, true);

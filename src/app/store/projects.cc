@@ -13,6 +13,7 @@
 #include "app/app_store.h"
 #include "app/save_pipeline.h"
 #include "app/store/background.h"
+#include "app/store/undo_room.h"
 
 #include <algorithm>
 
@@ -152,6 +153,21 @@ bool AppStore::updateProject(const ProjectChanges& given) {
   const ProjectChanges changes = cleaned(given);
   if (changes.name && isBlank(*changes.name)) return failWithKey("app.error.empty_name");
   if (refuseUnknownCurrency(changes.currency)) return false;
+  std::string fields;
+  for (const auto& [set, name] : {std::pair{changes.name.has_value(), "name"},
+                                  {changes.title.has_value(), "title"},
+                                  {changes.year.has_value(), "year"},
+                                  {changes.locale.has_value(), "locale"},
+                                  {changes.currency.has_value(), "currency"},
+                                  {changes.orientation.has_value(), "orientation"},
+                                  {changes.unit.has_value(), "unit"},
+                                  {changes.layout.has_value(), "layout"},
+                                  {changes.kind || changes.catalogueKind, "kind"}}) {
+    if (set) fields.append(":").append(name);
+  }
+  UndoRoom::Recording recording(
+      *undo_,
+      undoStep("undo.action.edit_project", state_.project.projectName, {}, {}, "project" + fields));
   const UnitSystem unitBefore = state_.snapshot.artworks.unit;
   applyChanges(changes, state_.project, state_.snapshot.artworks);
   for (ProjectSummary& summary : state_.projects) {
@@ -189,6 +205,7 @@ bool AppStore::setProjectKind(ProjectKind kind, std::optional<CatalogueKind> cat
 std::optional<std::string> AppStore::duplicateProject() {
   try {
     settleSaves();
+    const Project original = state_.project;
     Project copy = state_.project;
     copy.id = services_.makeUuid();
     copy.createdAt = copy.updatedAt = services_.clock.now();
@@ -208,6 +225,11 @@ std::optional<std::string> AppStore::duplicateProject() {
     for (const SaveSection section : allCases<SaveSection>()) {
       pipeline_->scheduleSave(section, state_.project, state_.snapshot);
     }
+    UndoStep step = undoStep("undo.action.duplicate_project", original.projectName);
+    step.kind = UndoKind::projectCopied;
+    step.projectId = original.id;
+    step.copyId = copy.id;
+    undo_->record(std::move(step));
     showToast(ToastStyle::success, text("inspector.project.duplicate.done"));
     return copy.id;
   } catch (const std::exception& error) {
@@ -230,6 +252,10 @@ bool AppStore::deleteProject() {
       services_.snapshots.archiveProject(deleted);
       services_.logger.log("app delete project id=" + deleted);
       countChanges(1);
+      UndoStep step = undoStep("undo.action.delete_project", state_.project.projectName);
+      step.kind = UndoKind::projectDeleted;
+      step.projectId = deleted;
+      undo_->record(std::move(step));
     }
     reloadSummaries();
     bool opened = false;

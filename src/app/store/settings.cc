@@ -1,6 +1,7 @@
 // Settings remembered in the preferences, and the overrides of printed
 // labels.
 #include "app/app_store.h"
+#include "app/store/undo_room.h"
 
 #include "app/store/store_helpers.h"
 #include "app/store/thumbnail_room.h"
@@ -12,7 +13,12 @@ bool AppStore::setLabelOverride(const LabelOverrideEntry& given) {
   LabelOverrideEntry entry = given;
   entry.value = cleaned(entry.value, TextShape::singleLine);
   try {
+    UndoStep step = undoStep("undo.action.label");
+    step.kind = UndoKind::label;
+    step.labelsBefore = services_.labels.allLabelOverrides();
     services_.labels.upsertLabelOverride(entry);
+    step.labelsAfter = services_.labels.allLabelOverrides();
+    if (step.labelsBefore != step.labelsAfter) undo_->record(std::move(step));
     services_.logger.log("app documents stale reason=pdf_labels_changed scope=" + entry.scope);
     countChanges(1);
     thumbnails_->forgetLabels();
@@ -67,6 +73,13 @@ bool AppStore::setExportOptions(const ExportOptions& options) {
   changes.set(key::kExportImageQuality, std::string(rawValue(options.imageQuality)));
   const bool written = services_.preferences.apply(changes);
   state_.exportOptions = options;
+  if (options != before) {
+    UndoStep step = undoStep("undo.action.export_options");
+    step.kind = UndoKind::exportOptions;
+    step.optionsBefore = before;
+    step.optionsAfter = options;
+    undo_->record(std::move(step));
+  }
   if (options.exportLocale != before.exportLocale) {
     services_.logger.log("app documents stale reason=export_locale_changed");
   }
@@ -100,7 +113,7 @@ bool AppStore::setUiLanguage(const std::optional<std::string>& language) {
                            ? services_.preferences.setString(preference_key::kUiLanguage, *language)
                            : services_.preferences.remove(preference_key::kUiLanguage);
   state_.uiLanguage = nonEmpty(language);
-  publish();
+  undo_->languageChanged();
   return written || failSettingsWrite();
 }
 

@@ -1,6 +1,7 @@
 // Texts, the CV and the artist's details of the open project, and the
 // reuse of another project's.
 #include "app/app_store.h"
+#include "app/store/undo_room.h"
 
 #include <algorithm>
 
@@ -11,12 +12,62 @@
 
 namespace quorvane {
 
+namespace {
+
+const char* textNameKey(SaveSection section) {
+  switch (section) {
+    case SaveSection::statement:
+      return "document.kind.statement";
+    case SaveSection::projectStatement:
+      return "document.kind.project_statement";
+    default:
+      return "document.kind.biography";
+  }
+}
+
+// What an edit of the CV did, as the Edit menu names it; typing in one
+// field of one entry is one step.
+UndoStep cvStep(const CVData& was, const CVData& is) {
+  std::size_t before = 0;
+  std::size_t after = 0;
+  for (const CVDataSection& section : kCVDataSections) {
+    before += (was.*section.entries).size();
+    after += (is.*section.entries).size();
+  }
+  if (after > before) return undoStep("undo.action.cv_add", {}, SaveSection::cv);
+  if (after < before) return undoStep("undo.action.cv_remove", {}, SaveSection::cv);
+  for (const CVDataSection& section : kCVDataSections) {
+    const std::vector<CVEntry>& a = was.*section.entries;
+    const std::vector<CVEntry>& b = is.*section.entries;
+    if (a == b) continue;
+    if (std::is_permutation(a.begin(), a.end(), b.begin(), b.end())) {
+      return undoStep("undo.action.cv_move", {}, SaveSection::cv);
+    }
+    for (std::size_t i = 0; i < a.size(); ++i) {
+      if (a[i] == b[i]) continue;
+      std::string field;
+      for (const auto& [key, value] : b[i]) {
+        const auto old = a[i].find(key);
+        if (old == a[i].end() || old->second != value) field = key;
+      }
+      return undoStep("undo.action.cv_edit", {}, SaveSection::cv, {},
+                      "cv:" + std::string(section.name) + ":" + std::to_string(i) + ":" + field);
+    }
+  }
+  return undoStep("undo.action.cv_edit", {}, SaveSection::cv);
+}
+
+}  // namespace
+
 bool AppStore::setText(SaveSection section, const std::string& givenContent,
                        const std::optional<std::string>& givenTitle) {
   const std::string content = cleaned(givenContent, TextShape::multiLine);
   std::optional<std::string> title;
   if (givenTitle) title = cleaned(*givenTitle, TextShape::singleLine);
   StudioSnapshot& s = state_.snapshot;
+  UndoRoom::Recording recording(
+      *undo_, undoStep("undo.action.edit", text(textNameKey(section)), section, {},
+                       "text:" + std::string(rawValue(section))));
   switch (section) {
     case SaveSection::bio:
       s.biography = content;
@@ -46,11 +97,14 @@ void AppStore::setCV(const CVData& given) {
       for (auto& [field, value] : entry) value = cleaned(value, TextShape::multiLine);
     }
   }
+  UndoRoom::Recording recording(*undo_, cvStep(state_.snapshot.cv, cv));
   state_.snapshot.cv = cv;
   scheduleSave(SaveSection::cv);
 }
 
 void AppStore::setCVTitle(const std::string& title) {
+  UndoRoom::Recording recording(*undo_, undoStep("undo.action.edit", text("document.kind.cv"),
+                                                 SaveSection::cv, {}, "cv:title"));
   state_.snapshot.cvTitle = cleaned(title, TextShape::singleLine);
   scheduleSave(SaveSection::cv);
 }
@@ -98,9 +152,24 @@ bool AppStore::reuseText(TextAssetType type, const std::string& assetId) {
     if (!offered) return failWithKey("app.error.no_such_text", {assetId});
     ensurePersisted();
     settleSaves();
+    UndoStep step =
+        undoStep("undo.action.reuse_text",
+                 text(type == TextAssetType::cv                 ? "document.kind.cv"
+                      : type == TextAssetType::statement        ? "document.kind.statement"
+                      : type == TextAssetType::projectStatement ? "document.kind.project_statement"
+                                                                : "document.kind.biography"));
+    step.kind = UndoKind::textReused;
+    step.textType = type;
+    step.assetBefore = services_.snapshots.linkedTextAsset(state_.project.id, type).value_or("");
+    step.assetAfter = assetId;
+    step.section = type == TextAssetType::cv                 ? SaveSection::cv
+                   : type == TextAssetType::statement        ? SaveSection::statement
+                   : type == TextAssetType::projectStatement ? SaveSection::projectStatement
+                                                             : SaveSection::bio;
     if (!services_.snapshots.attachTextAsset(state_.project.id, type, assetId)) {
       return failWithKey("app.error.no_such_text", {assetId});
     }
+    if (!step.assetBefore.empty()) undo_->record(std::move(step));
     std::optional<LoadedProject> loaded = services_.snapshots.load(state_.project.id);
     if (!loaded) return failWithKey("app.error.no_such_project", {state_.project.id});
     adopt(std::move(*loaded));
@@ -121,6 +190,8 @@ void AppStore::setDetails(const ArtistDetails& given) {
     *field = cleaned(*field, TextShape::singleLine);
   }
   details.address = cleaned(details.address, TextShape::multiLine);
+  UndoRoom::Recording recording(
+      *undo_, undoStep("undo.action.edit_details", {}, SaveSection::details, {}, "details"));
   state_.snapshot.details = details;
   scheduleSave(SaveSection::details);
 }

@@ -5,6 +5,7 @@
 #include "app/failure_text.h"
 #include "app/save_pipeline.h"
 #include "app/store/background.h"
+#include "app/store/undo_room.h"
 #include "app/store/web_cv_room.h"
 #include "cv/cv_sections.h"
 #include "pdf/localization.h"
@@ -121,6 +122,16 @@ void WebCVRoom::finish(const PreparedWebCVImport& prepared, const WebCVWrite& wr
     }
     store_.publish();
     return;
+  }
+  if (store_.state_.project.id == projectId) {
+    // One step takes the whole import back.
+    auto before = std::make_shared<ProjectContent>(*store_.undo_->content());
+    before->snapshot.details = prepared.basisDetails;
+    before->snapshot.cv = prepared.basisCV;
+    UndoStep step = undoStep("undo.action.web_cv_import", {}, SaveSection::cv);
+    step.before = std::move(before);
+    step.after = store_.undo_->content();
+    store_.undo_->record(std::move(step));
   }
   store_.countChanges(static_cast<std::int64_t>(replaced.size()));
   store_.services_.logger.log("app webCVImport done project=" + projectId +
