@@ -72,7 +72,7 @@ class BoardPictures final : public QObject {
   std::unordered_map<std::string, std::list<std::string>::iterator> recentPlace_;
   std::vector<std::string> wanted_;  // newest last
   std::size_t inFlight_ = 0;
-  std::string projectId_;      // whose board the pictures are
+  std::string projectId_;         // whose board the pictures are
   std::uint64_t generation_ = 0;  // moves on with projectId_
   std::function<bool(const std::string&)> isVisible_;
   std::shared_ptr<bool> alive_ = std::make_shared<bool>(true);

@@ -9,6 +9,7 @@
 
 #include "cv/details_fields.h"
 #include "gui/scrolling.h"
+#include "gui/word_run_undo.h"
 #include "gui/words.h"
 #include "model/artist_name.h"
 
@@ -63,6 +64,7 @@ DetailsPage::DetailsPage(AppStore& store, QWidget* parent)
       blocks_.emplace(id, block);
       label->setBuddy(block);
       form->addRow(label, block);
+      undoByWordRuns(block);
       connect(block, &QPlainTextEdit::textChanged, this, &DetailsPage::edited);
     } else {
       auto* line = new QLineEdit(content);

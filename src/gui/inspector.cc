@@ -12,6 +12,7 @@
 #include <QVBoxLayout>
 
 #include "gui/scrolling.h"
+#include "gui/word_run_undo.h"
 #include "gui/words.h"
 #include "model/amount.h"
 #include "model/typed_fields.h"
@@ -170,6 +171,7 @@ Inspector::Inspector(AppStore& store, QWidget* parent)
     connect(field, &QLineEdit::textEdited, this, &Inspector::edited);
   }
   connect(currency_, &QLineEdit::editingFinished, this, &Inspector::commitCurrency);
+  undoByWordRuns(text_);
   connect(text_, &QPlainTextEdit::textChanged, this, &Inspector::edited);
   for (QLineEdit* field : {year_, width_, height_, depth_, price_}) {
     connect(field, &QLineEdit::editingFinished, this, &Inspector::commitNumbers);

@@ -12,6 +12,7 @@
 #include <QLineEdit>
 #include <QLocale>
 #include <QMenu>
+#include <QMenuBar>
 #include <QMessageBox>
 #include <QMimeData>
 #include <QPlainTextEdit>
@@ -257,6 +258,7 @@ MainWindow::MainWindow(DesktopContext context, QWidget* parent)
           });
 
   createShortcuts();
+  createEditMenu();
   retranslate();
   restoreLayout();
   showScreen(context.store.state().snapshot.artworks.images.empty() ? Screen::home : Screen::works);
@@ -270,6 +272,10 @@ MainWindow::~MainWindow() {
 }
 
 void MainWindow::storeChanged(const StoreChanges& changes) {
+  if (changes.has(StoreArea::history)) {
+    updateEditMenu();
+    if (context_.store.state().undo.carriedOut != undoneShown_) showUndone();
+  }
   if (!changes.has(StoreArea::settings)) return;
   if (context_.store.language() != language_) {
     language_ = context_.store.language();
@@ -313,10 +319,60 @@ void MainWindow::retranslate() {
     projectTabs_->setTabToolTip(tab, QStringLiteral("Ctrl+%1").arg(tab + 1));
   }
   toast_->retranslate();
+  updateEditMenu();
   workStrip_->retranslate(words("desktop.common.cancel"));
   for (QAction* action : actions()) {
     const QVariant key = action->property("wordsKey");
     if (key.isValid()) action->setText(words(utf8(key.toString())));
+  }
+}
+
+void MainWindow::createEditMenu() {
+  editMenu_ = menuBar()->addMenu(QString());
+  undo_ = editMenu_->addAction(QString(), this, [this] { context_.store.undo(); });
+  undo_->setShortcut(QKeySequence::Undo);
+  redo_ = editMenu_->addAction(QString(), this, [this] { context_.store.redo(); });
+  redo_->setShortcuts(
+      {QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_Z), QKeySequence(Qt::CTRL | Qt::Key_Y)});
+  // A text field takes Ctrl+Z for its own typing (word by word); once it
+  // is left, the next edit starts a step of the project's history.
+  connect(qApp, &QApplication::focusChanged, this, [this] { context_.store.fieldLeft(); });
+  updateEditMenu();
+}
+
+void MainWindow::updateEditMenu() {
+  const Words words(context_.store);
+  const UndoMenu& menu = context_.store.state().undo;
+  editMenu_->setTitle(words("desktop.edit.menu"));
+  undo_->setText(menu.undoName ? words.format("desktop.edit.undo", {*menu.undoName})
+                               : words("desktop.edit.undo_nothing"));
+  undo_->setEnabled(menu.undoName.has_value());
+  redo_->setText(menu.redoName ? words.format("desktop.edit.redo", {*menu.redoName})
+                               : words("desktop.edit.redo_nothing"));
+  redo_->setEnabled(menu.redoName.has_value());
+}
+
+void MainWindow::showUndone() {
+  const UndoMenu& menu = context_.store.state().undo;
+  undoneShown_ = menu.carriedOut;
+  if (!menu.shownSection) return showScreen(Screen::works);
+  switch (*menu.shownSection) {
+    case SaveSection::artworks:
+      showProjectTab(ProjectTab::works);
+      if (menu.shownArtworkId) board_->reveal(*menu.shownArtworkId);
+      break;
+    case SaveSection::bio:
+    case SaveSection::statement:
+    case SaveSection::projectStatement:
+      showProjectTab(ProjectTab::texts);
+      texts_->showSection(*menu.shownSection);
+      break;
+    case SaveSection::cv:
+      showProjectTab(ProjectTab::cv);
+      break;
+    case SaveSection::details:
+      showProjectTab(ProjectTab::details);
+      break;
   }
 }
 

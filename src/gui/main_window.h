@@ -110,6 +110,9 @@ class MainWindow final : public QMainWindow {
   CvPage& cv() { return *cv_; }
   DetailsPage& details() { return *details_; }
   ToastView& toastView() { return *toast_; }
+  // Edit → Undo and Redo, named after the step they would take.
+  QAction& undoAction() { return *undo_; }
+  QAction& redoAction() { return *redo_; }
 
  protected:
   void closeEvent(QCloseEvent* event) override;
@@ -122,6 +125,10 @@ class MainWindow final : public QMainWindow {
   void retranslate();
   void applyAppearance();
   void createShortcuts();
+  void createEditMenu();
+  void updateEditMenu();
+  // After an undo or redo: the page (and the work) it brought back.
+  void showUndone();
   void showProjectMenu(const std::string& projectId, const QPoint& position);
   void showOversizedImages();
   // Writes the open project's backup at `path`; a refusal for works
@@ -139,6 +146,10 @@ class MainWindow final : public QMainWindow {
 
   DesktopContext context_;
   Screen screen_ = Screen::home;
+  QMenu* editMenu_ = nullptr;
+  QAction* undo_ = nullptr;
+  QAction* redo_ = nullptr;
+  std::uint64_t undoneShown_ = 0;
   std::string opening_;  // the project being opened in the background
   std::string language_;
   ThemeMode theme_ = ThemeMode::system;

@@ -215,7 +215,8 @@ void SettingsPage::retranslate() {
     widest = std::max(widest, label->sizeHint().width());
   }
   for (QLabel* label : labels) label->setMinimumWidth(widest);
-  for (QCheckBox* box : {contents_, cover_, reminders_, largeEdits_}) box->setContentsMargins(0, 0, 0, 0);
+  for (QCheckBox* box : {contents_, cover_, reminders_, largeEdits_})
+    box->setContentsMargins(0, 0, 0, 0);
   fill();
 }
 

@@ -12,6 +12,7 @@
 #include <cmath>
 
 #include "app/text_stats.h"
+#include "gui/word_run_undo.h"
 #include "gui/words.h"
 #include "pdf/statement_pdf_renderer.h"
 
@@ -126,6 +127,7 @@ TextsPage::TextsPage(AppStore& store, QWidget* parent)
   connect(choices_, &QButtonGroup::idClicked, this,
           [this](int id) { showSection(static_cast<SaveSection>(id)); });
   connect(title_, &QLineEdit::textEdited, this, &TextsPage::edited);
+  undoByWordRuns(text_);
   connect(text_, &QPlainTextEdit::textChanged, this, &TextsPage::edited);
   connect(reuse_, &QPushButton::clicked, this, &TextsPage::showReuseMenu);
   retranslate();

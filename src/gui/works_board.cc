@@ -380,6 +380,13 @@ void WorksBoard::select(const std::vector<std::string>& ids) {
   }
 }
 
+void WorksBoard::reveal(const std::string& id) {
+  const int row = model_->rowOf(id);
+  if (row < 0) return;
+  select({id});
+  grid_->scrollTo(model_->index(row));
+}
+
 void WorksBoard::selectionChanged() {
   const std::vector<std::string> ids = selectedIds();
   removeButton_->setEnabled(!ids.empty());

@@ -87,6 +87,8 @@ class WorksBoard final : public QWidget {
   // The selected artworks, in board order.
   std::vector<std::string> selectedIds() const;
   void select(const std::vector<std::string>& ids);
+  // Selects the work and scrolls the board to it (a work that came back).
+  void reveal(const std::string& id);
 
   void addImages();  // asks for files
   // Removes the selected works from the project once the user agrees;

@@ -166,6 +166,7 @@ void AppStore::systemLocaleChanged() {
   services_.logger.log("app locale changed language=" + language());
   // Texts already shown (toasts, warnings) were written in the old
   // language; what comes next speaks the new one. Observers redraw.
+  undo_->languageChanged();
   const auto observers = observers_;
   StoreChanges changes;
   changes.mask = static_cast<std::uint32_t>(StoreArea::settings);

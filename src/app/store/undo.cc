@@ -246,8 +246,9 @@ void UndoRoom::refresh() {
 }
 
 std::string UndoRoom::stepName(const UndoStep& step) const {
-  return step.subject.empty() ? store_.text(step.actionKey)
-                              : store_.text(step.actionKey, {step.subject});
+  // A work without a title is named as the board names it.
+  return store_.text(step.actionKey,
+                     {step.subject.empty() ? store_.text("desktop.works.untitled") : step.subject});
 }
 
 std::optional<std::string> UndoRoom::nextName(bool undoing) const {
