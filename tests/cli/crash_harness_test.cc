@@ -6,6 +6,9 @@
 //
 // - the database passes SQLite's integrity and foreign-key checks;
 // - every command that had ended well before the kill is in the library;
+// - a change taken back and done again in one run (the store's undo, as the
+//   window makes it: an image replaced, added, a work removed) leaves the
+//   library before or after the change, never half-way;
 // - the interrupted command is there wholly or not at all;
 // - every artwork's files are its row's: the web derivative on disk is the
 //   image the row holds, and one original of the row's size is beside it;
@@ -89,8 +92,9 @@ class CrashHarness : public ::testing::Test {
   }
 
   ProcessRun quorvane(const std::vector<std::string>& arguments, const std::string& input = "",
-                      std::optional<microseconds> killAfter = {}) {
+                      std::optional<microseconds> killAfter = {}, bool undoWorker = false) {
     ProcessOptions options;
+    if (undoWorker) options.program = QUORVANE_UNDO_WORKER;
     options.environment = testing::homeEnvironment(home.path().string());
     options.input = input;
     options.killAfter = killAfter;
@@ -166,6 +170,7 @@ class CrashHarness : public ::testing::Test {
         const std::string name = entry.path().filename().string();
         EXPECT_EQ(name.find(".tmp-"), std::string::npos) << "left behind: " << entry.path();
         EXPECT_FALSE(name.starts_with(".import-staging-")) << "left behind: " << entry.path();
+        EXPECT_FALSE(name.starts_with(".undo-")) << "kept past its run: " << entry.path();
       }
     }
     const fs::path exported = home.path() / "out" / "portfolio.pdf";
@@ -197,6 +202,8 @@ struct Step {
   // The command brings what no one can foresee (an import's new ids): once
   // it is done, the library as read is what is expected.
   bool rereads = false;
+  // Run by the undo worker (its arguments whole) rather than quorvane.
+  bool undoes = false;
 };
 
 TEST_F(CrashHarness, NothingIsLostWhenTheProgramIsKilledAtAnyMoment) {
@@ -222,7 +229,8 @@ TEST_F(CrashHarness, NothingIsLostWhenTheProgramIsKilledAtAnyMoment) {
   milliseconds startup{0};
   for (int i = 0; i < 3; ++i) startup += quorvane({"--version"}).took;
   startup = startup * 4 / 5 / 3;
-  std::uint64_t killed = 0, completed = 0, interruptedFound = 0, journals = 0, stagings = 0;
+  std::uint64_t killed = 0, completed = 0, interruptedFound = 0, journals = 0, stagings = 0,
+                undoKills = 0;
   int counter = 0;
 
   while (killed < kills) {
@@ -233,7 +241,7 @@ TEST_F(CrashHarness, NothingIsLostWhenTheProgramIsKilledAtAnyMoment) {
     std::string onProject = project;  // the project it works on
     // A dozen artworks at most: exports (which render every artwork) stay
     // as quick at the thousandth kill as at the first.
-    std::size_t choice = expected.order.empty() ? 0 : pick(10);
+    std::size_t choice = expected.order.empty() ? 0 : pick(13);
     if (choice == 0 && expected.order.size() >= 12) choice = 2;
     const std::string text = "T" + std::to_string(counter);
     if (choice == 0) {
@@ -365,6 +373,49 @@ TEST_F(CrashHarness, NothingIsLostWhenTheProgramIsKilledAtAnyMoment) {
                 return s;
               },
               {}};
+    } else if (choice >= 10) {
+      // Done, undone, redone and undone again in one run: the library ends
+      // as it began, and a kill leaves it before or after the change.
+      const std::string id = expected.order[pick(expected.order.size())];
+      const std::string image = images[pick(images.size())];
+      const auto size = static_cast<std::int64_t>(fs::file_size(image));
+      const auto unchanged = [](LibraryState s, const std::string&) { return s; };
+      if (choice == 10) {
+        step = {"undo-replace",
+                {"replace", id, image},
+                "",
+                unchanged,
+                [id, size](const LibraryState& before, const LibraryState& after) {
+                  LibraryState replaced = before;
+                  replaced.originals[id] = size;
+                  return after == replaced;
+                }};
+      } else if (choice == 11) {
+        step = {"undo-remove",
+                {"remove", id},
+                "",
+                unchanged,
+                [id](const LibraryState& before, const LibraryState& after) {
+                  LibraryState removed = before;
+                  std::erase(removed.order, id);
+                  return after == removed;
+                }};
+      } else {
+        step = {"undo-add",
+                {"add", image},
+                "",
+                unchanged,
+                [size](const LibraryState& before, const LibraryState& after) {
+                  if (after.order.size() != before.order.size() + 1) return false;
+                  LibraryState added = before;
+                  const std::string& id = after.order.back();
+                  added.order.push_back(id);
+                  added.titles[id] = "";
+                  added.originals[id] = size;
+                  return after == added;
+                }};
+      }
+      step.undoes = true;
     } else {
       step = {"export",
               {"export", "portfolio", "-o", home.file("out/portfolio.pdf"), "--force"},
@@ -373,6 +424,7 @@ TEST_F(CrashHarness, NothingIsLostWhenTheProgramIsKilledAtAnyMoment) {
               {}};
     }
     std::vector<std::string> arguments{"--project", onProject};
+    if (step.undoes) arguments = {onProject};
     arguments.insert(arguments.end(), step.arguments.begin(), step.arguments.end());
 
     // Killed half of the time, at a moment within how long it usually takes.
@@ -390,7 +442,7 @@ TEST_F(CrashHarness, NothingIsLostWhenTheProgramIsKilledAtAnyMoment) {
           microseconds(start + static_cast<std::int64_t>(late * static_cast<double>(to - start)));
     }
     const LibraryState before = expected;
-    const ProcessRun run = quorvane(arguments, step.input, killAfter);
+    const ProcessRun run = quorvane(arguments, step.input, killAfter, step.undoes);
     if (!run.killed) {
       ASSERT_EQ(run.exitCode, 0) << step.kind << ": " << run.err;
       typical[step.kind] =
@@ -409,6 +461,7 @@ TEST_F(CrashHarness, NothingIsLostWhenTheProgramIsKilledAtAnyMoment) {
       continue;
     }
     ++killed;
+    undoKills += step.undoes;
     if (fs::exists(libraryDirectory() + "/quorvane.sqlite-journal")) ++journals;
     for (const auto& entry : fs::directory_iterator(mediaDirectory())) {
       if (entry.path().filename().string().starts_with(".import-staging-")) ++stagings;
@@ -438,7 +491,8 @@ TEST_F(CrashHarness, NothingIsLostWhenTheProgramIsKilledAtAnyMoment) {
   }
   std::cout << "crash harness: " << killed << " kills (" << interruptedFound << " found done; "
             << journals << " left a journal to roll back, " << stagings
-            << " a media transaction to end), " << completed << " commands completed" << std::endl;
+            << " a media transaction to end; " << undoKills << " in a run of undos), " << completed
+            << " commands completed" << std::endl;
 }
 
 }  // namespace

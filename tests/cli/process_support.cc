@@ -41,7 +41,7 @@ ProcessRun runQuorvane(const std::vector<std::string>& arguments, const ProcessO
     command = {"setpriv", "--reuid=" + *options.asUser, "--regid=" + *options.asUser,
                "--clear-groups", "--"};
   }
-  command.push_back(QUORVANE_BINARY);
+  command.push_back(options.program.value_or(QUORVANE_BINARY));
   command.insert(command.end(), arguments.begin(), arguments.end());
   std::vector<char*> argv;
   for (std::string& part : command) argv.push_back(part.data());

@@ -24,6 +24,8 @@ struct ProcessOptions {
   std::optional<std::chrono::microseconds> killAfter;
   // Run as this user (through setpriv) when set, for a library it can't write.
   std::optional<std::string> asUser;
+  // Another program built with the tests, in place of quorvane.
+  std::optional<std::string> program;
 };
 
 // The environment of a run whose library and preferences live in `home`,
