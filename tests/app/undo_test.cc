@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
+#include <fstream>
 #include <set>
 #include <sstream>
 
@@ -169,6 +170,32 @@ TEST_F(UndoTest, EveryEditOfAProjectComesBackAndGoesAgain) {
   roundTrip(store, "label", [&] {
     store.setLabelOverride({"portfolio", "en", "label.medium", "Technique"});
   });
+}
+
+TEST_F(UndoTest, AWebCVImportAndATextOfAnotherProjectAreOneStepEach) {
+  AppStore& store = open();
+  store.setText(SaveSection::bio, "Born in Lyon.");
+  const std::string first = store.state().project.id;
+  store.createProject(named("Second"));
+  store.setText(SaveSection::bio, "Second's own.");
+  settle();
+  const std::string shared = sql(
+      "SELECT assetId FROM project_text_asset_links WHERE type = 'bio' AND projectId = '" + first +
+      "'");
+  roundTrip(store, "reused", [&] { ASSERT_TRUE(store.reuseText(TextAssetType::bio, shared)); });
+  EXPECT_EQ(store.state().snapshot.biography, "Born in Lyon.");
+  EXPECT_EQ(store.state().undo.undoName, "Use another project’s “Biography”");
+
+  std::ifstream in(QUORVANE_DOCS_DIR "/web-cv-example.json");
+  const std::string path = dir.file("cv-session.json");
+  std::ofstream(path) << in.rdbuf();
+  roundTrip(store, "web CV", [&] {
+    const auto prepared = prepareWebCVImport(store, path);
+    ASSERT_TRUE(prepared);
+    ASSERT_TRUE(applyWebCVImport(store, *prepared,
+                                 {WebCVImportChoice::replace, WebCVImportChoice::replace}));
+  });
+  EXPECT_EQ(store.state().undo.undoName, "Import from the web CV");
 }
 
 TEST_F(UndoTest, ImagesAddedOrReplacedComeBackByteForByte) {
