@@ -5,6 +5,8 @@
 #include <QCoreApplication>
 #include <QDir>
 #include <QElapsedTimer>
+#include <QMenu>
+#include <QMenuBar>
 #include <QMessageBox>
 #include <QPixmap>
 #include <QPointer>
@@ -85,6 +87,14 @@ int takeScreenshots(MainWindow& window, const QString& folder) {
       for (Screen screen : {Screen::home, Screen::works, Screen::vault, Screen::settings}) {
         window.showScreen(screen);
         shoot(QStringLiteral("%1-%2-%3").arg(screenName(screen), themeName, language));
+      }
+      {
+        // The Edit menu, naming the last work taken off the board.
+        window.showScreen(Screen::works);
+        QMenu* edit = window.menuBar()->actions().at(0)->menu();
+        edit->popup(window.mapToGlobal(QPoint(0, window.menuBar()->height())));
+        shootDialog(*edit, QStringLiteral("edit-menu-%1-%2").arg(themeName, language));
+        edit->hide();
       }
       window.showProjectTab(ProjectTab::texts);
       shoot(QStringLiteral("texts-%1-%2").arg(themeName, language));

@@ -114,6 +114,7 @@ bool AppStore::setUiLanguage(const std::optional<std::string>& language) {
                            : services_.preferences.remove(preference_key::kUiLanguage);
   state_.uiLanguage = nonEmpty(language);
   undo_->languageChanged();
+  publish();
   return written || failSettingsWrite();
 }
 

@@ -5,6 +5,8 @@
 
 #include <algorithm>
 #include <set>
+#include <string_view>
+#include <unordered_map>
 
 #include "app/store/thumbnail_room.h"
 #include "pdf/localization.h"
@@ -24,11 +26,10 @@ bool sameProjectRow(Project a, Project b) {
 // moves them from a file into the library and changes the path.
 bool sameArtwork(const Artwork* a, const Artwork* b) {
   if (a == nullptr || b == nullptr) return a == b;
+  if (a->imagePath == b->imagePath) return *a == *b;
   Artwork x = *a;
-  Artwork y = *b;
-  x.imagePath.reset();
-  y.imagePath.reset();
-  return x == y;
+  x.imagePath = b->imagePath;
+  return x == *b;
 }
 
 const Artwork* find(const ArtworksData& artworks, const std::string& id) {
@@ -36,6 +37,22 @@ const Artwork* find(const ArtworksData& artworks, const std::string& id) {
                                [&](const Artwork& a) { return a.id == id; });
   return it == artworks.images.end() ? nullptr : &*it;
 }
+
+// The artworks by id: a project of thousands is looked through once, not
+// once per work (this runs at every key typed).
+class ArtworkIndex {
+ public:
+  explicit ArtworkIndex(const ArtworksData& artworks) {
+    for (const Artwork& artwork : artworks.images) byId_.emplace(artwork.id, &artwork);
+  }
+  const Artwork* operator[](const std::string& id) const {
+    const auto it = byId_.find(id);
+    return it == byId_.end() ? nullptr : it->second;
+  }
+
+ private:
+  std::unordered_map<std::string_view, const Artwork*> byId_;
+};
 
 std::vector<std::string> idsOf(const ArtworksData& artworks) {
   std::vector<std::string> ids;
@@ -45,10 +62,12 @@ std::vector<std::string> idsOf(const ArtworksData& artworks) {
 
 // The artworks that differ between two sides of a step.
 std::set<std::string> changedArtworks(const ArtworksData& a, const ArtworksData& b) {
+  const ArtworkIndex inA(a);
+  const ArtworkIndex inB(b);
   std::set<std::string> changed;
   for (const ArtworksData* side : {&a, &b}) {
     for (const Artwork& artwork : side->images) {
-      if (!sameArtwork(find(a, artwork.id), find(b, artwork.id))) changed.insert(artwork.id);
+      if (!sameArtwork(inA[artwork.id], inB[artwork.id])) changed.insert(artwork.id);
     }
   }
   return changed;
@@ -122,8 +141,10 @@ bool stillAsExpected(const ProjectContent& current, const ProjectContent& expect
     return false;
   }
   if (idsOf(was) != idsOf(will) && idsOf(now) != idsOf(was)) return false;
+  const ArtworkIndex inNow(now);
+  const ArtworkIndex inWas(was);
   for (const std::string& id : changedArtworks(was, will)) {
-    if (!sameArtwork(find(now, id), find(was, id))) return false;
+    if (!sameArtwork(inNow[id], inWas[id])) return false;
   }
   return true;
 }
@@ -155,14 +176,16 @@ ProjectContent merged(const ProjectContent& current, const ProjectContent& expec
   const std::set<std::string> changed = changedArtworks(was, will);
   const std::vector<std::string> order =
       idsOf(was) != idsOf(will) ? idsOf(will) : idsOf(current.snapshot.artworks);
+  const ArtworkIndex inCurrent(current.snapshot.artworks);
+  const ArtworkIndex inTarget(will);
   std::vector<Artwork> images;
   for (const std::string& id : order) {
-    const Artwork* now = find(current.snapshot.artworks, id);
+    const Artwork* now = inCurrent[id];
     if (!changed.contains(id) && now != nullptr) {
       images.push_back(*now);
       continue;
     }
-    const Artwork* wanted = find(will, id);
+    const Artwork* wanted = inTarget[id];
     if (wanted == nullptr) continue;
     images.push_back(*wanted);
     const bool stored = std::find(newImages.begin(), newImages.end(), id) != newImages.end();
@@ -173,16 +196,19 @@ ProjectContent merged(const ProjectContent& current, const ProjectContent& expec
 }
 
 bool sameContent(const ProjectContent& a, const ProjectContent& b) {
-  return stillAsExpected(a, a, b) && stillAsExpected(b, b, a) &&
-         changedArtworks(a.snapshot.artworks, b.snapshot.artworks).empty() &&
-         idsOf(a.snapshot.artworks) == idsOf(b.snapshot.artworks) &&
-         sameProjectRow(a.project, b.project) && [&] {
-           for (const SaveSection section : allCases<SaveSection>()) {
-             if (!sameText(section, a.snapshot, b.snapshot)) return false;
-           }
-           return a.snapshot.artworks.unit == b.snapshot.artworks.unit &&
-                  a.snapshot.artworks.layoutMode == b.snapshot.artworks.layoutMode;
-         }();
+  const ArtworksData& x = a.snapshot.artworks;
+  const ArtworksData& y = b.snapshot.artworks;
+  if (!sameProjectRow(a.project, b.project) || x.unit != y.unit || x.layoutMode != y.layoutMode ||
+      x.images.size() != y.images.size()) {
+    return false;
+  }
+  for (const SaveSection section : allCases<SaveSection>()) {
+    if (!sameText(section, a.snapshot, b.snapshot)) return false;
+  }
+  for (std::size_t i = 0; i < x.images.size(); ++i) {
+    if (!sameArtwork(&x.images[i], &y.images[i])) return false;
+  }
+  return true;
 }
 
 std::string fileNameOf(const std::string& path) { return path.substr(path.find_last_of('/') + 1); }
@@ -240,8 +266,13 @@ void UndoRoom::record(UndoStep step) {
 }
 
 void UndoRoom::refresh() {
-  store_.state_.undo.undoName = nextName(true);
-  store_.state_.undo.redoName = nextName(false);
+  UndoMenu& menu = store_.state_.undo;
+  std::optional<std::string> undoName = nextName(true);
+  std::optional<std::string> redoName = nextName(false);
+  // Typing that goes on in one step changes nothing the menu shows.
+  if (undoName == menu.undoName && redoName == menu.redoName) return;
+  menu.undoName = std::move(undoName);
+  menu.redoName = std::move(redoName);
   store_.publish();
 }
 
@@ -378,6 +409,7 @@ bool UndoRoom::carryOut(UndoStep& step, bool undoing) {
     store_.showToast(ToastStyle::info, store_.text(undoing ? "undo.done" : "redo.done", {name}));
   }
   refresh();
+  store_.publish();  // what came back is shown even when the menu reads the same
   return done;
 }
 
