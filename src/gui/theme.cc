@@ -55,6 +55,9 @@ QPalette themePalette(bool dark) {
   palette.setColor(QPalette::Disabled, QPalette::Text, c.secondary);
   palette.setColor(QPalette::Disabled, QPalette::ButtonText, c.secondary);
   palette.setColor(QPalette::Disabled, QPalette::WindowText, c.secondary);
+  // Fusion etches disabled text with this colour under it: white on a dark
+  // menu made a disabled Redo look brighter than the Undo beside it.
+  palette.setColor(QPalette::Disabled, QPalette::Light, Qt::transparent);
   return palette;
 }
 

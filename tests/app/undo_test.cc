@@ -179,9 +179,9 @@ TEST_F(UndoTest, AWebCVImportAndATextOfAnotherProjectAreOneStepEach) {
   store.createProject(named("Second"));
   store.setText(SaveSection::bio, "Second's own.");
   settle();
-  const std::string shared = sql(
-      "SELECT assetId FROM project_text_asset_links WHERE type = 'bio' AND projectId = '" + first +
-      "'");
+  const std::string shared =
+      sql("SELECT assetId FROM project_text_asset_links WHERE type = 'bio' AND projectId = '" +
+          first + "'");
   roundTrip(store, "reused", [&] { ASSERT_TRUE(store.reuseText(TextAssetType::bio, shared)); });
   EXPECT_EQ(store.state().snapshot.biography, "Born in Lyon.");
   EXPECT_EQ(store.state().undo.undoName, "Use another project’s “Biography”");
@@ -196,6 +196,21 @@ TEST_F(UndoTest, AWebCVImportAndATextOfAnotherProjectAreOneStepEach) {
                                  {WebCVImportChoice::replace, WebCVImportChoice::replace}));
   });
   EXPECT_EQ(store.state().undo.undoName, "Import from the web CV");
+}
+
+TEST_F(UndoTest, ExportDefaultsComeBackAsTheyWereRemembered) {
+  AppStore& store = open();
+  const ExportOptions before = store.state().exportOptions;
+  ExportOptions changed = before;
+  changed.includeCV = false;
+  changed.format = PdfFormat::letter;
+  store.setExportOptions(changed);
+  EXPECT_EQ(store.state().undo.undoName, "Change the export settings");
+  ASSERT_TRUE(store.undo());
+  EXPECT_EQ(store.state().exportOptions, before);
+  ASSERT_TRUE(store.redo());
+  EXPECT_EQ(open().state().exportOptions, changed) << "the preferences say so too";
+  EXPECT_FALSE(this->store->state().undo.undoName) << "a history lasts one run";
 }
 
 TEST_F(UndoTest, ImagesAddedOrReplacedComeBackByteForByte) {
