@@ -93,6 +93,33 @@ std::uint64_t hashOf(const nlohmann::json& value) {
 
 }  // namespace
 
+TextAssetType textAssetType(SaveSection section) {
+  switch (section) {
+    case SaveSection::statement:
+      return TextAssetType::statement;
+    case SaveSection::projectStatement:
+      return TextAssetType::projectStatement;
+    case SaveSection::cv:
+      return TextAssetType::cv;
+    default:
+      return TextAssetType::bio;
+  }
+}
+
+SaveSection sectionOf(TextAssetType type) {
+  switch (type) {
+    case TextAssetType::statement:
+      return SaveSection::statement;
+    case TextAssetType::projectStatement:
+      return SaveSection::projectStatement;
+    case TextAssetType::cv:
+      return SaveSection::cv;
+    case TextAssetType::bio:
+      break;
+  }
+  return SaveSection::bio;
+}
+
 std::string_view storageSectionName(SaveSection section) {
   return section == SaveSection::projectStatement ? std::string_view("project_statement")
                                                   : rawValue(section);

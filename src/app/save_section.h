@@ -25,6 +25,11 @@ struct RawValueTable<SaveSection> {
   }};
 };
 
+// The kind of text a section holds (the artworks' section holds none: bio),
+// and the section of a kind of text.
+TextAssetType textAssetType(SaveSection section);
+SaveSection sectionOf(TextAssetType type);
+
 // The name the database gives the section ("project_statement" for the
 // project statement).
 std::string_view storageSectionName(SaveSection section);

@@ -14,6 +14,7 @@
 #include "app/text_stats.h"
 #include "gui/word_run_undo.h"
 #include "gui/words.h"
+#include "model/document_kind_words.h"
 #include "pdf/statement_pdf_renderer.h"
 
 namespace quorvane::gui {
@@ -21,28 +22,6 @@ namespace {
 
 constexpr SaveSection kSections[] = {SaveSection::bio, SaveSection::statement,
                                      SaveSection::projectStatement};
-
-const char* nameKey(SaveSection section) {
-  switch (section) {
-    case SaveSection::statement:
-      return "document.kind.statement";
-    case SaveSection::projectStatement:
-      return "document.kind.project_statement";
-    default:
-      return "document.kind.biography";
-  }
-}
-
-TextAssetType assetType(SaveSection section) {
-  switch (section) {
-    case SaveSection::statement:
-      return TextAssetType::statement;
-    case SaveSection::projectStatement:
-      return TextAssetType::projectStatement;
-    default:
-      return TextAssetType::bio;
-  }
-}
 
 // The section's text and title as the snapshot holds them.
 std::pair<const std::string&, const std::string&> textOf(const StudioSnapshot& snapshot,
@@ -138,8 +117,8 @@ void TextsPage::retranslate() {
   heading_->setText(words("desktop.texts.heading"));
   for (const SaveSection section : kSections) {
     QAbstractButton* button = choices_->button(static_cast<int>(section));
-    button->setText(words(nameKey(section)));
-    button->setAccessibleName(words(nameKey(section)));
+    button->setText(words(textKindKey(textAssetType(section))));
+    button->setAccessibleName(words(textKindKey(textAssetType(section))));
   }
   titleLabel_->setText(words("desktop.texts.title"));
   title_->setAccessibleName(words("desktop.texts.title"));
@@ -202,14 +181,14 @@ void TextsPage::updateCounts() {
 void TextsPage::reuseText(const std::string& assetId) {
   title_->clearFocus();
   text_->clearFocus();
-  store_.reuseText(assetType(section_), assetId);
+  store_.reuseText(textAssetType(section_), assetId);
   fill();
 }
 
 void TextsPage::showReuseMenu() {
   const Words words(store_);
   QMenu menu(this);
-  const auto texts = store_.reusableTexts(assetType(section_));
+  const auto texts = store_.reusableTexts(textAssetType(section_));
   for (const ReusableTextAsset& asset : texts) {
     QString preview = qstr(asset.content).simplified();
     if (preview.size() > 60) preview = preview.left(59) + QStringLiteral("…");

@@ -15,4 +15,18 @@ std::string_view projectKindKey(ProjectKind kind, std::optional<CatalogueKind> c
   return "document.kind.price_catalogue";
 }
 
+std::string_view textKindKey(TextAssetType type) {
+  switch (type) {
+    case TextAssetType::statement:
+      return "document.kind.statement";
+    case TextAssetType::projectStatement:
+      return "document.kind.project_statement";
+    case TextAssetType::cv:
+      return "document.kind.cv";
+    case TextAssetType::bio:
+      break;
+  }
+  return "document.kind.biography";
+}
+
 }  // namespace quorvane

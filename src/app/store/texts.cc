@@ -5,6 +5,7 @@
 
 #include <algorithm>
 
+#include "model/document_kind_words.h"
 #include "model/text.h"
 #include "model/text_assets.h"
 #include "pdf/localization.h"
@@ -13,17 +14,6 @@
 namespace quorvane {
 
 namespace {
-
-const char* textNameKey(SaveSection section) {
-  switch (section) {
-    case SaveSection::statement:
-      return "document.kind.statement";
-    case SaveSection::projectStatement:
-      return "document.kind.project_statement";
-    default:
-      return "document.kind.biography";
-  }
-}
 
 // What an edit of the CV did, as the Edit menu names it; typing in one
 // field of one entry is one step.
@@ -66,7 +56,7 @@ bool AppStore::setText(SaveSection section, const std::string& givenContent,
   if (givenTitle) title = cleaned(*givenTitle, TextShape::singleLine);
   StudioSnapshot& s = state_.snapshot;
   UndoRoom::Recording recording(
-      *undo_, undoStep("undo.action.edit", text(textNameKey(section)), section, {},
+      *undo_, undoStep("undo.action.edit", text(textKindKey(textAssetType(section))), section, {},
                        "text:" + std::string(rawValue(section))));
   switch (section) {
     case SaveSection::bio:
@@ -103,8 +93,9 @@ void AppStore::setCV(const CVData& given) {
 }
 
 void AppStore::setCVTitle(const std::string& title) {
-  UndoRoom::Recording recording(*undo_, undoStep("undo.action.edit", text("document.kind.cv"),
-                                                 SaveSection::cv, {}, "cv:title"));
+  UndoRoom::Recording recording(
+      *undo_, undoStep("undo.action.edit", text(textKindKey(TextAssetType::cv)), SaveSection::cv,
+                       {}, "cv:title"));
   state_.snapshot.cvTitle = cleaned(title, TextShape::singleLine);
   scheduleSave(SaveSection::cv);
 }
@@ -152,20 +143,11 @@ bool AppStore::reuseText(TextAssetType type, const std::string& assetId) {
     if (!offered) return failWithKey("app.error.no_such_text", {assetId});
     ensurePersisted();
     settleSaves();
-    UndoStep step =
-        undoStep("undo.action.reuse_text",
-                 text(type == TextAssetType::cv                 ? "document.kind.cv"
-                      : type == TextAssetType::statement        ? "document.kind.statement"
-                      : type == TextAssetType::projectStatement ? "document.kind.project_statement"
-                                                                : "document.kind.biography"));
+    UndoStep step = undoStep("undo.action.reuse_text", text(textKindKey(type)), sectionOf(type));
     step.kind = UndoKind::textReused;
     step.textType = type;
     step.assetBefore = services_.snapshots.linkedTextAsset(state_.project.id, type).value_or("");
     step.assetAfter = assetId;
-    step.section = type == TextAssetType::cv                 ? SaveSection::cv
-                   : type == TextAssetType::statement        ? SaveSection::statement
-                   : type == TextAssetType::projectStatement ? SaveSection::projectStatement
-                                                             : SaveSection::bio;
     if (!services_.snapshots.attachTextAsset(state_.project.id, type, assetId)) {
       return failWithKey("app.error.no_such_text", {assetId});
     }

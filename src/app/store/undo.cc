@@ -73,49 +73,43 @@ std::set<std::string> changedArtworks(const ArtworksData& a, const ArtworksData&
   return changed;
 }
 
-bool sameText(SaveSection section, const StudioSnapshot& a, const StudioSnapshot& b) {
+// Calls `visit` with each field of a text section (not the artworks) in
+// `a` and in `b`, pair by pair.
+template <typename A, typename B, typename Visit>
+void eachTextField(SaveSection section, A& a, B& b, Visit visit) {
   switch (section) {
     case SaveSection::bio:
-      return a.biography == b.biography && a.biographyTitle == b.biographyTitle;
+      visit(a.biography, b.biography);
+      visit(a.biographyTitle, b.biographyTitle);
+      break;
     case SaveSection::statement:
-      return a.statement == b.statement && a.statementTitle == b.statementTitle;
+      visit(a.statement, b.statement);
+      visit(a.statementTitle, b.statementTitle);
+      break;
     case SaveSection::projectStatement:
-      return a.projectStatement == b.projectStatement &&
-             a.projectStatementTitle == b.projectStatementTitle;
+      visit(a.projectStatement, b.projectStatement);
+      visit(a.projectStatementTitle, b.projectStatementTitle);
+      break;
     case SaveSection::cv:
-      return a.cv == b.cv && a.cvTitle == b.cvTitle;
+      visit(a.cv, b.cv);
+      visit(a.cvTitle, b.cvTitle);
+      break;
     case SaveSection::details:
-      return a.details == b.details;
+      visit(a.details, b.details);
+      break;
     case SaveSection::artworks:
       break;
   }
-  return true;
+}
+
+bool sameText(SaveSection section, const StudioSnapshot& a, const StudioSnapshot& b) {
+  bool same = true;
+  eachTextField(section, a, b, [&](const auto& x, const auto& y) { same = same && x == y; });
+  return same;
 }
 
 void copyText(SaveSection section, const StudioSnapshot& from, StudioSnapshot& to) {
-  switch (section) {
-    case SaveSection::bio:
-      to.biography = from.biography;
-      to.biographyTitle = from.biographyTitle;
-      break;
-    case SaveSection::statement:
-      to.statement = from.statement;
-      to.statementTitle = from.statementTitle;
-      break;
-    case SaveSection::projectStatement:
-      to.projectStatement = from.projectStatement;
-      to.projectStatementTitle = from.projectStatementTitle;
-      break;
-    case SaveSection::cv:
-      to.cv = from.cv;
-      to.cvTitle = from.cvTitle;
-      break;
-    case SaveSection::details:
-      to.details = from.details;
-      break;
-    case SaveSection::artworks:
-      break;
-  }
+  eachTextField(section, to, from, [](auto& x, const auto& y) { x = y; });
 }
 
 // True when `current` still is as `expected` wherever a step's two sides
