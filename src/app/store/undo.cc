@@ -408,14 +408,16 @@ bool UndoRoom::carryOut(UndoStep& step, bool undoing) {
 }
 
 bool UndoRoom::stale(const UndoStep& step) {
+  // Copied first: dropping the step ends it.
   const std::string name = stepName(step);
+  const std::string action = step.actionKey;
   // Whatever stood behind it built on what changed: it goes too.
   if (history.nextUndo() == &step) {
     history.dropNextUndo();
   } else {
     history.dropNextRedo();
   }
-  store_.services_.logger.log("app undo stale action=" + step.actionKey);
+  store_.services_.logger.log("app undo stale action=" + action);
   return store_.failWithKey("undo.error.changed", {name});
 }
 
