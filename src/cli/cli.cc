@@ -8,6 +8,7 @@
 #include <ostream>
 
 #include "cli/command.h"
+#include "cli/manual.h"
 #include "cli/store_session.h"
 #include "cli/terminal_stream.h"
 #include "pdf/localization.h"
@@ -114,11 +115,20 @@ int runCli(const std::vector<std::string>& args, std::ostream& rawOut, std::ostr
                "Print diagnostics (key=value lines) on standard error");
   app.add_option("--lang", context.languageOption,
                  "Print messages in this language for this run: en, fr, it, de or es")
-      ->type_name("CODE");
+      ->type_name("CODE")
+      ->check(CLI::IsMember({"en", "fr", "it", "de", "es"}));
   app.add_option("--project", context.projectOption,
                  "Work on this project (its id, from 'quorvane projects') for this run only,\n"
                  "instead of the open one")
       ->type_name("ID");
+  // What the build writes the manual page and the completion from: hidden,
+  // as no user needs them.
+  bool manual = false;
+  std::string completion;
+  app.add_flag("--manual", manual, "Print the manual page")->group("");
+  app.add_option("--completion", completion, "Print the completion script of a shell")
+      ->group("")
+      ->check(CLI::IsMember({"bash"}));
   app.fallthrough();  // so global flags may follow the command too
   app.require_subcommand(0, 1);
   for (const CommandEntry& entry : cliCommands()) {
@@ -130,6 +140,14 @@ int runCli(const std::vector<std::string>& args, std::ostream& rawOut, std::ostr
   const auto argv = argvFor(args);
   try {
     app.parse(static_cast<int>(argv.size()), argv.data());
+    if (manual) {
+      out << manualPage(app, kQuorvaneVersion, kQuorvaneReleaseDate);
+      return 0;
+    }
+    if (!completion.empty()) {
+      out << bashCompletion(app);
+      return 0;
+    }
     if (context.session) context.session->finish();
   } catch (const CLI::ParseError& e) {
     return app.exit(e, out, err);
