@@ -13,8 +13,6 @@
 namespace quorvane::gui {
 namespace {
 
-std::string dataDirectory() { return applicationSupportDirectory() + "/Quorvane"; }
-
 // The words of a start that can't be, in the interface language.
 std::string startText(std::string_view key, std::initializer_list<std::string> arguments) {
   const Preferences preferences(preferencesFilePath(), realFileSystem(), nullLogger(),
@@ -23,7 +21,7 @@ std::string startText(std::string_view key, std::initializer_list<std::string> a
 }
 
 std::unique_ptr<LibraryLock> lockLibrary(const LockWait& wait) {
-  const std::string directory = dataDirectory();
+  const std::string directory = libraryDirectory();
   const std::string path = directory + "/quorvane.lock";
   realFileSystem().createDirectories(directory);
   try {
@@ -52,6 +50,8 @@ void runEventsUntil(const std::function<bool()>& finished) {
 
 }  // namespace
 
+std::string libraryDirectory() { return applicationSupportDirectory() + "/Quorvane"; }
+
 DesktopSession::DesktopSession(QObject& mainContext, Logger& logger, const LockWait& wait)
     : logger_(logger), lock_(lockLibrary(wait)), main_(mainContext) {
   try {
@@ -78,13 +78,13 @@ DesktopSession::DesktopSession(QObject& mainContext, Logger& logger, const LockW
       std::make_unique<StoreAssembly>(storage_, StoreFace{.main = main_,
                                                           .preferences = *preferences_,
                                                           .logger = logger_,
-                                                          .libraryDirectory = dataDirectory(),
+                                                          .libraryDirectory = libraryDirectory(),
                                                           .languageOverride = std::nullopt,
                                                           .runUntil = runEventsUntil,
                                                           .drawsPagesAhead = true});
   AppStore& store = assembly_->store();
   if (!storage_.isFallback && !storage_.isWriteProtected) {
-    store.tidyAfterInterruptedRuns({dataDirectory(), preferencesDirectory()});
+    store.tidyAfterInterruptedRuns({libraryDirectory(), preferencesDirectory()});
   }
   conditions_ = std::make_unique<SystemConditionsWatch>(store, main_);
   if (!store.start()) {

@@ -26,6 +26,9 @@ class DesktopStartError : public std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
+// The folder of the library the window opens (its database, media, lock).
+std::string libraryDirectory();
+
 class DesktopSession {
  public:
   // Takes the lock, boots the library, starts the store. Throws

@@ -1,7 +1,10 @@
 // quorvane-desktop: the window over the artist's library.
-//   quorvane-desktop [--verbose] [--screenshots FOLDER]
+//   quorvane-desktop [--verbose] [FILE.quorvane]
+//   quorvane-desktop --help | --version
+//   quorvane-desktop --screenshots FOLDER   (scripts/screenshots)
 #include <unistd.h>
 #include <QApplication>
+#include <QFileInfo>
 #include <QMessageBox>
 #include <QSocketNotifier>
 #include <QTimer>
@@ -13,6 +16,7 @@
 #include "gui/main_window.h"
 #include "gui/screenshot_tour.h"
 #include "gui/theme.h"
+#include "gui/window_hand_over.h"
 #include "gui/words.h"
 #include "platform/clock.h"
 #include "quorvane_version.h"
@@ -53,17 +57,49 @@ void quitOnTerminate(QObject& context) {
   sigaction(SIGHUP, &action, nullptr);
 }
 
+constexpr const char* kUsage =
+    "Usage: quorvane-desktop [--verbose] [FILE.quorvane]\n"
+    "Opens the Quorvane window over your library of works and texts.\n"
+    "\n"
+    "  FILE.quorvane  a project backup to import (the window asks first when the\n"
+    "                 project is already in your library); when the window is\n"
+    "                 open already, it is handed the file\n"
+    "  --verbose      print diagnostics (key=value lines) on standard error\n"
+    "  --help         print this and end\n"
+    "  --version      print the version and end\n"
+    "\n"
+    "The command line, 'quorvane', works on the same library: see 'quorvane --help'\n"
+    "and 'man quorvane'.\n";
+
 }  // namespace
 
 int main(int argc, char** argv) {
   bool verbose = false;
   QString screenshots;  // a picture of each screen, then quit
+  QStringList files;    // backups to import
+  // Read before the application exists: --help and --version need no display.
   for (int i = 1; i < argc; ++i) {
+    if (std::strcmp(argv[i], "--help") == 0 || std::strcmp(argv[i], "-h") == 0) {
+      std::cout << kUsage;
+      return 0;
+    }
+    if (std::strcmp(argv[i], "--version") == 0) {
+      std::cout << "quorvane-desktop " << kQuorvaneVersion << '\n';
+      return 0;
+    }
     verbose = verbose || std::strcmp(argv[i], "--verbose") == 0;
-    if (std::strcmp(argv[i], "--screenshots") == 0 && i + 1 < argc)
+    if (std::strcmp(argv[i], "--screenshots") == 0 && i + 1 < argc) {
       screenshots = QString::fromLocal8Bit(argv[++i]);
+    } else if (argv[i][0] != '-') {
+      files << QFileInfo(QString::fromLocal8Bit(argv[i])).absoluteFilePath();
+    }
   }
   QApplication application(argc, argv);
+  // A window already open over this library takes the files (or just comes
+  // to the front): one window per library.
+  const QString handOver =
+      quorvane::gui::WindowHandOver::socketName(quorvane::gui::libraryDirectory());
+  if (screenshots.isEmpty() && quorvane::gui::WindowHandOver::handTo(handOver, files)) return 0;
   QApplication::setApplicationName(QStringLiteral("Quorvane"));
   QApplication::setApplicationVersion(QString::fromLatin1(kQuorvaneVersion));
   QApplication::setDesktopFileName(QStringLiteral("app.quorvane.Quorvane"));
@@ -98,6 +134,18 @@ int main(int argc, char** argv) {
     quorvane::gui::MainWindow window(
         quorvane::gui::DesktopContext{store, session->preferences(), quorvane::systemClock()});
     window.show();
+    // Launches after this one hand their files here.
+    const auto importFiles = [&window](const QStringList& given) {
+      window.showNormal();
+      window.raise();
+      window.activateWindow();
+      // One import at a time: the first backup given.
+      if (!given.isEmpty()) window.importBackup(given.front());
+    };
+    quorvane::gui::WindowHandOver listener(handOver, importFiles);
+    if (!files.isEmpty()) {
+      QTimer::singleShot(0, &window, [importFiles, files] { importFiles(files); });
+    }
     for (const std::string& notice : session->notices()) {
       QTimer::singleShot(0, &window, [&window, notice] {
         QMessageBox::information(&window, QStringLiteral("Quorvane"), quorvane::gui::qstr(notice));
