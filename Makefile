@@ -2,7 +2,7 @@
 # installs only what is missing), so a fresh machine needs nothing but `make test`.
 PREFIX ?= /usr/local
 
-.PHONY: deps build test demo bench asan crash install fuzz format clean app screenshots
+.PHONY: deps build test demo bench asan crash install fuzz format clean app screenshots package
 
 deps:
 	@scripts/install-deps
@@ -51,6 +51,19 @@ screenshots: build
 
 install: build
 	cmake --install build/release --prefix "$(PREFIX)"
+
+# The Debian package, build/quorvane_<version>_amd64.deb, built with Debian's
+# hardening flags and checked by lintian (packaging/README.md).
+package: deps
+	@scripts/install-deps package
+	CXXFLAGS="$$(dpkg-buildflags --get CXXFLAGS) $$(dpkg-buildflags --get CPPFLAGS)" \
+	  LDFLAGS="$$(dpkg-buildflags --get LDFLAGS)" \
+	  cmake -S . -B build/package -G Ninja -DCMAKE_BUILD_TYPE=None -DCMAKE_INSTALL_PREFIX=/usr \
+	    -DQUORVANE_BUILD_TESTS=OFF -DQUORVANE_WERROR=ON
+	cmake --build build/package
+	cd build/package && cpack
+	cp build/package/package/quorvane_*_amd64.deb build/
+	lintian --info build/quorvane_*_amd64.deb
 
 format:
 	@scripts/install-deps format
