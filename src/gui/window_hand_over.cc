@@ -23,10 +23,15 @@ QString WindowHandOver::socketName(const std::string& libraryDirectory) {
                               .toHex()
                               .left(16);
   const std::string runtime = runtimeDirectory();
-  // Without a runtime folder, Qt's own place (the temporary folder), which
-  // the socket's user-only permission keeps to this user.
   const QString name = QStringLiteral("quorvane-window-") + QString::fromLatin1(hash);
-  return runtime.empty() ? name : QDir(QString::fromStdString(runtime)).filePath(name);
+  if (!runtime.empty()) return QDir(QString::fromStdString(runtime)).filePath(name);
+  // Without a runtime folder, the library's own (another user could take a
+  // name in the shared temporary folder first), unless its path is too long
+  // for a socket; then Qt's place, which the socket's permission keeps to
+  // this user.
+  const QString inLibrary =
+      QDir(QString::fromStdString(libraryDirectory)).filePath(QStringLiteral("window.socket"));
+  return inLibrary.toLocal8Bit().size() < 100 ? inLibrary : name;
 }
 
 bool WindowHandOver::handTo(const QString& name, const QStringList& files, int timeoutMs) {
