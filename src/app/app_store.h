@@ -144,6 +144,9 @@ class AppStore {
   // `artworkIds` must name every artwork of the project exactly once.
   bool reorderArtworks(const std::vector<std::string>& artworkIds);
   bool removeArtwork(const std::string& artworkId);
+  // Removes several works at once: one step for undo. Stops at the first
+  // that is not in the project (an error toast); how many were removed.
+  std::size_t removeArtworks(const std::vector<std::string>& artworkIds);
   // The works of the library the open project does not show, read on the
   // save queue after the pending saves.
   void vaultInBackground(std::function<void(std::vector<ReusableArtworkAsset>)> done);

@@ -420,9 +420,7 @@ void WorksBoard::removeSelected() {
     message = words.format("desktop.works.remove.confirm_many", {std::to_string(ids.size())});
   }
   if (!ask(message, words("desktop.works.remove.action"))) return;
-  for (const std::string& id : ids) {
-    if (!store_.removeArtwork(id)) break;
-  }
+  store_.removeArtworks(ids);
 }
 
 void WorksBoard::moveSelected(int offset) {

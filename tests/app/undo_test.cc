@@ -144,6 +144,8 @@ TEST_F(UndoTest, EveryEditOfAProjectComesBackAndGoesAgain) {
   roundTrip(store, "remove", [&] { store.removeArtwork(ids[1]); });
   store.removeArtwork(ids[2]);
   roundTrip(store, "vault", [&] { store.addFromVault(std::vector<std::string>{ids[2]}); });
+  roundTrip(store, "remove several", [&] { store.removeArtworks({ids[0], ids[2]}); });
+  EXPECT_EQ(store.state().undo.undoName, "Remove 2 works") << "one step for the selection";
   roundTrip(store, "texts", [&] { store.setText(SaveSection::bio, "Born by the sea.", "About"); });
   roundTrip(store, "CV entry", [&] {
     CVData cv = store.state().snapshot.cv;

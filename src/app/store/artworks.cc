@@ -108,6 +108,23 @@ bool AppStore::removeArtwork(const std::string& artworkId) {
   return true;
 }
 
+std::size_t AppStore::removeArtworks(const std::vector<std::string>& artworkIds) {
+  const Artwork* first = artworkIds.empty() ? nullptr : artwork(artworkIds.front());
+  UndoRoom::Recording recording(
+      *undo_,
+      artworkIds.size() == 1
+          ? undoStep("undo.action.remove", first ? first->title : std::string(),
+                     SaveSection::artworks, artworkIds.front())
+          : undoStep("undo.action.remove_several", std::to_string(artworkIds.size()),
+                     SaveSection::artworks, first ? std::optional(first->id) : std::nullopt));
+  std::size_t removed = 0;
+  for (const std::string& id : artworkIds) {
+    if (!removeArtwork(id)) break;
+    ++removed;
+  }
+  return removed;
+}
+
 namespace {
 
 // `read` on the save queue, so that it reads what the saves before it
