@@ -195,7 +195,12 @@ bool SavePipeline::saveNow(SaveSection section, const Project& project,
 
 bool SavePipeline::saveWholeNow(const Project& project, const StudioSnapshot& snapshot,
                                 const std::vector<std::string>& forgotten) {
-  for (auto& [section, pending] : pending_) pending.workItem.cancel();
+  // What waited is written by this save; should it fail, it waits again.
+  std::vector<std::pair<SaveSection, PendingSave>> waiting;
+  for (auto& [section, pending] : pending_) {
+    pending.workItem.cancel();
+    waiting.emplace_back(section, std::move(pending));
+  }
   pending_.clear();
   updateWaiting();
   std::vector<Write> writes;
@@ -223,6 +228,11 @@ bool SavePipeline::saveWholeNow(const Project& project, const StudioSnapshot& sn
       endSaving();  // one failure, told once
     } else {
       finish(writes[i], outcome, saved, error);
+    }
+  }
+  if (outcome == Outcome::failed) {
+    for (const auto& [section, pending] : waiting) {
+      scheduleSave(section, pending.project, pending.snapshot);
     }
   }
   return outcome == Outcome::written;

@@ -37,6 +37,10 @@ void UndoHistory::undone() {
   undone_.push_back(std::move(done_.back()));
   done_.pop_back();
   mayCoalesce_ = false;  // whatever is typed next starts a step of its own
+  // Taken back, it may keep what it put aside: the oldest steps behind go
+  // first, then those furthest to redo.
+  bound();
+  while (undone_.size() > 1 && keptBytes() > kMaxKeptBytes) undone_.erase(undone_.begin());
 }
 
 void UndoHistory::redone() {
@@ -44,6 +48,7 @@ void UndoHistory::redone() {
   done_.push_back(std::move(undone_.back()));
   undone_.pop_back();
   mayCoalesce_ = false;
+  bound();  // the step may keep other files now
 }
 
 void UndoHistory::clear() {

@@ -10,6 +10,7 @@
 #include <QTimer>
 #include <csignal>
 #include <cstring>
+#include <functional>
 #include <iostream>
 
 #include "gui/desktop_session.h"
@@ -135,12 +136,20 @@ int main(int argc, char** argv) {
         quorvane::gui::DesktopContext{store, session->preferences(), quorvane::systemClock()});
     window.show();
     // Launches after this one hand their files here.
-    const auto importFiles = [&window](const QStringList& given) {
+    std::function<void(const QStringList&)> importFiles;
+    importFiles = [&window, &importFiles](const QStringList& given) {
       window.showNormal();
       window.raise();
       window.activateWindow();
+      if (given.isEmpty()) return;
+      // Not in the middle of a question or of another import: the file
+      // waits its turn.
+      if (QApplication::activeModalWidget() != nullptr || window.isBackupRunning()) {
+        QTimer::singleShot(500, &window, [&importFiles, given] { importFiles(given); });
+        return;
+      }
       // One import at a time: the first backup given.
-      if (!given.isEmpty()) window.importBackup(given.front());
+      window.importBackup(given.front());
     };
     quorvane::gui::WindowHandOver listener(handOver, importFiles);
     if (!files.isEmpty()) {

@@ -6,6 +6,7 @@
 #include <QLocalServer>
 #include <QLocalSocket>
 #include <QTimer>
+#include <QUrl>
 
 #include "platform/paths.h"
 
@@ -39,7 +40,8 @@ bool WindowHandOver::handTo(const QString& name, const QStringList& files, int t
   socket.connectToServer(name);
   if (!socket.waitForConnected(timeoutMs)) return false;
   QByteArray message;
-  for (const QString& file : files) message += file.toUtf8() + '\n';
+  // Percent-encoded: a file name may hold a line break.
+  for (const QString& file : files) message += QUrl::toPercentEncoding(file) + '\n';
   message += '\n';
   socket.write(message);
   if (!socket.waitForBytesWritten(timeoutMs)) return false;
@@ -67,7 +69,7 @@ WindowHandOver::WindowHandOver(const QString& name,
         if (!all.endsWith("\n\n") && all != "\n") return;  // the rest is on its way
         QStringList files;
         for (const QByteArray& line : socket->readAll().split('\n')) {
-          if (!line.isEmpty()) files << QString::fromUtf8(line);
+          if (!line.isEmpty()) files << QString::fromUtf8(QByteArray::fromPercentEncoding(line));
         }
         socket->write("ok\n");
         socket->flush();

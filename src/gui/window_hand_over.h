@@ -5,8 +5,8 @@
 //
 // The open window listens on a local socket named after the library's
 // folder, in the user's runtime folder (readable by the user alone). A
-// launch sends one absolute path per line, then an empty line, and waits
-// for "ok".
+// launch sends one absolute path per line, percent-encoded, then an empty
+// line, and waits for "ok".
 #pragma once
 
 #include <QObject>

@@ -345,6 +345,41 @@ TEST_F(UndoTest, AnUndoOpensTheProjectOfItsStepAndPutsTheWorkBackAtItsPlace) {
   EXPECT_EQ(store.state().undo.shownSection, SaveSection::artworks);
 }
 
+TEST_F(UndoTest, AnAddedImageAnotherProjectShowsKeepsItsFilesWhenTheAddIsUndone) {
+  AppStore& store = open();
+  const std::string id = *addImages(store, {writeImage("Tide.png", 40, 30)}).at(0).artworkId;
+  main.advanceBy(2s);
+  ASSERT_TRUE(store.duplicateProject());  // the copy shows the work too
+  settle();
+  ASSERT_TRUE(store.undo());  // the copy goes among the deleted projects
+  ASSERT_TRUE(store.undo());  // the add, in the original
+  settle();
+  EXPECT_TRUE(store.state().snapshot.artworks.images.empty());
+  EXPECT_TRUE(repository->artworkIds().contains(id)) << "the deleted copy still shows it";
+  EXPECT_TRUE(std::filesystem::exists(media.pathOf(id + "_orig.png")));
+  store.quit();  // what the history kept goes with it
+  EXPECT_TRUE(std::filesystem::exists(media.pathOf(id + "_orig.png")));
+  ASSERT_TRUE(store.redo());
+  EXPECT_EQ(store.state().snapshot.artworks.images.at(0).id, id);
+}
+
+TEST_F(UndoTest, AnUndoTheLibraryCannotSaveKeepsTheEditsWaitingToBeWritten) {
+  AppStore& store = open();
+  const auto ids = addWorks(store, {"Tide I"});
+  main.advanceBy(2s);
+  store.removeArtwork(ids[0]);
+  store.setText(SaveSection::bio, "Typed just now.");  // still in its debounce
+  saves->failing = true;
+  EXPECT_FALSE(store.undo());
+  EXPECT_TRUE(store.state().snapshot.artworks.images.empty()) << "the project as it was";
+  saves->failing = false;
+  settle();
+  EXPECT_EQ(sql("SELECT a.content FROM text_assets a JOIN project_text_asset_links l ON "
+                "l.assetId = a.id WHERE l.type = 'bio'"),
+            "Typed just now.");
+  EXPECT_TRUE(store.undo()) << "and the step can be tried again";
+}
+
 TEST_F(UndoTest, AKilledRunsKeptImagesAreRemovedByTheNextStart) {
   const std::string left = dir.file("media") + "/" + std::string(kUndoHoldingPrefix) + "run";
   std::filesystem::create_directories(left + "/step");

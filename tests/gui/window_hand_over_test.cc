@@ -39,7 +39,7 @@ TEST(WindowHandOverTest, ALaunchHandsItsFilesToTheOpenWindowOrFindsNone) {
   ASSERT_TRUE(window.isListening());
 
   const QStringList files{QStringLiteral("/home/zoë/Tides 2026.quorvane"),
-                          QStringLiteral("/tmp/b.quorvane")};
+                          QStringLiteral("/tmp/two\nlines%41.quorvane")};
   EXPECT_TRUE(launchWith(name, files));
   EXPECT_TRUE(launchWith(name, {})) << "a launch without files brings the window forward";
   ASSERT_EQ(received.size(), 2u);

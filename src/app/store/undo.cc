@@ -388,7 +388,10 @@ bool UndoRoom::carryOut(UndoStep& step, bool undoing) {
   }
   carryingOut_ = false;
   if (done) {
+    // Everything read from the step first: moving it to the other side
+    // ends this reference.
     const std::string name = stepName(step);
+    const std::string action = step.actionKey;
     UndoMenu& menu = store_.state_.undo;
     ++menu.carriedOut;
     menu.shownSection = step.section;
@@ -399,7 +402,7 @@ bool UndoRoom::carryOut(UndoStep& step, bool undoing) {
       history.redone();
     }
     store_.services_.logger.log(std::string("app ") + (undoing ? "undo" : "redo") +
-                                " action=" + step.actionKey);
+                                " action=" + action);
     store_.showToast(ToastStyle::info, store_.text(undoing ? "undo.done" : "redo.done", {name}));
   }
   refresh();
@@ -454,7 +457,12 @@ bool UndoRoom::writeContent(const ProjectContent& target, const ProjectContent& 
       find(state.snapshot.artworks, *state.worksInspectorArtworkID) == nullptr) {
     state.worksInspectorArtworkID.reset();
   }
-  store_.reloadSummaries();
+  try {
+    store_.reloadSummaries();
+  } catch (const std::exception& error) {
+    // The undo is written; only the list of projects is behind.
+    store_.services_.logger.log(std::string("app undo summaries error=") + error.what());
+  }
   return true;
 }
 
@@ -473,8 +481,11 @@ bool UndoRoom::takeBackImage(UndoStep& step) {
     return stale(step);
   }
   if (!writeContent(*step.before, *step.after, {id})) return false;
-  // Its files leave the media folder for the way back.
+  // Another project may show the work too (a copy made since, kept among
+  // the deleted projects): then the library keeps it, and its files.
   FilesMediaStore& media = store_.services_.media;
+  if (store_.services_.snapshots.artworkIds().contains(id)) return true;
+  // Its files leave the media folder for the way back.
   try {
     const std::string folder = newHoldingFolder();
     std::int64_t bytes = 0;
@@ -494,10 +505,15 @@ bool UndoRoom::takeBackImage(UndoStep& step) {
 
 bool UndoRoom::bringBackImage(UndoStep& step) {
   const std::string& id = *step.artworkId;
-  if (!step.keptAfter || !openProject(step.projectId) ||
-      !stillAsExpected(*content(), *step.before, *step.after)) {
+  if (!openProject(step.projectId) || !stillAsExpected(*content(), *step.before, *step.after)) {
     return stale(step);
   }
+  // Still in the library (another project kept it): only the project
+  // shows it again.
+  if (store_.services_.snapshots.artworkIds().contains(id)) {
+    return writeContent(*step.after, *step.before);
+  }
+  if (!step.keptAfter) return stale(step);
   FilesMediaStore& media = store_.services_.media;
   FileSystem& files = media.files();
   const std::string folder = step.keptAfter->folder();
