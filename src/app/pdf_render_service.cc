@@ -82,12 +82,13 @@ std::string cacheKey(const RenderRequest& request, const Project& project,
 
 PdfRenderService::PdfRenderService(LabelOverrideRepository& labels, SnapshotRepository& snapshots,
                                    FilesMediaStore& media, const ImageOptimizer& optimizer,
-                                   Logger& logger)
+                                   Logger& logger, PreparedImageCache* preparedImages)
     : labels_(labels),
       snapshots_(snapshots),
       media_(media),
       optimizer_(optimizer),
-      logger_(logger) {}
+      logger_(logger),
+      preparedImages_(preparedImages) {}
 
 std::optional<std::vector<std::uint8_t>> PdfRenderService::imageData(const Artwork& artwork) {
   // Only the original the library recorded: a link put in its place is not
@@ -98,6 +99,11 @@ std::optional<std::vector<std::uint8_t>> PdfRenderService::imageData(const Artwo
       return bytes;
     }
   }
+  return fallbackImageData(artwork);
+}
+
+std::optional<std::vector<std::uint8_t>> PdfRenderService::fallbackImageData(
+    const Artwork& artwork) {
   if (artwork.imagePath && !artwork.imagePath->starts_with(kSqliteMediaScheme)) {
     if (auto bytes = media_.readFile(*artwork.imagePath)) return bytes;
   }
@@ -106,6 +112,20 @@ std::optional<std::vector<std::uint8_t>> PdfRenderService::imageData(const Artwo
   } catch (const std::exception&) {
     return std::nullopt;
   }
+}
+
+std::optional<PreparedPdfImage> PdfRenderService::preparedImage(
+    const Artwork& artwork, const ImagePreparationPolicy& policy) {
+  for (const std::string& original : media_.originalFiles(artwork.id)) {
+    if (auto image = preparedImages_->preparedFrom(artwork.id, original, policy, [&] {
+          return readSoundOriginal(media_.files(), optimizer_, artwork, original);
+        })) {
+      return image;
+    }
+  }
+  std::optional<Bytes> bytes = fallbackImageData(artwork);
+  if (!bytes) return std::nullopt;
+  return preparePdfImage(optimizer_, std::move(*bytes), policy);
 }
 
 std::optional<std::vector<std::uint8_t>> PdfRenderService::webImageData(const Artwork& artwork) {
@@ -222,19 +242,28 @@ PdfRenderResult PdfRenderService::draw(const RenderRequest& request, const Proje
                       [&](const Artwork& a) { return a.id != *request.artworkId; });
       }
       const bool onScreen = images == RenderImages::forScreen;
-      const PortfolioPdfRenderer renderer(
+      const std::optional<ImagePreparationPolicy> policy =
+          onScreen ? std::nullopt : imagePreparationPolicy(options.imageQuality);
+      PortfolioPdfRenderer renderer(
           style, labels,
           [this, onScreen](const Artwork& artwork) {
             return onScreen ? webImageData(artwork) : imageData(artwork);
           },
-          optimizer_, onScreen ? std::nullopt : imagePreparationPolicy(options.imageQuality));
-      return renderer.render(project, content, options, request.kind == RenderKind::portfolio, sink,
-                             progress, properties);
-      break;
+          optimizer_, policy);
+      if (policy && preparedImages_ != nullptr) {
+        renderer.takePageImagesFrom(
+            [this, &policy](const Artwork& artwork) { return preparedImage(artwork, *policy); });
+      }
+      PdfRenderResult drawn =
+          renderer.render(project, content, options, request.kind == RenderKind::portfolio, sink,
+                          progress, properties);
+      if (policy && preparedImages_ != nullptr) preparedImages_->trim();
+      return drawn;
     }
   }
   // The small documents are made in memory, then handed on.
-  if (sink && !sink.write(result.data)) throw std::runtime_error("the document could not be written");
+  if (sink && !sink.write(result.data))
+    throw std::runtime_error("the document could not be written");
   if (sink) result.data.clear();
   return result;
 }

@@ -5,7 +5,9 @@
 // library's web derivative when the original is missing).
 //
 // The last eight results are kept: asking again for a document whose
-// content, options and labels have not changed costs nothing. Safe to use
+// content, options and labels have not changed costs nothing. Given a
+// cache of prepared images, a web-quality file reuses each work's image
+// prepared for an earlier export while its original is the same file. Safe to use
 // from one thread at a time per call; the cache is guarded.
 #pragma once
 
@@ -17,6 +19,7 @@
 #include <optional>
 #include <string>
 
+#include "app/prepared_image_cache.h"
 #include "images/image_optimizer.h"
 #include "model/raw_value.h"
 #include "model/records.h"
@@ -74,7 +77,7 @@ class PdfRenderService {
 
   PdfRenderService(LabelOverrideRepository& labels, SnapshotRepository& snapshots,
                    FilesMediaStore& media, const ImageOptimizer& optimizer,
-                   Logger& logger = nullLogger());
+                   Logger& logger = nullLogger(), PreparedImageCache* preparedImages = nullptr);
 
   // The document, in `options.exportLocale` (the project's language when
   // empty). Throws when the library can't be read.
@@ -103,8 +106,18 @@ class PdfRenderService {
   // Forgets the rendered documents kept for reuse (memory is short).
   void clearCache();
 
+  // The prepared images kept for web-quality files, if any.
+  PreparedImageCache* preparedImages() { return preparedImages_; }
+
  private:
   std::optional<std::vector<std::uint8_t>> imageData(const Artwork& artwork);
+  // When the library holds no sound original: the file the work names, or
+  // the image bytes stored with it.
+  std::optional<std::vector<std::uint8_t>> fallbackImageData(const Artwork& artwork);
+  // A work's page image for a file prepared by `policy`: kept from an
+  // earlier export of the same original, else prepared and kept.
+  std::optional<PreparedPdfImage> preparedImage(const Artwork& artwork,
+                                                const ImagePreparationPolicy& policy);
   // The web derivative, else whatever `imageData` finds.
   std::optional<std::vector<std::uint8_t>> webImageData(const Artwork& artwork);
   PdfRenderResult draw(const RenderRequest& request, const Project& project,
@@ -116,6 +129,7 @@ class PdfRenderService {
   FilesMediaStore& media_;
   const ImageOptimizer& optimizer_;
   Logger& logger_;
+  PreparedImageCache* preparedImages_;
   std::mutex mutex_;
   std::list<std::pair<std::string, PdfRenderResult>> cache_;  // most recent first
   std::size_t hits_ = 0;

@@ -8,9 +8,13 @@
 namespace quorvane {
 
 StoreAssembly::StoreAssembly(BootedStorage& storage, StoreFace face)
-    : transfer_(TransferLimits{}, face.logger) {
-  renderer_ = std::make_unique<PdfRenderService>(*storage.repository, *storage.repository,
-                                                 *storage.media, optimizer_, face.logger);
+    : preparedImages_(storage.media->files(), optimizer_,
+                      preparedImagesDirectory(face.libraryDirectory),
+                      PreparedImageCache::kDefaultCapacity, face.logger),
+      transfer_(TransferLimits{}, face.logger) {
+  renderer_ =
+      std::make_unique<PdfRenderService>(*storage.repository, *storage.repository, *storage.media,
+                                         optimizer_, face.logger, &preparedImages_);
   webCV_ = std::make_unique<SQLiteWebCVRepository>(*storage.repository);
   if (face.drawsPagesAhead) {
     thumbnailQueue_ =

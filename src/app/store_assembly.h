@@ -11,6 +11,7 @@
 #include <string>
 
 #include "app/app_store.h"
+#include "app/prepared_image_cache.h"
 #include "images/image_optimizer.h"
 #include "packages/transfer_service.h"
 #include "platform/executor.h"
@@ -54,6 +55,7 @@ class StoreAssembly {
 
  private:
   ImageOptimizer optimizer_;
+  PreparedImageCache preparedImages_;
   std::unique_ptr<PdfRenderService> renderer_;
   QuorvaneTransferService transfer_;
   std::unique_ptr<SQLiteWebCVRepository> webCV_;

@@ -91,6 +91,14 @@ PortfolioPdfRenderer::PortfolioPdfRenderer(PDFStyle style, PdfStrings labels,
       policy_(policy),
       metaTopGap_(metaTopGap) {}
 
+std::optional<PreparedPdfImage> PortfolioPdfRenderer::pageImage(const Artwork& artwork) const {
+  if (pageImageForArtwork_) return pageImageForArtwork_(artwork);
+  std::optional<std::vector<std::uint8_t>> bytes =
+      imageDataForArtwork_ ? imageDataForArtwork_(artwork) : std::nullopt;
+  if (!bytes) return std::nullopt;
+  return preparePdfImage(optimizer_, std::move(*bytes), policy_);
+}
+
 std::string PortfolioPdfRenderer::outlineTitle(const Project& project, const Artwork& artwork,
                                                int number) const {
   std::string title = trimmedWhitespaceAndNewlines(artwork.title);
@@ -192,13 +200,8 @@ class PortfolioPdfRenderer::ImageFeed {
  private:
   void launch(std::size_t index) {
     pending_.emplace(index, std::async(std::launch::async, [this, index] {
-                       const Artwork& artwork = artworks_[index];
-                       auto bytes = renderer_.imageDataForArtwork_
-                                        ? renderer_.imageDataForArtwork_(artwork)
-                                        : std::nullopt;
-                       if (!bytes) return std::optional<PreparedPdfImage>();
-                       std::optional<PreparedPdfImage> image = preparePdfImage(
-                           renderer_.optimizer_, std::move(*bytes), renderer_.policy_);
+                       std::optional<PreparedPdfImage> image =
+                           renderer_.pageImage(artworks_[index]);
                        // Each worker thread allocates from a malloc arena of its own;
                        // hand the decoder's freed buffers back, or they pile up across
                        // the arenas of many threads.
@@ -254,8 +257,8 @@ void PortfolioPdfRenderer::drawCover(PdfCanvas& canvas, const Project& project,
 
   const double nameAdvance = nameStyle.size * 1.15;
   const double titleAdvance = titleStyle.size * 1.35;
-  const double blockHeight = static_cast<double>(nameLines.size()) * nameAdvance +
-                             nameStyle.size + static_cast<double>(titleLines.size()) * titleAdvance +
+  const double blockHeight = static_cast<double>(nameLines.size()) * nameAdvance + nameStyle.size +
+                             static_cast<double>(titleLines.size()) * titleAdvance +
                              (footer.empty() ? 0 : smallStyle.size * 2);
   double y = height * 0.38;
 
@@ -301,9 +304,8 @@ void PortfolioPdfRenderer::drawCover(PdfCanvas& canvas, const Project& project,
   if (placed) {
     // Read after the names, as the work it is.
     const Artwork& work = snapshot.artworks.images.front();
-    canvas.beginFigure(joinedNonEmpty({trimmedWhitespaceAndNewlines(work.title),
-                                       trimmedWhitespaceAndNewlines(work.year)},
-                                      ", "));
+    canvas.beginFigure(joinedNonEmpty(
+        {trimmedWhitespaceAndNewlines(work.title), trimmedWhitespaceAndNewlines(work.year)}, ", "));
     canvas.drawJpeg(image->jpeg, image->preparedPixelWidth, image->preparedPixelHeight, left,
                     style_.margin, placed->width, placed->height, image->colour, work.id);
     canvas.endStructure();
@@ -703,8 +705,8 @@ void PortfolioPdfRenderer::drawArtworkPage(PdfCanvas& canvas, const Project& pro
   std::optional<PreparedPdfImage> image;
   if (std::optional<std::vector<std::uint8_t>> bytes = imageDataForArtwork_(artwork)) {
     if (const std::optional<PixelSize> size = optimizer_.pixelSize(*bytes)) {
-      image = PreparedPdfImage{std::move(*bytes), std::nullopt, 0, size->width, size->height,
-                               JpegColour{}};
+      image = PreparedPdfImage{std::move(*bytes), std::nullopt, 0,
+                               size->width,       size->height, JpegColour{}};
     }
   }
   drawArtwork(canvas, project, snapshot, artwork, number, image ? &*image : nullptr);

@@ -62,6 +62,13 @@ class PortfolioPdfRenderer {
                        std::optional<ImagePreparationPolicy> imagePreparationPolicy,
                        double metaTopGap = 8);
 
+  // Where the images of the artwork pages come from, in place of reading
+  // each work's bytes and preparing them here: how the app store reuses
+  // images prepared for an earlier export. Called from several threads at
+  // once; nothing means the page goes without its image.
+  using PageImage = std::function<std::optional<PreparedPdfImage>(const Artwork&)>;
+  void takePageImagesFrom(PageImage source) { pageImageForArtwork_ = std::move(source); }
+
   // Without the outer pages only the artwork pages are drawn (no cover,
   // contents, texts, CV or contact page): a preview of those pages.
   // With a sink the PDF is written there as it is made (the result then
@@ -132,7 +139,12 @@ class PortfolioPdfRenderer {
 
   PDFStyle style_;
   PdfStrings labels_;
+  // The image of one artwork page: from `pageImageForArtwork_` when given,
+  // else its bytes prepared by the policy.
+  std::optional<PreparedPdfImage> pageImage(const Artwork& artwork) const;
+
   ImageData imageDataForArtwork_;
+  PageImage pageImageForArtwork_;
   const ImageOptimizer& optimizer_;
   std::optional<ImagePreparationPolicy> policy_;
   double metaTopGap_;

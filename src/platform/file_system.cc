@@ -209,6 +209,17 @@ Date RealFileSystem::modificationTime(const std::string& path) {
                               info.st_mtim.tv_nsec / 1'000'000);
 }
 
+std::optional<FileStamp> RealFileSystem::regularFileStamp(const std::string& path) {
+  struct stat info {};
+  if (::lstat(path.c_str(), &info) != 0 || !S_ISREG(info.st_mode)) return std::nullopt;
+  const auto nanoseconds = [](const timespec& time) {
+    return static_cast<std::int64_t>(time.tv_sec) * 1'000'000'000 + time.tv_nsec;
+  };
+  return FileStamp{static_cast<std::uint64_t>(info.st_dev), static_cast<std::uint64_t>(info.st_ino),
+                   static_cast<std::uint64_t>(info.st_size), nanoseconds(info.st_mtim),
+                   nanoseconds(info.st_ctim)};
+}
+
 FileSystem& realFileSystem() {
   static RealFileSystem fileSystem;
   return fileSystem;

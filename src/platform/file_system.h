@@ -6,6 +6,7 @@
 #include <cerrno>
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <span>
 #include <string>
 #include <system_error>
@@ -17,6 +18,20 @@
 namespace quorvane {
 
 using Bytes = std::vector<std::uint8_t>;
+
+// One version of a file, told apart without reading it: where it lives
+// (device and inode), its size, when its content was last written and when
+// the file last changed at all (which no one but the kernel can set). A file
+// written again, or another put in its place, has another stamp.
+struct FileStamp {
+  std::uint64_t device = 0;
+  std::uint64_t inode = 0;
+  std::uint64_t size = 0;
+  std::int64_t modifiedNanoseconds = 0;
+  std::int64_t changedNanoseconds = 0;
+
+  bool operator==(const FileStamp&) const = default;
+};
 
 // A file open for reading from its start; closed when destroyed.
 class FileReader {
@@ -98,6 +113,9 @@ class FileSystem {
 
   // When the file at `path` was last written.
   virtual Date modificationTime(const std::string& path) = 0;
+  // The stamp of the regular file at `path` itself; nothing when nothing is
+  // there, or a symbolic link, a folder or a FIFO is.
+  virtual std::optional<FileStamp> regularFileStamp(const std::string& path) = 0;
   // A new file that becomes `path` when committed (AtomicFile).
   virtual std::unique_ptr<FileWriter> createAtomically(const std::string& path) = 0;
   // The bytes free for this user on the file system holding `path`.
@@ -135,6 +153,9 @@ class ForwardingFileSystem : public FileSystem {
   }
   bool isWritable(const std::string& path) override { return target_.isWritable(path); }
   Date modificationTime(const std::string& path) override { return target_.modificationTime(path); }
+  std::optional<FileStamp> regularFileStamp(const std::string& path) override {
+    return target_.regularFileStamp(path);
+  }
   std::unique_ptr<FileWriter> createAtomically(const std::string& path) override {
     return target_.createAtomically(path);
   }
@@ -168,6 +189,7 @@ class RealFileSystem final : public FileSystem {
   std::unique_ptr<FileReader> openRegularFile(const std::string& path) override;
   bool isWritable(const std::string& path) override;
   Date modificationTime(const std::string& path) override;
+  std::optional<FileStamp> regularFileStamp(const std::string& path) override;
   std::unique_ptr<FileWriter> createAtomically(const std::string& path) override;
   std::uint64_t availableBytes(const std::string& path) override;
 };

@@ -36,6 +36,11 @@ std::string preferencesDirectory() {
   return (config != nullptr ? std::string(config) : homeDirectory() + "/.config") + "/Quorvane";
 }
 
+std::string cacheDirectory() {
+  const char* cache = variable("XDG_CACHE_HOME");
+  return (cache != nullptr ? std::string(cache) : homeDirectory() + "/.cache") + "/Quorvane";
+}
+
 std::string preferencesFilePath() { return preferencesDirectory() + "/preferences.json"; }
 
 bool isInsideDirectory(const std::string& path, const std::string& directory) {

@@ -12,6 +12,10 @@ std::string applicationSupportDirectory();
 // $XDG_CONFIG_HOME, else ~/.config, with "Quorvane" inside.
 std::string preferencesDirectory();
 
+// $XDG_CACHE_HOME, else ~/.cache, with "Quorvane" inside: what can be made
+// again, and may be lost.
+std::string cacheDirectory();
+
 // The preferences file inside `preferencesDirectory()`.
 std::string preferencesFilePath();
 

@@ -135,7 +135,7 @@ class AppStoreTest : public ::testing::Test {
           std::make_unique<SQLiteSnapshotRepository>(SQLiteDatabase(dir.file("lib.sqlite")), main);
       renderer = std::make_unique<PdfRenderService>(
           rendererLabels ? *rendererLabels : static_cast<LabelOverrideRepository&>(*repository),
-          *repository, media, optimizer);
+          *repository, media, optimizer, nullLogger(), preparedImages);
       saves = std::make_unique<FailableSaves>(*repository);
       webCV = std::make_unique<SQLiteWebCVRepository>(*repository);
     }
@@ -217,6 +217,7 @@ class AppStoreTest : public ::testing::Test {
   std::unique_ptr<SQLiteSnapshotRepository> repository;
   std::unique_ptr<PdfRenderService> renderer;
   LabelOverrideRepository* rendererLabels = nullptr;  // the library's own, unless set
+  PreparedImageCache* preparedImages = nullptr;       // none kept, unless set
   std::unique_ptr<FailableSaves> saves;
   std::unique_ptr<SQLiteWebCVRepository> webCV;
   std::unique_ptr<AppStore> store;

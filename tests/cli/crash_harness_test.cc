@@ -14,7 +14,8 @@
 //   image the row holds, and one original of the row's size is beside it;
 // - after the next run that writes, nothing of ours is left in temporary
 //   files or staging areas, and an export is whole or as it was; so is a
-//   backup, which reads back as a package.
+//   backup, which reads back as a package; an image kept for the next
+//   web-quality export is a whole JPEG.
 //
 // The seed is printed; QUORVANE_CRASH_SEED repeats a run and
 // QUORVANE_CRASH_KILLS sets how many kills to make (30 by default; `make
@@ -171,6 +172,18 @@ class CrashHarness : public ::testing::Test {
         EXPECT_EQ(name.find(".tmp-"), std::string::npos) << "left behind: " << entry.path();
         EXPECT_FALSE(name.starts_with(".import-staging-")) << "left behind: " << entry.path();
         EXPECT_FALSE(name.starts_with(".undo-")) << "kept past its run: " << entry.path();
+      }
+    }
+    // The images kept for web-quality exports are whole JPEGs.
+    const fs::path kept = home.path() / "cache" / "Quorvane" / "prepared-images";
+    if (fs::exists(kept)) {
+      for (const auto& entry : fs::recursive_directory_iterator(kept)) {
+        const std::string name = entry.path().filename().string();
+        if (!entry.is_regular_file() || name.starts_with(".")) continue;
+        std::ifstream jpeg(entry.path(), std::ios::binary);
+        const std::string bytes{std::istreambuf_iterator<char>(jpeg), {}};
+        EXPECT_TRUE(bytes.starts_with("\xFF\xD8\xFF") && bytes.ends_with("\xFF\xD9"))
+            << "a prepared image half-written: " << entry.path();
       }
     }
     const fs::path exported = home.path() / "out" / "portfolio.pdf";
@@ -417,8 +430,10 @@ TEST_F(CrashHarness, NothingIsLostWhenTheProgramIsKilledAtAnyMoment) {
       }
       step.undoes = true;
     } else {
+      // At web quality every other time: the images it prepares are kept.
       step = {"export",
-              {"export", "portfolio", "-o", home.file("out/portfolio.pdf"), "--force"},
+              {"export", "portfolio", "-o", home.file("out/portfolio.pdf"), "--force", "--quality",
+               chance(0.5) ? "web" : "print"},
               "",
               [](LibraryState s, const std::string&) { return s; },
               {}};

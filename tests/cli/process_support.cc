@@ -29,6 +29,7 @@ void closeQuietly(int& fd) {
 std::vector<std::string> homeEnvironment(const std::string& home, int lockWaitMs) {
   return {"XDG_DATA_HOME=" + home + "/data",
           "XDG_CONFIG_HOME=" + home + "/config",
+          "XDG_CACHE_HOME=" + home + "/cache",
           "LANG=C.UTF-8",
           "LANGUAGE=",
           "LC_ALL=",

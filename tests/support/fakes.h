@@ -59,7 +59,7 @@ class FakeFileSystem final : public ForwardingFileSystem {
 // with EIO. Operations: "read", "write", "createDirectories", "exists",
 // "list", "move", "remove", "createDirectory", "copy", "size", "open",
 // "readPiece", "writable", "time", "create", "writePiece", "publish",
-// "space", "kind".
+// "space", "kind", "stamp".
 class FaultyFileSystem final : public FileSystem {
  public:
   void failAt(std::string operation, int nthCall) {
@@ -131,6 +131,10 @@ class FaultyFileSystem final : public FileSystem {
   Date modificationTime(const std::string& path) override {
     check("time", path);
     return real_.modificationTime(path);
+  }
+  std::optional<FileStamp> regularFileStamp(const std::string& path) override {
+    check("stamp", path);
+    return real_.regularFileStamp(path);
   }
   // Each piece written is a call ("writePiece"), the commit another ("publish").
   std::unique_ptr<FileWriter> createAtomically(const std::string& path) override {

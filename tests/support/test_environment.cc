@@ -17,6 +17,7 @@ struct NeutralEnvironment {
       home = pattern;
       ::setenv("XDG_CONFIG_HOME", (home + "/config").c_str(), 1);
       ::setenv("XDG_DATA_HOME", (home + "/data").c_str(), 1);
+      ::setenv("XDG_CACHE_HOME", (home + "/cache").c_str(), 1);
     }
   }
   ~NeutralEnvironment() {

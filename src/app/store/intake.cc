@@ -2,6 +2,7 @@
 // queue), or replacing a work's image, files and rows written together.
 #include "app/app_store.h"
 #include "app/image_intake_job.h"
+#include "app/pdf_render_service.h"
 #include "app/save_pipeline.h"
 #include "app/store/intake_room.h"
 #include "app/store/undo_room.h"
@@ -251,6 +252,7 @@ bool AppStore::replaceImage(const std::string& artworkId, const std::string& pat
                          : std::string();
   services_.logger.log("app replace image id=" + artworkId +
                        " bytes=" + std::to_string(*replaced.originalByteSize));
+  if (PreparedImageCache* kept = services_.renderer.preparedImages()) kept->forget(artworkId);
   countChanges(1);
   publish();
   return true;

@@ -2,6 +2,7 @@
 // tells a window, and deleting everything.
 #include "app/app_store.h"
 #include "app/library_tidy.h"
+#include "app/pdf_render_service.h"
 #include "app/save_pipeline.h"
 #include "app/store/undo_room.h"
 
@@ -132,8 +133,20 @@ bool AppStore::start(const std::optional<std::string>& projectId) {
 void AppStore::quit() { settleSaves(); }
 
 TidyReport AppStore::tidyAfterInterruptedRuns(const std::vector<std::string>& otherFolders) {
-  return tidyLibrary(services_.media, services_.snapshots, otherFolders, services_.clock,
-                     services_.logger, services_.makeUuid);
+  TidyReport report = tidyLibrary(services_.media, services_.snapshots, otherFolders,
+                                  services_.clock, services_.logger, services_.makeUuid);
+  // Images prepared for works the library no longer holds (taken out by an
+  // undo in a run that was killed, or by another run) go too.
+  if (PreparedImageCache* kept = services_.renderer.preparedImages()) {
+    try {
+      kept->keepOnly(services_.snapshots.artworkIds());
+      kept->trim();
+    } catch (const std::exception& error) {
+      services_.logger.log(std::string("[Quorvane][Tidy] state=prepared_images_left error=") +
+                           error.what());
+    }
+  }
+  return report;
 }
 
 void AppStore::settleSaves() {
@@ -184,6 +197,7 @@ bool AppStore::deleteAllUserData() {
     undo_->clear();  // nothing of what was deleted comes back
     services_.snapshots.deleteAllLibraryData();
     services_.media.removeOwnMedia();
+    if (PreparedImageCache* kept = services_.renderer.preparedImages()) kept->clear();
     services_.preferences.remove(preference_key::kCurrentProjectId);
     services_.logger.log("app delete all data");
     state_.oversizedImageNotices.clear();

@@ -1,5 +1,6 @@
 // Undo and redo of what a person did through the store (see undo_room.h).
 #include "app/app_store.h"
+#include "app/pdf_render_service.h"
 #include "app/save_pipeline.h"
 #include "app/store/undo_room.h"
 
@@ -452,6 +453,9 @@ bool UndoRoom::writeContent(const ProjectContent& target, const ProjectContent& 
     state.snapshot = current->snapshot;
     store_.rememberStampedContent();
     return false;
+  }
+  if (PreparedImageCache* kept = store_.services_.renderer.preparedImages()) {
+    for (const std::string& artworkId : forgotten) kept->forget(artworkId);
   }
   if (state.worksInspectorArtworkID &&
       find(state.snapshot.artworks, *state.worksInspectorArtworkID) == nullptr) {
