@@ -74,10 +74,9 @@ clean:
 
 # Fuzz every reader of outside input, each for FUZZ_SECONDS (clang, libFuzzer):
 # stored text, hostile input (JSON, prices, pasted text, file names), and the
-# library's header and journal, project packages, web CV exports and JPEG
-# originals decoded at a reduced scale.
+# library's header and journal, project packages and web CV exports.
 FUZZ_SECONDS ?= 60
-FUZZ_TARGETS = stored_text hostile_input library_files package_reader web_cv_reader pdf_xref_repair image_structure jpeg_scaled_decode
+FUZZ_TARGETS = stored_text hostile_input library_files package_reader web_cv_reader pdf_xref_repair image_structure
 fuzz:
 	@scripts/install-deps fuzz
 	cmake --preset fuzz

@@ -1,8 +1,6 @@
 #include "images/image_optimizer.h"
 
 #include "images/image_structure.h"
-#include "images/jpeg_scaled_decode.h"
-#include "images/vips_image.h"
 
 #include <vips/vips.h>
 
@@ -17,6 +15,11 @@
 
 namespace quorvane {
 namespace {
+
+struct ImageUnref {
+  void operator()(VipsImage* image) const { g_object_unref(image); }
+};
+using ImagePtr = std::unique_ptr<VipsImage, ImageUnref>;
 
 struct BufferFree {
   void operator()(void* buffer) const { g_free(buffer); }
@@ -181,47 +184,6 @@ ImagePtr scaledRendition(std::span<const std::uint8_t> source, int target, bool 
   return toOpaqueSRGB(ImagePtr(thumbnail));
 }
 
-// The same rendition from a JPEG decoded at a reduced scale (see
-// jpeg_scaled_decode.h), made upright, resized to the size the thumbnail
-// would have, and converted from its own colour profile as the thumbnail
-// converts; nothing when that decoding does not apply or fails, and the
-// thumbnail is then made the usual way.
-ImagePtr reducedJpegRendition(std::span<const std::uint8_t> source, VipsImage* header, int target,
-                              bool convertsProfile) {
-  ImagePtr image = decodeScaledJpeg(source, target);
-  if (!image) return {};
-  VipsImage* out = nullptr;
-  if (const int orientation = vips_image_get_orientation(header); orientation > 1) {
-    vips_image_set_int(image.get(), VIPS_META_ORIENTATION, orientation);
-    if (vips_autorot(image.get(), &out, nullptr) != 0) return {};
-    image.reset(out);
-  }
-  const std::int64_t width = vips_image_get_width(image.get());
-  const std::int64_t height = vips_image_get_height(image.get());
-  const double scale =
-      static_cast<double>(target) /
-      static_cast<double>(std::max(vips_image_get_width(header), vips_image_get_height(header)));
-  const auto upright = vips_image_get_orientation_swap(header)
-                           ? std::pair{vips_image_get_height(header), vips_image_get_width(header)}
-                           : std::pair{vips_image_get_width(header), vips_image_get_height(header)};
-  const double wanted[2] = {std::max(1.0, std::round(upright.first * scale)),
-                            std::max(1.0, std::round(upright.second * scale))};
-  if (vips_resize(image.get(), &out, wanted[0] / static_cast<double>(width), "vscale",
-                  wanted[1] / static_cast<double>(height), nullptr) != 0) {
-    return {};
-  }
-  image.reset(out);
-  if (convertsProfile) {
-    const void* profile = nullptr;
-    std::size_t length = 0;
-    if (vips_image_get_blob(header, VIPS_META_ICC_NAME, &profile, &length) != 0) return {};
-    vips_image_set_blob_copy(image.get(), VIPS_META_ICC_NAME, profile, length);
-    if (vips_icc_transform(image.get(), &out, "srgb", "embedded", TRUE, nullptr) != 0) return {};
-    image.reset(out);
-  }
-  return toOpaqueSRGB(std::move(image));
-}
-
 }  // namespace
 
 ImageOptimizer::ImageOptimizer() { initialiseVips(); }
@@ -255,11 +217,7 @@ DerivedImageResult ImageOptimizer::derive(std::span<const std::uint8_t> source,
   const auto rendition = [&] {
     return scaledRendition(source, target, preset.neverUpscale, convertsProfile);
   };
-  ImagePtr image = reducedJpegRendition(source, header.get(), target, convertsProfile);
-  if (!image) {
-    takeVipsError();
-    image = rendition();
-  }
+  const ImagePtr image = rendition();
   if (!image) fail(Case::decodeFailed, "the image could not be decoded: " + takeVipsError());
 
   const int quality =

@@ -68,44 +68,6 @@ TEST_F(ImageOptimizerTest, ARotatedPhotoComesOutUprightWithNothingLeftToApply) {
   EXPECT_GT(testing::regionAverage(turned.data, 0, 320, 400, 280), 225);
 }
 
-// A large JPEG is decoded at a reduced scale (4/8 here) and then resized:
-// what comes out must be what decoding every pixel gives — the same size,
-// upright, in sRGB, and the same pixels within what a JPEG costs anyway: on
-// this noise the whole decoding saved at quality 100 is itself about 1.3
-// levels off on average, this one about 2, and at the exports' quality 78
-// both about 8; a pixel's shift costs 10.
-TEST_F(ImageOptimizerTest, AReducedDecodingGivesWhatTheWholeDecodingWould) {
-  ImageDerivativePreset lossless = kWebPreset;
-  lossless.maxPixelSize = 1000;
-  lossless.compressionQuality = 1.0;
-  struct Original {
-    const char* what;
-    testing::ImageBytes bytes;
-    std::int64_t width, height;
-  };
-  for (const Original& original : {
-           Original{"colour", testing::texturedJpeg(2400, 1600), 1000, 667},
-           Original{"turned", testing::texturedJpeg(2400, 1600, 6), 667, 1000},
-           Original{"grey", testing::texturedJpeg(2400, 1600, 1, 1), 1000, 667},
-       }) {
-    SCOPED_TRACE(original.what);
-    const DerivedImageResult derived = optimizer.derive(original.bytes, lossless);
-    EXPECT_EQ(derived.width, original.width);
-    EXPECT_EQ(derived.height, original.height);
-    EXPECT_EQ(decode(derived.data).bands, 3);
-    EXPECT_LT(
-        testing::meanDifference(derived.data, testing::referenceThumbnail(original.bytes, 1000)),
-        3.0);
-  }
-  // A Display P3 blue is converted through its profile, as it is from the
-  // whole decoding (taken as sRGB, its values would stay 30, 60, 160).
-  const testing::ImageBytes p3 = testing::flatJpegIn("p3", {30, 60, 160}, 2400, 1600);
-  const std::array<int, 3> expected = testing::srgbCentre(testing::referenceThumbnail(p3, 1000));
-  ASSERT_GT(std::abs(expected[0] - 30) + std::abs(expected[1] - 60), 10);
-  const std::array<int, 3> derived = testing::srgbCentre(optimizer.derive(p3, lossless).data);
-  for (int band = 0; band < 3; ++band) EXPECT_NEAR(derived[band], expected[band], 2) << band;
-}
-
 TEST_F(ImageOptimizerTest, CmykOriginalsBecomeSRGB) {
   const DerivedImageResult result = optimizer.derive(testing::cmykJpeg(400, 300), kWebPreset);
   EXPECT_EQ(decode(result.data).bands, 3);

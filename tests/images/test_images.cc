@@ -7,10 +7,14 @@
 #include <stdexcept>
 
 #include "images/image_optimizer.h"
-#include "images/vips_image.h"
 
 namespace quorvane::testing {
 namespace {
+
+struct ImageUnref {
+  void operator()(VipsImage* image) const { g_object_unref(image); }
+};
+using ImagePtr = std::unique_ptr<VipsImage, ImageUnref>;
 
 void check(int result, const char* what) {
   if (result != 0) {
@@ -66,67 +70,6 @@ std::optional<ImageBytes> encodedImage(const std::string& suffix, int width, int
     vips_image_set_int(image.get(), VIPS_META_ORIENTATION, orientation);
   }
   return write(image.get(), suffix);
-}
-
-ImageBytes texturedJpeg(int width, int height, int orientation, int bands) {
-  static const ImageOptimizer initialisesVips;
-  std::array<VipsImage*, 3> noise{};
-  for (int band = 0; band < bands; ++band) {
-    check(vips_gaussnoise(&noise[band], width, height, "mean", 128.0, "sigma", 50.0, nullptr),
-          "gaussnoise");
-  }
-  VipsImage* out = nullptr;
-  const int joined = vips_bandjoin(noise.data(), &out, bands, nullptr);
-  for (int band = 0; band < bands; ++band) g_object_unref(noise[band]);
-  check(joined, "bandjoin");
-  ImagePtr image(out);
-  check(vips_gaussblur(image.get(), &out, 1.2, nullptr), "gaussblur");
-  image.reset(out);
-  check(vips_cast_uchar(image.get(), &out, nullptr), "cast");
-  image.reset(out);
-  check(vips_copy(image.get(), &out, "interpretation",
-                  bands == 1 ? VIPS_INTERPRETATION_B_W : VIPS_INTERPRETATION_sRGB, nullptr),
-        "copy");
-  image.reset(out);
-  if (orientation != 1) vips_image_set_int(image.get(), VIPS_META_ORIENTATION, orientation);
-  return *write(image.get(), ".jpg[Q=90]");
-}
-
-ImageBytes referenceThumbnail(const ImageBytes& bytes, int longEdge) {
-  static const ImageOptimizer initialisesVips;
-  VipsImage* out = nullptr;
-  check(vips_thumbnail_buffer(const_cast<std::uint8_t*>(bytes.data()), bytes.size(), &out, longEdge,
-                              "height", longEdge, "export_profile", "srgb", nullptr),
-        "thumbnail");
-  ImagePtr image(out);
-  if (vips_image_get_bands(image.get()) == 1) {
-    check(vips_colourspace(image.get(), &out, VIPS_INTERPRETATION_sRGB, nullptr), "colourspace");
-    image.reset(out);
-  }
-  return *write(image.get(), ".png");
-}
-
-double meanDifference(const ImageBytes& first, const ImageBytes& second) {
-  static const ImageOptimizer initialisesVips;
-  const auto load = [](const ImageBytes& bytes) {
-    VipsImage* image = vips_image_new_from_buffer(bytes.data(), bytes.size(), "", nullptr);
-    if (image == nullptr) check(-1, "load");
-    return ImagePtr(image);
-  };
-  const ImagePtr a = load(first), b = load(second);
-  if (vips_image_get_width(a.get()) != vips_image_get_width(b.get()) ||
-      vips_image_get_height(a.get()) != vips_image_get_height(b.get()) ||
-      vips_image_get_bands(a.get()) != vips_image_get_bands(b.get())) {
-    throw std::runtime_error("the images differ in shape");
-  }
-  VipsImage* out = nullptr;
-  check(vips_subtract(a.get(), b.get(), &out, nullptr), "subtract");
-  ImagePtr difference(out);
-  check(vips_abs(difference.get(), &out, nullptr), "abs");
-  difference.reset(out);
-  double mean = 0;
-  check(vips_avg(difference.get(), &mean, nullptr), "avg");
-  return mean;
 }
 
 ImageBytes halfBlackHalfWhiteJpeg(int width, int height, int orientation) {

@@ -23,18 +23,6 @@ std::optional<ImageBytes> encodedImage(const std::string& suffix, int width, int
 // orientation.
 ImageBytes halfBlackHalfWhiteJpeg(int width, int height, int orientation);
 
-// A JPEG of fine blurred noise, as demanding as a photograph's texture,
-// with an EXIF orientation; `bands` 1 for grey, 3 for colour.
-ImageBytes texturedJpeg(int width, int height, int orientation = 1, int bands = 3);
-
-// The image scaled by libvips' own thumbnail from the whole decoding,
-// upright, in sRGB, as a lossless PNG: what a derivation is measured by.
-ImageBytes referenceThumbnail(const ImageBytes& bytes, int longEdge);
-
-// The mean absolute difference of two images of one shape, per pixel value
-// (0…255); throws when their sizes differ.
-double meanDifference(const ImageBytes& first, const ImageBytes& second);
-
 // A CMYK JPEG of one flat colour.
 ImageBytes cmykJpeg(int width, int height);
 
