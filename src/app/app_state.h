@@ -117,6 +117,10 @@ struct AppState {
   // (control characters), which were taken out.
   std::optional<std::string> inputNotice;
   UndoMenu undo;
+  // The other projects that use the open project's biography, statement,
+  // project statement and CV (an edit there reaches them too); a text
+  // missing here is the project's own.
+  std::map<TextAssetType, std::vector<ProjectRef>> sharedTexts;
 };
 
 }  // namespace quorvane

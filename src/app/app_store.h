@@ -17,6 +17,7 @@
 #include <map>
 #include <memory>
 #include <optional>
+#include <set>
 #include <string>
 #include <thread>
 #include <vector>
@@ -174,6 +175,11 @@ class AppStore {
   std::vector<ReusableCVAsset> reusableCVs();
   // Makes the open project use another project's text (or CV) asset.
   bool reuseText(TextAssetType type, const std::string& assetId);
+  // Gives the open project a copy of its own of a text (or the CV) it
+  // shares with other projects: edits then reach this project only, and
+  // the others keep the text as it is. Nothing to do for a text of its own.
+  // One step of the Edit menu.
+  bool copyText(TextAssetType type);
 
   void setDetails(const ArtistDetails& details);
 
@@ -414,6 +420,9 @@ class AppStore {
   void showToast(ToastStyle style, const std::string& text, std::optional<ToastAction> action = {});
   std::string text(std::string_view key, std::initializer_list<std::string> arguments = {}) const;
   void reloadSummaries();
+  // Which other projects use the open project's texts, read again.
+  void refreshSharedTexts();
+  void noticeSharedEdit(TextAssetType type);
   void loadPreferences();
   // Copies the reminder state into the published state and tells observers.
   void publishBackupReminderState();
@@ -449,6 +458,8 @@ class AppStore {
   std::size_t nextObserver_ = 1;
   std::uint64_t changeCount_ = 0;
   std::size_t removedCharacters_ = 0;
+  // The shared texts whose first edit of this run has been told of.
+  std::set<TextAssetType> sharedEditsNoticed_;
   bool isUnsaved_ = false;                           // the open project is not in the library yet
   std::map<std::string, std::size_t> silentWrites_;  // project id → writes not counted
   std::map<SaveSection, std::uint64_t> stampedContent_;  // content at its last stamp

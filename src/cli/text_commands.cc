@@ -8,6 +8,7 @@
 #include "cli/command_support.h"
 #include "cli/text_width.h"
 #include "cv/cv_sections.h"
+#include "model/document_kind_words.h"
 #include "model/record_json.h"
 
 namespace quorvane {
@@ -72,17 +73,42 @@ void setText(CliContext& context, const TextSetOptions& options) {
               << '\n';
 }
 
+// The other projects using the open project's text of `type`: their names
+// for people, their ids and names for --json.
+std::vector<ProjectRef> sharedWith(CliContext& context, TextAssetType type) {
+  const auto& shared = context.store().state().sharedTexts;
+  const auto found = shared.find(type);
+  return found == shared.end() ? std::vector<ProjectRef>{} : found->second;
+}
+
+nlohmann::json sharingJson(const std::vector<ProjectRef>& projects) {
+  nlohmann::json list = nlohmann::json::array();
+  for (const ProjectRef& project : projects) {
+    list.push_back({{"id", project.id}, {"name", project.name}});
+  }
+  return list;
+}
+
+void tellSharing(CliContext& context, const std::vector<ProjectRef>& projects) {
+  if (projects.empty()) return;
+  std::string names;
+  for (const ProjectRef& project : projects) names += (names.empty() ? "" : ", ") + project.name;
+  context.err << context.format("cli.text.shared_with", {names}) << '\n';
+}
+
 void showText(CliContext& context, const std::string& name) {
   const TextKind& kind = textKind(name);
   const StudioSnapshot& snapshot = context.store().state().snapshot;
   const std::string& content = snapshot.*kind.content;
   const TextStats stats = textStats(content);
+  const std::vector<ProjectRef> shared = sharedWith(context, kind.asset);
   if (context.json) {
     context.out << jsonText(nlohmann::json{{"type", kind.name},
                                            {"title", snapshot.*kind.title},
                                            {"content", content},
                                            {"words", stats.words},
-                                           {"characters", stats.characters}})
+                                           {"characters", stats.characters},
+                                           {"sharedWith", sharingJson(shared)}})
                 << '\n';
     return;
   }
@@ -91,6 +117,19 @@ void showText(CliContext& context, const std::string& name) {
                                 {context.count("count.words", stats.words),
                                  context.count("count.characters", stats.characters)})
               << '\n';
+  tellSharing(context, shared);
+}
+
+void copyText(CliContext& context, const std::string& name) {
+  AppStore& store = context.store();
+  const TextAssetType type = name == "cv" ? TextAssetType::cv : textKind(name).asset;
+  const std::string word = context.text(textKindKey(type));
+  if (!store.state().sharedTexts.contains(type)) {
+    context.err << context.format("cli.text.own", {word}) << '\n';
+    return;
+  }
+  context.check(store.copyText(type));
+  context.err << context.format("cli.text.copied", {word}) << '\n';
 }
 
 void reuseText(CliContext& context, const std::string& name, const std::optional<std::string>& id) {
@@ -241,12 +280,15 @@ void removeCVEntry(CliContext& context, const std::string& sectionName, long lon
 
 void showCV(CliContext& context) {
   const StudioSnapshot& snapshot = context.store().state().snapshot;
+  const std::vector<ProjectRef> shared = sharedWith(context, TextAssetType::cv);
   if (context.json) {
     context.out << jsonText(nlohmann::json{{"cvTitle", snapshot.cvTitle},
-                                           {"cv", cvDataToJson(snapshot.cv)}})
+                                           {"cv", cvDataToJson(snapshot.cv)},
+                                           {"sharedWith", sharingJson(shared)}})
                 << '\n';
     return;
   }
+  tellSharing(context, shared);
   context.out << snapshot.cvTitle << '\n';
   bool any = false;
   for (const CVSectionConfig& config : cvSectionConfigs()) {
@@ -281,7 +323,10 @@ void installTextCommand(CLI::App& command, CliContext& context) {
       "  pbpaste | quorvane text set statement - --title \"On tides\"\n"
       "  quorvane text show project-statement\n"
       "  quorvane text reuse bio            (lists the biographies of other projects)\n"
-      "  quorvane text reuse bio ID");
+      "  quorvane text reuse bio ID\n"
+      "  quorvane text copy bio             (this project's own copy of a shared text)\n\n"
+      "A text reused from another project is shared: an edit in one project reaches the\n"
+      "others ('text show' names them). 'text copy' gives the open project its own copy.");
   auto set = std::make_shared<TextSetOptions>();
   CLI::App* setCommand = command.add_subcommand(
       "set", "Write the biography, the artist statement or the project statement");
@@ -311,6 +356,14 @@ void installTextCommand(CLI::App& command, CliContext& context) {
       ->required()
       ->check(CLI::IsMember(textKindNames(true)));
   reuseCommand->add_option("id", reuse->second, "The text's id, as the list shows it");
+  auto copied = std::make_shared<std::string>();
+  CLI::App* copyCommand = command.add_subcommand(
+      "copy", "Give the open project its own copy of a text (or the CV) it shares with others");
+  copyCommand->add_option("type", *copied, "bio, statement, project-statement or cv")
+      ->required()
+      ->check(CLI::IsMember(textKindNames(true)));
+  copyCommand->callback([&context, copied] { copyText(context, *copied); });
+
   reuseCommand->callback([&context, reuse] {
     if (!reuse->second) context.onlyReads();  // the list of texts to reuse
     reuseText(context, reuse->first, reuse->second);

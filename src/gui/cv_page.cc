@@ -6,6 +6,7 @@
 #include <QKeyEvent>
 #include <QLabel>
 #include <QLineEdit>
+#include <QMenu>
 #include <QPushButton>
 #include <QToolButton>
 #include <QVBoxLayout>
@@ -13,6 +14,7 @@
 
 #include "cv/cv_edits.h"
 #include "gui/scrolling.h"
+#include "gui/sharing_bar.h"
 #include "gui/words.h"
 
 namespace quorvane::gui {
@@ -42,6 +44,8 @@ CvPage::CvPage(AppStore& store, QWidget* parent)
       heading_(new QLabel(this)),
       guide_(new QPushButton(this)),
       webCv_(new QPushButton(this)),
+      reuse_(new QPushButton(this)),
+      sharing_(new SharingBar(store, TextAssetType::cv, this)),
       titleLabel_(new QLabel(this)),
       title_(new QLineEdit(this)),
       subscription_(store, [this](const StoreChanges& changes) { storeChanged(changes); }) {
@@ -60,10 +64,13 @@ CvPage::CvPage(AppStore& store, QWidget* parent)
   auto* top = new QHBoxLayout;
   top->addWidget(heading_);
   top->addStretch(1);
+  top->addWidget(reuse_);
   top->addWidget(webCv_);
   top->addWidget(guide_);
   column->addLayout(top);
-  column->addSpacing(6);
+  column->addSpacing(4);
+  column->addWidget(sharing_);
+  column->addSpacing(2);
   column->addWidget(titleLabel_);
   column->addWidget(title_);
   column->addSpacing(10);
@@ -105,6 +112,8 @@ CvPage::CvPage(AppStore& store, QWidget* parent)
           [this](const QString& text) { store_.setCVTitle(utf8(text)); });
   connect(guide_, &QPushButton::clicked, this, &CvPage::guidedEntryRequested);
   connect(webCv_, &QPushButton::clicked, this, &CvPage::webCvImportRequested);
+  reuse_->setObjectName(QStringLiteral("reuseCv"));
+  connect(reuse_, &QPushButton::clicked, this, &CvPage::showReuseMenu);
   ask = askOver(this);
   for (const CVSectionConfig& config : cvSectionConfigs()) rebuildSection(config.id);
   retranslate();
@@ -139,6 +148,8 @@ void CvPage::retranslate() {
   guide_->setAccessibleName(words("desktop.cv.guide"));
   webCv_->setText(words("desktop.webcv.open"));
   webCv_->setAccessibleName(words("desktop.webcv.open"));
+  reuse_->setText(words("desktop.cv.reuse"));
+  reuse_->setAccessibleName(words("desktop.cv.reuse"));
   titleLabel_->setText(words("desktop.cv.title"));
   title_->setAccessibleName(words("desktop.cv.title"));
   for (const CVSectionConfig& config : cvSectionConfigs()) {
@@ -152,7 +163,32 @@ void CvPage::retranslate() {
   fill();
 }
 
+void CvPage::reuseCv(const std::string& assetId, bool copy) {
+  title_->clearFocus();
+  if (store_.reuseText(TextAssetType::cv, assetId) && copy) store_.copyText(TextAssetType::cv);
+}
+
+void CvPage::showReuseMenu() {
+  const Words words(store_);
+  QMenu menu(this);
+  const std::vector<ReusableCVAsset> cvs = store_.reusableCVs();
+  for (const ReusableCVAsset& asset : cvs) {
+    std::size_t entries = 0;
+    for (const CVDataSection& section : kCVDataSections)
+      entries += (asset.cv.*section.entries).size();
+    QMenu* choice = menu.addMenu(qstr(asset.sourceProjectName) + QStringLiteral(" — ") +
+                                 words.count("count.entries", static_cast<std::int64_t>(entries)));
+    choice->addAction(words("desktop.cv.reuse.linked"), this,
+                      [this, id = asset.id] { reuseCv(id, false); });
+    choice->addAction(words("desktop.cv.reuse.copy"), this,
+                      [this, id = asset.id] { reuseCv(id, true); });
+  }
+  if (cvs.empty()) menu.addAction(words("desktop.cv.reuse.none"))->setEnabled(false);
+  menu.exec(reuse_->mapToGlobal(QPoint(0, reuse_->height())));
+}
+
 void CvPage::storeChanged(const StoreChanges& changes) {
+  sharing_->refresh();
   if (!changes.has(StoreArea::cv) && !changes.has(StoreArea::project)) return;
   const CVData& cv = store_.state().snapshot.cv;
   for (const CVSectionConfig& config : cvSectionConfigs()) {

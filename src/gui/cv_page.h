@@ -21,6 +21,8 @@ class QVBoxLayout;
 
 namespace quorvane::gui {
 
+class SharingBar;
+
 class CvPage final : public QWidget {
   Q_OBJECT
 
@@ -34,10 +36,13 @@ class CvPage final : public QWidget {
   // Removes the entry; one that holds anything is removed only once the
   // user agrees, so a stray key on its ✕ loses nothing.
   void removeEntry(CVSectionKey section, std::size_t index);
+  // Takes another project's CV: shared with it, or as a copy of its own.
+  void reuseCv(const std::string& assetId, bool copy);
 
   Ask ask;
 
   QLineEdit* titleField() const { return title_; }
+  SharingBar* sharingBar() const { return sharing_; }
   QPushButton* addButton(CVSectionKey section) const;
   // The field of an entry, or nothing.
   QLineEdit* field(CVSectionKey section, std::size_t index, std::string_view fieldId) const;
@@ -68,11 +73,14 @@ class CvPage final : public QWidget {
   void fieldEdited(CVSectionKey section, std::size_t index, std::string_view fieldId,
                    const QString& text);
   void updateCount(CVSectionKey section);
+  void showReuseMenu();
 
   AppStore& store_;
   QLabel* heading_;
   QPushButton* guide_;
   QPushButton* webCv_;
+  QPushButton* reuse_;
+  SharingBar* sharing_;
   QLabel* titleLabel_;
   QLineEdit* title_;
   std::map<CVSectionKey, SectionView> sections_;

@@ -12,6 +12,7 @@
 #include <cmath>
 
 #include "app/text_stats.h"
+#include "gui/sharing_bar.h"
 #include "gui/word_run_undo.h"
 #include "gui/words.h"
 #include "model/document_kind_words.h"
@@ -50,6 +51,7 @@ TextsPage::TextsPage(AppStore& store, QWidget* parent)
       counts_(new QLabel(this)),
       room_(new QLabel(this)),
       reuse_(new QPushButton(this)),
+      sharing_(new SharingBar(store, TextAssetType::bio, this)),
       subscription_(store, [this](const StoreChanges& changes) { storeChanged(changes); }) {
   setObjectName(QStringLiteral("textsPage"));
   heading_->setObjectName(QStringLiteral("pageTitle"));
@@ -84,7 +86,9 @@ TextsPage::TextsPage(AppStore& store, QWidget* parent)
   column->addWidget(heading_);
   column->addSpacing(8);
   column->addLayout(choiceRow);
-  column->addSpacing(12);
+  column->addSpacing(4);
+  column->addWidget(sharing_);
+  column->addSpacing(8);
   column->addWidget(titleLabel_);
   column->addWidget(title_);
   column->addSpacing(8);
@@ -127,6 +131,7 @@ void TextsPage::retranslate() {
   text_->setPlaceholderText(words("desktop.texts.placeholder"));
   reuse_->setText(words("desktop.texts.reuse"));
   reuse_->setAccessibleName(words("desktop.texts.reuse"));
+  sharing_->refresh();
   fill();
 }
 
@@ -147,6 +152,7 @@ void TextsPage::storeChanged(const StoreChanges& changes) {
 void TextsPage::fill() {
   filling_ = true;
   choices_->button(static_cast<int>(section_))->setChecked(true);
+  sharing_->setType(textAssetType(section_));
   const auto [text, title] = textOf(store_.state().snapshot, section_);
   if (!title_->hasFocus() && title_->text() != qstr(title)) title_->setText(qstr(title));
   if (!text_->hasFocus() && text_->toPlainText() != qstr(text)) text_->setPlainText(qstr(text));

@@ -17,6 +17,8 @@ class QPushButton;
 
 namespace quorvane::gui {
 
+class SharingBar;
+
 class TextsPage final : public QWidget {
   Q_OBJECT
 
@@ -32,6 +34,7 @@ class TextsPage final : public QWidget {
   QPlainTextEdit* textField() const { return text_; }
   QLabel* countsLabel() const { return counts_; }
   QLabel* roomLabel() const { return room_; }
+  SharingBar* sharingBar() const { return sharing_; }
   // The other projects' texts of this kind, as the reuse menu lists them.
   void reuseText(const std::string& assetId);
 
@@ -54,6 +57,7 @@ class TextsPage final : public QWidget {
   QLabel* counts_;
   QLabel* room_;
   QPushButton* reuse_;
+  SharingBar* sharing_;
   StoreSubscription subscription_;
 };
 

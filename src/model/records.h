@@ -236,6 +236,15 @@ struct ReusableTextAsset {
   bool operator==(const ReusableTextAsset&) const = default;
 };
 
+// A project named where it is shown beside another's: which others use a
+// text, say.
+struct ProjectRef {
+  std::string id;
+  std::string name;
+
+  bool operator==(const ProjectRef&) const = default;
+};
+
 struct ReusableCVAsset {
   std::string id;
   std::string sourceProjectId;

@@ -120,6 +120,10 @@ class SnapshotRepository {
   // The text asset `projectId` uses for `type`, if it has one.
   virtual std::optional<std::string> linkedTextAsset(const std::string& projectId,
                                                      TextAssetType type) = 0;
+  // The other live projects that use the same text asset as `projectId`
+  // for `type`, by name.
+  virtual std::vector<ProjectRef> projectsSharingText(const std::string& projectId,
+                                                      TextAssetType type) = 0;
   // Gives `projectId` a new empty text asset of `type` of its own, linked in
   // place of the current one; returns its id.
   virtual std::string createTextAsset(const std::string& projectId, TextAssetType type) = 0;

@@ -466,6 +466,22 @@ std::optional<std::string> SQLiteSnapshotRepository::linkedTextAsset(const std::
   return select.textOrEmpty(0);
 }
 
+std::vector<ProjectRef> SQLiteSnapshotRepository::projectsSharingText(const std::string& projectId,
+                                                                      TextAssetType type) {
+  const std::lock_guard lock(mutex_);
+  Statement select = db_.prepare(
+      "SELECT p.id, p.projectName FROM project_text_asset_links mine "
+      "JOIN project_text_asset_links other ON other.assetId = mine.assetId AND other.type = "
+      "mine.type AND other.projectId <> mine.projectId "
+      "JOIN projects p ON p.id = other.projectId AND p.archivedAt IS NULL "
+      "WHERE mine.projectId = ? AND mine.type = ? ORDER BY p.projectName COLLATE NOCASE, p.id");
+  select.bindText(1, projectId);
+  select.bindText(2, rawValue(type));
+  std::vector<ProjectRef> projects;
+  while (select.nextRow()) projects.push_back({select.textOrEmpty(0), select.textOrEmpty(1)});
+  return projects;
+}
+
 std::string SQLiteSnapshotRepository::createTextAsset(const std::string& projectId,
                                                       TextAssetType type) {
   const std::lock_guard lock(mutex_);

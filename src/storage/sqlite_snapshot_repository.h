@@ -71,6 +71,8 @@ class SQLiteSnapshotRepository final : public SnapshotRepository,
   bool attachTextAsset(const std::string& projectId, TextAssetType type,
                        const std::string& assetId) override;
   std::string createTextAsset(const std::string& projectId, TextAssetType type) override;
+  std::vector<ProjectRef> projectsSharingText(const std::string& projectId,
+                                              TextAssetType type) override;
   std::optional<std::string> linkedTextAsset(const std::string& projectId,
                                              TextAssetType type) override;
   void deleteAllLibraryData() override;

@@ -190,6 +190,33 @@ TEST_F(LibraryCommandsTest, ProjectOptionWorksOnAnotherProjectForOneRun) {
   EXPECT_EQ(json({"projects"})["projects"].size(), 3u);
 }
 
+// A text reused in another project is shared, and `text show` says with
+// whom; `text copy` makes it the open project's own.
+TEST_F(LibraryCommandsTest, ASharedTextNamesItsProjectsUntilItIsCopied) {
+  const std::string tides = linesOf(run({"project", "new", "Tides"}).out).back();
+  run({"text", "set", "bio", "-"}, "Born by the sea.");
+  run({"cv", "add", "education", "year=2004", "institution=Fine Arts"});
+  const std::string littoral = linesOf(run({"project", "new", "Littoral"}).out).back();
+  const nlohmann::json offered = json({"text", "reuse", "bio"});
+  ASSERT_EQ(offered.size(), 1u);
+  run({"text", "reuse", "bio", offered[0]["id"]});
+  run({"text", "reuse", "cv", json({"text", "reuse", "cv"})[0]["id"]});
+
+  EXPECT_TRUE(contains(run({"text", "show", "bio"}).err, "Shared with: Tides"));
+  EXPECT_EQ(json({"text", "show", "bio"})["sharedWith"][0]["name"], "Tides");
+  EXPECT_TRUE(contains(run({"cv", "show"}).err, "Shared with: Tides"));
+  EXPECT_FALSE(contains(run({"text", "show", "statement"}).err, "Shared with"));
+
+  EXPECT_TRUE(contains(run({"text", "copy", "bio"}).err, "“Biography” is now this project’s own"));
+  EXPECT_TRUE(contains(run({"text", "copy", "bio"}).err, "already this project’s own"));
+  run({"text", "set", "bio", "-"}, "Born inland.");
+  EXPECT_EQ(json({"text", "show", "bio"})["sharedWith"].size(), 0u);
+  run({"project", "open", tides});
+  EXPECT_EQ(json({"text", "show", "bio"})["content"], "Born by the sea.");
+  EXPECT_EQ(json({"text", "show", "bio"})["sharedWith"].size(), 0u);
+  EXPECT_EQ(json({"cv", "show"})["sharedWith"][0]["id"], littoral) << "the CV still is";
+}
+
 TEST_F(LibraryCommandsTest, ABackupReminderIsPrintedOnceAfterAChangeThenSnoozed) {
   const CliRun first = run({"project", "new", "Atlas"});
   EXPECT_TRUE(contains(first.err, "Backup reminder: You haven’t exported a backup recently."))

@@ -20,6 +20,8 @@
 #include "gui/desktop_fixture.h"
 #include "gui/details_page.h"
 #include "gui/guided_entry.h"
+#include "gui/sharing_bar.h"
+#include "gui/words.h"
 #include "pdf/pdf_reader.h"
 
 namespace quorvane {
@@ -195,6 +197,55 @@ TEST_F(CvPageTest, TheGuidedEntryAsksOnlyTheChosenSectionsAndItsEntriesPrint) {
   const std::string printed = printedCV();
   EXPECT_NE(printed.find("Villa Lena"), std::string::npos) << printed;
   EXPECT_NE(printed.find("Cité des Arts"), std::string::npos) << printed;
+}
+
+// A second project takes the first one's CV from the CV tab: shared (an
+// entry added in one is in the other) or as a copy of its own.
+TEST_F(CvPageTest, AnotherProjectsCvIsTakenSharedOrAsACopyOfItsOwn) {
+  CVData cv;
+  cv.education.push_back({{"year", "2004"}, {"institution", "Fine Arts"}});
+  store->setCV(cv);
+  settleAll();
+  const std::string first = store->state().project.projectName;
+  ProjectChanges changes;
+  changes.name = "Second";
+  ASSERT_TRUE(store->createProject(changes));
+  pump();
+  window->showProjectTab(gui::ProjectTab::cv);
+  EXPECT_FALSE(page().sharingBar()->isVisibleTo(window.get()));
+  const auto cvs = store->reusableCVs();
+  ASSERT_EQ(cvs.size(), 1u);
+
+  page().reuseCv(cvs[0].id, false);
+  pump();
+  EXPECT_EQ(store->state().snapshot.cv, cv);
+  ASSERT_TRUE(page().sharingBar()->isVisibleTo(window.get()));
+  EXPECT_NE(page().sharingBar()->line()->text().indexOf(gui::qstr(first)), -1);
+  QTest::mouseClick(page().addButton(CVSectionKey::education), Qt::LeftButton);
+  pump();
+  ASSERT_EQ(store->state().snapshot.cv.education.size(), 2u);
+  type(page().field(CVSectionKey::education, 1, "institution"), "Printmaking");
+  settleAll();
+  EXPECT_NE(printedCV().find("Printmaking"), std::string::npos);
+  EXPECT_EQ(store->reusableCVs().at(0).cv.education.size(), 2u) << "one CV for both";
+
+  // A third project starts from a copy: its entries are its own.
+  changes.name = "Third";
+  ASSERT_TRUE(store->createProject(changes));
+  pump();
+  page().reuseCv(cvs[0].id, true);
+  pump();
+  EXPECT_FALSE(page().sharingBar()->isVisibleTo(window.get()));
+  EXPECT_EQ(store->state().snapshot.cv.education.size(), 2u);
+  QTest::mouseClick(page().addButton(CVSectionKey::education), Qt::LeftButton);
+  pump();
+  type(page().field(CVSectionKey::education, 2, "institution"), "Residency");
+  settleAll();
+  for (const ReusableCVAsset& other : store->reusableCVs()) {
+    if (other.id == cvs[0].id) {
+      EXPECT_EQ(other.cv.education.size(), 2u) << "the shared one";
+    }
+  }
 }
 
 TEST_F(DesktopTest, TheDetailsShowTheNameTheDocumentsPrintAsTheChoiceIsMade) {

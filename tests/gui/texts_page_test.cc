@@ -7,10 +7,12 @@
 #include <QLabel>
 #include <QLineEdit>
 #include <QPlainTextEdit>
+#include <QPushButton>
 #include <QTest>
 #include <QTextCursor>
 
 #include "gui/desktop_fixture.h"
+#include "gui/sharing_bar.h"
 #include "gui/texts_page.h"
 #include "gui/words.h"
 
@@ -81,7 +83,10 @@ TEST_F(TextsPageTest, TheFieldFollowsTheStoreButNeverUnderTheTypingCursor) {
   EXPECT_EQ(page().textField()->toPlainText(), QStringLiteral("Written elsewhere. More"));
 }
 
-TEST_F(TextsPageTest, AnotherProjectsTextCanBeTakenInstead) {
+// Taken from another project, a text is shared: the page names the projects
+// using it, the first edit says where it lands, and a copy of its own takes
+// the project out.
+TEST_F(TextsPageTest, AnotherProjectsTextCanBeTakenSharedAndThenMadeThisProjectsOwn) {
   store->setText(SaveSection::bio, "Born by the sea in 1980.");
   settleAll();
   const std::string first = store->state().project.id;
@@ -98,6 +103,39 @@ TEST_F(TextsPageTest, AnotherProjectsTextCanBeTakenInstead) {
   EXPECT_EQ(page().textField()->toPlainText(), QStringLiteral("Born by the sea in 1980."));
   EXPECT_EQ(store->state().snapshot.biography, "Born by the sea in 1980.");
   EXPECT_NE(store->state().project.id, first);
+
+  // Shared, and said so where it is edited.
+  gui::SharingBar* sharing = page().sharingBar();
+  ASSERT_TRUE(sharing->isVisibleTo(window.get()));
+  const std::string firstName = texts[0].sourceProjectName;
+  EXPECT_EQ(sharing->line()->text(),
+            gui::Words(*store).format("desktop.texts.shared", {"2", "Second, " + firstName}));
+  page().showSection(SaveSection::statement);
+  EXPECT_FALSE(sharing->isVisibleTo(window.get())) << "the statement is this project's own";
+  page().showSection(SaveSection::bio);
+
+  // The first edit says, once, that it reaches the other project.
+  page().textField()->setFocus();
+  page().textField()->moveCursor(QTextCursor::End);
+  QTest::keyClicks(page().textField(), " Lives");
+  ASSERT_TRUE(store->state().errorToast);
+  EXPECT_NE(store->state().errorToast->text.find(firstName), std::string::npos);
+  store->dismissToast();
+  QTest::keyClicks(page().textField(), " inland.");
+  EXPECT_FALSE(store->state().errorToast) << "said once";
+  settleAll();
+
+  // A copy of its own: the first project keeps the text as it was shared.
+  QTest::mouseClick(sharing->copyButton(), Qt::LeftButton);
+  pump();
+  EXPECT_FALSE(sharing->isVisibleTo(window.get()));
+  QTest::keyClicks(page().textField(), " Only here.");
+  settleAll();
+  EXPECT_EQ(storedText("bio"), "Born by the sea in 1980. Lives inland. Only here.");
+  EXPECT_EQ(sql("SELECT a.content FROM text_assets a JOIN project_text_asset_links l ON "
+                "l.assetId = a.id WHERE l.projectId = '" +
+                first + "' AND l.type = 'bio'"),
+            "Born by the sea in 1980. Lives inland.");
 }
 
 TEST_F(TextsPageTest, TheRoomLeftOnThePageIsToldBeforeThePageCutsTheText) {

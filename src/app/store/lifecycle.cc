@@ -78,6 +78,22 @@ UnitSystem AppStore::initialUnit() {
 void AppStore::reloadSummaries() {
   state_.projects = services_.snapshots.projectSummaries();
   state_.deletedProjects = services_.snapshots.deletedProjectSummaries();
+  refreshSharedTexts();
+}
+
+void AppStore::refreshSharedTexts() {
+  state_.sharedTexts.clear();
+  if (isUnsaved_) return;
+  try {
+    for (const TextAssetType type : allCases<TextAssetType>()) {
+      std::vector<ProjectRef> others =
+          services_.snapshots.projectsSharingText(state_.project.id, type);
+      if (!others.empty()) state_.sharedTexts[type] = std::move(others);
+    }
+  } catch (const std::exception& error) {
+    // Only what is shown beside the texts is behind.
+    services_.logger.log(std::string("app shared texts error=") + error.what());
+  }
 }
 
 bool AppStore::rememberCurrentProject() {
@@ -91,6 +107,7 @@ void AppStore::adopt(LoadedProject loaded) {
   rememberStampedContent();
   state_.worksInspectorArtworkID.reset();
   state_.imageSizeWarning.clear();
+  refreshSharedTexts();
 }
 
 bool AppStore::openLoaded(const std::string& projectId, bool remember) {

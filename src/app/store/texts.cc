@@ -76,6 +76,7 @@ bool AppStore::setText(SaveSection section, const std::string& givenContent,
     default:
       return failWithKey("app.error.not_a_text", {std::string(rawValue(section))});
   }
+  noticeSharedEdit(textAssetType(section));
   scheduleSave(section);
   return true;
 }
@@ -88,6 +89,7 @@ void AppStore::setCV(const CVData& given) {
     }
   }
   UndoRoom::Recording recording(*undo_, cvStep(state_.snapshot.cv, cv));
+  if (cv != state_.snapshot.cv) noticeSharedEdit(TextAssetType::cv);
   state_.snapshot.cv = cv;
   scheduleSave(SaveSection::cv);
 }
@@ -155,6 +157,41 @@ bool AppStore::reuseText(TextAssetType type, const std::string& assetId) {
     std::optional<LoadedProject> loaded = services_.snapshots.load(state_.project.id);
     if (!loaded) return failWithKey("app.error.no_such_project", {state_.project.id});
     adopt(std::move(*loaded));
+    countChanges(1);
+    publish();
+    return true;
+  } catch (const std::exception& error) {
+    return failWith(error);
+  }
+}
+
+// The first edit of a shared text in a run says where else it lands.
+void AppStore::noticeSharedEdit(TextAssetType type) {
+  const auto shared = state_.sharedTexts.find(type);
+  if (shared == state_.sharedTexts.end() || !sharedEditsNoticed_.insert(type).second) return;
+  std::string names;
+  for (const ProjectRef& project : shared->second) {
+    names += (names.empty() ? "" : ", ") + project.name;
+  }
+  showToast(ToastStyle::info, text("app.texts.shared_edit", {text(textKindKey(type)), names}));
+}
+
+bool AppStore::copyText(TextAssetType type) {
+  if (!state_.sharedTexts.contains(type)) return true;
+  try {
+    settleSaves();
+    UndoStep step = undoStep("undo.action.copy_text", text(textKindKey(type)), sectionOf(type));
+    step.kind = UndoKind::textReused;
+    step.textType = type;
+    step.assetBefore = services_.snapshots.linkedTextAsset(state_.project.id, type).value_or("");
+    step.assetAfter = services_.snapshots.createTextAsset(state_.project.id, type);
+    // The new asset is empty: the project's text, as it is, goes into it.
+    services_.sectionSaves.save(state_.project, state_.snapshot, rawValue(type));
+    undo_->record(std::move(step));
+    std::optional<LoadedProject> loaded = services_.snapshots.load(state_.project.id);
+    if (!loaded) return failWithKey("app.error.no_such_project", {state_.project.id});
+    adopt(std::move(*loaded));
+    services_.logger.log("app copy text type=" + std::string(rawValue(type)));
     countChanges(1);
     publish();
     return true;
