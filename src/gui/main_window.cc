@@ -511,8 +511,22 @@ void MainWindow::duplicateProject() {
 void MainWindow::deleteProject() {
   const Words words(context_.store);
   const std::string name = context_.store.state().project.projectName;
-  if (!ask(words.format("desktop.project.delete.confirm", {name}),
-           words("desktop.project.delete.action"))) {
+  QString question = words.format("desktop.project.delete.confirm", {name});
+  // The texts it shares are the other projects' too: they stay as they are.
+  std::vector<std::string> sharing;
+  for (const auto& [type, projects] : context_.store.state().sharedTexts) {
+    for (const ProjectRef& project : projects) {
+      if (std::find(sharing.begin(), sharing.end(), project.name) == sharing.end()) {
+        sharing.push_back(project.name);
+      }
+    }
+  }
+  if (!sharing.empty()) {
+    std::string names;
+    for (const std::string& other : sharing) names += (names.empty() ? "" : ", ") + other;
+    question += QStringLiteral(" ") + words.format("desktop.project.delete.shared", {names});
+  }
+  if (!ask(question, words("desktop.project.delete.action"))) {
     return;
   }
   if (context_.store.deleteProject()) showScreen(Screen::home);

@@ -114,6 +114,15 @@ TEST_F(TextsPageTest, AnotherProjectsTextCanBeTakenSharedAndThenMadeThisProjects
   EXPECT_FALSE(sharing->isVisibleTo(window.get())) << "the statement is this project's own";
   page().showSection(SaveSection::bio);
 
+  // Deleting the project would leave the shared text to the other one.
+  QString asked;
+  window->ask = [&](const QString& message, const QString&) {
+    asked = message;
+    return false;
+  };
+  window->deleteProject();
+  EXPECT_NE(asked.indexOf(gui::qstr(firstName)), -1) << asked.toStdString();
+
   // The first edit says, once, that it reaches the other project.
   page().textField()->setFocus();
   page().textField()->moveCursor(QTextCursor::End);
