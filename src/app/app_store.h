@@ -422,6 +422,8 @@ class AppStore {
   void reloadSummaries();
   // Which other projects use the open project's texts, read again.
   void refreshSharedTexts();
+  // Links the new open project to the latest biography, statement and CV.
+  void shareLatestTexts();
   void noticeSharedEdit(TextAssetType type);
   void loadPreferences();
   // Copies the reminder state into the published state and tells observers.

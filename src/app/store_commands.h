@@ -30,6 +30,10 @@ struct ProjectChanges {
   std::optional<UnitSystem> unit;
   std::optional<DocumentOrientation> orientation;
   std::optional<ArtworkLayoutMode> layout;
+  // For a new project: start with the library's most recently edited
+  // biography, artist statement and CV, shared with the projects that use
+  // them (ignored when a project is changed).
+  bool shareLatestTexts = false;
 };
 
 // What an artist writes about a work; the image fields are the store's.

@@ -1,4 +1,5 @@
 // quorvane projects · quorvane project new|open|show|set|duplicate|delete
+#include <algorithm>
 #include <memory>
 #include <nlohmann/json.hpp>
 
@@ -178,16 +179,35 @@ void installProjectSubcommands(CLI::App& command, CliContext& context) {
   CLI::App* make = command.add_subcommand("new", "Create a project and open it; prints its id");
   make->add_option("name", *name, "The project's name, as the project list shows it")->required();
   addProjectOptions(*make, *created);
-  make->callback([&context, created, name] {
+  auto ownTexts = std::make_shared<bool>(false);
+  make->add_flag("--own-texts", *ownTexts,
+                 "Start with an empty biography, statement and CV, instead of sharing the "
+                 "library's most recently edited ones");
+  make->callback([&context, created, name, ownTexts] {
     ProjectOptions options = *created;
     if (isBlank(*name)) throw CliError(context.text("app.error.empty_name"));
     options.name = *name;
     AppStore& store = context.store();
-    const auto id = store.createProject(changesFrom(options, context));
+    ProjectChanges changes = changesFrom(options, context);
+    changes.shareLatestTexts = !*ownTexts;
+    const auto id = store.createProject(changes);
     context.check(id.has_value());
     context.writeNow();
     context.err << context.format("cli.project.created", {store.state().project.projectName})
                 << '\n';
+    std::vector<std::string> sharing;
+    for (const auto& [type, projects] : store.state().sharedTexts) {
+      for (const ProjectRef& project : projects) {
+        if (std::find(sharing.begin(), sharing.end(), project.name) == sharing.end()) {
+          sharing.push_back(project.name);
+        }
+      }
+    }
+    if (!sharing.empty()) {
+      std::string names;
+      for (const std::string& other : sharing) names += (names.empty() ? "" : ", ") + other;
+      context.err << context.format("cli.project.shares_texts", {names}) << '\n';
+    }
     printProjectId(context, *id);
   });
 

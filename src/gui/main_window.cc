@@ -497,6 +497,9 @@ void MainWindow::openProject(const std::string& projectId) {
 void MainWindow::newProject() {
   ProjectChanges changes;
   changes.name = utf8(Words(context_.store)("desktop.project.new_name"));
+  // Ready to export at once with the artist's texts; the Texts and CV tabs
+  // say they are shared and make copies.
+  changes.shareLatestTexts = true;
   if (!context_.store.createProject(changes)) return;
   showScreen(Screen::works);
   // The user names it now: the name is selected, ready to be typed over.

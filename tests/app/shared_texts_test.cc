@@ -67,6 +67,47 @@ TEST_F(SharedTextsTest, AReusedTextIsOneTextThatEveryProjectUsingItSeesAndNames)
   EXPECT_EQ(sharedWith(TextAssetType::bio), Names{"Spring fair"});
 }
 
+// Asked to, a new project starts with the library's most recently edited
+// biography, statement and CV, each shared with where it comes from.
+TEST_F(SharedTextsTest, ANewProjectCanStartWithTheLatestTextsShared) {
+  AppStore& store = open();
+  ProjectChanges shared = named("Empty library");
+  shared.shareLatestTexts = true;
+  store.createProject(shared);
+  EXPECT_TRUE(store.state().sharedTexts.empty()) << "nothing to share yet";
+  EXPECT_FALSE(store.state().errorToast);
+
+  store.createProject(named("Tides"));
+  store.setText(SaveSection::bio, "Born by the sea.");
+  store.setText(SaveSection::statement, "I paint the tide.");
+  settle();
+  main.advanceBy(std::chrono::seconds(1));
+  store.createProject(named("Littoral"));
+  store.setText(SaveSection::statement, "I paint the shore.");  // the newer statement
+  CVData cv;
+  cv.residencies.push_back({{"period", "2023"}, {"name", "Cité des arts"}});
+  store.setCV(cv);
+  settle();
+
+  shared.name = "Spring fair";
+  store.createProject(shared);
+  const StudioSnapshot& snapshot = store.state().snapshot;
+  EXPECT_EQ(snapshot.biography, "Born by the sea.");
+  EXPECT_EQ(snapshot.statement, "I paint the shore.");
+  EXPECT_EQ(snapshot.cv, cv);
+  EXPECT_EQ(snapshot.projectStatement, "") << "a project's own statement is never shared";
+  EXPECT_EQ(sharedWith(TextAssetType::bio), Names{"Tides"});
+  EXPECT_EQ(sharedWith(TextAssetType::statement), Names{"Littoral"});
+  EXPECT_EQ(sharedWith(TextAssetType::cv), Names{"Littoral"});
+  ASSERT_TRUE(store.state().errorToast);
+  EXPECT_NE(store.state().errorToast->text.find("Tides, Littoral"), std::string::npos)
+      << store.state().errorToast->text;
+
+  store.createProject(named("Own texts"));
+  EXPECT_TRUE(store.state().sharedTexts.empty());
+  EXPECT_EQ(store.state().snapshot.biography, "");
+}
+
 TEST_F(SharedTextsTest, ACopyOfItsOwnTakesAProjectOutOfTheSharingAndAnUndoPutsItBack) {
   AppStore& store = open();
   const std::string tides = *store.createProject(named("Tides"));

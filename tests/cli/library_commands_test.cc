@@ -196,11 +196,15 @@ TEST_F(LibraryCommandsTest, ASharedTextNamesItsProjectsUntilItIsCopied) {
   const std::string tides = linesOf(run({"project", "new", "Tides"}).out).back();
   run({"text", "set", "bio", "-"}, "Born by the sea.");
   run({"cv", "add", "education", "year=2004", "institution=Fine Arts"});
-  const std::string littoral = linesOf(run({"project", "new", "Littoral"}).out).back();
-  const nlohmann::json offered = json({"text", "reuse", "bio"});
-  ASSERT_EQ(offered.size(), 1u);
-  run({"text", "reuse", "bio", offered[0]["id"]});
-  run({"text", "reuse", "cv", json({"text", "reuse", "cv"})[0]["id"]});
+  // A project of its own texts, then one that shares the latest ones, as
+  // `project new` does unless told otherwise.
+  run({"project", "new", "Blank", "--own-texts"});
+  EXPECT_EQ(json({"text", "show", "bio"})["content"], "");
+  const CliRun made = run({"project", "new", "Littoral"});
+  const std::string littoral = linesOf(made.out).back();
+  EXPECT_TRUE(contains(made.err, "It shares the latest biography, statement and CV with Tides"))
+      << made.err;
+  EXPECT_EQ(json({"text", "show", "bio"})["content"], "Born by the sea.");
 
   EXPECT_TRUE(contains(run({"text", "show", "bio"}).err, "Shared with: Tides"));
   EXPECT_EQ(json({"text", "show", "bio"})["sharedWith"][0]["name"], "Tides");

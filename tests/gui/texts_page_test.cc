@@ -147,6 +147,20 @@ TEST_F(TextsPageTest, AnotherProjectsTextCanBeTakenSharedAndThenMadeThisProjects
             "Born by the sea in 1980. Lives inland.");
 }
 
+// A project made from the window is ready with the artist's texts, shared.
+TEST_F(TextsPageTest, ANewProjectStartsWithTheArtistsLatestTextsShared) {
+  store->setText(SaveSection::bio, "Born by the sea in 1980.");
+  settleAll();
+  const std::string first = store->state().project.projectName;
+  window->newProject();
+  pump();
+  window->showProjectTab(gui::ProjectTab::texts);
+  page().showSection(SaveSection::bio);
+  EXPECT_EQ(page().textField()->toPlainText(), QStringLiteral("Born by the sea in 1980."));
+  EXPECT_TRUE(page().sharingBar()->isVisibleTo(window.get()));
+  EXPECT_NE(page().sharingBar()->line()->text().indexOf(gui::qstr(first)), -1);
+}
+
 TEST_F(TextsPageTest, TheRoomLeftOnThePageIsToldBeforeThePageCutsTheText) {
   window->showProjectTab(gui::ProjectTab::texts);
   page().showSection(SaveSection::bio);

@@ -86,6 +86,7 @@ std::optional<std::string> AppStore::startNewProject(const ProjectChanges& chang
   services_.logger.log("app create project id=" + project.id);
   isUnsaved_ = true;
   if (persist) ensurePersisted();
+  refreshSharedTexts();  // none: its texts are its own
   publish();
   return project.id;
 }
@@ -96,11 +97,45 @@ std::optional<std::string> AppStore::createProject(const ProjectChanges& given) 
   try {
     settleSaves();
     forgetIfUnsaved();
-    return startNewProject(changes, true);
+    std::optional<std::string> id = startNewProject(changes, true);
+    if (id && changes.shareLatestTexts) shareLatestTexts();
+    return id;
   } catch (const std::exception& error) {
     failWith(error);
     return std::nullopt;
   }
+}
+
+void AppStore::shareLatestTexts() {
+  std::vector<std::string> from;
+  for (const TextAssetType type :
+       {TextAssetType::bio, TextAssetType::statement, TextAssetType::cv}) {
+    std::optional<std::pair<std::string, std::string>> latest;  // asset, project name
+    if (type == TextAssetType::cv) {
+      for (const ReusableCVAsset& asset : reusableCVs()) {
+        if (asset.cv == CVData{}) continue;
+        latest = {asset.id, asset.sourceProjectName};
+        break;
+      }
+    } else if (const auto texts = reusableTexts(type); !texts.empty()) {
+      latest = {texts.front().id, texts.front().sourceProjectName};
+    }
+    if (!latest || !services_.snapshots.attachTextAsset(state_.project.id, type, latest->first)) {
+      continue;
+    }
+    if (std::find(from.begin(), from.end(), latest->second) == from.end()) {
+      from.push_back(latest->second);
+    }
+  }
+  if (from.empty()) return;
+  if (std::optional<LoadedProject> loaded = services_.snapshots.load(state_.project.id)) {
+    adopt(std::move(*loaded));
+  }
+  std::string names;
+  for (const std::string& name : from) names += (names.empty() ? "" : ", ") + name;
+  services_.logger.log("app new project shares latest texts from=" + names);
+  showToast(ToastStyle::info, text("app.project.shares_texts", {names}));
+  publish();
 }
 
 void AppStore::openProjectInBackground(const std::string& projectId,
