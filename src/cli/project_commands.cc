@@ -10,6 +10,7 @@
 #include "cli/command_support.h"
 #include "cli/record_output.h"
 #include "cli/text_width.h"
+#include "model/document_kind_words.h"
 #include "model/text.h"
 #include "pdf/localization.h"
 
@@ -196,7 +197,9 @@ void installProjectSubcommands(CLI::App& command, CliContext& context) {
     context.err << context.format("cli.project.created", {store.state().project.projectName})
                 << '\n';
     std::vector<std::string> sharing;
+    std::string kinds;
     for (const auto& [type, projects] : store.state().sharedTexts) {
+      kinds += (kinds.empty() ? "" : ", ") + context.text(textKindKey(type));
       for (const ProjectRef& project : projects) {
         if (std::find(sharing.begin(), sharing.end(), project.name) == sharing.end()) {
           sharing.push_back(project.name);
@@ -206,7 +209,7 @@ void installProjectSubcommands(CLI::App& command, CliContext& context) {
     if (!sharing.empty()) {
       std::string names;
       for (const std::string& other : sharing) names += (names.empty() ? "" : ", ") + other;
-      context.err << context.format("cli.project.shares_texts", {names}) << '\n';
+      context.err << context.format("cli.project.shares_texts", {names, kinds}) << '\n';
     }
     printProjectId(context, *id);
   });

@@ -100,7 +100,9 @@ TEST_F(SharedTextsTest, ANewProjectCanStartWithTheLatestTextsShared) {
   EXPECT_EQ(sharedWith(TextAssetType::statement), Names{"Littoral"});
   EXPECT_EQ(sharedWith(TextAssetType::cv), Names{"Littoral"});
   ASSERT_TRUE(store.state().errorToast);
-  EXPECT_NE(store.state().errorToast->text.find("Tides, Littoral"), std::string::npos)
+  EXPECT_NE(store.state().errorToast->text.find(
+                "Tides, Littoral (Biography, Artist statement, Curriculum vitae)"),
+            std::string::npos)
       << store.state().errorToast->text;
 
   store.createProject(named("Own texts"));

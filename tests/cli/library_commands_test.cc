@@ -202,7 +202,8 @@ TEST_F(LibraryCommandsTest, ASharedTextNamesItsProjectsUntilItIsCopied) {
   EXPECT_EQ(json({"text", "show", "bio"})["content"], "");
   const CliRun made = run({"project", "new", "Littoral"});
   const std::string littoral = linesOf(made.out).back();
-  EXPECT_TRUE(contains(made.err, "It shares the latest biography, statement and CV with Tides"))
+  EXPECT_TRUE(
+      contains(made.err, "It shares your latest texts with Tides (Biography, Curriculum vitae)"))
       << made.err;
   EXPECT_EQ(json({"text", "show", "bio"})["content"], "Born by the sea.");
 

@@ -19,6 +19,7 @@
 
 #include "app/failure_text.h"
 #include "app/store/store_helpers.h"
+#include "model/document_kind_words.h"
 #include "model/text.h"
 #include "model/text_assets.h"
 #include "pdf/localization.h"
@@ -108,6 +109,7 @@ std::optional<std::string> AppStore::createProject(const ProjectChanges& given) 
 
 void AppStore::shareLatestTexts() {
   std::vector<std::string> from;
+  std::string kinds;  // what was shared, as the Texts and CV tabs name it
   for (const TextAssetType type :
        {TextAssetType::bio, TextAssetType::statement, TextAssetType::cv}) {
     std::optional<std::pair<std::string, std::string>> latest;  // asset, project name
@@ -126,6 +128,7 @@ void AppStore::shareLatestTexts() {
     if (std::find(from.begin(), from.end(), latest->second) == from.end()) {
       from.push_back(latest->second);
     }
+    kinds += (kinds.empty() ? "" : ", ") + text(textKindKey(type));
   }
   if (from.empty()) return;
   if (std::optional<LoadedProject> loaded = services_.snapshots.load(state_.project.id)) {
@@ -134,7 +137,7 @@ void AppStore::shareLatestTexts() {
   std::string names;
   for (const std::string& name : from) names += (names.empty() ? "" : ", ") + name;
   services_.logger.log("app new project shares latest texts from=" + names);
-  showToast(ToastStyle::info, text("app.project.shares_texts", {names}));
+  showToast(ToastStyle::info, text("app.project.shares_texts", {names, kinds}));
   publish();
 }
 
