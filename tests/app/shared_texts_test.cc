@@ -60,6 +60,17 @@ TEST_F(SharedTextsTest, AReusedTextIsOneTextThatEveryProjectUsingItSeesAndNames)
   ASSERT_TRUE(store.reuseText(TextAssetType::bio, offeredBy("Tides", TextAssetType::bio)));
   EXPECT_EQ(sharedWith(TextAssetType::bio), (Names{"Littoral", "Tides"}));
 
+  // A duplicate's texts are its own: it shares nothing, and says so.
+  ASSERT_TRUE(store.duplicateProject());
+  EXPECT_EQ(sharedWith(TextAssetType::bio), Names{});
+  ASSERT_TRUE(store.state().errorToast);
+  EXPECT_NE(store.state().errorToast->text.find("copies of its own"), std::string::npos);
+  settle();
+  store.setText(SaveSection::bio, "Only in the copy.");
+  settle();
+  ASSERT_TRUE(openProject(store, tides));
+  EXPECT_EQ(store.state().snapshot.biography, "Born by the sea in 1980.");
+
   // A project gone from the lists no longer counts.
   ASSERT_TRUE(openProject(store, littoral));
   ASSERT_TRUE(store.deleteProject());

@@ -249,12 +249,14 @@ std::optional<std::string> AppStore::duplicateProject() {
     copy.createdAt = copy.updatedAt = services_.clock.now();
     copy.projectName = text("app.project.copy_name", {state_.project.projectName});
     StudioSnapshot snapshot = state_.snapshot;
+    const bool sharedTexts = !state_.sharedTexts.empty();
     forgetIfUnsaved();
     // The copy's texts get assets of their own when first written.
     snapshot.documents.clear();
     snapshot.documentArtworkLinks.clear();
     state_.project = copy;
     state_.snapshot = std::move(snapshot);
+    state_.sharedTexts.clear();
     state_.projects.insert(state_.projects.begin(), ProjectSummary::of(copy));
     rememberCurrentProject();
     rememberStampedContent();
@@ -268,7 +270,10 @@ std::optional<std::string> AppStore::duplicateProject() {
     step.projectId = original.id;
     step.copyId = copy.id;
     undo_->record(std::move(step));
-    showToast(ToastStyle::success, text("inspector.project.duplicate.done"));
+    // Texts the original shares are the copy's own from now on: said, since
+    // an edit in the copy no longer reaches the projects sharing them.
+    showToast(ToastStyle::success, sharedTexts ? text("app.project.duplicate.own_texts")
+                                               : text("inspector.project.duplicate.done"));
     return copy.id;
   } catch (const std::exception& error) {
     failWith(error);
