@@ -2,6 +2,7 @@
 // everything around it, changed only on the main executor.
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
 #include <map>
 #include <optional>
@@ -122,5 +123,21 @@ struct AppState {
   // missing here is the project's own.
   std::map<TextAssetType, std::vector<ProjectRef>> sharedTexts;
 };
+
+// The names of the other projects sharing any of the open project's texts,
+// each once, joined by ", "; empty when it shares none.
+inline std::string sharingProjectNames(const AppState& state) {
+  std::vector<std::string> names;
+  for (const auto& [type, projects] : state.sharedTexts) {
+    for (const ProjectRef& project : projects) {
+      if (std::find(names.begin(), names.end(), project.name) == names.end()) {
+        names.push_back(project.name);
+      }
+    }
+  }
+  std::string joined;
+  for (const std::string& name : names) joined += (joined.empty() ? "" : ", ") + name;
+  return joined;
+}
 
 }  // namespace quorvane

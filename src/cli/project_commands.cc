@@ -196,19 +196,11 @@ void installProjectSubcommands(CLI::App& command, CliContext& context) {
     context.writeNow();
     context.err << context.format("cli.project.created", {store.state().project.projectName})
                 << '\n';
-    std::vector<std::string> sharing;
-    std::string kinds;
-    for (const auto& [type, projects] : store.state().sharedTexts) {
-      kinds += (kinds.empty() ? "" : ", ") + context.text(textKindKey(type));
-      for (const ProjectRef& project : projects) {
-        if (std::find(sharing.begin(), sharing.end(), project.name) == sharing.end()) {
-          sharing.push_back(project.name);
-        }
+    if (const std::string names = sharingProjectNames(store.state()); !names.empty()) {
+      std::string kinds;
+      for (const auto& [type, projects] : store.state().sharedTexts) {
+        kinds += (kinds.empty() ? "" : ", ") + context.text(textKindKey(type));
       }
-    }
-    if (!sharing.empty()) {
-      std::string names;
-      for (const std::string& other : sharing) names += (names.empty() ? "" : ", ") + other;
       context.err << context.format("cli.project.shares_texts", {names, kinds}) << '\n';
     }
     printProjectId(context, *id);

@@ -516,17 +516,7 @@ void MainWindow::deleteProject() {
   const std::string name = context_.store.state().project.projectName;
   QString question = words.format("desktop.project.delete.confirm", {name});
   // The texts it shares are the other projects' too: they stay as they are.
-  std::vector<std::string> sharing;
-  for (const auto& [type, projects] : context_.store.state().sharedTexts) {
-    for (const ProjectRef& project : projects) {
-      if (std::find(sharing.begin(), sharing.end(), project.name) == sharing.end()) {
-        sharing.push_back(project.name);
-      }
-    }
-  }
-  if (!sharing.empty()) {
-    std::string names;
-    for (const std::string& other : sharing) names += (names.empty() ? "" : ", ") + other;
+  if (const std::string names = sharingProjectNames(context_.store.state()); !names.empty()) {
     question += QStringLiteral(" ") + words.format("desktop.project.delete.shared", {names});
   }
   if (!ask(question, words("desktop.project.delete.action"))) {
