@@ -27,7 +27,7 @@ struct RawValueTable<ThemeMode> {
 };
 
 enum class ToastStyle { info, error, success };
-enum class ToastAction { openExport, showOversizedImages };
+enum class ToastAction { openExport, showOversizedImages, copySharedTexts };
 enum class ToastPlacement { top, center };
 
 struct ToastMessage {
@@ -122,6 +122,10 @@ struct AppState {
   // project statement and CV (an edit there reaches them too); a text
   // missing here is the project's own.
   std::map<TextAssetType, std::vector<ProjectRef>> sharedTexts;
+  // The other projects that had the same artist's details as the open
+  // project when it was opened, once its details differ from those: they
+  // keep the earlier ones unless the user applies the edit to them too.
+  std::vector<ProjectRef> detailsLeftBehind;
 };
 
 // The names of the other projects sharing any of the open project's texts,

@@ -180,8 +180,16 @@ class AppStore {
   // the others keep the text as it is. Nothing to do for a text of its own.
   // One step of the Edit menu.
   bool copyText(TextAssetType type);
+  // copyText for every text the open project shares: what a new project
+  // that was given the latest texts does when the user wants its own.
+  bool copySharedTexts();
 
   void setDetails(const ArtistDetails& details);
+  // Gives the projects of `state().detailsLeftBehind` the open project's
+  // details as they now are (the artist moved, changed e-mail…); the open
+  // project's own edit is written first. Not a step of the Edit menu: the
+  // other projects are not open. False, with a toast, when writing failed.
+  bool applyDetailsToOtherProjects();
 
   // PDF labels. Clearing stores an empty override, which prints the
   // built-in label again.
@@ -462,6 +470,10 @@ class AppStore {
   std::size_t removedCharacters_ = 0;
   // The shared texts whose first edit of this run has been told of.
   std::set<TextAssetType> sharedEditsNoticed_;
+  // The open project's details as opened or last applied elsewhere, and
+  // the other projects that had exactly these (see detailsLeftBehind).
+  ArtistDetails detailsAsOpened_;
+  std::vector<ProjectRef> detailsTwins_;
   bool isUnsaved_ = false;                           // the open project is not in the library yet
   std::map<std::string, std::size_t> silentWrites_;  // project id → writes not counted
   std::map<SaveSection, std::uint64_t> stampedContent_;  // content at its last stamp

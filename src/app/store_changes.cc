@@ -64,7 +64,14 @@ std::vector<std::uint64_t> areaHashes(const AppState& s, std::uint64_t previewRe
                  .add(raw(s.snapshot.artworks.layoutMode))
                  .add(s.snapshot.artworksUpdatedAt)
                  .value();
+  // Who else uses a text is shown where it is edited.
+  Hasher sharing;
+  for (const auto& [type, projects] : s.sharedTexts) {
+    sharing.add(raw(type));
+    for (const ProjectRef& project : projects) sharing.add(project.id).add(project.name);
+  }
   areas[3] = Hasher()
+                 .add(sharing.value())
                  .add(s.snapshot.biography)
                  .add(s.snapshot.biographyTitle)
                  .add(s.snapshot.statement)
@@ -73,8 +80,15 @@ std::vector<std::uint64_t> areaHashes(const AppState& s, std::uint64_t previewRe
                  .add(s.snapshot.projectStatementTitle)
                  .add(raw(s.activeStatementSection))
                  .value();
-  areas[4] = Hasher().add(cvDataToJson(s.snapshot.cv)).add(s.snapshot.cvTitle).value();
-  areas[5] = Hasher().add(artistDetailsToJson(s.snapshot.details)).value();
+  areas[4] = Hasher()
+                 .add(sharing.value())
+                 .add(cvDataToJson(s.snapshot.cv))
+                 .add(s.snapshot.cvTitle)
+                 .value();
+  Hasher details;
+  details.add(artistDetailsToJson(s.snapshot.details));
+  for (const ProjectRef& project : s.detailsLeftBehind) details.add(project.id).add(project.name);
+  areas[5] = details.value();
   Hasher settings;
   settings.add(s.uiLanguage).add(raw(s.themeMode)).add(std::uint64_t{s.isEditTitlesEnabled});
   const ExportOptions& o = s.exportOptions;

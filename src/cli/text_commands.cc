@@ -208,7 +208,10 @@ void installDetailsSet(CLI::App& command, CliContext& context) {
       option->check(CLI::IsMember({"legal", "artist"}));
     }
   }
-  set->callback([&context, values] {
+  auto everywhere = std::make_shared<bool>(false);
+  set->add_flag("--everywhere", *everywhere,
+                "Change them too in the other projects that had the same details");
+  set->callback([&context, values, everywhere] {
     AppStore& store = context.store();
     ArtistDetails details = store.state().snapshot.details;
     bool changed = false;
@@ -219,6 +222,16 @@ void installDetailsSet(CLI::App& command, CliContext& context) {
     }
     if (!changed) throw CliError(context.text("cli.error.nothing_to_change"));
     store.setDetails(details);
+    const std::vector<ProjectRef> others = store.state().detailsLeftBehind;
+    if (others.empty()) return;
+    std::string names;
+    for (const ProjectRef& project : others) names += (names.empty() ? "" : ", ") + project.name;
+    if (*everywhere) {
+      context.check(store.applyDetailsToOtherProjects());
+      context.err << context.format("cli.details.applied", {names}) << '\n';
+    } else {
+      context.err << context.format("cli.details.left_behind", {names}) << '\n';
+    }
   });
 }
 
@@ -376,6 +389,8 @@ void installDetailsCommand(CLI::App& command, CliContext& context) {
       "\nExamples:\n"
       "  quorvane details set --first-name Zoë --last-name Müller --city Berlin\n"
       "  quorvane details set --artist-name \"ZM\" --name-display artist\n"
+      "  quorvane details set --email zm@example.org --everywhere   (in every project that "
+      "had the same details)\n"
       "  quorvane details show");
   installDetailsSet(command, context);
   command.add_subcommand("show", "Show the artist's details")->callback([&context] {

@@ -2,9 +2,11 @@
 
 #include <QComboBox>
 #include <QFormLayout>
+#include <QHBoxLayout>
 #include <QLabel>
 #include <QLineEdit>
 #include <QPlainTextEdit>
+#include <QPushButton>
 #include <QVBoxLayout>
 
 #include "cv/details_fields.h"
@@ -21,6 +23,9 @@ DetailsPage::DetailsPage(AppStore& store, QWidget* parent)
       heading_(new QLabel(this)),
       printedName_(new QLabel(this)),
       nameDisplay_(new QComboBox(this)),
+      leftBehind_(new QWidget(this)),
+      leftBehindLine_(new QLabel(leftBehind_)),
+      applyToOthers_(new QPushButton(leftBehind_)),
       subscription_(store, [this](const StoreChanges& changes) { storeChanged(changes); }) {
   setObjectName(QStringLiteral("detailsPage"));
   heading_->setObjectName(QStringLiteral("pageTitle"));
@@ -34,6 +39,17 @@ DetailsPage::DetailsPage(AppStore& store, QWidget* parent)
   column->setContentsMargins(25, 20, 24, 28);
   column->setSpacing(8);
   column->addWidget(heading_);
+  leftBehind_->setObjectName(QStringLiteral("detailsLeftBehind"));
+  leftBehindLine_->setObjectName(QStringLiteral("secondaryText"));
+  leftBehindLine_->setWordWrap(true);
+  applyToOthers_->setObjectName(QStringLiteral("applyDetailsToOthers"));
+  auto* leftBehindLayout = new QHBoxLayout(leftBehind_);
+  leftBehindLayout->setContentsMargins(0, 0, 0, 0);
+  leftBehindLayout->addWidget(leftBehindLine_, 1);
+  leftBehindLayout->addWidget(applyToOthers_);
+  column->addWidget(leftBehind_);
+  connect(applyToOthers_, &QPushButton::clicked, this,
+          [this] { store_.applyDetailsToOtherProjects(); });
   column->addSpacing(8);
   auto* form = new QFormLayout;
   form->setLabelAlignment(Qt::AlignLeft | Qt::AlignVCenter);
@@ -118,6 +134,18 @@ void DetailsPage::storeChanged(const StoreChanges& changes) {
   if (changes.has(StoreArea::details) || changes.has(StoreArea::project)) fill();
 }
 
+void DetailsPage::showLeftBehind() {
+  const std::vector<ProjectRef>& others = store_.state().detailsLeftBehind;
+  leftBehind_->setVisible(!others.empty());
+  if (others.empty()) return;
+  std::string names;
+  for (const ProjectRef& project : others) names += (names.empty() ? "" : ", ") + project.name;
+  const Words words(store_);
+  leftBehindLine_->setText(words.format("desktop.details.left_behind", {names}));
+  applyToOthers_->setText(words("desktop.details.apply_to_others"));
+  applyToOthers_->setAccessibleName(applyToOthers_->text());
+}
+
 void DetailsPage::fill() {
   filling_ = true;
   const ArtistDetails& details = store_.state().snapshot.details;
@@ -136,6 +164,7 @@ void DetailsPage::fill() {
   printedName_->setText(printed.empty()
                             ? Words(store_)("desktop.details.printed_none")
                             : Words(store_).format("desktop.details.printed", {printed}));
+  showLeftBehind();
   filling_ = false;
 }
 

@@ -14,6 +14,7 @@ class QComboBox;
 class QLabel;
 class QLineEdit;
 class QPlainTextEdit;
+class QPushButton;
 
 namespace quorvane::gui {
 
@@ -28,17 +29,25 @@ class DetailsPage final : public QWidget {
   QLineEdit* field(std::string_view id) const;
   QComboBox* nameDisplayChooser() const { return nameDisplay_; }
   QLabel* printedNameLabel() const { return printedName_; }
+  // Shown once an edit leaves behind the other projects that had the same
+  // details, with the button that gives them the edit too.
+  QWidget* leftBehindBar() const { return leftBehind_; }
+  QPushButton* applyToOthersButton() const { return applyToOthers_; }
 
  private:
   void storeChanged(const StoreChanges& changes);
   void fill();
   void edited();
+  void showLeftBehind();
 
   AppStore& store_;
   bool filling_ = false;
   QLabel* heading_;
   QLabel* printedName_;
   QComboBox* nameDisplay_;
+  QWidget* leftBehind_;
+  QLabel* leftBehindLine_;
+  QPushButton* applyToOthers_;
   std::map<std::string, QLineEdit*, std::less<>> lines_;
   std::map<std::string, QPlainTextEdit*, std::less<>> blocks_;
   std::map<std::string, QLabel*, std::less<>> labels_;

@@ -247,6 +247,7 @@ MainWindow::MainWindow(DesktopContext context, QWidget* parent)
           });
   connect(toast_, &ToastView::actionTriggered, this, [this](ToastAction action) {
     if (action == ToastAction::showOversizedImages) showOversizedImages();
+    if (action == ToastAction::copySharedTexts) context_.store.copySharedTexts();
   });
   connect(qApp, &QGuiApplication::applicationStateChanged, this,
           [this](Qt::ApplicationState state) {

@@ -10,7 +10,21 @@
 #include "gui/words.h"
 
 namespace quorvane::gui {
+
 namespace {
+
+// The words of the toast's button; nothing for an action it offers none for.
+std::optional<std::string_view> actionWords(ToastAction action) {
+  switch (action) {
+    case ToastAction::showOversizedImages:
+      return "desktop.toast.review";
+    case ToastAction::copySharedTexts:
+      return "desktop.toast.copy_texts";
+    case ToastAction::openExport:
+      break;
+  }
+  return std::nullopt;
+}
 
 QString styleName(ToastStyle style) {
   switch (style) {
@@ -70,8 +84,6 @@ ToastView::ToastView(AppStore& store, QWidget* parent)
 void ToastView::retranslate() {
   const Words words(store_);
   close_->setAccessibleName(words("desktop.common.close"));
-  action_->setText(words("desktop.toast.review"));
-  action_->setAccessibleName(words("desktop.toast.review"));
   if (shown_) present(shown_);
 }
 
@@ -86,7 +98,13 @@ void ToastView::present(const std::optional<ToastMessage>& toast) {
   title_->setVisible(toast->title.has_value());
   text_->setText(qstr(toast->text));
   setAccessibleName(text_->text());
-  action_->setVisible(toast->action == ToastAction::showOversizedImages);
+  const std::optional<std::string_view> action =
+      toast->action ? actionWords(*toast->action) : std::nullopt;
+  action_->setVisible(action.has_value());
+  if (action) {
+    action_->setText(Words(store_)(*action));
+    action_->setAccessibleName(action_->text());
+  }
   setProperty("toastStyle", styleName(toast->style));
   style()->unpolish(this);
   style()->polish(this);

@@ -26,6 +26,7 @@ class ToastView final : public QFrame {
   // The toast on screen, if any.
   const std::optional<ToastMessage>& toast() const { return shown_; }
   QLabel* textLabel() const { return text_; }
+  QPushButton* actionButton() const { return action_; }
   void retranslate();
 
   static constexpr int kInfoMilliseconds = 4500;

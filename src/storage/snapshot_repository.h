@@ -74,6 +74,13 @@ class SnapshotRepository {
   virtual std::vector<ProjectSummary> projectSummaries() = 0;
   // The details of the most recently changed live project, if any.
   virtual std::optional<ArtistDetails> latestDetails() = 0;
+  // The other live projects whose details are exactly `details`, by name.
+  virtual std::vector<ProjectRef> projectsWithDetails(const std::string& excludingProjectId,
+                                                      const ArtistDetails& details) = 0;
+  // Gives each of `projectIds` these details, in one transaction; the
+  // details section's time is stamped, the projects' order is left alone.
+  virtual void writeDetails(const std::vector<std::string>& projectIds,
+                            const ArtistDetails& details) = 0;
   // Hides the project from lists and counts; its rows stay.
   virtual void archiveProject(const std::string& projectId) = 0;
   // The projects deleted (archived), most recently deleted first, each with

@@ -229,6 +229,52 @@ std::optional<ArtistDetails> SQLiteSnapshotRepository::latestDetails() {
   return decodeArtistDetails(select.textOrEmpty(0));
 }
 
+std::vector<ProjectRef> SQLiteSnapshotRepository::projectsWithDetails(
+    const std::string& excludingProjectId, const ArtistDetails& details) {
+  const std::lock_guard lock(mutex_);
+  // Compared as records, not as stored text: an older encoding of the same
+  // details is the same details.
+  Statement select = db_.prepare(
+      "SELECT p.id, p.projectName, d.json FROM details d INNER JOIN projects p ON p.id = "
+      "d.projectId WHERE p.archivedAt IS NULL AND p.id <> ? "
+      "ORDER BY p.projectName COLLATE NOCASE, p.id");
+  select.bindText(1, excludingProjectId);
+  std::vector<ProjectRef> projects;
+  while (select.nextRow()) {
+    if (decodeArtistDetails(select.textOrEmpty(2)) != details) continue;
+    projects.push_back({select.textOrEmpty(0), select.textOrEmpty(1)});
+  }
+  return projects;
+}
+
+void SQLiteSnapshotRepository::writeDetails(const std::vector<std::string>& projectIds,
+                                            const ArtistDetails& details) {
+  const std::lock_guard lock(mutex_);
+  const std::int64_t now = nowMs();
+  const std::string json = encodeArtistDetails(details);
+  withImmediateTransaction(db_, [&] {
+    Statement upsert = db_.prepare(
+        "INSERT INTO details(projectId, json) VALUES(?,?) ON CONFLICT(projectId) DO UPDATE SET "
+        "json=excluded.json");
+    Statement stamp = db_.prepare(
+        "INSERT INTO section_timestamps(projectId, section, createdAt, updatedAt) "
+        "VALUES(?,?,?,?) ON CONFLICT(projectId, section) DO UPDATE SET "
+        "updatedAt = excluded.updatedAt");
+    for (const std::string& id : projectIds) {
+      upsert.bindText(1, id);
+      upsert.bindText(2, json);
+      upsert.stepStrict();
+      upsert.reset();
+      stamp.bindText(1, id);
+      stamp.bindText(2, section_name::kDetails);
+      stamp.bindInt64(3, now);
+      stamp.bindInt64(4, now);
+      stamp.stepStrict();
+      stamp.reset();
+    }
+  });
+}
+
 void SQLiteSnapshotRepository::archiveProject(const std::string& projectId) {
   const std::lock_guard lock(mutex_);
   Statement archive = db_.prepare("UPDATE projects SET archivedAt = ? WHERE id = ?");

@@ -53,6 +53,10 @@ class SQLiteSnapshotRepository final : public SnapshotRepository,
   SavedProject save(const Project& project, const StudioSnapshot& snapshot) override;
   std::vector<ProjectSummary> projectSummaries() override;
   std::optional<ArtistDetails> latestDetails() override;
+  std::vector<ProjectRef> projectsWithDetails(const std::string& excludingProjectId,
+                                              const ArtistDetails& details) override;
+  void writeDetails(const std::vector<std::string>& projectIds,
+                    const ArtistDetails& details) override;
   void archiveProject(const std::string& projectId) override;
   std::vector<ProjectSummary> deletedProjectSummaries() override;
   bool restoreProject(const std::string& projectId) override;

@@ -115,6 +115,12 @@ TEST_F(SharedTextsTest, ANewProjectCanStartWithTheLatestTextsShared) {
                 "Tides, Littoral (Biography, Artist statement, Curriculum vitae)"),
             std::string::npos)
       << store.state().errorToast->text;
+  // The notice offers to take copies instead, all at once.
+  EXPECT_EQ(store.state().errorToast->action, ToastAction::copySharedTexts);
+  ASSERT_TRUE(store.copySharedTexts());
+  EXPECT_TRUE(store.state().sharedTexts.empty());
+  EXPECT_EQ(snapshot.biography, "Born by the sea.");
+  EXPECT_EQ(snapshot.cv, cv);
 
   store.createProject(named("Own texts"));
   EXPECT_TRUE(store.state().sharedTexts.empty());
@@ -162,6 +168,57 @@ TEST_F(SharedTextsTest, ACopyOfItsOwnTakesAProjectOutOfTheSharingAndAnUndoPutsIt
   EXPECT_EQ(sharedWith(TextAssetType::cv), Names{"Tides"});
   EXPECT_EQ(store.state().snapshot.cv, cv);
   EXPECT_TRUE(store.copyText(TextAssetType::bio)) << "a text of its own: nothing to do";
+}
+
+TEST_F(SharedTextsTest, AnEditOfTheDetailsCanReachTheProjectsThatHadTheSameDetails) {
+  AppStore& store = open();
+  auto leftBehind = [&] {
+    Names names;
+    for (const ProjectRef& project : store.state().detailsLeftBehind) names.push_back(project.name);
+    return names;
+  };
+  ArtistDetails other;
+  other.firstName = "Someone";
+  other.lastName = "Else";
+  const std::string elsewhere = *store.createProject(named("Someone else's"));
+  store.setDetails(other);
+  settle();
+  main.advanceBy(std::chrono::seconds(1));
+  ArtistDetails ana;
+  ana.firstName = "Ana";
+  ana.lastName = "Sol";
+  ana.email = "ana@old.example";
+  const std::string tides = *store.createProject(named("Tides"));
+  store.setDetails(ana);
+  settle();
+  main.advanceBy(std::chrono::seconds(1));
+
+  // A new project takes the latest details: Tides had the same.
+  store.createProject(named("Littoral"));
+  EXPECT_EQ(store.state().snapshot.details, ana);
+  EXPECT_EQ(leftBehind(), Names{}) << "nothing differs yet";
+  ArtistDetails moved = ana;
+  moved.email = "ana@new.example";
+  store.setDetails(moved);
+  EXPECT_EQ(leftBehind(), Names{"Tides"});
+  store.setDetails(ana);
+  EXPECT_EQ(leftBehind(), Names{}) << "back as they were: nothing left behind";
+  store.setDetails(moved);
+  ASSERT_TRUE(store.applyDetailsToOtherProjects());
+  EXPECT_EQ(leftBehind(), Names{});
+  ASSERT_TRUE(store.state().errorToast);
+  EXPECT_NE(store.state().errorToast->text.find("Tides"), std::string::npos);
+  // Twins again: a further edit offers to reach Tides once more.
+  ArtistDetails phoned = moved;
+  phoned.phone = "+33 1 23 45 67 89";
+  store.setDetails(phoned);
+  EXPECT_EQ(leftBehind(), Names{"Tides"});
+  settle();
+
+  ASSERT_TRUE(openProject(store, tides));
+  EXPECT_EQ(store.state().snapshot.details, moved);
+  ASSERT_TRUE(openProject(store, elsewhere));
+  EXPECT_EQ(store.state().snapshot.details, other) << "a project with other details is untouched";
 }
 
 }  // namespace

@@ -198,7 +198,7 @@ TEST_F(LibraryCommandsTest, ASharedTextNamesItsProjectsUntilItIsCopied) {
   run({"cv", "add", "education", "year=2004", "institution=Fine Arts"});
   // A project of its own texts, then one that shares the latest ones, as
   // `project new` does unless told otherwise.
-  run({"project", "new", "Blank", "--own-texts"});
+  const std::string blank = linesOf(run({"project", "new", "Blank", "--own-texts"}).out).back();
   EXPECT_EQ(json({"text", "show", "bio"})["content"], "");
   const CliRun made = run({"project", "new", "Littoral"});
   const std::string littoral = linesOf(made.out).back();
@@ -220,6 +220,18 @@ TEST_F(LibraryCommandsTest, ASharedTextNamesItsProjectsUntilItIsCopied) {
   EXPECT_EQ(json({"text", "show", "bio"})["content"], "Born by the sea.");
   EXPECT_EQ(json({"text", "show", "bio"})["sharedWith"].size(), 0u);
   EXPECT_EQ(json({"cv", "show"})["sharedWith"][0]["id"], littoral) << "the CV still is";
+
+  // Details are each project's: an edit says who keeps the earlier ones,
+  // and --everywhere takes it to them.
+  EXPECT_TRUE(contains(run({"details", "set", "--email", "a@tides.example"}).err,
+                       "the same details were in: Blank, Littoral"));
+  run({"project", "open", littoral});
+  EXPECT_TRUE(contains(run({"details", "set", "--email", "a@new.example", "--everywhere"}).err,
+                       "Also changed in: Blank."));
+  run({"project", "open", blank});
+  EXPECT_EQ(json({"details", "show"})["email"], "a@new.example");
+  run({"project", "open", tides});
+  EXPECT_EQ(json({"details", "show"})["email"], "a@tides.example");
 }
 
 TEST_F(LibraryCommandsTest, ABackupReminderIsPrintedOnceAfterAChangeThenSnoozed) {

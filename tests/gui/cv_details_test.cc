@@ -14,6 +14,7 @@
 #include <QToolButton>
 #include <nlohmann/json.hpp>
 
+#include "app/waiting_commands.h"
 #include "cli/cli_run.h"
 #include "cv/cv_sections.h"
 #include "gui/cv_page.h"
@@ -274,6 +275,35 @@ TEST_F(DesktopTest, TheDetailsShowTheNameTheDocumentsPrintAsTheChoiceIsMade) {
   settleAll();
   EXPECT_EQ(store->exportName(RenderKind::cv, "en").rfind("m-a-cv-", 0), 0u)
       << store->exportName(RenderKind::cv, "en");
+}
+
+// The details a new project took from the last one drift apart only if the
+// artist wants: an edit offers to reach the project that had the same.
+TEST_F(DesktopTest, AnEditOfTheDetailsOffersToReachTheProjectThatHadTheSame) {
+  ArtistDetails details;
+  details.firstName = "Maren";
+  details.email = "maren@old.example";
+  store->setDetails(details);
+  settleAll();
+  const std::string first = store->state().project.id;
+  window->newProject();
+  pump();
+  window->showProjectTab(gui::ProjectTab::details);
+  pump();
+  gui::DetailsPage& page = window->details();
+  EXPECT_FALSE(page.leftBehindBar()->isVisibleTo(window.get()));
+  QLineEdit* email = page.field("email");
+  email->setFocus();
+  email->selectAll();
+  QTest::keyClicks(email, "maren@new.example");
+  pump();
+  ASSERT_TRUE(page.leftBehindBar()->isVisibleTo(window.get()));
+  QTest::mouseClick(page.applyToOthersButton(), Qt::LeftButton);
+  pump();
+  EXPECT_FALSE(page.leftBehindBar()->isVisibleTo(window.get()));
+  settleAll();
+  ASSERT_TRUE(openProject(*store, first));
+  EXPECT_EQ(store->state().snapshot.details.email, "maren@new.example");
 }
 
 }  // namespace

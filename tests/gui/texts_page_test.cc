@@ -14,6 +14,7 @@
 #include "gui/desktop_fixture.h"
 #include "gui/sharing_bar.h"
 #include "gui/texts_page.h"
+#include "gui/toast_view.h"
 #include "gui/words.h"
 
 namespace quorvane {
@@ -159,6 +160,14 @@ TEST_F(TextsPageTest, ANewProjectStartsWithTheArtistsLatestTextsShared) {
   EXPECT_EQ(page().textField()->toPlainText(), QStringLiteral("Born by the sea in 1980."));
   EXPECT_TRUE(page().sharingBar()->isVisibleTo(window.get()));
   EXPECT_NE(page().sharingBar()->line()->text().indexOf(gui::qstr(first)), -1);
+
+  // Its notice offers copies of its own instead, in one click.
+  QPushButton* copies = window->toastView().actionButton();
+  ASSERT_TRUE(copies->isVisibleTo(window.get()));
+  QTest::mouseClick(copies, Qt::LeftButton);
+  pump();
+  EXPECT_FALSE(page().sharingBar()->isVisibleTo(window.get()));
+  EXPECT_EQ(page().textField()->toPlainText(), QStringLiteral("Born by the sea in 1980."));
 }
 
 TEST_F(TextsPageTest, TheRoomLeftOnThePageIsToldBeforeThePageCutsTheText) {

@@ -141,6 +141,8 @@ void AppStore::publish() {
   } publishing(publishing_);
   do {
     publishAgain_ = false;
+    state_.detailsLeftBehind.clear();
+    if (state_.snapshot.details != detailsAsOpened_) state_.detailsLeftBehind = detailsTwins_;
     const StoreChanges changes = published_.update(state_, documents_->previewRevision);
     if (!changes.any()) continue;
     // What a page shows lives in these areas (labels are settings too).

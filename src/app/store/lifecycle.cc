@@ -83,8 +83,11 @@ void AppStore::reloadSummaries() {
 
 void AppStore::refreshSharedTexts() {
   state_.sharedTexts.clear();
-  if (isUnsaved_) return;
   try {
+    // A project not yet written has the details it was given (the latest
+    // ones): those it took them from are its twins already.
+    detailsTwins_ = services_.snapshots.projectsWithDetails(state_.project.id, detailsAsOpened_);
+    if (isUnsaved_) return;
     for (const TextAssetType type : allCases<TextAssetType>()) {
       std::vector<ProjectRef> others =
           services_.snapshots.projectsSharingText(state_.project.id, type);
@@ -107,6 +110,7 @@ void AppStore::adopt(LoadedProject loaded) {
   rememberStampedContent();
   state_.worksInspectorArtworkID.reset();
   state_.imageSizeWarning.clear();
+  detailsAsOpened_ = state_.snapshot.details;
   refreshSharedTexts();
 }
 

@@ -87,6 +87,7 @@ std::optional<std::string> AppStore::startNewProject(const ProjectChanges& chang
   services_.logger.log("app create project id=" + project.id);
   isUnsaved_ = true;
   if (persist) ensurePersisted();
+  detailsAsOpened_ = state_.snapshot.details;
   refreshSharedTexts();  // none: its texts are its own
   publish();
   return project.id;
@@ -137,7 +138,8 @@ void AppStore::shareLatestTexts() {
   std::string names;
   for (const std::string& name : from) names += (names.empty() ? "" : ", ") + name;
   services_.logger.log("app new project shares latest texts from=" + names);
-  showToast(ToastStyle::info, text("app.project.shares_texts", {names, kinds}));
+  showToast(ToastStyle::info, text("app.project.shares_texts", {names, kinds}),
+            ToastAction::copySharedTexts);
   publish();
 }
 

@@ -215,4 +215,35 @@ void AppStore::setDetails(const ArtistDetails& given) {
   scheduleSave(SaveSection::details);
 }
 
+bool AppStore::copySharedTexts() {
+  std::vector<TextAssetType> types;
+  for (const auto& [type, projects] : state_.sharedTexts) types.push_back(type);
+  for (const TextAssetType type : types) {
+    if (!copyText(type)) return false;
+  }
+  return true;
+}
+
+bool AppStore::applyDetailsToOtherProjects() {
+  if (state_.detailsLeftBehind.empty()) return true;
+  try {
+    settleSaves();
+    std::vector<std::string> ids;
+    std::string names;
+    for (const ProjectRef& project : state_.detailsLeftBehind) {
+      ids.push_back(project.id);
+      names += (names.empty() ? "" : ", ") + project.name;
+    }
+    services_.snapshots.writeDetails(ids, state_.snapshot.details);
+    services_.logger.log("app details applied projects=" + std::to_string(ids.size()));
+    // They are twins again, of the details as they now are.
+    detailsAsOpened_ = state_.snapshot.details;
+    showToast(ToastStyle::success, text("app.details.applied", {names}));
+    publish();
+    return true;
+  } catch (const std::exception& error) {
+    return failWith(error);
+  }
+}
+
 }  // namespace quorvane
