@@ -43,11 +43,15 @@ DetailsPage::DetailsPage(AppStore& store, QWidget* parent)
   leftBehindLine_->setObjectName(QStringLiteral("secondaryText"));
   leftBehindLine_->setWordWrap(true);
   applyToOthers_->setObjectName(QStringLiteral("applyDetailsToOthers"));
+  // A click leaves the focus in the field being edited: the button hides
+  // once pressed, and focus passed on from it would select the first field's
+  // text for the next keystroke to replace.
+  applyToOthers_->setFocusPolicy(Qt::TabFocus);
+  leftBehind_->setMaximumWidth(640);
   auto* leftBehindLayout = new QHBoxLayout(leftBehind_);
-  leftBehindLayout->setContentsMargins(0, 0, 0, 0);
+  leftBehindLayout->setContentsMargins(25, 10, 24, 12);
   leftBehindLayout->addWidget(leftBehindLine_, 1);
   leftBehindLayout->addWidget(applyToOthers_);
-  column->addWidget(leftBehind_);
   connect(applyToOthers_, &QPushButton::clicked, this,
           [this] { store_.applyDetailsToOtherProjects(); });
   column->addSpacing(8);
@@ -95,6 +99,9 @@ DetailsPage::DetailsPage(AppStore& store, QWidget* parent)
   column->addStretch(1);
 
   fillWithScrolling(this, content);
+  // Below the fields, outside their scrolling: it appears as the user types
+  // without moving the field being typed in.
+  layout()->addWidget(leftBehind_);
 
   connect(nameDisplay_, &QComboBox::activated, this, &DetailsPage::edited);
   retranslate();
