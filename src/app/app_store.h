@@ -184,6 +184,11 @@ class AppStore {
   // that was given the latest texts does when the user wants its own.
   bool copySharedTexts();
 
+  // The title of the open project's text (or CV) as the interface shows
+  // it: a default title in the interface language ("Biographie" for the
+  // stored "Biography"), any other as the user wrote it. Titles don't print.
+  std::string shownTextTitle(TextAssetType type) const;
+
   void setDetails(const ArtistDetails& details);
   // Gives the projects of `state().detailsLeftBehind` the open project's
   // details as they now are (the artist moved, changed e-mail…); the open
@@ -433,6 +438,9 @@ class AppStore {
   // Links the new open project to the latest biography, statement and CV.
   void shareLatestTexts();
   void noticeSharedEdit(TextAssetType type);
+  // A title as written to the library: the shown default is stored as the
+  // default (see shownTextTitle).
+  std::string titleToStore(TextAssetType type, const std::string& title) const;
   void loadPreferences();
   // Copies the reminder state into the published state and tells observers.
   void publishBackupReminderState();

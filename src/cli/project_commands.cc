@@ -166,10 +166,12 @@ void showProject(CliContext& context) {
           {context.text("cli.project.label.artist"), artist.empty() ? "—" : artist},
           {context.text("cli.project.label.artworks"),
            std::to_string(snapshot.artworks.images.size())},
-          {snapshot.biographyTitle, words(snapshot.biography)},
-          {snapshot.statementTitle, words(snapshot.statement)},
-          {snapshot.projectStatementTitle, words(snapshot.projectStatement)},
-          {snapshot.cvTitle, context.count("count.entries", cvEntryCount(snapshot.cv))},
+          {context.store().shownTextTitle(TextAssetType::bio), words(snapshot.biography)},
+          {context.store().shownTextTitle(TextAssetType::statement), words(snapshot.statement)},
+          {context.store().shownTextTitle(TextAssetType::projectStatement),
+           words(snapshot.projectStatement)},
+          {context.store().shownTextTitle(TextAssetType::cv),
+           context.count("count.entries", cvEntryCount(snapshot.cv))},
       },
       context.out);
 }

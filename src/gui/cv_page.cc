@@ -202,9 +202,8 @@ void CvPage::storeChanged(const StoreChanges& changes) {
 // Every field takes the store's value, except one being typed in.
 void CvPage::fill() {
   const StudioSnapshot& snapshot = store_.state().snapshot;
-  if (!title_->hasFocus() && title_->text() != qstr(snapshot.cvTitle)) {
-    title_->setText(qstr(snapshot.cvTitle));
-  }
+  const QString title = qstr(store_.shownTextTitle(TextAssetType::cv));
+  if (!title_->hasFocus() && title_->text() != title) title_->setText(title);
   for (const CVSectionConfig& config : cvSectionConfigs()) {
     const auto& entries = cvEntries(snapshot.cv, config.id);
     SectionView& view = sections_.at(config.id);

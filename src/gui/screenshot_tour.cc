@@ -79,29 +79,41 @@ int takeScreenshots(MainWindow& window, const QString& folder) {
 
   const std::pair<ThemeMode, const char*> themes[] = {{ThemeMode::light, "light"},
                                                       {ThemeMode::dark, "dark"}};
-  const char* languages[] = {"en", "fr"};
+  // English and French, or the languages QUORVANE_SCREENSHOT_LANGUAGES
+  // lists ("de,it,es"), to look at the longest words of each.
+  std::vector<std::string> languages{"en", "fr"};
+  if (const QString listed = qEnvironmentVariable("QUORVANE_SCREENSHOT_LANGUAGES");
+      !listed.isEmpty()) {
+    languages.clear();
+    for (const QString& language : listed.split(QLatin1Char(','), Qt::SkipEmptyParts)) {
+      languages.push_back(language.trimmed().toStdString());
+    }
+  }
   for (const auto& [theme, themeName] : themes) {
     store.setThemeMode(theme);
-    for (const char* language : languages) {
-      store.setUiLanguage(std::string(language));
+    for (const std::string& language : languages) {
+      store.setUiLanguage(language);
       for (Screen screen : {Screen::home, Screen::works, Screen::vault, Screen::settings}) {
         window.showScreen(screen);
-        shoot(QStringLiteral("%1-%2-%3").arg(screenName(screen), themeName, language));
+        shoot(QStringLiteral("%1-%2-%3")
+                  .arg(screenName(screen), themeName, QString::fromStdString(language)));
       }
       {
         // The Edit menu, naming the last work taken off the board.
         window.showScreen(Screen::works);
         QMenu* edit = window.menuBar()->actions().at(0)->menu();
         edit->popup(window.mapToGlobal(QPoint(0, window.menuBar()->height())));
-        shootDialog(*edit, QStringLiteral("edit-menu-%1-%2").arg(themeName, language));
+        shootDialog(
+            *edit,
+            QStringLiteral("edit-menu-%1-%2").arg(themeName, QString::fromStdString(language)));
         edit->hide();
       }
       window.showProjectTab(ProjectTab::texts);
-      shoot(QStringLiteral("texts-%1-%2").arg(themeName, language));
+      shoot(QStringLiteral("texts-%1-%2").arg(themeName, QString::fromStdString(language)));
       window.showProjectTab(ProjectTab::cv);
-      shoot(QStringLiteral("cv-%1-%2").arg(themeName, language));
+      shoot(QStringLiteral("cv-%1-%2").arg(themeName, QString::fromStdString(language)));
       window.showProjectTab(ProjectTab::details);
-      shoot(QStringLiteral("details-%1-%2").arg(themeName, language));
+      shoot(QStringLiteral("details-%1-%2").arg(themeName, QString::fromStdString(language)));
       // A web CV's plan, when the tour is given one.
       if (const QString webCv = qEnvironmentVariable("QUORVANE_SCREENSHOT_WEBCV");
           !webCv.isEmpty()) {
@@ -115,7 +127,9 @@ int takeScreenshots(MainWindow& window, const QString& folder) {
           QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
         }
         if (dialog && !dialog->isLoading()) {
-          shootDialog(*dialog, QStringLiteral("webcv-%1-%2").arg(themeName, language));
+          shootDialog(
+              *dialog,
+              QStringLiteral("webcv-%1-%2").arg(themeName, QString::fromStdString(language)));
         }
         if (dialog) dialog->reject();
       }
@@ -123,14 +137,18 @@ int takeScreenshots(MainWindow& window, const QString& folder) {
         // The printed labels of the CV, over the window.
         LabelsDialog labels(store, "cv", language, &window);
         labels.show();
-        shootDialog(labels, QStringLiteral("labels-%1-%2").arg(themeName, language));
+        shootDialog(
+            labels,
+            QStringLiteral("labels-%1-%2").arg(themeName, QString::fromStdString(language)));
         labels.reject();
       }
       {
         // The two questions that could lose the most: deleting everything,
         // and a project.
         DeleteAllDialog* everything = window.askToDeleteAll();
-        shootDialog(*everything, QStringLiteral("delete-all-%1-%2").arg(themeName, language));
+        shootDialog(
+            *everything,
+            QStringLiteral("delete-all-%1-%2").arg(themeName, QString::fromStdString(language)));
         everything->reject();
         const Words words(store);
         QMessageBox* question = makeQuestion(
@@ -138,14 +156,17 @@ int takeScreenshots(MainWindow& window, const QString& folder) {
             words.format("desktop.project.delete.confirm", {store.state().project.projectName}),
             words("desktop.project.delete.action"));
         question->show();
-        shootDialog(*question, QStringLiteral("delete-project-%1-%2").arg(themeName, language));
+        shootDialog(*question, QStringLiteral("delete-project-%1-%2")
+                                   .arg(themeName, QString::fromStdString(language)));
         question->deleteLater();
         // Works taken off the project: where they go is said.
         QMessageBox* removal =
             makeQuestion(&window, words.format("desktop.works.remove.confirm_many", {"3"}),
                          words("desktop.works.remove.action"));
         removal->show();
-        shootDialog(*removal, QStringLiteral("remove-works-%1-%2").arg(themeName, language));
+        shootDialog(
+            *removal,
+            QStringLiteral("remove-works-%1-%2").arg(themeName, QString::fromStdString(language)));
         removal->deleteLater();
       }
       {
@@ -154,7 +175,10 @@ int takeScreenshots(MainWindow& window, const QString& folder) {
         guide.show();
         guide.next();
         const auto shootGuide = [&](const char* step) {
-          shootDialog(guide, QStringLiteral("guide-%1-%2-%3").arg(step, themeName, language), 400);
+          shootDialog(guide,
+                      QStringLiteral("guide-%1-%2-%3")
+                          .arg(step, themeName, QString::fromStdString(language)),
+                      400);
         };
         shootGuide("sections");
         guide.next();
@@ -163,13 +187,13 @@ int takeScreenshots(MainWindow& window, const QString& folder) {
       }
       // The export sheet, its preview drawn.
       window.showProjectTab(ProjectTab::exportSheet);
-      shoot(QStringLiteral("export-%1-%2").arg(themeName, language), 4000);
+      shoot(QStringLiteral("export-%1-%2").arg(themeName, QString::fromStdString(language)), 4000);
       window.showProjectTab(ProjectTab::works);
       // A refused file: the error toast over the board.
       window.showScreen(Screen::works);
       window.board().intake().add(
           {QDir(folder).filePath(QStringLiteral("not-an-image.jpg")).toStdString()});
-      shoot(QStringLiteral("works-toast-%1-%2").arg(themeName, language));
+      shoot(QStringLiteral("works-toast-%1-%2").arg(themeName, QString::fromStdString(language)));
       store.dismissToast();
     }
   }
@@ -190,10 +214,10 @@ int takeScreenshots(MainWindow& window, const QString& folder) {
   window.newProject();
   for (const auto& [theme, themeName] : themes) {
     store.setThemeMode(theme);
-    for (const char* language : languages) {
-      store.setUiLanguage(std::string(language));
+    for (const std::string& language : languages) {
+      store.setUiLanguage(language);
       window.showScreen(Screen::works);
-      shoot(QStringLiteral("works-empty-%1-%2").arg(themeName, language));
+      shoot(QStringLiteral("works-empty-%1-%2").arg(themeName, QString::fromStdString(language)));
     }
   }
   // A project deleted, and where it can be restored from.
@@ -204,10 +228,10 @@ int takeScreenshots(MainWindow& window, const QString& folder) {
   }
   for (const auto& [theme, themeName] : themes) {
     store.setThemeMode(theme);
-    for (const char* language : languages) {
-      store.setUiLanguage(std::string(language));
+    for (const std::string& language : languages) {
+      store.setUiLanguage(language);
       window.showScreen(Screen::deleted);
-      shoot(QStringLiteral("deleted-%1-%2").arg(themeName, language));
+      shoot(QStringLiteral("deleted-%1-%2").arg(themeName, QString::fromStdString(language)));
     }
   }
   return written;

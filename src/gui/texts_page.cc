@@ -153,8 +153,9 @@ void TextsPage::fill() {
   filling_ = true;
   choices_->button(static_cast<int>(section_))->setChecked(true);
   sharing_->setType(textAssetType(section_));
-  const auto [text, title] = textOf(store_.state().snapshot, section_);
-  if (!title_->hasFocus() && title_->text() != qstr(title)) title_->setText(qstr(title));
+  const std::string& text = textOf(store_.state().snapshot, section_).first;
+  const QString title = qstr(store_.shownTextTitle(textAssetType(section_)));
+  if (!title_->hasFocus() && title_->text() != title) title_->setText(title);
   if (!text_->hasFocus() && text_->toPlainText() != qstr(text)) text_->setPlainText(qstr(text));
   filling_ = false;
   updateCounts();

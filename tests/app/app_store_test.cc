@@ -455,6 +455,14 @@ TEST_F(AppStoreTest, MessagesSpeakTheInterfaceLanguage) {
   store.duplicateProject();
   EXPECT_EQ(store.state().errorToast->title, "Succès");
   EXPECT_EQ(store.state().errorToast->text, "Projet dupliqué.");
+
+  // A default title is shown in French and stays the default as the text is
+  // edited with it; a title of the user's own is theirs, in any language.
+  EXPECT_EQ(store.shownTextTitle(TextAssetType::bio), "Biographie");
+  store.setText(SaveSection::bio, "Née à Turku.", "Biographie");
+  EXPECT_EQ(store.state().snapshot.biographyTitle, "Biography");
+  store.setText(SaveSection::bio, "Née à Turku.", "Parcours");
+  EXPECT_EQ(store.shownTextTitle(TextAssetType::bio), "Parcours");
 }
 
 TEST_F(AppStoreTest, EachWrittenSectionImageAndNewProjectIsOneSignificantChange) {

@@ -16,7 +16,7 @@ TEST(FailureTextTest, TheLibrarysFailuresAreToldInWordsWithTheirCodesKeptForDiag
   };
   EXPECT_EQ(told(SQLITE_BUSY), "the library is busy: another program kept it for too long");
   EXPECT_EQ(told(SQLITE_FULL), "the disk is full");
-  EXPECT_EQ(told(SQLITE_READONLY_DBMOVED), "the library can't be written (it is read-only)");
+  EXPECT_EQ(told(SQLITE_READONLY_DBMOVED), "the library can’t be written (it is read-only)");
   EXPECT_EQ(told(SQLITE_CONSTRAINT_FOREIGNKEY), "the change does not fit what the library holds");
   EXPECT_EQ(told(SQLITE_IOERR_FSYNC), "the disk could not be read or written");
   EXPECT_EQ(told(SQLITE_NOTADB), "the library is damaged");

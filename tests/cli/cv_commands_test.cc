@@ -64,7 +64,7 @@ TEST_F(CVCommandsTest, ChoosingReplacesOnlyTheGroupsNamed) {
   const testing::CliRun both =
       runCommandLine({"--lang", "fr", "cv", "import", example(), "--identity", "replace"});
   ASSERT_EQ(both.code, 0) << both.err;
-  EXPECT_EQ(both.out, "Remplacé : Identité de l’artiste.\n");
+  EXPECT_EQ(both.out, "Remplacé\u00a0: Identité de l’artiste.\n");
   EXPECT_EQ(shown("details")["firstName"], "Zoë");
   EXPECT_EQ(runCommandLine({"cv", "import", example()}).out,
             "Already up to date\n\nThings to check\n"

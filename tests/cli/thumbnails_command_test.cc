@@ -31,7 +31,7 @@ TEST_F(ThumbnailsCommandTest, OnlyWhatChangedIsDrawnAgain) {
   EXPECT_EQ(counts(), (nlohmann::json{{"fresh", 3}, {"rebuilt", 2}, {"failed", 0}}))
       << "the biography's page and the artwork's";
   const testing::CliRun french = runCommandLine({"--lang", "fr", "thumbnails"});
-  EXPECT_TRUE(contains(french.out, "Vignettes : 5 à jour, 0 redessinées, 0 en échec."))
+  EXPECT_TRUE(contains(french.out, "Vignettes\u00a0: 5 à jour, 0 redessinées, 0 en échec."))
       << french.out;
 }
 

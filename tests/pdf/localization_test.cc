@@ -70,6 +70,71 @@ TEST(UiTextTest, EveryLanguageHasEveryKeyWithTheSamePlaceholders) {
   }
 }
 
+// One word for one thing in each language's interface: the term the window
+// and the command line use for a concept, and the words it replaced, which
+// must not come back in a new text.
+TEST(UiTextTest, EachLanguageNamesEachThingWithOneTerm) {
+  struct Term {
+    std::string_view language;
+    std::string_view term;
+    std::vector<std::string_view> avoid;
+  };
+  const Term terms[] = {
+      {"en", "Click to review", {"Tap to review", "over 15 MB"}},
+      {"fr", "Démarche de projet", {"Note d’intention", "intention du projet"}},
+      {"fr", "Table des matières", {"Sommaire"}},
+      {"fr", "rubrique", {"section", "Section"}},
+      {"fr", "Lieu", {"Emplacement"}},
+      {"fr", "Content de vous revoir", {"Bon retour"}},
+      {"fr", "Réserve", {"Vault"}},
+      {"fr", "Après import", {"Après l’importation"}},
+      {"fr", "Cliquez", {"Touchez", "plus de 15"}},
+      // No-break spaces before the high punctuation and between a figure
+      // and its unit, which a line must not separate.
+      {"fr", "\u00a0:", {" :", " ;", " ?", " !", "%@ Mo", "'"}},
+      {"it", "Statement dell’artista", {"Dichiarazione", "dichiarazione"}},
+      {"it", "Presentazione del progetto", {"Dichiarazione di progetto"}},
+      {"it", "Committenze", {"Commissioni"}},
+      {"it", "Gallerie di riferimento", {"Rappresentanza"}},
+      {"it", "Luogo", {"Collocazione"}},
+      {"it", "E-mail", {"Email"}},
+      {"it", "Anagrafica", {"Dati dell’artista"}},
+      {"it", "Archivio", {"Vault"}},
+      {"it", "risoluzione massima", {"piena risoluzione"}},
+      {"it", "Fai clic", {"Tocca"}},
+      {"de", "Einschließen", {"Enthält"}},
+      {"de", "Backup", {"Sicherung"}},
+      {"de", "Künstlerstatement", {"Künstlerisches Statement"}},
+      {"de", "Projektbeschreibung", {"Projektstatement"}},
+      {"de", "Vita", {"Lebenslauf", "Lebensläufe"}},
+      {"de", "Rubrik", {"Lebenslaufabschnitt", "Abschnitten"}},
+      {"de", "WVZ-Nr.", {"Werkverzeichnisnummer"}},
+      {"de", "Stipendien und Preise", {"Stipendien & Preise"}},
+      {"de", "Werkarchiv", {"Vault"}},
+      {"de", "Zum Prüfen klicken", {"Zum Prüfen tippen", "'"}},
+      {"es", "Impresión (resolución completa)", {"Imprenta"}},
+      {"es", "Encargos", {"Comisiones"}},
+      {"es", "Formación", {"Educación"}},
+      {"es", "Portfolio", {"Portafolio"}},
+      {"es", "Declaración artística", {"Declaración de artista"}},
+      {"es", "Eliminar", {"Borrar", "borrar "}},
+      {"es", "Fondo de obras", {"Vault"}},
+      {"es", "Haz clic", {"Pulsa ", "'"}},
+  };
+  for (const Term& term : terms) {
+    SCOPED_TRACE(std::string(term.language) + ": " + std::string(term.term));
+    bool used = false;
+    for (const std::string& key : interfaceKeys(term.language)) {
+      const std::string text = uiText(key, term.language);
+      used = used || text.find(term.term) != std::string::npos;
+      for (const std::string_view avoided : term.avoid) {
+        EXPECT_EQ(text.find(avoided), std::string::npos) << key << ": " << text;
+      }
+    }
+    EXPECT_TRUE(used) << "the term is in no text";
+  }
+}
+
 TEST(UiPluralTest, CountsTakeTheFormOfEachLanguagesPluralRules) {
   EXPECT_EQ(uiCount("count.words", "en", 1), "1 word");
   EXPECT_EQ(uiCount("count.words", "en", 0), "0 words");

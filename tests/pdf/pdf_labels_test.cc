@@ -38,6 +38,16 @@ TEST(PdfStringsTest, FormatFillsNamedPlaceholdersAndLeavesTheRest) {
       << "a value is inserted as it is, never filled again";
 }
 
+TEST(PdfStringsTest, OutsideEnglishTheCvIntroPrintsTheBareYearAndPlaceAndNoSelected) {
+  for (const char* locale : {"fr", "it", "de", "es"}) {
+    const PdfStrings strings(locale, "cv", {});
+    EXPECT_EQ(strings.format("pdf.cv.intro.born", {{"year", "1986"}}), "1986") << locale;
+    EXPECT_EQ(strings.format("pdf.cv.intro.born_in", {{"place", "Turku"}}), "Turku") << locale;
+    EXPECT_EQ(strings.label("pdf.cv.section.press").find("Selected"), std::string::npos);
+  }
+  EXPECT_EQ(PdfStrings("en", "cv", {}).label("pdf.cv.section.press"), "Selected press");
+}
+
 TEST(PdfStringsTest, AnOverrideChangesOnlyItsOwnLanguageAndDocumentKind) {
   testing::TempDir dir;
   testing::ManualClock clock;

@@ -10,6 +10,7 @@
 #include <sstream>
 
 #include "app/web_cv_import.h"
+#include "pdf/localization.h"
 #include "support/fakes.h"
 #include "support/temp_dir.h"
 #include "webcv/web_cv_errors.h"
@@ -320,12 +321,19 @@ TEST(WebCVPlan, PreviewsShowBothSidesInTheInterfaceLanguage) {
   };
   EXPECT_EQ(row(plan.identity, "firstName").label, "Prénom");
   EXPECT_EQ(row(plan.identity, "firstName").proposed, "Zoë");
+  // The name on documents by its words, never the stored value.
+  for (const std::string& value : {row(plan.identity, "nameDisplayMode").current,
+                                   row(plan.identity, "nameDisplayMode").proposed}) {
+    EXPECT_TRUE(value == uiText("desktop.details.name_display.legal", "fr") ||
+                value == uiText("desktop.details.name_display.artist", "fr"))
+        << value;
+  }
   EXPECT_EQ(row(plan.cv, "soloExhibitions").source, "2 entrées");
   EXPECT_EQ(row(plan.cv, "soloExhibitions").current, "0 entrée");
   EXPECT_EQ(row(plan.cv, "soloExhibitions[2]").label, "Entrée 2");
   EXPECT_EQ(row(plan.cv, "soloExhibitions[2]").proposed,
             "2023 · Low Tide · Kunstverein Ost · Leipzig · Germany");
-  EXPECT_EQ(webCVPlanSummary(plan, "fr"), "12 entrées dans 11 sections");
+  EXPECT_EQ(webCVPlanSummary(plan, "fr"), "12 entrées dans 11 rubriques");
   EXPECT_EQ(webCVPreviewText("", "fr"), "(vide)");
 }
 

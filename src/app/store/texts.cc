@@ -61,16 +61,16 @@ bool AppStore::setText(SaveSection section, const std::string& givenContent,
   switch (section) {
     case SaveSection::bio:
       s.biography = content;
-      if (title) s.biographyTitle = normalizedTextTitle(*title, TextAssetType::bio);
+      if (title) s.biographyTitle = titleToStore(TextAssetType::bio, *title);
       break;
     case SaveSection::statement:
       s.statement = content;
-      if (title) s.statementTitle = normalizedTextTitle(*title, TextAssetType::statement);
+      if (title) s.statementTitle = titleToStore(TextAssetType::statement, *title);
       break;
     case SaveSection::projectStatement:
       s.projectStatement = content;
       if (title) {
-        s.projectStatementTitle = normalizedTextTitle(*title, TextAssetType::projectStatement);
+        s.projectStatementTitle = titleToStore(TextAssetType::projectStatement, *title);
       }
       break;
     default:
@@ -98,8 +98,43 @@ void AppStore::setCVTitle(const std::string& title) {
   UndoRoom::Recording recording(
       *undo_, undoStep("undo.action.edit", text(textKindKey(TextAssetType::cv)), SaveSection::cv,
                        {}, "cv:title"));
-  state_.snapshot.cvTitle = cleaned(title, TextShape::singleLine);
+  state_.snapshot.cvTitle = titleToStore(TextAssetType::cv, cleaned(title, TextShape::singleLine));
   scheduleSave(SaveSection::cv);
+}
+
+namespace {
+
+std::string defaultTitleKey(TextAssetType type) {
+  return "text.default_title." + std::string(rawValue(type));
+}
+
+const std::string& storedTitle(const StudioSnapshot& s, TextAssetType type) {
+  switch (type) {
+    case TextAssetType::statement:
+      return s.statementTitle;
+    case TextAssetType::projectStatement:
+      return s.projectStatementTitle;
+    case TextAssetType::cv:
+      return s.cvTitle;
+    case TextAssetType::bio:
+      break;
+  }
+  return s.biographyTitle;
+}
+
+}  // namespace
+
+std::string AppStore::shownTextTitle(TextAssetType type) const {
+  const std::string& stored = storedTitle(state_.snapshot, type);
+  return stored == defaultTextTitle(type) ? text(defaultTitleKey(type)) : stored;
+}
+
+std::string AppStore::titleToStore(TextAssetType type, const std::string& title) const {
+  // The default as the interface shows it stays the default: a French
+  // window does not turn an English library's "Biography" into a title of
+  // its own as the text is edited.
+  if (title == text(defaultTitleKey(type))) return std::string(defaultTextTitle(type));
+  return type == TextAssetType::cv ? title : normalizedTextTitle(title, type);
 }
 
 TextPageFill AppStore::textPageFill(SaveSection section) const {
