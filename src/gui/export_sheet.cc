@@ -197,13 +197,26 @@ ExportSheet::ExportSheet(DesktopContext context, QWidget* parent)
   optionsLayout->addWidget(warnings_);
   optionsLayout->addWidget(pages_);
   optionsLayout->addStretch(1);
-  optionsLayout->addWidget(result_);
-  optionsLayout->addLayout(exportRow);
-  optionsLayout->addWidget(export_);
 
   QScrollArea* scroll = framelessScroll(options, this);
-  scroll->setFixedWidth(kOptionsWidth);
   scroll->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
+  // The button, the progress and what was saved stay in sight below the
+  // options, however far they scroll on a short screen.
+  auto* footer = new QWidget(this);
+  footer->setObjectName(QStringLiteral("exportFooter"));
+  auto* footerLayout = new QVBoxLayout(footer);
+  footerLayout->setContentsMargins(24, 8, 20, 16);
+  footerLayout->setSpacing(6);
+  footerLayout->addWidget(result_);
+  footerLayout->addLayout(exportRow);
+  footerLayout->addWidget(export_);
+  auto* optionsColumn = new QWidget(this);
+  optionsColumn->setFixedWidth(kOptionsWidth);
+  auto* column = new QVBoxLayout(optionsColumn);
+  column->setContentsMargins(0, 0, 0, 0);
+  column->setSpacing(0);
+  column->addWidget(scroll, 1);
+  column->addWidget(footer);
 
   view_->setObjectName(QStringLiteral("exportPreview"));
   view_->setDocument(preview_document_);
@@ -221,7 +234,7 @@ ExportSheet::ExportSheet(DesktopContext context, QWidget* parent)
   auto* layout = new QHBoxLayout(this);
   layout->setContentsMargins(0, 0, 0, 0);
   layout->setSpacing(0);
-  layout->addWidget(scroll);
+  layout->addWidget(optionsColumn);
   layout->addWidget(previewArea, 1);
 
   contentChanged_->setSingleShot(true);

@@ -8,8 +8,10 @@
 #include <QLineEdit>
 #include <QPlainTextEdit>
 #include <QScrollArea>
+#include <QScrollBar>
 #include <QStackedWidget>
 #include <QVBoxLayout>
+#include <algorithm>
 
 #include "gui/scrolling.h"
 #include "gui/word_run_undo.h"
@@ -160,6 +162,9 @@ Inspector::Inspector(AppStore& store, QWidget* parent)
   detailsLayout->addLayout(form_);
   detailsLayout->addStretch();
   QScrollArea* scroll = framelessScroll(details, this);
+  // The details never scroll sideways: the inspector is as wide as they need
+  // (see retranslate).
+  scroll->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
 
   stack_->addWidget(emptyLabel_);
   stack_->addWidget(scroll);
@@ -221,6 +226,10 @@ void Inspector::retranslate() {
   filling_ = true;
   fill();
   filling_ = false;
+  // As wide as the longest label of this language and the fields beside it.
+  const auto* scroll = static_cast<QScrollArea*>(stack_->widget(1));
+  setMinimumWidth(std::max(300, scroll->widget()->minimumSizeHint().width() +
+                                    scroll->verticalScrollBar()->sizeHint().width()));
 }
 
 void Inspector::showArtwork(const std::optional<std::string>& artworkId, int selectedCount) {

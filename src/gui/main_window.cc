@@ -39,6 +39,7 @@
 #include "gui/inspector.h"
 #include "gui/labels_dialog.h"
 #include "gui/project_header.h"
+#include "gui/qt_words.h"
 #include "gui/question.h"
 #include "gui/settings_page.h"
 #include "gui/texts_page.h"
@@ -297,6 +298,7 @@ void MainWindow::applyAppearance() {
 
 void MainWindow::retranslate() {
   const Words words(context_.store);
+  speakQtIn(context_.store.language());
   setWindowTitle(QStringLiteral("Quorvane"));
   sidebar_->retranslate();
   dashboard_->retranslate();

@@ -78,6 +78,11 @@ ProjectHeader::ProjectHeader(DesktopContext context, QWidget* parent)
   currency_->setMaximumWidth(60);
   currency_->setMaxLength(3);
   title_->setMinimumWidth(220);
+  // Each as wide as its longest choice in the language in force, also after
+  // the language changes ("Portrait" is "Hochformat" in German).
+  for (QComboBox* choice : {kind_, language_, unit_, orientation_, layout_}) {
+    choice->setSizeAdjustPolicy(QComboBox::AdjustToContents);
+  }
 
   auto* top = new QHBoxLayout;
   top->setSpacing(8);

@@ -409,6 +409,23 @@ TEST_F(DesktopTest, EnterOnAQuestionBeforeALossCancels) {
   }
 }
 
+// In another language, Qt's own words follow (a question's Cancel), and the
+// work details are as wide as that language's labels need.
+TEST_F(DesktopTest, AnotherLanguageReachesQtsOwnWordsAndTheDetailsWidth) {
+  store->setUiLanguage(std::string("fr"));
+  pump();
+  QMessageBox* question = gui::makeQuestion(window.get(), "Supprimer ?", "Supprimer");
+  EXPECT_EQ(question->button(QMessageBox::Cancel)->text(), QStringLiteral("Annuler"));
+  delete question;
+  auto* details = window->findChild<gui::Inspector*>();
+  ASSERT_NE(details, nullptr);
+  auto* scroll = details->findChild<QScrollArea*>();
+  ASSERT_NE(scroll, nullptr);
+  EXPECT_GE(details->minimumWidth(), scroll->widget()->minimumSizeHint().width());
+  store->setUiLanguage(std::string("en"));
+  pump();
+}
+
 TEST_F(DesktopTest, EveryControlHasAnAccessibleName) {
   for (gui::Screen screen :
        {gui::Screen::home, gui::Screen::works, gui::Screen::vault, gui::Screen::settings}) {
