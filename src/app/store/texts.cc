@@ -271,6 +271,7 @@ bool AppStore::applyDetailsToOtherProjects() {
     }
     services_.snapshots.writeDetails(ids, state_.snapshot.details);
     services_.logger.log("app details applied projects=" + std::to_string(ids.size()));
+    countChanges(1);  // one decision, however many projects it reaches
     // They are twins again, of the details as they now are.
     detailsAsOpened_ = state_.snapshot.details;
     showToast(ToastStyle::success, text("app.details.applied", {names}));
