@@ -128,20 +128,25 @@ struct AppState {
   std::vector<ProjectRef> detailsLeftBehind;
 };
 
+// The projects' names joined by ", ", as the messages list them.
+inline std::string projectNames(const std::vector<ProjectRef>& projects) {
+  std::string joined;
+  for (const ProjectRef& project : projects) joined += (joined.empty() ? "" : ", ") + project.name;
+  return joined;
+}
+
 // The names of the other projects sharing any of the open project's texts,
 // each once, joined by ", "; empty when it shares none.
 inline std::string sharingProjectNames(const AppState& state) {
-  std::vector<std::string> names;
+  std::vector<ProjectRef> named;
   for (const auto& [type, projects] : state.sharedTexts) {
     for (const ProjectRef& project : projects) {
-      if (std::find(names.begin(), names.end(), project.name) == names.end()) {
-        names.push_back(project.name);
-      }
+      const bool seen = std::any_of(named.begin(), named.end(),
+                                    [&](const ProjectRef& p) { return p.name == project.name; });
+      if (!seen) named.push_back(project);
     }
   }
-  std::string joined;
-  for (const std::string& name : names) joined += (joined.empty() ? "" : ", ") + name;
-  return joined;
+  return projectNames(named);
 }
 
 }  // namespace quorvane

@@ -91,9 +91,7 @@ nlohmann::json sharingJson(const std::vector<ProjectRef>& projects) {
 
 void tellSharing(CliContext& context, const std::vector<ProjectRef>& projects) {
   if (projects.empty()) return;
-  std::string names;
-  for (const ProjectRef& project : projects) names += (names.empty() ? "" : ", ") + project.name;
-  context.err << context.format("cli.text.shared_with", {names}) << '\n';
+  context.err << context.format("cli.text.shared_with", {projectNames(projects)}) << '\n';
 }
 
 void showText(CliContext& context, const std::string& name) {
@@ -224,8 +222,7 @@ void installDetailsSet(CLI::App& command, CliContext& context) {
     store.setDetails(details);
     const std::vector<ProjectRef> others = store.state().detailsLeftBehind;
     if (others.empty()) return;
-    std::string names;
-    for (const ProjectRef& project : others) names += (names.empty() ? "" : ", ") + project.name;
+    const std::string names = projectNames(others);
     if (*everywhere) {
       context.check(store.applyDetailsToOtherProjects());
       context.err << context.format("cli.details.applied", {names}) << '\n';

@@ -145,10 +145,8 @@ void DetailsPage::showLeftBehind() {
   const std::vector<ProjectRef>& others = store_.state().detailsLeftBehind;
   leftBehind_->setVisible(!others.empty());
   if (others.empty()) return;
-  std::string names;
-  for (const ProjectRef& project : others) names += (names.empty() ? "" : ", ") + project.name;
   const Words words(store_);
-  leftBehindLine_->setText(words.format("desktop.details.left_behind", {names}));
+  leftBehindLine_->setText(words.format("desktop.details.left_behind", {projectNames(others)}));
   applyToOthers_->setText(words("desktop.details.apply_to_others"));
   applyToOthers_->setAccessibleName(applyToOthers_->text());
 }

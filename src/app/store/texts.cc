@@ -204,11 +204,8 @@ bool AppStore::reuseText(TextAssetType type, const std::string& assetId) {
 void AppStore::noticeSharedEdit(TextAssetType type) {
   const auto shared = state_.sharedTexts.find(type);
   if (shared == state_.sharedTexts.end() || !sharedEditsNoticed_.insert(type).second) return;
-  std::string names;
-  for (const ProjectRef& project : shared->second) {
-    names += (names.empty() ? "" : ", ") + project.name;
-  }
-  showToast(ToastStyle::info, text("app.texts.shared_edit", {text(textKindKey(type)), names}));
+  showToast(ToastStyle::info,
+            text("app.texts.shared_edit", {text(textKindKey(type)), projectNames(shared->second)}));
 }
 
 bool AppStore::copyText(TextAssetType type) {
@@ -263,12 +260,9 @@ bool AppStore::applyDetailsToOtherProjects() {
   if (state_.detailsLeftBehind.empty()) return true;
   try {
     settleSaves();
+    const std::string names = projectNames(state_.detailsLeftBehind);
     std::vector<std::string> ids;
-    std::string names;
-    for (const ProjectRef& project : state_.detailsLeftBehind) {
-      ids.push_back(project.id);
-      names += (names.empty() ? "" : ", ") + project.name;
-    }
+    for (const ProjectRef& project : state_.detailsLeftBehind) ids.push_back(project.id);
     services_.snapshots.writeDetails(ids, state_.snapshot.details);
     services_.logger.log("app details applied projects=" + std::to_string(ids.size()));
     countChanges(1);  // one decision, however many projects it reaches
