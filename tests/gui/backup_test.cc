@@ -3,22 +3,18 @@
 // it was made from; its images are finished behind it.
 #include <gtest/gtest.h>
 
-#include <QLabel>
-#include <QPushButton>
-
 #include <QDropEvent>
 #include <QLabel>
+#include <QPushButton>
 #include <filesystem>
 
 #include "gui/backup_status.h"
 #include "gui/desktop_fixture.h"
 #include "gui/project_list_model.h"
+#include "gui/words.h"
 #include "gui/work_strip.h"
-#include "gui/words.h"
-#include "pdf/localization.h"
-#include "gui/words.h"
-#include "pdf/localization.h"
 #include "gui/works_board_model.h"
+#include "pdf/localization.h"
 
 namespace quorvane {
 namespace {

@@ -255,13 +255,10 @@ TEST_F(DesktopTest, TheDashboardShowsTheLibrarysOwnCounts) {
   window->showScreen(gui::Screen::home);
   window->dashboard().refresh();
   pump();
-  const LibraryKPIOverview counts = repository->libraryCounts();
   const gui::DashboardFigures& figures = window->dashboard().figures();
-  EXPECT_EQ(figures, gui::dashboardFigures(store->state().projects.size(), counts));
   EXPECT_EQ(figures.projects, 2);
   EXPECT_EQ(figures.artworks, 3);
-  EXPECT_EQ(figures.texts, counts.bioCount + counts.statementCount);
-  EXPECT_GE(figures.texts, 2);
+  EXPECT_EQ(figures.texts, 2) << "the biography and the statement";
   EXPECT_EQ(window->dashboard().figureText(1), QString("3"));
 }
 

@@ -37,7 +37,6 @@ CVData sampleCV() {
 TEST(ArtistDetailsJsonTest, RoundTripsEveryField) {
   const ArtistDetails details = sampleDetails();
   EXPECT_EQ(decodeArtistDetails(encodeArtistDetails(details)), details);
-  EXPECT_EQ(artistDetailsToJson(details).size(), 14u);
 }
 
 // Written out by hand: the stored key names are a contract with every
@@ -79,8 +78,6 @@ TEST(ArtistDetailsJsonTest, UnknownKeysAreIgnored) {
 TEST(CVDataJsonTest, RoundTripsEntriesInOrder) {
   const CVData cv = sampleCV();
   EXPECT_EQ(decodeCVData(encodeCVData(cv)), cv);
-  EXPECT_EQ(cvDataToJson(CVData{}).size(), 12u);
-  EXPECT_EQ(decodeCVData(encodeCVData(CVData{})), CVData{});
 }
 
 TEST(CVDataJsonTest, ReadsTheTwelveStoredSectionNames) {
